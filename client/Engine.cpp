@@ -1,0 +1,28 @@
+#include "client/Engine.h"
+
+namespace database_client {
+
+void Engine::refuse(const char* operation) {
+  throw Error(Error::Kind::unsupported, std::string(operation) + " is not possible on this kind of store");
+}
+
+void Engine::beginTransaction() {
+  refuse("beginTransaction");
+}
+void Engine::commitTransaction() {
+  refuse("commitTransaction");
+}
+void Engine::rollbackTransaction() {
+  refuse("rollbackTransaction");
+}
+CheckReport Engine::check() {
+  refuse("check");
+}
+void Engine::compact() {
+  refuse("compact");
+}
+void Engine::backup(const std::string& /*path*/) {
+  refuse("backup");
+}
+
+}  // namespace database_client

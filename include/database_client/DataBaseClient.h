@@ -1,0 +1,188 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <list>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "database_client/Error.h"
+#include "database_client/ObjectProperties.h"
+#include "database_client/export.h"
+
+namespace database_client {
+
+/// The two numbers that `DataBaseClient::update` takes.
+struct UpdateFlags {
+  static constexpr int none = 0;
+  static constexpr int upsert = 1;  ///< insert when nothing matches
+};
+struct UpdateOperation {
+  static constexpr int replace = 1;  ///< the first match becomes the document
+  static constexpr int set = 3;      ///< the keys of the document are set in every match
+  static constexpr int append =
+      9;  ///< the group of the document is appended to the array of the same name in every match
+};
+
+/// One document of a bulk insert that did not go in.
+struct BulkFailure {
+  std::size_t index;  ///< its place in the list that was passed
+  Error error;
+};
+
+/// An index that a caller's queries need; the embedded store keeps its own and passes over such requests.
+struct IndexRequest {
+  std::string database;
+  std::string collection;
+  std::vector<std::string> keys;  ///< field paths, ascending
+  bool unique = false;
+};
+
+/// What `setUpDeployment` is to bring about.
+struct DeploymentPlan {
+  bool dryRun = false;                  ///< only tell what would be done
+  std::string administratorPassword{};  ///< for "admin" where there is none yet; empty leaves that alone
+  std::vector<IndexRequest> indexes{};
+};
+
+/// One step of setting up a deployment.
+struct DeploymentStep {
+  enum class State { done, alreadyThere, planned };
+  std::string what;
+  State state;
+};
+
+/// What `check` found in a store.
+struct CheckReport {
+  long long documents = 0;
+  std::list<std::string> problems{};
+};
+
+/// A connection to a document store: a MongoDB deployment, or one file where no server runs.
+///
+/// The engine is chosen by the host given to `connect`: a name or address (with the port), a `mongodb://` or
+/// `mongodb+srv://` address, or `file:PATH` / `file::memory:` for the embedded store. One client is used by one thread
+/// at a time; it starts none of its own. Documents appended to a list are newly allocated and belong to the caller.
+///
+/// Every operation but `connect`, `disconnect`, `isConnected` and `createId` throws `Error`: of kind connection (or
+/// authentication) with the reason of the last failed `connect` while not connected; of kind query, before anything is
+/// sent, for a database, collection or user name that no store accepts; of kind document for a document above 16 MiB or
+/// 100 levels. A list passed in is filled with all results or left as it was. No message holds a password.
+///
+/// After a lost connection the next operation connects again. A read is retried once, a write only where the store
+/// makes that safe; a write whose outcome is not known says so with `Error::outcomeUnknown`.
+class DATABASE_CLIENT_EXPORT DataBaseClient {
+ public:
+  DataBaseClient();
+  DataBaseClient(const DataBaseClient&) = delete;
+  DataBaseClient& operator=(const DataBaseClient&) = delete;
+  /// Closes the connection.
+  virtual ~DataBaseClient();
+
+  /// Opens a connection and proves it with a ping; an open one is closed first. `authDatabase` is where the user is
+  /// kept; an empty `user` means no credentials. False when the store cannot be reached or refuses the user: `failure`
+  /// tells why. Arguments that make no sense (a malformed address, a port out of range) throw Error{query}.
+  virtual bool connect(const std::string& authDatabase, const std::string& host, const int& port,
+                       const std::string& user, const std::string& password);
+  /// Closes the connection; true, also when there was none.
+  virtual bool disconnect();
+  /// Whether a connection is open, as far as the last answer proved.
+  virtual bool isConnected() const;
+
+  /// Inserts one document and writes its "_id" to `id` (empty when that is neither an object id nor a string). A
+  /// document without "_id" is given a new object id, in the store only; `document` stays as it is.
+  virtual bool insert(const std::string& database, const std::string& collection, const ObjectProperties* document,
+                      std::string& id);
+  /// Changes what `selector` matches, as `operation` (see `UpdateOperation`) says; with `UpdateFlags::upsert` a
+  /// document is made of selector and document when nothing matches. Replacing keeps the "_id".
+  virtual void update(const std::string& database, const std::string& collection, const ObjectProperties& selector,
+                      const ObjectProperties& document, const int& flags, const int& operation);
+  /// Appends the matches to `documents`, at most `limit` (0: all) after passing over `skip`. With keys set to true only
+  /// those and "_id" come back; keys set to false are left out. The embedded store gives insertion order.
+  virtual void find(const std::string& database, const std::string& collection, const ObjectProperties& query,
+                    const ObjectProperties& projection, std::list<ObjectProperties*>& documents, int limit, int skip);
+  /// Runs the stages that stand in the array "pipeline" of `pipeline` and appends what comes out.
+  virtual void aggregate(const std::string& database, const std::string& collection, const ObjectProperties& pipeline,
+                         std::list<ObjectProperties*>& documents);
+  /// Removes every match; none is no error.
+  virtual void remove(const std::string& database, const std::string& collection, const ObjectProperties& query);
+  /// A new object id as 24 hex digits; needs no connection.
+  virtual std::string createId();
+
+  /// `roles` holds groups "0", "1", … of "role" and "db". Error{server} with code 51003 when the user is there already,
+  /// 31 for a role that the store does not know.
+  virtual void createUser(const std::string& database, const std::string& user, const std::string& password,
+                          const ObjectProperties& roles, const ObjectProperties& customData);
+  /// Replaces a user's roles and custom data; Error{server} with code 11 for an unknown user.
+  virtual void modifyUser(const std::string& database, const std::string& user, const ObjectProperties& roles,
+                          const ObjectProperties& customData);
+  virtual void changePassword(const std::string& database, const std::string& user, const std::string& password);
+  virtual void dropUser(const std::string& database, const std::string& user);
+
+  // Beyond the operations that providers use.
+
+  /// Why the last `connect` returned false, with host and port; empty after a success.
+  virtual std::string failure() const;
+
+  /// Inserts many documents in one go (one transaction on the embedded store) and appends an id for each to `ids`,
+  /// empty for those that failed. Documents that the store refuses are returned, and the others go in; a failure of the
+  /// whole throws.
+  virtual std::list<BulkFailure> insertMany(const std::string& database, const std::string& collection,
+                                            const std::vector<const ObjectProperties*>& documents,
+                                            std::vector<std::string>& ids);
+  /// As `find`, handing over one document at a time until `receive` returns false; memory does not grow with the
+  /// result.
+  virtual void findEach(const std::string& database, const std::string& collection, const ObjectProperties& query,
+                        const ObjectProperties& projection, int limit, int skip,
+                        const std::function<bool(ObjectProperties&)>& receive);
+  /// The number of documents that match.
+  virtual long long count(const std::string& database, const std::string& collection, const ObjectProperties& query);
+  /// How a `find` of this query would be answered: "index" (a name, or empty for none), "examined" and "returned".
+  virtual ObjectProperties explain(const std::string& database, const std::string& collection,
+                                   const ObjectProperties& query);
+
+  virtual std::list<std::string> databaseNames();
+  virtual std::list<std::string> collectionNames(const std::string& database);
+
+  /// Prepares a deployment for the library: the role "changeOwnPasswordCustomDataRole" on "databaseManager", which
+  /// every user gets, the administrator, and indexes. May be repeated; what is there already stays.
+  virtual std::list<DeploymentStep> setUpDeployment(const DeploymentPlan& plan);
+
+  /// Opens a transaction over all that follows until `commitTransaction` or `rollbackTransaction`; only the embedded
+  /// store has one, others throw Error{unsupported}. See `Transaction`.
+  virtual void beginTransaction();
+  virtual void commitTransaction();
+  virtual void rollbackTransaction();
+
+  // Care for an embedded store; Error{unsupported} elsewhere.
+
+  /// Reads the whole store: structure, every document, agreement of the index with the documents.
+  virtual CheckReport check();
+  /// Merges the index and gives free space back to the file system.
+  virtual void compact();
+  /// Writes a consistent copy of the open store to a new file; others may go on writing meanwhile.
+  virtual void backup(const std::string& path);
+
+ private:
+  struct Connection;
+  std::unique_ptr<Connection> connection_;
+};
+
+/// A transaction for a scope, undone unless committed. Its destructor never throws.
+class DATABASE_CLIENT_EXPORT Transaction {
+ public:
+  explicit Transaction(DataBaseClient& client);
+  ~Transaction();
+  Transaction(const Transaction&) = delete;
+  Transaction& operator=(const Transaction&) = delete;
+
+  /// Makes everything since the start permanent; a second call does nothing.
+  void commit();
+
+ private:
+  DataBaseClient& client_;
+  bool open_;
+};
+
+}  // namespace database_client
