@@ -1,0 +1,360 @@
+#include "client/bson/validate.h"
+
+#include <array>
+#include <string>
+
+#include "database_client/Error.h"
+
+namespace database_client::bson {
+
+namespace {
+
+using Word = std::uint64_t;
+constexpr Word highBits = 0x8080808080808080U;
+constexpr Word lowBits = 0x0101010101010101U;
+constexpr std::ptrdiff_t smallestDocument = 5;
+
+const Byte* bytesOf(std::string_view text) {
+  return reinterpret_cast<const Byte*>(text.data());
+}
+
+/// At most seven bytes, by loads that overlap.
+bool isShortAscii(const Byte* at, std::size_t size) {
+  if (size >= 4) return ((load<std::uint32_t>(at) | load<std::uint32_t>(at + size - 4)) & 0x80808080U) == 0;
+  return size == 0 || ((at[0] | at[size / 2] | at[size - 1]) & 0x80) == 0;
+}
+
+bool isAscii(const Byte* at, std::size_t size) {
+  if (size < sizeof(Word)) return isShortAscii(at, size);
+  Word seen = load<Word>(at + size - sizeof(Word));
+  for (const Byte* last = at + size - sizeof(Word); at < last; at += sizeof(Word)) seen |= load<Word>(at);
+  return (seen & highBits) == 0;
+}
+
+bool isContinuation(Byte byte) {
+  return (byte & 0xC0) == 0x80;
+}
+
+/// The length of the character that begins with a byte above 0x7F, 0 when it is malformed. The second byte rules out
+/// what is overlong, a surrogate or beyond U+10FFFF.
+std::size_t characterSize(const Byte* at, std::size_t left) {
+  const Byte first = *at;
+  if (first < 0xC2 || first > 0xF4) return 0;
+  const std::size_t size = first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
+  if (left < size || !isContinuation(at[1])) return 0;
+  if (first == 0xE0 && at[1] < 0xA0) return 0;
+  if (first == 0xED && at[1] > 0x9F) return 0;
+  if (first == 0xF0 && at[1] < 0x90) return 0;
+  if (first == 0xF4 && at[1] > 0x8F) return 0;
+  for (std::size_t i = 2; i < size; ++i) {
+    if (!isContinuation(at[i])) return 0;
+  }
+  return size;
+}
+
+/// The offset of the first malformed character, or the size when there is none.
+std::size_t wellFormedSize(std::string_view text) {
+  const Byte* first = bytesOf(text);
+  std::size_t i = 0;
+  while (i < text.size()) {
+    if (text.size() - i >= sizeof(Word) && (load<Word>(first + i) & highBits) == 0) {
+      i += sizeof(Word);
+    } else if (first[i] < 0x80) {
+      ++i;
+    } else {
+      const std::size_t size = characterSize(first + i, text.size() - i);
+      if (size == 0) break;
+      i += size;
+    }
+  }
+  return i;
+}
+
+/// The text with what is not UTF-8 as \xNN, so that a message is always a text.
+std::string printable(std::string_view text) {
+  std::string out;
+  while (true) {
+    const std::size_t good = wellFormedSize(text);
+    out.append(text.substr(0, good));
+    text.remove_prefix(good);
+    if (text.empty()) return out;
+    constexpr char digits[] = "0123456789ABCDEF";
+    const Byte byte = *bytesOf(text);
+    out.append("\\x").append(1, digits[byte >> 4]).append(1, digits[byte & 15]);
+    text.remove_prefix(1);
+  }
+}
+
+/// How many bytes a value has behind its key, or one of the marks.
+constexpr std::int8_t varies = -1;
+constexpr std::int8_t unknown = -2;
+
+struct Kind {
+  Type type;
+  std::int8_t size;
+  const char* name;
+};
+
+constexpr Kind kinds[] = {
+    {Type::real, 8, "double"},
+    {Type::string, varies, "string"},
+    {Type::document, varies, "document"},
+    {Type::array, varies, "array"},
+    {Type::binary, varies, "binary"},
+    {Type::undefined, 0, "undefined"},
+    {Type::objectId, objectIdSize, "object id"},
+    {Type::boolean, 1, "boolean"},
+    {Type::date, 8, "date"},
+    {Type::null, 0, "null"},
+    {Type::regex, varies, "regular expression"},
+    {Type::dbPointer, varies, "DBPointer"},
+    {Type::code, varies, "code"},
+    {Type::symbol, varies, "symbol"},
+    {Type::codeWithScope, varies, "code with scope"},
+    {Type::int32, 4, "int32"},
+    {Type::timestamp, 8, "timestamp"},
+    {Type::int64, 8, "int64"},
+    {Type::decimal128, 16, "decimal128"},
+    {Type::maxKey, 0, "maxKey"},
+    {Type::minKey, 0, "minKey"},
+};
+
+constexpr std::array<std::int8_t, 256> makeSizes() {
+  std::array<std::int8_t, 256> table{};
+  for (auto& size : table) size = unknown;
+  for (const Kind& kind : kinds) table[static_cast<Byte>(kind.type)] = kind.size;
+  return table;
+}
+constexpr std::array<std::int8_t, 256> sizes = makeSizes();
+
+const char* nameOf(Type type) {
+  for (const Kind& kind : kinds) {
+    if (kind.type == type) return kind.name;
+  }
+  return "value";
+}
+
+/// Walks the levels with a stack of its own. `end` is always the terminator of the innermost level, which is a NUL
+/// inside the bytes: whatever runs up to a NUL stops there at the latest.
+class Validator {
+ public:
+  Validator(const Byte* data, std::size_t size) : data_(data), size_(size) {}
+
+  View run() {
+    checkRoot();
+    const Byte* at = data_ + 4;
+    end_ = data_ + size_ - 1;
+    while (true) {
+      if (at != end_) {
+        at = value(at, key(at));
+      } else if (depth_ == 0) {
+        return {data_, size_};
+      } else {
+        at = end_ + 1;
+        end_ = levels_[--depth_].end;
+      }
+    }
+  }
+
+ private:
+  struct Level {
+    const Byte* element;  ///< where the type byte of the level stands
+    const Byte* end;      ///< the terminator of the level around it
+  };
+
+  void checkRoot() const {
+    if (size_ > maximumSize) failWhole(std::to_string(size_) + " bytes, at most " + std::to_string(maximumSize));
+    if (size_ < smallestDocument) failWhole(std::to_string(size_) + " bytes, at least 5 expected");
+    const auto length = load<std::int32_t>(data_);
+    if (length < 0 || static_cast<std::size_t>(length) != size_) {
+      failWhole("its length says " + std::to_string(length) + ", given are " + std::to_string(size_) + " bytes");
+    }
+    if (data_[size_ - 1] != 0) failWhole("it does not end with a terminator (NUL)");
+  }
+
+  /// Checks the key behind a type byte and returns the start of the value.
+  const Byte* key(const Byte* element) const {
+    const Byte* at = element + 1;
+    const Byte* const documentEnd = data_ + size_;
+    while (documentEnd - at >= static_cast<std::ptrdiff_t>(sizeof(Word))) {
+      const Word word = load<Word>(at);
+      // The lowest bit that is set marks the first byte that is NUL or beyond ASCII.
+      const Word marks = ((word - lowBits) | word) & highBits;
+      if (marks == 0) {
+        at += sizeof(Word);
+        continue;
+      }
+      at += static_cast<unsigned>(__builtin_ctzll(marks)) / 8;
+      break;
+    }
+    while (*at != 0 && *at < 0x80 && at < end_) ++at;
+    if (*at != 0 || at >= end_) return unusualKey(element);
+    return at + 1;
+  }
+
+  const Byte* unusualKey(const Byte* element) const {
+    const std::string_view name = cString(element + 1);
+    if (bytesOf(name) + name.size() >= end_) fail(element, "the key is not ended by a NUL within its level");
+    if (!isUtf8(name)) fail(element, "the key is not UTF-8");
+    return bytesOf(name) + name.size() + 1;
+  }
+
+  const Byte* value(const Byte* element, const Byte* at) {
+    const std::int8_t size = sizes[*element];
+    if (size >= 0) {
+      if (end_ - at < size) failLeft(element, at, size);
+      if (static_cast<Type>(*element) == Type::boolean && *at > 1) {
+        fail(element, "the byte is " + std::to_string(*at) + ", expected 0 or 1");
+      }
+      return at + size;
+    }
+    return variable(element, at);
+  }
+
+  const Byte* variable(const Byte* element, const Byte* at) {
+    switch (static_cast<Type>(*element)) {
+      case Type::string:
+      case Type::code:
+      case Type::symbol:
+        return text(element, at, end_);
+      case Type::document:
+      case Type::array:
+        return enter(element, at, end_);
+      case Type::binary:
+        return binary(element, at);
+      case Type::regex:
+        return regexPart(element, regexPart(element, at, "pattern"), "option text");
+      case Type::dbPointer:
+        return dbPointer(element, at);
+      case Type::codeWithScope:
+        return codeWithScope(element, at);
+      default:
+        fail(element, "no BSON type has the number " + std::to_string(*element));
+    }
+  }
+
+  /// A length with its text, within what lies before `limit`.
+  const Byte* text(const Byte* element, const Byte* at, const Byte* limit) const {
+    const std::int32_t length = lengthAt(element, at, limit);
+    const Byte* const first = at + 4;
+    if (length < 1 || length > limit - first) failLength(element, length, 1, limit - first);
+    const auto size = static_cast<std::size_t>(length) - 1;
+    if (first[size] != 0) fail(element, "the text of " + std::to_string(size) + " bytes is not followed by a NUL");
+    const std::string_view content(reinterpret_cast<const char*>(first), size);
+    if (!isAscii(first, size) && wellFormedSize(content) != size) fail(element, "the text is not UTF-8");
+    return first + length;
+  }
+
+  const Byte* enter(const Byte* element, const Byte* at, const Byte* limit) {
+    const std::int32_t length = lengthAt(element, at, limit);
+    if (length < smallestDocument || length > limit - at) failLength(element, length, smallestDocument, limit - at);
+    const Byte* const last = at + length - 1;
+    if (*last != 0) fail(element, "the level of " + std::to_string(length) + " bytes does not end with a NUL");
+    if (depth_ == maximumDepth) fail(element, "more than " + std::to_string(maximumDepth) + " levels");
+    levels_[depth_++] = {element, end_};
+    end_ = last;
+    return at + 4;
+  }
+
+  const Byte* binary(const Byte* element, const Byte* at) const {
+    constexpr Byte oldSubtype = 2;
+    const std::int32_t length = lengthAt(element, at, end_);
+    const Byte* const first = at + 5;
+    if (length < 0 || length > end_ - first) failLength(element, length, 0, end_ - first);
+    if (at[4] == oldSubtype) {
+      if (length < 4) failLength(element, length, 4, end_ - first);
+      const auto inner = load<std::int32_t>(first);
+      if (inner != length - 4) failLength(element, inner, length - 4, length - 4);
+    }
+    return first + length;
+  }
+
+  const Byte* regexPart(const Byte* element, const Byte* at, const char* part) const {
+    if (at >= end_) fail(element, std::string("the ") + part + " is missing");
+    const std::string_view text = cString(at);
+    if (text.size() >= static_cast<std::size_t>(end_ - at)) {
+      fail(element, std::string("the ") + part + " is not ended by a NUL within its level");
+    }
+    if (!isUtf8(text)) fail(element, std::string("the ") + part + " is not UTF-8");
+    return at + text.size() + 1;
+  }
+
+  const Byte* dbPointer(const Byte* element, const Byte* at) const {
+    const Byte* const id = text(element, at, end_);
+    if (end_ - id < static_cast<std::ptrdiff_t>(objectIdSize)) failLeft(element, id, objectIdSize);
+    return id + objectIdSize;
+  }
+
+  /// The scope has to end exactly where the value does.
+  const Byte* codeWithScope(const Byte* element, const Byte* at) {
+    constexpr std::ptrdiff_t smallest = 4 + 4 + 1 + smallestDocument;
+    const std::int32_t length = lengthAt(element, at, end_);
+    if (length < smallest || length > end_ - at) failLength(element, length, smallest, end_ - at);
+    const Byte* const limit = at + length;
+    const Byte* const scope = text(element, at + 4, limit);
+    if (limit - scope < smallestDocument) failLeft(element, scope, smallestDocument);
+    if (load<std::int32_t>(scope) != limit - scope) {
+      failLength(element, load<std::int32_t>(scope), limit - scope, limit - scope);
+    }
+    return enter(element, scope, limit);
+  }
+
+  std::int32_t lengthAt(const Byte* element, const Byte* at, const Byte* limit) const {
+    if (limit - at < 4) failLeft(element, at, 4);
+    return load<std::int32_t>(at);
+  }
+
+  [[noreturn, gnu::cold, gnu::noinline]] void failLength(const Byte* element, std::int32_t length,
+                                                         std::ptrdiff_t smallest, std::ptrdiff_t largest) const {
+    std::string expected = std::to_string(smallest);
+    if (largest > smallest) expected += " to " + std::to_string(largest);
+    if (largest < smallest) expected += " at least, with " + std::to_string(largest) + " bytes left";
+    fail(element, "a length is " + std::to_string(length) + ", expected " + expected);
+  }
+
+  [[noreturn, gnu::cold, gnu::noinline]] void failLeft(const Byte* element, const Byte* at,
+                                                       std::ptrdiff_t expected) const {
+    fail(element, std::to_string(expected) + " bytes expected, " + std::to_string(end_ - at) + " left in its level");
+  }
+
+  [[noreturn, gnu::cold, gnu::noinline]] void fail(const Byte* element, const std::string& reason) const {
+    std::string path;
+    for (int i = 0; i < depth_; ++i) {
+      path += printable(keyOf(levels_[i].element)) + '.';
+      if (static_cast<Type>(*levels_[i].element) == Type::codeWithScope) path += "$scope.";
+    }
+    path += printable(keyOf(element));
+    std::string message = "malformed document, " + std::string(nameOf(static_cast<Type>(*element)));
+    message += " under \"" + path + "\": " + reason;
+    throw Error(Error::Kind::document, message, {path});
+  }
+
+  /// A key that may lack its end.
+  std::string_view keyOf(const Byte* element) const {
+    const std::string_view rest(reinterpret_cast<const char*>(element + 1),
+                                static_cast<std::size_t>(data_ + size_ - element) - 1);
+    return rest.substr(0, rest.find('\0'));
+  }
+
+  [[noreturn, gnu::cold]] static void failWhole(const std::string& reason) {
+    throw Error(Error::Kind::document, "malformed document: " + reason);
+  }
+
+  const Byte* data_;
+  std::size_t size_;
+  const Byte* end_ = nullptr;
+  int depth_ = 0;
+  Level levels_[maximumDepth];
+};
+
+}  // namespace
+
+View validate(const void* data, std::size_t size) {
+  return Validator(static_cast<const Byte*>(data), size).run();
+}
+
+bool isUtf8(std::string_view text) {
+  return isAscii(bytesOf(text), text.size()) || wellFormedSize(text) == text.size();
+}
+
+}  // namespace database_client::bson
