@@ -1,0 +1,4 @@
+#pragma once
+
+/// Marks what the shared library exports; everything else stays hidden.
+#define DATABASE_PROVIDER_EXPORT __attribute__((visibility("default")))
