@@ -1,0 +1,60 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <string_view>
+#include <vector>
+
+#include "client/bson/View.h"
+
+namespace database_client::embedded {
+
+class Stage;
+
+/// An aggregation, parsed once. Its stages are `$match $project $unwind $group $sort $limit $skip $count $addFields
+/// $set $unset $sortByCount $replaceRoot $facet`; expressions are field paths, $$ROOT, $$CURRENT, literals, $literal,
+/// and documents and arrays of these. It keeps no reference to the bytes it was made of.
+///
+/// Documents flow one at a time. $group and $sort hold what they need, at most `memoryLimit` bytes each, else
+/// Error{query} with code 292; a $sort before a $limit keeps only the documents that can still come out. $group puts
+/// out its groups in the order in which they were first seen, and $sort keeps the order of equal documents.
+///
+/// The constructor throws Error{unsupported} naming a stage, accumulator or expression that a server knows and this
+/// store does not, Error{query} with a server's code for what a server refuses.
+class Pipeline {
+ public:
+  /// Takes one document, valid only during the call; false asks for no more.
+  using Receiver = std::function<bool(bson::View)>;
+  /// Gives every document to the receiver until it returns false.
+  using Source = std::function<void(const Receiver&)>;
+
+  /// One stage as it was written. The views live as long as the pipeline.
+  struct Description {
+    std::string_view name;  ///< "$match"
+    bson::Value operand;
+  };
+
+  static constexpr std::size_t defaultMemoryLimit = 100 * 1000 * 1000;
+  static constexpr std::size_t maximumStages = 1000;
+
+  /// `stages` holds the stages in order under any keys, such as "0", "1", …
+  explicit Pipeline(bson::View stages, std::size_t memoryLimit = defaultMemoryLimit);
+  Pipeline(Pipeline&& other) noexcept;
+  Pipeline& operator=(Pipeline&& other) noexcept;
+  ~Pipeline();
+
+  /// The stages, for whoever plans which of the first ones are answered in another way.
+  const std::vector<Description>& stages() const { return descriptions_; }
+
+  /// Runs the stages from number `first` on over the documents of `source`. When it throws, documents may already have
+  /// been received.
+  void run(const Source& source, const Receiver& receiver, std::size_t first = 0) const;
+
+ private:
+  std::vector<bson::Byte> specification_;
+  std::vector<Description> descriptions_;
+  std::vector<std::unique_ptr<const Stage>> stages_;
+};
+
+}  // namespace database_client::embedded
