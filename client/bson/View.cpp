@@ -1,5 +1,7 @@
 #include "client/bson/View.h"
 
+#include <algorithm>
+
 namespace database_client::bson {
 
 std::size_t valueSize(Type type, const Byte* value) {
@@ -64,6 +66,19 @@ Value View::find(std::string_view key) const {
 View emptyDocument() {
   static constexpr Byte bytes[] = {5, 0, 0, 0, 0};
   return {bytes, sizeof bytes};
+}
+
+std::size_t depth(View document) {
+  std::size_t deepest = 0;
+  for (const Element& element : document) {
+    const Type type = element.value.type;
+    if (type == Type::document || type == Type::array) {
+      deepest = std::max(deepest, 1 + depth(element.value.asDocument()));
+    } else if (type == Type::codeWithScope) {
+      deepest = std::max(deepest, 1 + depth(element.value.scope()));
+    }
+  }
+  return deepest;
 }
 
 }  // namespace database_client::bson

@@ -161,4 +161,7 @@ inline View viewAt(const Byte* at) {
 /// An empty document.
 View emptyDocument();
 
+/// How many levels the deepest value lies below the root: 0 for a document without groups and arrays.
+std::size_t depth(View document);
+
 }  // namespace database_client::bson

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <list>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -11,10 +12,7 @@
 
 namespace database_client {
 
-namespace bson {
-class Buffer;
-class LevelIndex;
-}  // namespace bson
+class Document;
 
 /// A hierarchical, typed document: an ordered set of keys, each with a value, a nested document (a group) or an array.
 ///
@@ -129,10 +127,9 @@ class DATABASE_CLIENT_EXPORT ObjectProperties {
  private:
   friend class DocumentAccess;
 
-  struct Level;
-  struct State;
+  Document& document() const;
 
-  State* state_;
+  mutable std::unique_ptr<Document> document_;  ///< null while the document is empty and at its root
 };
 
 /// Opens a group for a scope: `endGroup` on the way out, so that an early return cannot leave a document on the wrong

@@ -1,0 +1,346 @@
+#include "client/Document.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "client/bson/validate.h"
+#include "database_client/Error.h"
+
+namespace database_client {
+
+using bson::Byte;
+using bson::Element;
+using bson::Type;
+using bson::Value;
+using bson::View;
+
+namespace {
+
+constexpr std::size_t emptyLevelSize = 5;
+constexpr std::size_t stepsBeforeIndex = 128;
+
+/// One of 64 bits for a key; two keys may share one.
+std::uint64_t bitOf(std::string_view key) {
+  std::uint64_t hash = key.size();
+  if (!key.empty()) {
+    hash += static_cast<unsigned char>(key.front()) * 0x51ULL + static_cast<unsigned char>(key.back()) * 0x1D3ULL +
+            static_cast<unsigned char>(key[key.size() / 2]) * 0x97DULL;
+  }
+  return std::uint64_t{1} << ((hash * 0x9E3779B97F4A7C15ULL) >> 58);
+}
+
+std::size_t elementSize(std::string_view key, std::size_t valueSize) {
+  return 1 + key.size() + 1 + valueSize;
+}
+
+bool isLevel(Type type) {
+  return type == Type::document || type == Type::array;
+}
+
+}  // namespace
+
+std::size_t Document::endOf(const Level& level) const {
+  return level.start + static_cast<std::size_t>(bson::load<std::int32_t>(bytes_.data() + level.start)) - 1;
+}
+
+View Document::level() const {
+  return current().missing ? bson::emptyDocument() : bson::viewAt(bytes_.data() + current().start);
+}
+
+// Looking up
+
+Value Document::find(std::string_view key) {
+  const std::size_t offset = offsetOf(key);
+  if (offset == 0) return {};
+  passOver(current(), offset, key);
+  return bson::elementAt(bytes_.data() + offset).value;
+}
+
+std::size_t Document::offsetOf(std::string_view key) {
+  Level& level = current();
+  if (level.missing || key.find('\0') != std::string_view::npos) return 0;
+  const Byte* data = bytes_.data();
+  const std::uint64_t bit = bitOf(key);
+  // The entry at the hint is the first of its key only when no entry before it can have that key.
+  if (level.hint != 0 && (level.passed & bit) == 0 && data[level.hint] != 0 &&
+      bson::isKey(data + level.hint + 1, key)) {
+    return level.hint;
+  }
+  if (level.seenAll && (level.seen & bit) == 0) return 0;
+  if (level.index) return level.index->find(data, key);
+  return scan(level, key);
+}
+
+std::size_t Document::scan(Level& level, std::string_view key) {
+  const Byte* data = bytes_.data();
+  std::size_t steps = 0;
+  std::size_t result = 0;
+  level.passed = 0;
+  level.hint = endOf(level);
+  for (const Element& element : bson::viewAt(data + level.start)) {
+    ++steps;
+    if (element.key == key) {
+      result = level.hint = static_cast<std::size_t>(element.start - data);
+      break;
+    }
+    level.passed |= bitOf(element.key);
+  }
+  if (result == 0) {
+    level.seen = level.passed;
+    level.seenAll = true;
+    level.count = static_cast<int>(steps);
+  }
+  // An index pays once a level has been gone through more than twice.
+  level.steps += steps;
+  if (level.steps > stepsBeforeIndex && level.steps > 2 * steps) {
+    level.index = std::make_unique<bson::LevelIndex>(data, level.start);
+  }
+  return result;
+}
+
+void Document::passOver(Level& level, std::size_t offset, std::string_view key) {
+  if (offset != level.hint) return;
+  level.hint += bson::elementAt(bytes_.data() + offset).size();
+  level.passed |= bitOf(key);
+}
+
+Element Document::at(int index) {
+  const std::size_t offset = offsetAt(index);
+  return offset == 0 ? Element{} : bson::elementAt(bytes_.data() + offset);
+}
+
+std::size_t Document::offsetAt(int index) {
+  Level& level = current();
+  if (level.missing || index < 0) return 0;
+  if (level.index) {
+    const auto& offsets = level.index->offsets();
+    return static_cast<std::size_t>(index) < offsets.size() ? offsets[static_cast<std::size_t>(index)] : 0;
+  }
+  const Byte* data = bytes_.data();
+  if (level.place == 0 || index < level.placeOrdinal) {
+    level.place = level.start + 4;
+    level.placeOrdinal = 0;
+  }
+  for (; data[level.place] != 0; ++level.placeOrdinal) {
+    if (level.placeOrdinal == index) return level.place;
+    level.place += bson::elementAt(data + level.place).size();
+  }
+  return 0;
+}
+
+int Document::size() {
+  Level& level = current();
+  if (level.missing) return 0;
+  if (level.count < 0) level.count = static_cast<int>(this->level().count());
+  return level.count;
+}
+
+// Writing
+
+void Document::refuse(std::string_view key, const std::string& why) const {
+  const std::string path = pathOf(key);
+  throw Error(Error::Kind::document, "\"" + path + "\": " + why, {path});
+}
+
+void Document::checkKey(std::string_view key) const {
+  if (key.find('\0') != std::string_view::npos)
+    refuse(key.substr(0, key.find('\0')), "a key cannot hold a NUL character");
+  if (!bson::isUtf8(key)) refuse({}, "a key that is not valid UTF-8");
+}
+
+void Document::checkSize(std::string_view key, std::size_t added) const {
+  std::size_t size = bytes_.size() + added;
+  for (auto level = nested_.rbegin(); level != nested_.rend() && level->missing; ++level) {
+    size += elementSize(level->key, emptyLevelSize);
+  }
+  if (size > bson::maximumSize) refuse(key, "the document would grow beyond 16 MiB");
+}
+
+void Document::checkDepth(std::string_view key) const {
+  if (nested_.size() >= static_cast<std::size_t>(bson::maximumDepth)) refuse(key, "nested deeper than 100 levels");
+}
+
+Byte* Document::put(std::string_view key, Type type, std::size_t size) {
+  const std::size_t offset = offsetOf(key);
+  if (offset != 0) {
+    passOver(current(), offset, key);
+    return overwrite(offset, type, size);
+  }
+  return append(key, type, size);
+}
+
+Byte* Document::overwrite(std::size_t offset, Type type, std::size_t size) {
+  const Element old = bson::elementAt(bytes_.data() + offset);
+  const auto place = static_cast<std::size_t>(old.value.data - bytes_.data());
+  if (size > old.value.size) checkSize(old.key, size - old.value.size);
+  Byte* data = resize(place, old.value.size, size);
+  data[offset] = static_cast<Byte>(type);
+  return data + place;
+}
+
+Byte* Document::append(std::string_view key, Type type, std::size_t size) {
+  checkKey(key);
+  checkSize(key, elementSize(key, size));
+  createMissing();
+  Level& level = current();
+  const std::size_t offset = endOf(level);
+  const bool wasEmpty = offset == level.start + 4;
+  Byte* data = resize(offset, 0, elementSize(key, size));
+  Byte* at = data + offset;
+  *at++ = static_cast<Byte>(type);
+  at = std::copy(key.begin(), key.end(), at);
+  *at++ = 0;
+  level.seen = (wasEmpty ? 0 : level.seen) | bitOf(key);
+  level.seenAll = level.seenAll || wasEmpty;
+  level.count = wasEmpty ? 1 : level.count < 0 ? -1 : level.count + 1;
+  if (level.index) level.index->append(data, static_cast<std::uint32_t>(offset));
+  return at;
+}
+
+Byte* Document::resize(std::size_t offset, std::size_t oldSize, std::size_t newSize) {
+  Byte* data = bytes_.splice(offset, oldSize, newSize);
+  if (oldSize == newSize) return data;
+  const auto delta = static_cast<std::int64_t>(newSize) - static_cast<std::int64_t>(oldSize);
+  const auto mend = [&](Level& level) {
+    if (level.missing) return;
+    bson::store(data + level.start, static_cast<std::int32_t>(bson::load<std::int32_t>(data + level.start) + delta));
+    if (level.hint > offset) level.hint = static_cast<std::size_t>(static_cast<std::int64_t>(level.hint) + delta);
+    if (level.place > offset) level.place = static_cast<std::size_t>(static_cast<std::int64_t>(level.place) + delta);
+    if (level.index) level.index->shift(static_cast<std::uint32_t>(offset), delta);
+  };
+  mend(root_);
+  for (Level& level : nested_) mend(level);
+  return data;
+}
+
+void Document::erase(std::string_view key) {
+  for (std::size_t offset = offsetOf(key); offset != 0;) offset = eraseAt(offset, key);
+}
+
+/// Removes the entry at `offset` and finds the next with the same key behind it.
+std::size_t Document::eraseAt(std::size_t offset, std::string_view key) {
+  Level& level = current();
+  level.index.reset();
+  level.steps = 0;
+  level.place = 0;
+  if (level.count > 0) --level.count;
+  const Byte* data = resize(offset, bson::elementAt(bytes_.data() + offset).size(), 0);
+  for (std::size_t at = offset; data[at] != 0; at += bson::elementAt(data + at).size()) {
+    if (bson::isKey(data + at + 1, key)) return at;
+  }
+  return 0;
+}
+
+void Document::clear() {
+  const std::vector<Step> open = steps();
+  bytes_ = bson::Buffer();
+  root_ = Level();
+  returnTo(open);
+}
+
+void Document::includeAtRoot(const bson::Buffer& other) {
+  Document changed(bytes_);
+  for (const Element& element : other.view()) {
+    Byte* at = changed.put(element.key, element.value.type, element.value.size);
+    std::memcpy(at, element.value.data, element.value.size);
+  }
+  const std::vector<Step> open = steps();
+  bytes_ = changed.bytes_;
+  root_ = Level();
+  returnTo(open);
+}
+
+// Moving between levels
+
+void Document::begin(std::string_view key, Type kind) {
+  checkDepth(key);
+  const std::size_t offset = offsetOf(key);
+  if (offset == 0) {
+    create(key, kind);
+    return;
+  }
+  passOver(current(), offset, key);
+  const Value value = bson::elementAt(bytes_.data() + offset).value;
+  if (value.type == kind) {
+    push(static_cast<std::size_t>(value.data - bytes_.data()), kind);
+  } else {
+    pushMissing(key, kind);
+  }
+}
+
+bool Document::enter(std::string_view key, Type kind) {
+  const Value value = find(key);
+  if (value.data == nullptr || value.type != kind) return false;
+  push(static_cast<std::size_t>(value.data - bytes_.data()), kind);
+  return true;
+}
+
+bool Document::enterAt(int index) {
+  const Element element = at(index);
+  if (element.start == nullptr || !isLevel(element.value.type)) return false;
+  push(static_cast<std::size_t>(element.value.data - bytes_.data()), element.value.type);
+  return true;
+}
+
+void Document::leave() {
+  if (!nested_.empty()) nested_.pop_back();
+}
+
+void Document::create(std::string_view key, Type kind) {
+  Byte* at = put(key, kind, emptyLevelSize);
+  std::memcpy(at, bson::emptyDocument().data, emptyLevelSize);
+  push(static_cast<std::size_t>(at - bytes_.data()), kind);
+}
+
+void Document::createMissing() {
+  if (!current().missing) return;
+  std::vector<Step> missing;
+  for (; current().missing; nested_.pop_back()) missing.push_back({current().key, current().kind});
+  for (auto step = missing.rbegin(); step != missing.rend(); ++step) create(step->key, step->kind);
+}
+
+void Document::push(std::size_t start, Type kind) {
+  nested_.emplace_back();
+  nested_.back().start = start;
+  nested_.back().kind = kind;
+}
+
+void Document::pushMissing(std::string_view key, Type kind) {
+  nested_.emplace_back();
+  nested_.back().missing = true;
+  nested_.back().kind = kind;
+  nested_.back().key = key;
+}
+
+std::string Document::keyOf(std::size_t nested) const {
+  const Level& level = nested_[nested];
+  if (level.missing) return level.key;
+  const std::size_t parent = nested == 0 ? root_.start : nested_[nested - 1].start;
+  for (const Element& element : bson::viewAt(bytes_.data() + parent)) {
+    if (element.value.data == bytes_.data() + level.start) return std::string(element.key);
+  }
+  return {};
+}
+
+std::string Document::pathOf(std::string_view key) const {
+  std::string path;
+  for (std::size_t i = 0; i < nested_.size(); ++i) path += keyOf(i) + ".";
+  return path.append(key);
+}
+
+std::vector<Document::Step> Document::steps() const {
+  std::vector<Step> result;
+  for (std::size_t i = 0; i < nested_.size(); ++i) {
+    result.push_back({keyOf(i), nested_[i].kind});
+  }
+  return result;
+}
+
+void Document::returnTo(const std::vector<Step>& steps) {
+  nested_.clear();
+  for (const Step& step : steps) {
+    if (current().missing || !enter(step.key, step.kind)) pushMissing(step.key, step.kind);
+  }
+}
+
+}  // namespace database_client

@@ -1,0 +1,118 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "client/bson/Buffer.h"
+#include "client/bson/LevelIndex.h"
+#include "client/bson/View.h"
+
+namespace database_client {
+
+/// What an `ObjectProperties` holds: the bytes, and the levels from the root to the current position.
+///
+/// The bytes are complete BSON at every moment. Only the innermost level is ever written to, so the levels around it
+/// never move; their lengths are mended with each change. A level that stands for a value of another kind is "missing":
+/// it reads as empty, and the first write puts it in that value's place.
+class Document {
+ public:
+  Document() = default;
+  explicit Document(bson::Buffer bytes) : bytes_(std::move(bytes)) {}
+
+  const bson::Buffer& bytes() const { return bytes_; }
+
+  /// The first value under `key` at the current level; null `data` when there is none.
+  bson::Value find(std::string_view key);
+  /// The element at a position of the current level; null `start` when there is none.
+  bson::Element at(int index);
+  /// The number of entries of the current level.
+  int size();
+  /// The bytes of the current level.
+  bson::View level() const;
+  /// How many levels the current one lies below the root.
+  std::size_t depth() const { return nested_.size(); }
+
+  /// Makes room for a value of `size` bytes under `key`, in the place of the old one or at the end, and returns where
+  /// the bytes go. Throws Error{document} before anything changes.
+  bson::Byte* put(std::string_view key, bson::Type type, std::size_t size);
+  /// Removes every entry under `key`.
+  void erase(std::string_view key);
+  /// Empties the whole document; the levels that are open become missing ones.
+  void clear();
+  /// Sets every key of `other` at the root.
+  void includeAtRoot(const bson::Buffer& other);
+
+  /// Enters the group or array under `key`, creating it when absent.
+  void begin(std::string_view key, bson::Type kind);
+  /// Enters the group or array under `key`; false when there is none.
+  bool enter(std::string_view key, bson::Type kind);
+  bool enterAt(int index);
+  void leave();
+  void leaveAll() noexcept { nested_.clear(); }
+
+  /// The path of `key` at the current level, as errors name it.
+  std::string pathOf(std::string_view key) const;
+  [[noreturn]] void refuse(std::string_view key, const std::string& why) const;
+
+ private:
+  struct Level {
+    std::size_t start = 0;  ///< of the length field
+    int count = -1;         ///< of the entries, -1 while not known
+    /// Where the next look-up begins: behind the entry found last; 0 for nowhere. `passed` has a bit for each key
+    /// before it.
+    std::size_t hint = 0;
+    std::uint64_t passed = 0;
+    /// The entry that was last asked for by position.
+    std::size_t place = 0;
+    int placeOrdinal = 0;
+    /// A bit for each key of the level, once all have been seen.
+    std::uint64_t seen = 0;
+    bool seenAll = false;
+    std::size_t steps = 0;  ///< taken in search of keys since the index was lost
+    std::unique_ptr<bson::LevelIndex> index{};
+
+    bson::Type kind = bson::Type::document;
+    bool missing = false;
+    std::string key{};  ///< of a missing level: where it belongs
+  };
+  struct Step {
+    std::string key;
+    bson::Type kind;
+  };
+
+  Level& current() { return nested_.empty() ? root_ : nested_.back(); }
+  const Level& current() const { return nested_.empty() ? root_ : nested_.back(); }
+  std::size_t endOf(const Level& level) const;
+
+  std::size_t offsetOf(std::string_view key);
+  std::size_t scan(Level& level, std::string_view key);
+  std::size_t offsetAt(int index);
+  void passOver(Level& level, std::size_t offset, std::string_view key);
+
+  bson::Byte* append(std::string_view key, bson::Type type, std::size_t size);
+  bson::Byte* overwrite(std::size_t offset, bson::Type type, std::size_t size);
+  bson::Byte* resize(std::size_t offset, std::size_t oldSize, std::size_t newSize);
+  std::size_t eraseAt(std::size_t offset, std::string_view key);
+  void checkKey(std::string_view key) const;
+  void checkDepth(std::string_view key) const;
+  void checkSize(std::string_view key, std::size_t added) const;
+
+  void create(std::string_view key, bson::Type kind);
+  void createMissing();
+  void push(std::size_t start, bson::Type kind);
+  void pushMissing(std::string_view key, bson::Type kind);
+  std::string keyOf(std::size_t nested) const;
+  std::vector<Step> steps() const;
+  void returnTo(const std::vector<Step>& steps);
+
+  bson::Buffer bytes_;
+  Level root_;
+  std::vector<Level> nested_;
+};
+
+}  // namespace database_client

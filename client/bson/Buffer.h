@@ -1,0 +1,45 @@
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+
+#include "client/bson/View.h"
+
+namespace database_client::bson {
+
+/// The bytes of one document, always complete. A copy shares them until one of the two is written to; the count of
+/// sharers is atomic, so that copies may live in different threads.
+class Buffer {
+ public:
+  Buffer() = default;
+  explicit Buffer(View document);
+  Buffer(const Buffer& other) noexcept;
+  Buffer(Buffer&& other) noexcept;
+  Buffer& operator=(Buffer other) noexcept;
+  ~Buffer();
+
+  const Byte* data() const { return block_ ? bytes(block_) : emptyDocument().data; }
+  std::size_t size() const { return block_ ? block_->size : emptyDocument().size; }
+  View view() const { return {data(), size()}; }
+
+  /// The bytes for writing, no longer shared.
+  Byte* writable();
+  /// Replaces `oldSize` bytes at `offset` by `newSize` bytes, which the caller fills; what lies behind moves. Returns
+  /// the bytes for writing. A failed allocation leaves everything as it was.
+  Byte* splice(std::size_t offset, std::size_t oldSize, std::size_t newSize);
+
+ private:
+  struct Block {
+    std::atomic<std::size_t> sharers;
+    std::size_t size;
+    std::size_t capacity;
+  };
+  static Byte* bytes(Block* block) { return reinterpret_cast<Byte*>(block + 1); }
+  static Block* allocate(std::size_t capacity);
+  void release() noexcept;
+  bool isOnlyOwner() const { return block_ != nullptr && block_->sharers.load(std::memory_order_acquire) == 1; }
+
+  Block* block_ = nullptr;
+};
+
+}  // namespace database_client::bson
