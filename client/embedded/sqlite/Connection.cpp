@@ -1,0 +1,174 @@
+#include "client/embedded/sqlite/Connection.h"
+
+#include <sqlite3.h>
+
+#include <cstring>
+#include <utility>
+
+#include "client/embedded/sqlite/Failure.h"
+
+namespace database_client::embedded::sqlite {
+
+namespace {
+
+/// More than a store of usual size ever needs; one with thousands of collections prepares some of them anew.
+constexpr std::size_t maximumIdle = 1024;
+
+void require(int code, const std::string& file, const char* doing) {
+  if (code != SQLITE_OK) fail(code, file, doing);
+}
+
+}  // namespace
+
+Connection::Connection(sqlite3* database, std::string file) : database_(database), file_(std::move(file)) {}
+
+Connection::Connection(Connection&& other) noexcept
+    : database_(std::exchange(other.database_, nullptr)),
+      file_(std::move(other.file_)),
+      idle_(std::move(other.idle_)),
+      idleCount_(std::exchange(other.idleCount_, 0)) {}
+
+Connection::~Connection() {
+  if (database_ == nullptr) return;
+  forgetStatements();
+  sqlite3_close_v2(database_);
+}
+
+Connection Connection::openFile(const std::string& path, int busyMilliseconds) {
+  return open(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOFOLLOW, busyMilliseconds);
+}
+
+Connection Connection::openMemory() {
+  return open(":memory:", SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_MEMORY, 0);
+}
+
+Connection Connection::open(const std::string& name, int flags, int busyMilliseconds) {
+  sqlite3* database = nullptr;
+  const int code =
+      sqlite3_open_v2(name.c_str(), &database, flags | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE, nullptr);
+  Connection connection(database, name);
+  require(code, name, "open it");
+  connection.harden();
+  require(sqlite3_busy_timeout(database, busyMilliseconds), name, "open it");
+  return connection;
+}
+
+void Connection::harden() {
+  sqlite3_extended_result_codes(database_, 1);
+  // NOLINTBEGIN(cppcoreguidelines-pro-type-vararg): SQLite offers nothing else
+  require(sqlite3_db_config(database_, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr), file_, "open it");
+  require(sqlite3_db_config(database_, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr), file_, "open it");
+  require(sqlite3_db_config(database_, SQLITE_DBCONFIG_ENABLE_LOAD_EXTENSION, 0, nullptr), file_, "open it");
+  require(sqlite3_db_config(database_, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr), file_, "open it");
+  require(sqlite3_db_config(database_, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr), file_, "open it");
+  // NOLINTEND(cppcoreguidelines-pro-type-vararg)
+  sqlite3_limit(database_, SQLITE_LIMIT_ATTACHED, 0);
+}
+
+sqlite3_stmt* Connection::prepare(const std::string& sql, bool keep) {
+  sqlite3_stmt* statement = nullptr;
+  const unsigned flags = keep ? SQLITE_PREPARE_PERSISTENT : 0;
+  const int code =
+      sqlite3_prepare_v3(database_, sql.c_str(), static_cast<int>(sql.size() + 1), flags, &statement, nullptr);
+  require(code, file_, "read");
+  return statement;
+}
+
+Statement Connection::statement(const std::string& sql) {
+  const auto found = idle_.find(sql);
+  if (found == idle_.end() || found->second.empty()) return {*this, prepare(sql, true)};
+  sqlite3_stmt* statement = found->second.back();
+  found->second.pop_back();
+  --idleCount_;
+  return {*this, statement};
+}
+
+void Connection::giveBack(sqlite3_stmt* statement) noexcept {
+  sqlite3_reset(statement);
+  sqlite3_clear_bindings(statement);
+  if (idleCount_ < maximumIdle) {
+    try {
+      idle_[sqlite3_sql(statement)].push_back(statement);
+      ++idleCount_;
+      return;
+    } catch (...) {  // It cannot be kept, so it is prepared anew next time.
+    }
+  }
+  sqlite3_finalize(statement);
+}
+
+void Connection::execute(const std::string& sql) {
+  sqlite3_stmt* statement = prepare(sql, false);
+  int code = SQLITE_ROW;
+  while (code == SQLITE_ROW) code = sqlite3_step(statement);
+  sqlite3_finalize(statement);
+  if (code != SQLITE_DONE) fail(code, file_, "write");
+}
+
+std::int64_t Connection::integer(const std::string& sql) {
+  sqlite3_stmt* statement = prepare(sql, false);
+  const int code = sqlite3_step(statement);
+  const std::int64_t value = code == SQLITE_ROW ? sqlite3_column_int64(statement, 0) : 0;
+  sqlite3_finalize(statement);
+  if (code != SQLITE_ROW && code != SQLITE_DONE) fail(code, file_, "read");
+  return value;
+}
+
+void Connection::forgetStatements() {
+  for (const auto& entry : idle_) {
+    for (sqlite3_stmt* statement : entry.second) sqlite3_finalize(statement);
+  }
+  idle_.clear();
+  idleCount_ = 0;
+}
+
+std::int64_t Connection::lastRowId() const {
+  return sqlite3_last_insert_rowid(database_);
+}
+
+int Connection::changes() const {
+  return sqlite3_changes(database_);
+}
+
+bool Connection::inTransaction() const {
+  return sqlite3_get_autocommit(database_) == 0;
+}
+
+bool Connection::readOnly() const {
+  return sqlite3_db_readonly(database_, "main") == 1;
+}
+
+bool Connection::fileMoved() const {
+  int moved = 0;
+  const int code = sqlite3_file_control(database_, "main", SQLITE_FCNTL_HAS_MOVED, &moved);
+  return code == SQLITE_OK && moved != 0;
+}
+
+void Connection::keepLogOnClose() {
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): SQLite offers nothing else
+  sqlite3_db_config(database_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+}
+
+sqlite3_file* Connection::rawFile() const {
+  sqlite3_file* file = nullptr;
+  require(sqlite3_file_control(database_, "main", SQLITE_FCNTL_FILE_POINTER, &file), file_, "read");
+  return file;
+}
+
+std::size_t Connection::readRaw(void* buffer, std::size_t size, std::int64_t offset) const {
+  sqlite3_file* file = rawFile();
+  const std::int64_t available = rawSize() - offset;
+  if (available <= 0) return 0;
+  const auto length = static_cast<std::size_t>(available) < size ? static_cast<std::size_t>(available) : size;
+  require(file->pMethods->xRead(file, buffer, static_cast<int>(length), offset), file_, "read");
+  return length;
+}
+
+std::int64_t Connection::rawSize() const {
+  sqlite3_file* file = rawFile();
+  sqlite3_int64 size = 0;
+  require(file->pMethods->xFileSize(file, &size), file_, "read");
+  return size;
+}
+
+}  // namespace database_client::embedded::sqlite

@@ -1,0 +1,81 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "client/embedded/sqlite/Statement.h"
+
+struct sqlite3;
+struct sqlite3_file;
+
+namespace database_client::embedded::sqlite {
+
+/// One connection to one SQLite file, used by one thread at a time. It keeps the statements that were prepared once.
+///
+/// Opening touches no side file and takes no lock; that begins with the first statement. Addresses of SQLite's URI
+/// form, extensions, ATTACH, and functions in a schema that is not trusted are switched off.
+class Connection {
+ public:
+  /// Opens a file that exists. The path must be absolute and hold no symbolic link.
+  static Connection openFile(const std::string& path, int busyMilliseconds);
+  /// Opens a store of this connection alone.
+  static Connection openMemory();
+
+  Connection(Connection&& other) noexcept;
+  Connection(const Connection&) = delete;
+  Connection& operator=(const Connection&) = delete;
+  Connection& operator=(Connection&&) = delete;
+  /// No statement may be on loan any more.
+  ~Connection();
+
+  /// The path, or ":memory:".
+  const std::string& file() const { return file_; }
+
+  /// Lends the statement with this text, prepared on its first use and kept from then on. The text is ours alone:
+  /// values are bound, never written into it.
+  Statement statement(const std::string& sql);
+  /// Runs a statement that is seldom needed; it is not kept.
+  void execute(const std::string& sql);
+  /// The first column of the first row, 0 without one; not kept.
+  std::int64_t integer(const std::string& sql);
+  /// Drops the statements that were kept and are not on loan.
+  void forgetStatements();
+
+  std::int64_t lastRowId() const;
+  /// The rows that the last statement changed.
+  int changes() const;
+  /// Whether a transaction is open. SQLite ends one by itself after some failures.
+  bool inTransaction() const;
+  /// Whether the file can only be read.
+  bool readOnly() const;
+  /// Whether the path leads no longer to the file that is open.
+  bool fileMoved() const;
+  /// Leaves the write-ahead log as it is when the connection closes.
+  void keepLogOnClose();
+
+  /// The bytes of the file itself, past the log and the cache, without a lock; the number read.
+  std::size_t readRaw(void* buffer, std::size_t size, std::int64_t offset) const;
+  std::int64_t rawSize() const;
+
+  sqlite3* handle() const { return database_; }
+
+ private:
+  friend class Statement;
+
+  Connection(sqlite3* database, std::string file);
+  static Connection open(const std::string& name, int flags, int busyMilliseconds);
+  void harden();
+  sqlite3_stmt* prepare(const std::string& sql, bool keep);
+  void giveBack(sqlite3_stmt* statement) noexcept;
+  sqlite3_file* rawFile() const;
+
+  sqlite3* database_;
+  std::string file_;
+  std::unordered_map<std::string, std::vector<sqlite3_stmt*>> idle_;
+  std::size_t idleCount_ = 0;
+};
+
+}  // namespace database_client::embedded::sqlite
