@@ -1,0 +1,98 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "client/bson/View.h"
+#include "client/embedded/index/BlobStore.h"
+
+namespace database_client::embedded {
+
+class BlockCache;
+class PathTree;
+class PendingItems;
+class Segment;
+
+/// The index over the items of every array of {name, value} documents in the documents of one collection.
+///
+/// It is told of every change to a document and kept in the same transaction: changes gather in memory and `flush`, to
+/// be called before each commit, appends them as one sorted segment; segments are merged as they grow in number. After
+/// a transaction that was rolled back, `rollback` drops what was gathered. What is kept in memory of the stored
+/// segments is read anew when `BlobStore::version` changed, which each call looks at; a call must therefore be made
+/// inside the transaction it belongs to.
+///
+/// The store must outlive the index. Failures are `Error`; after one, the transaction is to be rolled back.
+class ItemIndex {
+ public:
+  struct Options {
+    std::size_t pendingLimit = 400'000;         ///< entries gathered before a segment is written early
+    std::size_t fanOut = 8;                     ///< segments of one level that are merged into one of the next
+    std::size_t mergeLimit = 32 * 1024 * 1024;  ///< bytes; a merge within a write makes no larger segment
+    std::size_t blockSize = 16 * 1024;          ///< bytes of a block of terms
+    std::size_t chunkSize = 32 * 1024;          ///< bytes of a block of record numbers
+    std::size_t cacheSize = 16 * 1024 * 1024;   ///< bytes of blocks held in memory
+  };
+  struct Size {
+    std::uint64_t segments = 0;
+    std::uint64_t terms = 0;
+    std::uint64_t bytes = 0;
+  };
+  using Segments = std::vector<std::shared_ptr<const Segment>>;
+
+  /// `collection` is between 1 and 2^20 - 1, and the keys of its blobs are `firstKey(collection)` to
+  /// `lastKey(collection)`.
+  ItemIndex(BlobStore& store, std::int64_t collection);
+  ItemIndex(BlobStore& store, std::int64_t collection, const Options& options);
+  ItemIndex(const ItemIndex&) = delete;
+  ItemIndex& operator=(const ItemIndex&) = delete;
+  ~ItemIndex();
+
+  static std::int64_t firstKey(std::int64_t collection);
+  static std::int64_t lastKey(std::int64_t collection);
+
+  // Changes. `rid` is positive; record numbers that only grow make the smallest index.
+
+  void add(std::int64_t rid, bson::View body);
+  /// `body` is what the document was.
+  void remove(std::int64_t rid, bson::View body);
+  void replace(std::int64_t rid, bson::View before, bson::View after);
+  /// Writes what was gathered. To be called before each commit.
+  void flush();
+  /// Forgets what was gathered, after the transaction was rolled back.
+  void rollback();
+  /// Merges all segments into one, in the transaction that is open.
+  void compact();
+  /// Removes everything. With `add` for every document and `flush` the index is built anew.
+  void clear();
+
+  // For planning, statistics and checks; they write first what was gathered.
+
+  const PathTree& paths();
+  const Segments& segments();
+  BlockCache& blocks();
+  Size size();
+
+ private:
+  void synchronize();
+  void load();
+  void drop(const Segments& merged);
+  void writePending();
+  void mergeWhereDue();
+  std::shared_ptr<const Segment> merge(const Segments& inputs, std::uint32_t level);
+  std::uint32_t nextNumber() const;
+
+  BlobStore& store_;
+  std::int64_t collection_;
+  Options options_;
+  std::uint64_t version_ = 0;
+  bool loaded_ = false;
+  std::unique_ptr<PathTree> paths_;
+  std::unique_ptr<PendingItems> pending_;
+  std::unique_ptr<BlockCache> blocks_;
+  Segments segments_;
+};
+
+}  // namespace database_client::embedded
