@@ -23,6 +23,7 @@ function(database_settings target)
   if(DATABASE_PROVIDER_SANITIZE)
     target_compile_options(${target} PRIVATE -fsanitize=address,undefined -fno-sanitize-recover=all
                                              -fno-omit-frame-pointer)
+    target_compile_definitions(${target} PRIVATE _GLIBCXX_ASSERTIONS)
     target_link_options(${target} PRIVATE -fsanitize=address,undefined)
   endif()
 endfunction()

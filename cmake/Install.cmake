@@ -1,0 +1,45 @@
+# The install step: libraries, public headers, recordctl, a CMake package and two pkg-config files. Everything in it is
+# relative to the prefix, so that an installed tree may be moved.
+
+include(CMakePackageConfigHelpers)
+
+set(_package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/database_provider")
+set(_generated "${CMAKE_CURRENT_BINARY_DIR}/install")
+
+set(_libraries database_client)
+if(TARGET database_provider)
+  list(APPEND _libraries database_provider)
+endif()
+set_target_properties(${_libraries} PROPERTIES INSTALL_RPATH "$ORIGIN")
+install(
+  TARGETS ${_libraries}
+  EXPORT database_provider
+  LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
+  INCLUDES
+  DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
+install(DIRECTORY include/ DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}" FILES_MATCHING PATTERN "*.h")
+
+if(TARGET recordctl)
+  file(RELATIVE_PATH _bin_to_lib "${CMAKE_INSTALL_FULL_BINDIR}" "${CMAKE_INSTALL_FULL_LIBDIR}")
+  set_target_properties(recordctl PROPERTIES INSTALL_RPATH "$ORIGIN/${_bin_to_lib}")
+  install(TARGETS recordctl RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
+endif()
+
+install(
+  EXPORT database_provider
+  FILE database_provider-targets.cmake
+  NAMESPACE database_provider::
+  DESTINATION "${_package_dir}")
+configure_package_config_file(cmake/database_provider-config.cmake.in "${_generated}/database_provider-config.cmake"
+                              INSTALL_DESTINATION "${_package_dir}")
+# Until 1.0 a minor version may change the interface.
+write_basic_package_version_file("${_generated}/database_provider-config-version.cmake"
+                                 COMPATIBILITY SameMinorVersion)
+install(FILES "${_generated}/database_provider-config.cmake" "${_generated}/database_provider-config-version.cmake"
+        DESTINATION "${_package_dir}")
+
+file(RELATIVE_PATH _pc_to_prefix "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig" "${CMAKE_INSTALL_PREFIX}")
+foreach(_name database_client database_provider)
+  configure_file("cmake/${_name}.pc.in" "${_generated}/${_name}.pc" @ONLY)
+  install(FILES "${_generated}/${_name}.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+endforeach()

@@ -1,0 +1,28 @@
+// An application as others write it: a record goes into a store in memory and comes back.
+
+#include <database_client/database_client.h>
+#include <database_provider/database_provider.h>
+
+#include <iostream>
+#include <memory>
+#include <string>
+
+int main() {
+  const std::unique_ptr<database_provider::ExperimentDatabaseInterface> experiments(createExperimentDatabase());
+  database_client::DataBaseClient client;
+  if (!client.connect("", "file::memory:", 0, "", "")) {
+    std::cerr << client.failure() << '\n';
+    return 1;
+  }
+  experiments->setDatabaseClient(&client);
+
+  const std::unique_ptr<database_provider::ExperimentDatabaseRecordInterface> record(createExperimentDatabaseRecord());
+  record->setCategory("site", "Waseca");
+  std::string id;
+  if (!experiments->writeRecord(record.get(), id)) return 1;
+
+  const std::unique_ptr<database_provider::ExperimentDatabaseRecordInterface> found(createExperimentDatabaseRecord());
+  experiments->readRecord(found.get(), id);
+  std::cout << "site=" << found->categoryValue("site", "absent") << '\n';
+  return found->categoryValue("site", "") == "Waseca" ? 0 : 1;
+}

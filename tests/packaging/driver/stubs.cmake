@@ -1,0 +1,26 @@
+# Writes package files as the drivers in VERSIONS ("1.23.1,2.0.2") install them under PREFIX, with targets that do nothing.
+
+file(REMOVE_RECURSE "${PREFIX}")
+file(MAKE_DIRECTORY "${PREFIX}")
+string(REPLACE "," ";" VERSIONS "${VERSIONS}")
+foreach(version IN LISTS VERSIONS)
+  if(version VERSION_GREATER_EQUAL 2)
+    set(name mongoc)
+    set(target mongoc::mongoc)
+  else()
+    set(name mongoc-1.0)
+    set(target mongo::mongoc_shared)
+  endif()
+  string(REGEX REPLACE "[.].*" "" major "${version}")
+  set(folder "${PREFIX}/lib/cmake/${name}")
+  file(WRITE "${folder}/${name}-config.cmake" "add_library(${target} INTERFACE IMPORTED)\n")
+  file(
+    WRITE "${folder}/${name}-config-version.cmake"
+    "set(PACKAGE_VERSION ${version})
+if(PACKAGE_FIND_VERSION VERSION_LESS_EQUAL PACKAGE_VERSION AND PACKAGE_FIND_VERSION_MAJOR EQUAL ${major})
+  set(PACKAGE_VERSION_COMPATIBLE TRUE)
+endif()
+")
+endforeach()
+execute_process(COMMAND "${CMAKE_COMMAND}" "-DPREFIX=${PREFIX}" "-DMODULES=${MODULES}" "-DEXPECTED=${EXPECTED}" -S
+                        "${CMAKE_CURRENT_LIST_DIR}" -B "${PREFIX}/build" COMMAND_ERROR_IS_FATAL ANY)
