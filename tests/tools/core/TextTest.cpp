@@ -1,0 +1,55 @@
+#include <gtest/gtest.h>
+
+#include <clocale>
+
+#include "tools/core/Text.h"
+
+using namespace database_provider::recordctl;
+
+namespace {
+
+class Text : public ::testing::Test {
+ protected:
+  void SetUp() override { ASSERT_NE(std::setlocale(LC_CTYPE, "C.UTF-8"), nullptr); }
+};
+
+}  // namespace
+
+TEST_F(Text, WidthCountsColumnsAndNotBytes) {
+  EXPECT_EQ(displayWidth("site"), 4U);
+  EXPECT_EQ(displayWidth("S\u00fcd"), 3U);
+  EXPECT_EQ(displayWidth("\u6771\u4eac"), 4U);
+  EXPECT_EQ(displayWidth("e\u0301"), 1U);
+}
+
+TEST_F(Text, AShortenedTextEndsInAnEllipsisAndFits) {
+  EXPECT_EQ(shortened("Waseca", 6), "Waseca");
+  EXPECT_EQ(shortened("Waseca", 5), "Wase\u2026");
+  EXPECT_EQ(shortened("\u6771\u4eac\u90fd", 4), "\u6771\u2026");
+  EXPECT_EQ(shortened("Waseca", 1), "\u2026");
+  EXPECT_EQ(shortened("Waseca", 0), "");
+}
+
+TEST_F(Text, ControlCharactersNeverReachTheTerminal) {
+  EXPECT_EQ(printable("a\x1b[31mb\nc\u202ed"), "a [31mb c d");
+}
+
+TEST_F(Text, WhatIsNotUtf8IsShownAsSuch) {
+  EXPECT_EQ(printable("a\xff"
+                      "b"),
+            "a\ufffdb");
+  EXPECT_EQ(printable("\xc0\xaf"), "\ufffd\ufffd");
+  EXPECT_EQ(printable("\xe2\x82"), "\ufffd\ufffd");
+}
+
+TEST_F(Text, SplittingObeysBackslashes) {
+  EXPECT_EQ(splitEscaped("a,b", ','), (std::vector<std::string>{"a", "b"}));
+  EXPECT_EQ(splitEscaped("a\\,b,c", ','), (std::vector<std::string>{"a\\,b", "c"}));
+  EXPECT_EQ(splitEscaped("", ','), (std::vector<std::string>{""}));
+  EXPECT_EQ(splitEscaped("a\\\\,b", ','), (std::vector<std::string>{"a\\\\", "b"}));
+}
+
+TEST_F(Text, UnescapingTakesTheBackslashesAway) {
+  EXPECT_EQ(unescaped("a\\,b\\:c\\\\d"), "a,b:c\\d");
+  EXPECT_EQ(unescaped("C\\temp"), "C\\temp");
+}

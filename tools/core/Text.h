@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace database_provider::recordctl {
+
+/// The text in quotes, for messages.
+std::string inQuotes(std::string_view text);
+
+/// The text on one line: a blank for each control character, a replacement character for what is not UTF-8.
+std::string printable(std::string_view text);
+
+/// The columns that a printable text takes on a terminal.
+std::size_t displayWidth(std::string_view text);
+
+/// The text cut to `width` columns, ending in an ellipsis when something is missing; never empty for a width above 0.
+std::string shortened(const std::string& text, std::size_t width);
+
+/// Splits at `separator`. A backslash takes the special meaning from a separator, a comma, a colon and a backslash
+/// behind it; elsewhere it is an ordinary character. Escapes stay as they are in the pieces.
+std::vector<std::string> splitEscaped(std::string_view text, char separator);
+
+/// The text without the backslashes that `splitEscaped` obeys.
+std::string unescaped(std::string_view text);
+
+}  // namespace database_provider::recordctl

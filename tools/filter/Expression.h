@@ -1,0 +1,55 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "database_client/types.h"
+
+namespace database_provider::recordctl {
+
+/// What a name in a filter stands for.
+enum class Field {
+  any,  ///< the category or the description of the name
+  category,
+  description,
+  id,  ///< the record's id; the name is empty
+};
+
+struct Name {
+  Field field = Field::any;
+  std::string text{};
+};
+
+/// Milliseconds since the epoch, UTC.
+struct Time {
+  long long milliseconds;
+};
+
+/// A value as it was typed: its text, and what the text stands for where it was not quoted.
+struct Value {
+  std::string text{};
+  std::variant<std::string, bool, std::int64_t, double, Time> typed{};
+};
+
+/// A filter in text, taken apart.
+struct Expression {
+  enum class Kind {
+    comparison,  ///< `name`, `operation` and its `options`, one value
+    oneOf,       ///< `name` has one of the values
+    has,         ///< there is such a name
+    all,         ///< every operand holds; without operands, always
+    any,         ///< one of the operands holds
+    negation,    ///< the one operand does not hold
+  };
+
+  Kind kind = Kind::all;
+  Name name{};
+  database_client::OperationType operation = database_client::OperationType::equal;
+  std::string options{};
+  std::vector<Value> values{};
+  std::vector<Expression> operands{};
+};
+
+}  // namespace database_provider::recordctl

@@ -1,0 +1,249 @@
+#include "tools/filter/Parser.h"
+
+#include <algorithm>
+#include <array>
+#include <optional>
+#include <utility>
+
+#include "tools/core/Text.h"
+#include "tools/values/Number.h"
+#include "tools/values/Time.h"
+
+namespace database_provider::recordctl {
+
+namespace {
+
+using database_client::OperationType;
+using Kind = Expression::Kind;
+
+constexpr std::array<std::string_view, 5> keywords = {"and", "or", "not", "has", "in"};
+
+bool isKeyword(const Token& token) {
+  return token.kind == Token::Kind::word && std::find(keywords.begin(), keywords.end(), token.text) != keywords.end();
+}
+
+std::string described(const Token& token) {
+  return token.kind == Token::Kind::end ? "the end" : inQuotes(token.source);
+}
+
+struct Operator {
+  std::string_view symbol;
+  OperationType operation;
+  const char* options;
+};
+
+constexpr std::array<Operator, 10> operators = {{{"=", OperationType::equal, ""},
+                                                 {"!=", OperationType::notEqual, ""},
+                                                 {"<", OperationType::less, ""},
+                                                 {"<=", OperationType::lessOrEqual, ""},
+                                                 {">", OperationType::greater, ""},
+                                                 {">=", OperationType::greaterOrEqual, ""},
+                                                 {"~", OperationType::matches, ""},
+                                                 {"~i", OperationType::matches, "i"},
+                                                 {"!~", OperationType::notMatches, ""},
+                                                 {"!~i", OperationType::notMatches, "i"}}};
+
+/// Four digits, two and two: whoever writes that means a date.
+bool looksLikeDate(std::string_view text) {
+  constexpr std::string_view form = "0000-00-00";
+  if (text.size() < form.size()) return false;
+  return std::equal(form.begin(), form.end(), text.begin(),
+                    [](char expected, char c) { return expected == '0' ? c >= '0' && c <= '9' : c == expected; });
+}
+
+std::optional<Value> typedValue(const std::string& text) {
+  if (text == "true" || text == "false") return Value{text, text == "true"};
+  if (const auto integer = parseInteger(text)) return Value{text, *integer};
+  if (const auto real = parseReal(text)) return Value{text, *real};
+  if (const auto time = parseTime(text)) return Value{text, Time{*time}};
+  return std::nullopt;
+}
+
+class Parser {
+ public:
+  explicit Parser(std::string_view text) : lexer_(text) { advance(); }
+
+  Expression parse() {
+    if (token_.kind == Token::Kind::end) return {};
+    Expression result = disjunction();
+    if (token_.kind != Token::Kind::end) fail("expected and, or, or the end");
+    return result;
+  }
+
+ private:
+  /// One level of parentheses or "not", for a scope.
+  class Deeper {
+   public:
+    explicit Deeper(Parser& parser) : parser_(parser) {
+      if (++parser_.depth_ > maximalFilterDepth)
+        throw FilterError("more than " + std::to_string(maximalFilterDepth) + " levels of parentheses and not",
+                          parser_.token_.position);
+    }
+    ~Deeper() { --parser_.depth_; }
+    Deeper(const Deeper&) = delete;
+    Deeper& operator=(const Deeper&) = delete;
+
+   private:
+    Parser& parser_;
+  };
+
+  void advance() { token_ = lexer_.next(); }
+
+  [[noreturn]] void fail(const std::string& expected) const {
+    std::string reason = expected + ", found " + described(token_);
+    if (token_.isWord("AND") || token_.isWord("OR") || token_.isWord("NOT"))
+      reason += " (written in small letters)";
+    else if (isKeyword(token_))
+      reason += " (a text of that kind stands in quotes)";
+    throw FilterError(reason, token_.position);
+  }
+
+  void expect(std::string_view symbol) {
+    if (!token_.isSymbol(symbol)) fail("expected " + inQuotes(symbol));
+    advance();
+  }
+
+  Expression chain(Kind kind, const char* word, Expression (Parser::*operand)()) {
+    Expression first = (this->*operand)();
+    if (!token_.isWord(word)) return first;
+    Expression result;
+    result.kind = kind;
+    result.operands.push_back(std::move(first));
+    while (token_.isWord(word)) {
+      advance();
+      result.operands.push_back((this->*operand)());
+    }
+    return result;
+  }
+
+  Expression disjunction() { return chain(Kind::any, "or", &Parser::conjunction); }
+  Expression conjunction() { return chain(Kind::all, "and", &Parser::negation); }
+
+  Expression negation() {
+    if (!token_.isWord("not")) return primary();
+    const Deeper deeper(*this);
+    advance();
+    Expression result;
+    result.kind = Kind::negation;
+    result.operands.push_back(negation());
+    return result;
+  }
+
+  Expression primary() {
+    if (token_.isSymbol("(")) return inParentheses();
+    if (token_.isWord("has")) return existence();
+    Expression result;
+    result.name = name();
+    return condition(std::move(result));
+  }
+
+  Expression inParentheses() {
+    const Deeper deeper(*this);
+    advance();
+    Expression result = disjunction();
+    expect(")");
+    return result;
+  }
+
+  Expression existence() {
+    advance();
+    const Token at = token_;
+    Expression result;
+    result.kind = Kind::has;
+    result.name = name();
+    if (result.name.field == Field::id)
+      throw FilterError("every record has an id; a name stands in quotes", at.position);
+    return result;
+  }
+
+  Name name() {
+    const Token token = token_;
+    if (token.kind == Token::Kind::quoted) return plainName(token);
+    if (token.kind != Token::Kind::word || isKeyword(token)) fail("expected a name");
+    if (lexer_.touches(':')) return nameWithPrefix();
+    if (token.text != "id") return plainName(token);
+    advance();
+    return {Field::id, ""};
+  }
+
+  Name plainName(const Token& token) {
+    if (token.text.empty()) fail("expected a name");
+    advance();
+    return {Field::any, token.text};
+  }
+
+  Name nameWithPrefix() {
+    Name result;
+    if (token_.isWord("category"))
+      result.field = Field::category;
+    else if (token_.isWord("description"))
+      result.field = Field::description;
+    else
+      fail("before a colon stands category or description");
+    advance();
+    advance();
+    if ((token_.kind != Token::Kind::word && token_.kind != Token::Kind::quoted) || token_.text.empty())
+      fail("expected a name");
+    result.text = token_.text;
+    advance();
+    return result;
+  }
+
+  Expression condition(Expression result) {
+    if (token_.isWord("in")) return membership(std::move(result));
+    if (token_.kind != Token::Kind::symbol) fail("expected a comparison");
+    const auto found = std::find_if(operators.begin(), operators.end(),
+                                    [this](const Operator& candidate) { return token_.isSymbol(candidate.symbol); });
+    if (found == operators.end()) fail("expected a comparison");
+    const bool isPattern = found->operation == OperationType::matches || found->operation == OperationType::notMatches;
+    if (isPattern && result.name.field == Field::id)
+      throw FilterError("an id is compared whole, not with a pattern", token_.position);
+    result.kind = Kind::comparison;
+    result.operation = found->operation;
+    result.options = found->options;
+    token_ = lexer_.nextValue();
+    result.values.push_back(isPattern ? Value{token_.text, text()} : value());
+    advance();
+    return result;
+  }
+
+  Expression membership(Expression result) {
+    result.kind = Kind::oneOf;
+    advance();
+    if (!token_.isSymbol("(")) fail("expected " + inQuotes("("));
+    do {
+      token_ = lexer_.nextValue();
+      result.values.push_back(value());
+      advance();
+    } while (token_.isSymbol(","));
+    expect(")");
+    return result;
+  }
+
+  std::string text() const {
+    if (token_.kind == Token::Kind::quoted) return token_.text;
+    if (token_.kind != Token::Kind::word || isKeyword(token_)) fail("expected a value");
+    return token_.text;
+  }
+
+  Value value() const {
+    std::string content = text();
+    if (token_.kind == Token::Kind::quoted) return {content, content};
+    if (auto typed = typedValue(content)) return *typed;
+    if (looksLikeDate(content)) fail("expected a date or time such as 2020-01-31T10:00:00Z");
+    if (!standsBare(content)) fail("expected a value (a text with such characters stands in quotes)");
+    return {content, content};
+  }
+
+  Lexer lexer_;
+  Token token_;
+  int depth_ = 0;
+};
+
+}  // namespace
+
+Expression parseFilter(std::string_view text) {
+  return Parser(text).parse();
+}
+
+}  // namespace database_provider::recordctl
