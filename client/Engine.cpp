@@ -25,4 +25,12 @@ void Engine::backup(const std::string& /*path*/) {
   refuse("backup");
 }
 
+std::unique_ptr<Engine> openEngine(const ConnectRequest& request) {
+  static const std::string filePrefix = "file:";
+  if (request.host.compare(0, filePrefix.size(), filePrefix) == 0) {
+    return embedded::open(request.host.substr(filePrefix.size()), request);
+  }
+  return server::open(request);
+}
+
 }  // namespace database_client

@@ -19,9 +19,7 @@ class DATABASE_CLIENT_EXPORT ObjectFilter {
  public:
   ObjectFilter();
   ObjectFilter(const ObjectFilter& other);
-  ObjectFilter(ObjectFilter&& other) noexcept;
   ObjectFilter& operator=(const ObjectFilter& other);
-  ObjectFilter& operator=(ObjectFilter&& other) noexcept;
   virtual ~ObjectFilter();
 
   /// The value under `key` compares with `value`. Under equal and notEqual, `options` (of "imsx") compare the whole

@@ -1,0 +1,318 @@
+#include "database_client/DataBaseClient.h"
+
+#include <optional>
+#include <utility>
+
+#include "client/Engine.h"
+#include "client/ObjectId.h"
+#include "client/arguments.h"
+
+namespace database_client {
+
+namespace {
+
+using Results = std::list<std::unique_ptr<ObjectProperties>>;
+
+Engine::Receiver into(Results& results) {
+  return [&results](ObjectProperties&& document) {
+    results.push_back(std::make_unique<ObjectProperties>(std::move(document)));
+    return true;
+  };
+}
+
+/// Hands the results over to the caller's list; all of them, or none should memory run out.
+void hand(Results& results, std::list<ObjectProperties*>& documents) {
+  std::list<ObjectProperties*> handed(results.size(), nullptr);
+  auto place = handed.begin();
+  for (auto& document : results) *place++ = document.release();
+  documents.splice(documents.end(), handed);
+}
+
+/// Whether `connect` answers this failure with false: the arguments were good, the store was not to be had.
+bool isRefusal(const Error& error) {
+  return error.kind() != Error::Kind::query && error.kind() != Error::Kind::document &&
+         error.kind() != Error::Kind::unsupported;
+}
+
+UpdateKind updateKind(int operation) {
+  switch (operation) {
+    case UpdateOperation::replace:
+      return UpdateKind::replaceFirst;
+    case UpdateOperation::set:
+      return UpdateKind::setInAll;
+    case UpdateOperation::append:
+      return UpdateKind::appendToArrayInAll;
+    default:
+      throw Error(Error::Kind::query, "operation: " + std::to_string(operation) + " where 1, 3 or 9 is expected",
+                  {"operation"});
+  }
+}
+
+bool isUpsert(int flags) {
+  if (flags != UpdateFlags::none && flags != UpdateFlags::upsert) {
+    throw Error(Error::Kind::query, "flags: " + std::to_string(flags) + " where 0 or 1 is expected", {"flags"});
+  }
+  return flags == UpdateFlags::upsert;
+}
+
+void checkCredentials(const std::string& user, const std::string& password) {
+  arguments::checkText("user", user);
+  arguments::checkText("password", password);
+  if (!user.empty() && password.empty()) {
+    throw Error(Error::Kind::authentication, "user \"" + user + "\" comes with an empty password", {"password"});
+  }
+}
+
+/// The document as it is stored, checked.
+ObjectProperties prepared(const ObjectProperties* document) {
+  if (document == nullptr) throw Error(Error::Kind::query, "document: a null pointer", {"document"});
+  ObjectProperties stored = arguments::withId(*document);
+  arguments::checkDocument("document", stored);
+  return stored;
+}
+
+}  // namespace
+
+struct DataBaseClient::Connection {
+  std::unique_ptr<Engine> engine{};
+  std::optional<Error> failure{};
+
+  Engine& open() const {
+    if (engine) return *engine;
+    if (failure) throw Error(*failure);
+    throw Error(Error::Kind::connection, "not connected");
+  }
+  /// The engine, once the names are such as a store accepts.
+  Engine& openFor(const std::string& database, const std::string& collection) const {
+    Engine& found = open();
+    arguments::checkCollection(database, collection);
+    return found;
+  }
+  Engine& openForUser(const std::string& database, const std::string& user) const {
+    Engine& found = open();
+    arguments::checkDatabase(database);
+    arguments::checkUser(user);
+    return found;
+  }
+};
+
+DataBaseClient::DataBaseClient() : connection_(std::make_unique<Connection>()) {}
+DataBaseClient::~DataBaseClient() = default;
+
+bool DataBaseClient::connect(const std::string& authDatabase, const std::string& host, const int& port,
+                             const std::string& user, const std::string& password) {
+  *connection_ = Connection();
+  try {
+    arguments::checkText("host", host);
+    arguments::checkText("authDatabase", authDatabase);
+    checkCredentials(user, password);
+    connection_->engine = openEngine({authDatabase, host, port, user, password});
+  } catch (const Error& error) {
+    if (!isRefusal(error)) throw;
+    connection_->failure = error;
+  }
+  return connection_->engine != nullptr;
+}
+
+bool DataBaseClient::disconnect() {
+  *connection_ = Connection();
+  return true;
+}
+
+bool DataBaseClient::isConnected() const {
+  return connection_->engine && connection_->engine->isOpen();
+}
+
+std::string DataBaseClient::failure() const {
+  return connection_->failure ? connection_->failure->what() : "";
+}
+
+bool DataBaseClient::insert(const std::string& database, const std::string& collection,
+                            const ObjectProperties* document, std::string& id) {
+  Engine& engine = connection_->openFor(database, collection);
+  const ObjectProperties stored = prepared(document);
+  engine.insert({database, collection}, stored);
+  id = stored.valueAsId("_id", "");
+  return true;
+}
+
+std::list<BulkFailure> DataBaseClient::insertMany(const std::string& database, const std::string& collection,
+                                                  const std::vector<const ObjectProperties*>& documents,
+                                                  std::vector<std::string>& ids) {
+  Engine& engine = connection_->openFor(database, collection);
+  std::list<BulkFailure> failures;
+  std::vector<ObjectProperties> stored;
+  std::vector<std::size_t> places;  // of the stored ones in `documents`
+  for (std::size_t i = 0; i < documents.size(); ++i) {
+    try {
+      stored.push_back(prepared(documents[i]));
+      places.push_back(i);
+    } catch (const Error& error) {
+      failures.push_back({i, error});
+    }
+  }
+  std::vector<std::string> made(documents.size());
+  for (std::size_t i = 0; i < stored.size(); ++i) made[places[i]] = stored[i].valueAsId("_id", "");
+  for (const BulkFailure& failure : engine.insertMany({database, collection}, stored)) {
+    made[places[failure.index]].clear();
+    failures.push_back({places[failure.index], failure.error});
+  }
+  ids.insert(ids.end(), made.begin(), made.end());
+  failures.sort([](const BulkFailure& a, const BulkFailure& b) { return a.index < b.index; });
+  return failures;
+}
+
+void DataBaseClient::update(const std::string& database, const std::string& collection,
+                            const ObjectProperties& selector, const ObjectProperties& document, const int& flags,
+                            const int& operation) {
+  Engine& engine = connection_->openFor(database, collection);
+  const UpdateKind kind = updateKind(operation);
+  const bool upsert = isUpsert(flags);
+  arguments::checkDocument("selector", selector);
+  arguments::checkDocument("document", document);
+  if (kind == UpdateKind::replaceFirst) arguments::checkReplacement(document);
+  engine.update({database, collection}, selector, document, kind, upsert);
+}
+
+void DataBaseClient::find(const std::string& database, const std::string& collection, const ObjectProperties& query,
+                          const ObjectProperties& projection, std::list<ObjectProperties*>& documents, int limit,
+                          int skip) {
+  Engine& engine = connection_->openFor(database, collection);
+  arguments::checkPage(limit, skip);
+  arguments::checkDocument("query", query);
+  arguments::checkDocument("projection", projection);
+  Results results;
+  engine.find({database, collection}, {query, arguments::projectionFor(projection), limit, skip}, into(results));
+  hand(results, documents);
+}
+
+void DataBaseClient::findEach(const std::string& database, const std::string& collection, const ObjectProperties& query,
+                              const ObjectProperties& projection, int limit, int skip,
+                              const std::function<bool(ObjectProperties&)>& receive) {
+  Engine& engine = connection_->openFor(database, collection);
+  arguments::checkPage(limit, skip);
+  arguments::checkDocument("query", query);
+  arguments::checkDocument("projection", projection);
+  const auto pass = [&receive](ObjectProperties&& document) { return receive(document); };
+  engine.find({database, collection}, {query, arguments::projectionFor(projection), limit, skip}, pass);
+}
+
+void DataBaseClient::aggregate(const std::string& database, const std::string& collection,
+                               const ObjectProperties& pipeline, std::list<ObjectProperties*>& documents) {
+  Engine& engine = connection_->openFor(database, collection);
+  arguments::checkDocument("pipeline", pipeline);
+  Results results;
+  engine.aggregate({database, collection}, arguments::stagesOf(pipeline), into(results));
+  hand(results, documents);
+}
+
+void DataBaseClient::remove(const std::string& database, const std::string& collection, const ObjectProperties& query) {
+  Engine& engine = connection_->openFor(database, collection);
+  arguments::checkDocument("query", query);
+  engine.remove({database, collection}, query);
+}
+
+std::string DataBaseClient::createId() {
+  return ObjectId::make().text();
+}
+
+void DataBaseClient::createUser(const std::string& database, const std::string& user, const std::string& password,
+                                const ObjectProperties& roles, const ObjectProperties& customData) {
+  Engine& engine = connection_->openForUser(database, user);
+  arguments::checkText("password", password);
+  arguments::checkRoles(roles);
+  arguments::checkDocument("customData", customData);
+  engine.createUser(database, user, password, roles, customData);
+}
+
+void DataBaseClient::modifyUser(const std::string& database, const std::string& user, const ObjectProperties& roles,
+                                const ObjectProperties& customData) {
+  Engine& engine = connection_->openForUser(database, user);
+  arguments::checkRoles(roles);
+  arguments::checkDocument("customData", customData);
+  engine.modifyUser(database, user, roles, customData);
+}
+
+void DataBaseClient::changePassword(const std::string& database, const std::string& user, const std::string& password) {
+  Engine& engine = connection_->openForUser(database, user);
+  arguments::checkText("password", password);
+  engine.changePassword(database, user, password);
+}
+
+void DataBaseClient::dropUser(const std::string& database, const std::string& user) {
+  connection_->openForUser(database, user).dropUser(database, user);
+}
+
+long long DataBaseClient::count(const std::string& database, const std::string& collection,
+                                const ObjectProperties& query) {
+  Engine& engine = connection_->openFor(database, collection);
+  arguments::checkDocument("query", query);
+  return engine.count({database, collection}, query);
+}
+
+ObjectProperties DataBaseClient::explain(const std::string& database, const std::string& collection,
+                                         const ObjectProperties& query) {
+  Engine& engine = connection_->openFor(database, collection);
+  arguments::checkDocument("query", query);
+  return engine.explain({database, collection}, query);
+}
+
+std::list<std::string> DataBaseClient::databaseNames() {
+  return connection_->open().databaseNames();
+}
+
+std::list<std::string> DataBaseClient::collectionNames(const std::string& database) {
+  Engine& engine = connection_->open();
+  arguments::checkDatabase(database);
+  return engine.collectionNames(database);
+}
+
+std::list<DeploymentStep> DataBaseClient::setUpDeployment(const DeploymentPlan& plan) {
+  Engine& engine = connection_->open();
+  arguments::checkText("administratorPassword", plan.administratorPassword);
+  for (const IndexRequest& index : plan.indexes) arguments::checkCollection(index.database, index.collection);
+  return engine.setUpDeployment(plan);
+}
+
+void DataBaseClient::beginTransaction() {
+  connection_->open().beginTransaction();
+}
+void DataBaseClient::commitTransaction() {
+  connection_->open().commitTransaction();
+}
+void DataBaseClient::rollbackTransaction() {
+  connection_->open().rollbackTransaction();
+}
+
+CheckReport DataBaseClient::check() {
+  return connection_->open().check();
+}
+void DataBaseClient::compact() {
+  connection_->open().compact();
+}
+void DataBaseClient::backup(const std::string& path) {
+  Engine& engine = connection_->open();
+  arguments::checkText("path", path);
+  engine.backup(path);
+}
+
+Transaction::Transaction(DataBaseClient& client) : client_(client), open_(true) {
+  client_.beginTransaction();
+}
+
+Transaction::~Transaction() {
+  if (!open_) return;
+  try {
+    client_.rollbackTransaction();
+  } catch (const std::exception&) {
+    // A store that cannot undo any more has lost the transaction with its connection.
+  }
+}
+
+void Transaction::commit() {
+  if (!open_) return;
+  open_ = false;
+  client_.commitTransaction();
+}
+
+}  // namespace database_client

@@ -1,0 +1,166 @@
+#include "client/arguments.h"
+
+#include <algorithm>
+#include <string_view>
+
+#include "client/DocumentAccess.h"
+#include "client/ObjectId.h"
+#include "client/bson/Writer.h"
+#include "client/bson/validate.h"
+#include "database_client/Error.h"
+
+namespace database_client::arguments {
+
+using bson::Element;
+using bson::Type;
+using bson::Value;
+using bson::View;
+
+namespace {
+
+constexpr std::size_t longestDatabaseName = 63;
+constexpr std::size_t longestNamespace = 255;
+constexpr int badValue = 2;
+constexpr int invalidArgument = 22;
+constexpr int negativeLimit = 51024;
+
+[[noreturn]] void refuse(const std::string& name, const std::string& why) {
+  throw Error(Error::Kind::query, name + ": " + why, {name});
+}
+
+void checkName(const std::string& name, const std::string& value, std::string_view reserved) {
+  checkText(name, value);
+  if (value.empty()) refuse(name, "the name is empty");
+  const std::size_t at = value.find_first_of(reserved);
+  if (at != std::string::npos) refuse(name, "\"" + value + "\" has the reserved character '" + value[at] + "'");
+}
+
+bool isTrue(const Value& value) {
+  switch (value.type) {
+    case Type::boolean:
+      return value.asBool();
+    case Type::int32:
+      return value.asInt32() != 0;
+    case Type::int64:
+      return value.asInt64() != 0;
+    case Type::real:
+      return value.asDouble() != 0;
+    default:
+      return false;
+  }
+}
+
+bool isSwitch(const Value& value) {
+  return value.type == Type::boolean || value.isNumber();
+}
+
+void checkId(const Value& id, std::size_t ids) {
+  if (ids > 1) throw Error(Error::Kind::document, "\"_id\": the document has more than one", {"_id", badValue});
+  if (id.type == Type::array || id.type == Type::regex || id.type == Type::undefined) {
+    throw Error(Error::Kind::document, "\"_id\": an array, a regular expression or undefined cannot be an id",
+                {"_id", badValue});
+  }
+}
+
+}  // namespace
+
+void checkText(const std::string& name, const std::string& value) {
+  if (value.find('\0') != std::string::npos) refuse(name, "a NUL character is not allowed");
+  if (!bson::isUtf8(value)) refuse(name, "not valid UTF-8");
+}
+
+void checkDatabase(const std::string& database) {
+  checkName("database", database, "/\\. \"$*<>:|?");
+  if (database.size() > longestDatabaseName) refuse("database", "the name is longer than 63 bytes");
+}
+
+void checkCollection(const std::string& database, const std::string& collection) {
+  checkDatabase(database);
+  checkName("collection", collection, "$");
+  if (collection.front() == '.' || collection.back() == '.')
+    refuse("collection", "a name neither begins nor ends with a dot");
+  if (database.size() + 1 + collection.size() > longestNamespace) {
+    refuse("collection", "database and collection together are longer than 255 bytes");
+  }
+}
+
+void checkUser(const std::string& user) {
+  checkText("user", user);
+  if (user.empty()) refuse("user", "the name is empty");
+}
+
+void checkPage(int limit, int skip) {
+  if (limit < 0)
+    throw Error(Error::Kind::query, "limit: " + std::to_string(limit) + " is negative", {"limit", negativeLimit});
+  if (skip < 0)
+    throw Error(Error::Kind::query, "skip: " + std::to_string(skip) + " is negative", {"skip", negativeLimit});
+}
+
+void checkDocument(const std::string& name, const ObjectProperties& document) {
+  if (DocumentAccess::view(document).size > bson::maximumSize) {
+    throw Error(Error::Kind::document, name + ": larger than 16 MiB", {name});
+  }
+}
+
+void checkRoles(const ObjectProperties& roles) {
+  for (const Element& element : DocumentAccess::view(roles)) {
+    const std::string path = "roles." + std::string(element.key);
+    if (!element.value.isDocument()) refuse(path, "a group of \"role\" and \"db\" is expected");
+    for (const char* key : {"role", "db"}) {
+      const Value value = element.value.asDocument().find(key);
+      if (value.data == nullptr || value.type != Type::string) refuse(path + "." + key, "a string is expected");
+    }
+  }
+}
+
+void checkReplacement(const ObjectProperties& document) {
+  for (const Element& element : DocumentAccess::view(document)) {
+    if (element.key.empty() || element.key.front() != '$') continue;
+    const std::string key(element.key);
+    throw Error(Error::Kind::document, "\"" + key + "\": a replacement has no key that begins with \"$\"",
+                {key, invalidArgument});
+  }
+}
+
+ObjectProperties withId(const ObjectProperties& document) {
+  const View view = DocumentAccess::view(document);
+  const auto isId = [](const Element& element) { return element.key == "_id"; };
+  const auto ids = static_cast<std::size_t>(std::count_if(view.begin(), view.end(), isId));
+  const Value id = view.find("_id");
+  if (ids > 0) checkId(id, ids);
+  if (ids > 0 && (*view.begin()).key == "_id") return document;
+  bson::Writer writer;
+  if (ids > 0) {
+    writer.append("_id", id);
+  } else {
+    writer.appendObjectId("_id", ObjectId::make().bytes.data());
+  }
+  for (const Element& element : view) {
+    if (!isId(element)) writer.append(element.key, element.value);
+  }
+  return DocumentAccess::adopt(writer.take());
+}
+
+ObjectProperties projectionFor(const ObjectProperties& projection) {
+  const View view = DocumentAccess::view(projection);
+  const auto includes = [](const Element& element) { return element.key != "_id" && isTrue(element.value); };
+  if (std::none_of(view.begin(), view.end(), includes)) return projection;
+  bson::Writer writer;
+  for (const Element& element : view) {
+    const bool isFalse = isSwitch(element.value) && !isTrue(element.value);
+    if (!isFalse || element.key == "_id") writer.append(element.key, element.value);
+  }
+  return DocumentAccess::adopt(writer.take());
+}
+
+ObjectProperties stagesOf(const ObjectProperties& pipeline) {
+  const View view = DocumentAccess::view(pipeline);
+  for (const Element& element : view) {
+    if (element.key != "pipeline") refuse(std::string(element.key), "only the array \"pipeline\" is expected here");
+  }
+  const Value stages = view.find("pipeline");
+  if (stages.data == nullptr || !stages.isArray()) refuse("pipeline", "an array of stages is expected");
+  return DocumentAccess::adopt(stages.asDocument());
+}
+
+}  // namespace database_client::arguments
