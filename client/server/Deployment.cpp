@@ -1,0 +1,200 @@
+#include "client/server/Deployment.h"
+
+#include <string>
+#include <utility>
+
+#include "client/DocumentAccess.h"
+#include "client/server/Users.h"
+
+namespace database_client::server {
+
+namespace {
+
+using State = DeploymentStep::State;
+
+const std::string managerDatabase = "databaseManager";
+const std::string ownRole = "changeOwnPasswordCustomDataRole";
+const std::string administrator = "admin";
+constexpr int roleExists = 51002;
+constexpr int namespaceNotFound = 26;
+
+Call callFor(const std::string& action, bool write) {
+  Call call{action};
+  call.write = write;
+  call.ofUsers = true;
+  return call;
+}
+
+bool isRoleThere(Session& session) {
+  bson::Writer writer;
+  writer.beginDocument("rolesInfo");
+  writer.appendString("role", ownRole);
+  writer.appendString("db", managerDatabase);
+  writer.end();
+  const Written command(std::move(writer));
+  bool there = false;
+  session.command(callFor("look-up of role " + ownRole, false), managerDatabase, command.get(), [&](bson::View answer) {
+    const bson::Value roles = answer.find("roles");
+    there = roles.data != nullptr && roles.isArray() && !roles.asDocument().empty();
+  });
+  return there;
+}
+
+Written createRoleCommand() {
+  bson::Writer command;
+  command.appendString("createRole", ownRole);
+  command.beginArray("privileges");
+  command.beginDocument("0");
+  command.beginDocument("resource");
+  command.appendString("db", managerDatabase);
+  command.appendString("collection", "");
+  command.end();
+  command.beginArray("actions");
+  command.appendString("0", "changeOwnPassword");
+  command.appendString("1", "changeOwnCustomData");
+  command.end();
+  command.end();
+  command.end();
+  command.beginArray("roles");
+  command.end();
+  return Written(std::move(command));
+}
+
+State createRole(Session& session) {
+  const Written command = createRoleCommand();
+  try {
+    session.command(callFor("creation of role " + ownRole, true), managerDatabase, command.get(), [](bson::View) {});
+    return State::done;
+  } catch (const Error& error) {
+    if (error.code() != roleExists) throw;
+    return State::alreadyThere;
+  }
+}
+
+State bringRole(Session& session, bool dryRun) {
+  if (isRoleThere(session)) return State::alreadyThere;
+  return dryRun ? State::planned : createRole(session);
+}
+
+void createAdministrator(Session& session, const std::string& password) {
+  ObjectProperties roles;
+  roles.beginGroup("0");
+  roles.setValueString("role", "root");
+  roles.setValueString("db", administrator);
+  roles.endGroup();
+  createUser(session, {administrator, administrator}, password, {roles, ObjectProperties()});
+}
+
+State bringAdministrator(Session& session, const DeploymentPlan& plan) {
+  if (isUserThere(session, {administrator, administrator})) return State::alreadyThere;
+  if (plan.dryRun) return State::planned;
+  createAdministrator(session, plan.administratorPassword);
+  return State::done;
+}
+
+std::string indexNameOf(const IndexRequest& request) {
+  std::string name;
+  for (const std::string& key : request.keys) name += (name.empty() ? "" : "_") + key + "_1";
+  return name;
+}
+
+void appendKeys(bson::Writer& writer, const IndexRequest& request) {
+  writer.beginDocument("key");
+  for (const std::string& key : request.keys) writer.appendInt32(key, 1);
+  writer.end();
+}
+
+bool isAscending(const ObjectProperties& keys, const std::string& key) {
+  return keys.valueAsInt64(key, static_cast<std::int64_t>(keys.valueAsDouble(key, 0.0))) == 1;
+}
+
+bool isSame(const ObjectProperties& index, const IndexRequest& request) {
+  const Entered keys = Entered::group(index, "key");
+  if (!keys || index.childKeys() != std::list<std::string>(request.keys.begin(), request.keys.end())) return false;
+  for (const std::string& key : request.keys) {
+    if (!isAscending(index, key)) return false;
+  }
+  return true;
+}
+
+bool isIndexThere(Session& session, const IndexRequest& request) {
+  bool there = false;
+  const Namespace where{request.database, request.collection};
+  try {
+    session.run(callFor("list of indexes of " + request.collection, false), [&](Attempt& attempt) {
+      const Owned<mongoc_collection_t> collection = attempt.collection(where);
+      const Owned<mongoc_cursor_t> cursor(mongoc_collection_find_indexes_with_opts(collection.get(), nullptr));
+      attempt.drain(cursor.get(), [&](ObjectProperties&& index) {
+        there = there || isSame(index, request);
+        return true;
+      });
+    });
+  } catch (const Error& error) {
+    if (error.code() != namespaceNotFound) throw;
+  }
+  return there;
+}
+
+Written createIndexesCommand(const IndexRequest& request) {
+  bson::Writer command;
+  command.appendString("createIndexes", request.collection);
+  command.beginArray("indexes");
+  command.beginDocument("0");
+  appendKeys(command, request);
+  command.appendString("name", indexNameOf(request));
+  if (request.unique) command.appendBool("unique", true);
+  command.end();
+  command.end();
+  return Written(std::move(command));
+}
+
+State bringIndex(Session& session, const IndexRequest& request, bool dryRun) {
+  if (isIndexThere(session, request)) return State::alreadyThere;
+  if (dryRun) return State::planned;
+  const Written command = createIndexesCommand(request);
+  session.command(callFor("creation of index " + indexNameOf(request), true), request.database, command.get(),
+                  [](bson::View) {});
+  return State::done;
+}
+
+std::string describe(const IndexRequest& request) {
+  std::string keys;
+  for (const std::string& key : request.keys) keys += (keys.empty() ? "" : ", ") + key;
+  return "index on " + request.database + "." + request.collection + " (" + keys + ")";
+}
+
+std::list<DeploymentStep> bringTheRest(Session& session, const DeploymentPlan& plan) {
+  std::list<DeploymentStep> steps;
+  steps.push_back({"role " + ownRole + " on " + managerDatabase, bringRole(session, plan.dryRun)});
+  for (const IndexRequest& request : plan.indexes) {
+    steps.push_back({describe(request), bringIndex(session, request, plan.dryRun)});
+  }
+  return steps;
+}
+
+bool isAnonymous(const Session& session) {
+  return mongoc_uri_get_username(session.address().uri.get()) == nullptr;
+}
+
+// With access control on and no user yet, a server lets an unknown caller make the first one, and do nothing else.
+std::list<DeploymentStep> bringTheRestAsAdministrator(Session& session, const DeploymentPlan& plan) {
+  Session known(withUser(session.address(), {administrator, administrator, plan.administratorPassword}));
+  return bringTheRest(known, plan);
+}
+
+}  // namespace
+
+std::list<DeploymentStep> setUp(Session& session, const DeploymentPlan& plan) {
+  std::list<DeploymentStep> steps;
+  bool isNew = false;
+  if (!plan.administratorPassword.empty()) {
+    const State state = bringAdministrator(session, plan);
+    isNew = state == State::done;
+    steps.push_back({"administrator " + administrator, state});
+  }
+  steps.splice(steps.end(), isNew && isAnonymous(session) ? bringTheRestAsAdministrator(session, plan)
+                                                          : bringTheRest(session, plan));
+  return steps;
+}
+
+}  // namespace database_client::server

@@ -1,0 +1,413 @@
+#include "client/server/ServerEngine.h"
+
+#include <string_view>
+#include <utility>
+
+#include "client/DocumentAccess.h"
+#include "client/server/Deployment.h"
+#include "client/server/Driver.h"
+#include "client/server/Explanation.h"
+#include "client/server/Users.h"
+
+namespace database_client::server {
+
+namespace {
+
+// An address with a password in it is among the arguments: the driver is started before anything can write a log line.
+Address addressFor(const ConnectRequest& request) {
+  startDriver();
+  return makeAddress(request);
+}
+
+std::string nameOf(const Namespace& where) {
+  return where.database + "." + where.collection;
+}
+
+Call readCall(const char* verb, const Namespace& where) {
+  return {verb + (" " + nameOf(where))};
+}
+
+Call writeCall(const char* verb, const Namespace& where) {
+  Call call = readCall(verb, where);
+  call.write = true;
+  return call;
+}
+
+std::int64_t numberAt(bson::View document, std::string_view key) {
+  const bson::Value value = document.find(key);
+  if (value.data == nullptr) return 0;
+  if (value.type == bson::Type::int32) return value.asInt32();
+  return value.type == bson::Type::int64 ? value.asInt64() : 0;
+}
+
+void expectCount(Attempt& attempt, std::int64_t acknowledged, std::int64_t expected) {
+  attempt.check();
+  if (acknowledged == expected) return;
+  attempt.failMalformed("the server acknowledged " + std::to_string(acknowledged) + " documents instead of " +
+                        std::to_string(expected));
+}
+
+// The bytes are known to be good, and the driver's check would refuse keys that a store takes.
+void appendUnchecked(bson::Writer& options) {
+  options.appendBool("validate", false);
+}
+
+Written insertOptions() {
+  bson::Writer options;
+  appendUnchecked(options);
+  options.appendBool("ordered", false);
+  return Written(std::move(options));
+}
+
+Written insertOneOptions() {
+  bson::Writer options;
+  appendUnchecked(options);
+  return Written(std::move(options));
+}
+
+Written updateOptions(bool upsert) {
+  bson::Writer options;
+  appendUnchecked(options);
+  options.appendBool("upsert", upsert);
+  return Written(std::move(options));
+}
+
+Written findOptions(const FindRequest& request) {
+  bson::Writer options;
+  if (!request.projection.isEmpty()) options.appendDocument("projection", DocumentAccess::view(request.projection));
+  if (request.limit > 0) options.appendInt64("limit", request.limit);
+  if (request.skip > 0) options.appendInt64("skip", request.skip);
+  return Written(std::move(options));
+}
+
+Written under(const char* key, const ObjectProperties& document) {
+  bson::Writer writer;
+  writer.appendDocument(key, DocumentAccess::view(document));
+  return Written(std::move(writer));
+}
+
+BulkFailure failureOf(const Attempt& attempt, bson::View entry) {
+  const bson::Value message = entry.find("errmsg");
+  const bool isText = message.data != nullptr && message.type == bson::Type::string;
+  return {static_cast<std::size_t>(numberAt(entry, "index")),
+          attempt.refusal(static_cast<int>(numberAt(entry, "code")),
+                          isText ? std::string(message.asString()) : std::string("no reason given"))};
+}
+
+std::list<BulkFailure> failuresOf(const Attempt& attempt, bson::View reply) {
+  std::list<BulkFailure> failures;
+  const bson::Value errors = reply.find("writeErrors");
+  if (errors.data == nullptr || !errors.isArray()) return failures;
+  for (const bson::Element& error : errors.asDocument()) {
+    if (error.value.isDocument()) failures.push_back(failureOf(attempt, error.value.asDocument()));
+  }
+  return failures;
+}
+
+bool hasWriteConcernError(bson::View reply) {
+  const bson::Value errors = reply.find("writeConcernErrors");
+  return errors.data != nullptr && errors.isArray() && !errors.asDocument().empty();
+}
+
+std::vector<Lent> lend(const std::vector<ObjectProperties>& documents) {
+  std::vector<Lent> lent;
+  lent.reserve(documents.size());
+  for (const ObjectProperties& document : documents) lent.emplace_back(DocumentAccess::view(document));
+  return lent;
+}
+
+// The driver's own name for its document type carries an alignment that a template argument would lose.
+using DocumentPointer = const struct _bson_t*;
+
+std::vector<DocumentPointer> pointersTo(const std::vector<Lent>& lent) {
+  std::vector<DocumentPointer> pointers;
+  pointers.reserve(lent.size());
+  for (const Lent& one : lent) pointers.push_back(one.get());
+  return pointers;
+}
+
+struct Update {
+  const Namespace& where;
+  const bson_t* selector;
+  const bson_t* change;
+  bool replaces;
+  bool upsert;
+};
+
+void send(Attempt& attempt, const Update& update, bool acknowledged) {
+  const Owned<mongoc_collection_t> collection = attempt.collection(update.where);
+  const auto operation = update.replaces ? &mongoc_collection_replace_one : &mongoc_collection_update_many;
+  const Written options = updateOptions(update.upsert);
+  Reply reply;
+  bson_error_t error{};
+  if (!operation(collection.get(), update.selector, update.change, options.get(), reply.get(), &error)) {
+    attempt.fail(error, reply.get());
+  }
+  if (!acknowledged) return;
+  attempt.check();
+  const std::int64_t touched = numberAt(reply.view(), "matchedCount") + numberAt(reply.view(), "upsertedCount");
+  if (touched == 0 && update.upsert) attempt.failMalformed("the server acknowledged neither a match nor an insert");
+  if (touched > 1 && update.replaces) attempt.failMalformed("the server acknowledged more than one replacement");
+}
+
+bool isWritingStage(bson::View stage) {
+  return stage.find("$out").data != nullptr || stage.find("$merge").data != nullptr;
+}
+
+bool writes(bson::View stages) {
+  for (const bson::Element& stage : stages) {
+    if (stage.value.isDocument() && isWritingStage(stage.value.asDocument())) return true;
+  }
+  return false;
+}
+
+bool isRefusal(const Error& error) {
+  return error.kind() == Error::Kind::authorization || error.kind() == Error::Kind::unsupported ||
+         error.kind() == Error::Kind::query;
+}
+
+Written explainCommand(const Namespace& where, const ObjectProperties& query) {
+  bson::Writer command;
+  command.beginDocument("explain");
+  command.appendString("find", where.collection);
+  command.appendDocument("filter", DocumentAccess::view(query));
+  command.end();
+  command.appendString("verbosity", "executionStats");
+  return Written(std::move(command));
+}
+
+Written listDatabasesCommand() {
+  bson::Writer command;
+  command.appendInt32("listDatabases", 1);
+  command.appendBool("nameOnly", true);
+  return Written(std::move(command));
+}
+
+Written nameOnlyOptions() {
+  bson::Writer options;
+  options.appendBool("nameOnly", true);
+  options.appendBool("authorizedCollections", true);
+  return Written(std::move(options));
+}
+
+void ping(Session& session) {
+  bson::Writer command;
+  command.appendInt32("ping", 1);
+  const Written written(std::move(command));
+  session.command({"connect"}, "admin", written.get(), [](bson::View) {});
+}
+
+}  // namespace
+
+ServerEngine::ServerEngine(const ConnectRequest& request) : session_(addressFor(request)) {
+  ping(session_);
+}
+
+bool ServerEngine::isOpen() const noexcept {
+  return session_.isOpen();
+}
+
+bool ServerEngine::isAcknowledged() const {
+  return mongoc_write_concern_is_acknowledged(mongoc_uri_get_write_concern(session_.address().uri.get()));
+}
+
+void ServerEngine::insert(const Namespace& where, const ObjectProperties& document) {
+  Call call = writeCall("insert into", where);
+  call.insertion = true;
+  const Lent lent(DocumentAccess::view(document));
+  const Written options = insertOneOptions();
+  session_.run(call, [&](Attempt& attempt) {
+    const Owned<mongoc_collection_t> collection = attempt.collection(where);
+    Reply reply;
+    bson_error_t error{};
+    if (!mongoc_collection_insert_one(collection.get(), lent.get(), options.get(), reply.get(), &error)) {
+      attempt.fail(error, reply.get());
+    }
+    if (isAcknowledged()) expectCount(attempt, numberAt(reply.view(), "insertedCount"), 1);
+  });
+}
+
+std::list<BulkFailure> ServerEngine::insertMany(const Namespace& where,
+                                                const std::vector<ObjectProperties>& documents) {
+  std::list<BulkFailure> failures;
+  if (documents.empty()) return failures;
+  Call call = writeCall("insert into", where);
+  call.insertion = true;
+  call.manyDocuments = true;
+  const std::vector<Lent> lent = lend(documents);
+  std::vector<DocumentPointer> pointers = pointersTo(lent);
+  const Written options = insertOptions();
+  session_.run(call, [&](Attempt& attempt) {
+    const Owned<mongoc_collection_t> collection = attempt.collection(where);
+    Reply reply;
+    bson_error_t error{};
+    const bool done = mongoc_collection_insert_many(collection.get(), pointers.data(), pointers.size(), options.get(),
+                                                    reply.get(), &error);
+    failures = failuresOf(attempt, reply.view());
+    const bool onlyRefusals = !failures.empty() && error.domain == MONGOC_ERROR_SERVER;
+    if ((!done && !onlyRefusals) || hasWriteConcernError(reply.view())) attempt.fail(error, reply.get());
+    if (!isAcknowledged()) return;
+    const auto refused = static_cast<std::int64_t>(failures.size());
+    expectCount(attempt, numberAt(reply.view(), "insertedCount") + refused, static_cast<std::int64_t>(pointers.size()));
+  });
+  return failures;
+}
+
+void ServerEngine::update(const Namespace& where, const ObjectProperties& selector, const ObjectProperties& document,
+                          UpdateKind kind, bool upsert) {
+  const bool replaces = kind == UpdateKind::replaceFirst;
+  Call call = writeCall("update of", where);
+  call.manyDocuments = !replaces;
+  const Lent query(DocumentAccess::view(selector));
+  const Lent whole(DocumentAccess::view(document));
+  const Written change = under(kind == UpdateKind::setInAll ? "$set" : "$push", document);
+  const Update update{where, query.get(), replaces ? whole.get() : change.get(), replaces, upsert};
+  session_.run(call, [&](Attempt& attempt) { send(attempt, update, isAcknowledged()); });
+}
+
+void ServerEngine::findPlainly(const Namespace& where, const FindRequest& request, const Receiver& receive) {
+  const Lent query(DocumentAccess::view(request.query));
+  const Written options = findOptions(request);
+  session_.run(readCall("find in", where), [&](Attempt& attempt) {
+    const Owned<mongoc_collection_t> collection = attempt.collection(where);
+    const Owned<mongoc_cursor_t> cursor(
+        mongoc_collection_find_with_opts(collection.get(), query.get(), options.get(), nullptr));
+    attempt.drain(cursor.get(), receive);
+  });
+}
+
+void ServerEngine::find(const Namespace& where, const FindRequest& request, const Receiver& receive) {
+  if (!holdsUsers(where)) {
+    findPlainly(where, request, receive);
+    return;
+  }
+  bool found = false;
+  try {
+    findPlainly(where, request, [&](ObjectProperties&& user) {
+      found = true;
+      user.removeKey("credentials");
+      return receive(std::move(user));
+    });
+  } catch (const Error& error) {
+    if (found || !isRefusal(error)) throw;
+  }
+  if (!found) findUsers(session_, request, receive);
+}
+
+void ServerEngine::aggregate(const Namespace& where, const ObjectProperties& stages, const Receiver& receive) {
+  const bson::View view = DocumentAccess::view(stages);
+  bson::Writer writer;
+  writer.appendArray("pipeline", view);
+  const Written pipeline(std::move(writer));
+  Call call = readCall("aggregate in", where);
+  call.write = writes(view);
+  call.manyDocuments = call.write;
+  session_.run(call, [&](Attempt& attempt) {
+    const Owned<mongoc_collection_t> collection = attempt.collection(where);
+    const Owned<mongoc_cursor_t> cursor(
+        mongoc_collection_aggregate(collection.get(), MONGOC_QUERY_NONE, pipeline.get(), nullptr, nullptr));
+    attempt.drain(cursor.get(), receive);
+  });
+}
+
+void ServerEngine::remove(const Namespace& where, const ObjectProperties& query) {
+  Call call = writeCall("remove from", where);
+  call.manyDocuments = true;
+  const Lent selector(DocumentAccess::view(query));
+  session_.run(call, [&](Attempt& attempt) {
+    const Owned<mongoc_collection_t> collection = attempt.collection(where);
+    Reply reply;
+    bson_error_t error{};
+    if (!mongoc_collection_delete_many(collection.get(), selector.get(), nullptr, reply.get(), &error)) {
+      attempt.fail(error, reply.get());
+    }
+    if (isAcknowledged()) attempt.check();
+  });
+}
+
+void ServerEngine::createUser(const std::string& database, const std::string& user, const std::string& password,
+                              const ObjectProperties& roles, const ObjectProperties& customData) {
+  server::createUser(session_, {database, user}, password, {roles, customData});
+}
+
+void ServerEngine::modifyUser(const std::string& database, const std::string& user, const ObjectProperties& roles,
+                              const ObjectProperties& customData) {
+  server::modifyUser(session_, {database, user}, {roles, customData});
+}
+
+void ServerEngine::changePassword(const std::string& database, const std::string& user, const std::string& password) {
+  server::changePassword(session_, {database, user}, password);
+}
+
+void ServerEngine::dropUser(const std::string& database, const std::string& user) {
+  server::dropUser(session_, {database, user});
+}
+
+long long ServerEngine::count(const Namespace& where, const ObjectProperties& query) {
+  const Lent filter(DocumentAccess::view(query));
+  long long result = 0;
+  session_.run(readCall("count in", where), [&](Attempt& attempt) {
+    const Owned<mongoc_collection_t> collection = attempt.collection(where);
+    Reply reply;
+    bson_error_t error{};
+    result = mongoc_collection_count_documents(collection.get(), filter.get(), nullptr, nullptr, reply.get(), &error);
+    if (result < 0) attempt.fail(error, reply.get());
+    attempt.check();
+  });
+  return result;
+}
+
+ObjectProperties ServerEngine::explain(const Namespace& where, const ObjectProperties& query) {
+  const Written command = explainCommand(where, query);
+  ObjectProperties summary;
+  try {
+    session_.command(readCall("explain in", where), where.database, command.get(),
+                     [&](bson::View answer) { summary = summaryOf(answer); });
+  } catch (const Error& error) {
+    if (error.kind() != Error::Kind::unsupported) throw;
+    summary.setValueString("index", "");
+    summary.setValueInt64("returned", count(where, query));
+  }
+  return summary;
+}
+
+std::list<std::string> ServerEngine::databaseNames() {
+  const Written command = listDatabasesCommand();
+  std::list<std::string> names;
+  session_.command({"list of databases"}, "admin", command.get(), [&](bson::View answer) {
+    const bson::Value databases = answer.find("databases");
+    if (databases.data == nullptr || !databases.isArray()) return;
+    for (const bson::Element& entry : databases.asDocument()) {
+      if (!entry.value.isDocument()) continue;
+      const bson::Value name = entry.value.asDocument().find("name");
+      if (name.data != nullptr && name.type == bson::Type::string) names.emplace_back(name.asString());
+    }
+  });
+  names.sort();
+  return names;
+}
+
+std::list<std::string> ServerEngine::collectionNames(const std::string& database) {
+  std::list<std::string> names;
+  const Written options = nameOnlyOptions();
+  session_.run({"list of collections of " + database}, [&](Attempt& attempt) {
+    const Owned<mongoc_database_t> handle = attempt.database(database);
+    const Owned<mongoc_cursor_t> cursor(mongoc_database_find_collections_with_opts(handle.get(), options.get()));
+    attempt.drain(cursor.get(), [&](ObjectProperties&& entry) {
+      names.push_back(entry.valueAsString("name", ""));
+      return true;
+    });
+  });
+  names.sort();
+  return names;
+}
+
+std::list<DeploymentStep> ServerEngine::setUpDeployment(const DeploymentPlan& plan) {
+  return setUp(session_, plan);
+}
+
+std::unique_ptr<Engine> open(const ConnectRequest& request) {
+  return std::make_unique<ServerEngine>(request);
+}
+
+}  // namespace database_client::server

@@ -1,0 +1,158 @@
+#include "client/server/Users.h"
+
+#include <cstring>
+#include <optional>
+#include <string_view>
+#include <utility>
+
+#include "client/DocumentAccess.h"
+
+namespace database_client::server {
+
+namespace {
+
+Call callFor(const char* verb, const UserName& name, const std::string& secret = {}) {
+  Call call{std::string(verb) + " \"" + name.user + "\" on " + name.database};
+  call.write = true;
+  call.ofUsers = true;
+  call.secret = secret;
+  return call;
+}
+
+void send(Session& session, const Call& call, const std::string& database, bson::Writer&& writer) {
+  const Written command(std::move(writer));
+  session.command(call, database, command.get(), [](bson::View) {});
+}
+
+void appendGrants(bson::Writer& command, const UserGrants& grants) {
+  command.appendArray("roles", DocumentAccess::view(grants.roles));
+  command.appendDocument("customData", DocumentAccess::view(grants.customData));
+}
+
+bool isOwn(const Session& session, const UserName& name) {
+  const mongoc_uri_t* uri = session.address().uri.get();
+  const char* user = mongoc_uri_get_username(uri);
+  return user != nullptr && name.user == user && name.database == mongoc_uri_get_auth_source(uri);
+}
+
+// The one name that a query asks for, an empty one when it asks for all, nothing for any other query.
+std::optional<std::string> askedFor(const ObjectProperties& query) {
+  const bson::View view = DocumentAccess::view(query);
+  if (view.empty()) return std::string();
+  const bson::Element first = *view.begin();
+  const bool byName = view.count() == 1 && first.key == "user" && first.value.type == bson::Type::string;
+  if (!byName) return std::nullopt;
+  return std::string(first.value.asString());
+}
+
+Written everywhere(const std::string& user) {
+  bson::Writer command;
+  command.beginDocument("usersInfo");
+  command.appendBool("forAllDBs", true);
+  command.end();
+  if (!user.empty()) {
+    command.beginDocument("filter");
+    command.appendString("user", user);
+    command.end();
+  }
+  return Written(std::move(command));
+}
+
+Written one(const UserName& name) {
+  bson::Writer command;
+  command.beginDocument("usersInfo");
+  command.appendString("user", name.user);
+  command.appendString("db", name.database);
+  command.end();
+  return Written(std::move(command));
+}
+
+std::list<ObjectProperties> usersIn(bson::View answer) {
+  std::list<ObjectProperties> users;
+  const bson::Value list = answer.find("users");
+  if (list.data == nullptr || !list.isArray()) return users;
+  for (const bson::Element& user : list.asDocument()) {
+    if (user.value.isDocument()) users.push_back(DocumentAccess::adopt(user.value.asDocument()));
+  }
+  return users;
+}
+
+std::list<ObjectProperties> ask(Session& session, const std::string& database, const Written& command) {
+  std::list<ObjectProperties> users;
+  session.command({"list of users"}, database, command.get(), [&](bson::View answer) { users = usersIn(answer); });
+  return users;
+}
+
+// A user without rights over others may still ask for itself.
+std::list<ObjectProperties> askWithin(Session& session, const std::string& user) {
+  try {
+    return ask(session, "admin", everywhere(user));
+  } catch (const Error& error) {
+    const char* own = mongoc_uri_get_username(session.address().uri.get());
+    const bool mayAskForItself = error.kind() == Error::Kind::authorization && own != nullptr && user == own;
+    if (!mayAskForItself) throw;
+  }
+  const std::string database = mongoc_uri_get_auth_source(session.address().uri.get());
+  return ask(session, database, one({database, user}));
+}
+
+}  // namespace
+
+void createUser(Session& session, const UserName& name, const std::string& password, const UserGrants& grants) {
+  bson::Writer command;
+  command.appendString("createUser", name.user);
+  command.appendString("pwd", password);
+  appendGrants(command, grants);
+  send(session, callFor("creation of user", name, password), name.database, std::move(command));
+}
+
+void modifyUser(Session& session, const UserName& name, const UserGrants& grants) {
+  bson::Writer command;
+  command.appendString("updateUser", name.user);
+  appendGrants(command, grants);
+  send(session, callFor("change of user", name), name.database, std::move(command));
+}
+
+void changePassword(Session& session, const UserName& name, const std::string& password) {
+  bson::Writer command;
+  command.appendString("updateUser", name.user);
+  command.appendString("pwd", password);
+  send(session, callFor("change of the password of", name, password), name.database, std::move(command));
+  if (isOwn(session, name)) session.setPassword(password);
+}
+
+void dropUser(Session& session, const UserName& name) {
+  bson::Writer command;
+  command.appendString("dropUser", name.user);
+  send(session, callFor("removal of user", name), name.database, std::move(command));
+}
+
+bool holdsUsers(const Namespace& where) {
+  return where.database == "admin" && where.collection == "system.users";
+}
+
+void findUsers(Session& session, const FindRequest& request, const Engine::Receiver& receive) {
+  const std::optional<std::string> user = askedFor(request.query);
+  if (!user || !request.projection.isEmpty()) {
+    throw Error(Error::Kind::unsupported, "this server tells of its users only all of them, or those of one name");
+  }
+  int position = 0;
+  for (ObjectProperties& found : askWithin(session, *user)) {
+    const bool beyond = request.limit > 0 && position >= request.skip + request.limit;
+    if (beyond) return;
+    if (position++ < request.skip) continue;
+    found.removeKey("credentials");
+    if (!receive(std::move(found))) return;
+  }
+}
+
+bool isUserThere(Session& session, const UserName& name) {
+  try {
+    return !ask(session, name.database, one(name)).empty();
+  } catch (const Error& error) {
+    if (error.kind() != Error::Kind::authorization) throw;
+    return false;
+  }
+}
+
+}  // namespace database_client::server

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <string>
+
+#include "client/Engine.h"
+#include "client/server/Session.h"
+
+/// The commands for users.
+namespace database_client::server {
+
+struct UserName {
+  const std::string& database;
+  const std::string& user;
+};
+
+struct UserGrants {
+  const ObjectProperties& roles;
+  const ObjectProperties& customData;
+};
+
+void createUser(Session& session, const UserName& name, const std::string& password, const UserGrants& grants);
+void modifyUser(Session& session, const UserName& name, const UserGrants& grants);
+/// A session of this very user goes on under the new password.
+void changePassword(Session& session, const UserName& name, const std::string& password);
+void dropUser(Session& session, const UserName& name);
+
+/// Whether this is where servers keep their users.
+bool holdsUsers(const Namespace& where);
+/// The users that a query of the library asks for (all, or those of one name), as documents like those of
+/// "system.users", without credentials; asked for by command. Throws Error{unsupported} for any other query.
+void findUsers(Session& session, const FindRequest& request, const Engine::Receiver& receive);
+/// Whether the user is there; false also when this connection may not know.
+bool isUserThere(Session& session, const UserName& name);
+
+}  // namespace database_client::server
