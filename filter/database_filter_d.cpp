@@ -1,0 +1,140 @@
+#include "filter/database_filter_d.h"
+
+namespace database_provider {
+
+namespace {
+
+constexpr const char* category = "category";
+constexpr const char* description = "description";
+
+}  // namespace
+
+DatabaseFilterPrivate::DatabaseFilterPrivate() = default;
+DatabaseFilterPrivate::DatabaseFilterPrivate(const DatabaseFilterPrivate& other) = default;
+DatabaseFilterPrivate::~DatabaseFilterPrivate() = default;
+
+void DatabaseFilterPrivate::copy(const DatabaseFilterPrivate& other) {
+  filter_ = other.filter_;
+}
+
+// Assignment is one operation that a derived class changes, in copy.
+// NOLINTNEXTLINE(bugprone-unhandled-self-assignment, cert-oop54-cpp)
+DatabaseFilterPrivate& DatabaseFilterPrivate::operator=(const DatabaseFilterPrivate& other) {
+  copy(other);
+  return *this;
+}
+
+void DatabaseFilterPrivate::clear() {
+  filter_ = ObjectFilter();
+}
+
+void DatabaseFilterPrivate::filter_init() {
+  filter_.start_and();
+}
+
+void DatabaseFilterPrivate::filter_finish() {
+  filter_.finish_and();
+}
+
+void DatabaseFilterPrivate::start_or() {
+  filter_.start_or();
+}
+
+void DatabaseFilterPrivate::finish_or() {
+  filter_.finish_or();
+}
+
+void DatabaseFilterPrivate::start_and() {
+  filter_.start_and();
+}
+
+void DatabaseFilterPrivate::finish_and() {
+  filter_.finish_and();
+}
+
+void DatabaseFilterPrivate::setCategory(OperationType type, const std::string& name, const std::string& value,
+                                        const std::string& options) {
+  addItemCondition(category, type, name,
+                   [&](ObjectFilter& item) { item.setFilterString(type, "value", value, options); });
+}
+
+void DatabaseFilterPrivate::setDescriptionAsString(OperationType type, const std::string& name,
+                                                   const std::string& value, const std::string& options) {
+  addItemCondition(description, type, name,
+                   [&](ObjectFilter& item) { item.setFilterString(type, "value", value, options); });
+}
+
+void DatabaseFilterPrivate::setDescriptionAsInt(OperationType type, const std::string& name, const int& value) {
+  addItemCondition(description, type, name, [&](ObjectFilter& item) { item.setFilterInt(type, "value", value); });
+}
+
+void DatabaseFilterPrivate::setDescriptionAsDouble(OperationType type, const std::string& name, const double& value) {
+  addItemCondition(description, type, name, [&](ObjectFilter& item) { item.setFilterDouble(type, "value", value); });
+}
+
+void DatabaseFilterPrivate::setDescriptionAsLongLong(OperationType type, const std::string& name,
+                                                     const long long& value) {
+  addItemCondition(description, type, name, [&](ObjectFilter& item) { item.setFilterLongLong(type, "value", value); });
+}
+
+void DatabaseFilterPrivate::setDescriptionAsBool(OperationType type, const std::string& name, const bool& value) {
+  addItemCondition(description, type, name, [&](ObjectFilter& item) { item.setFilterBool(type, "value", value); });
+}
+
+void DatabaseFilterPrivate::setDescriptionAsTime(OperationType type, const std::string& name, const long long& value) {
+  addItemCondition(description, type, name, [&](ObjectFilter& item) { item.setFilterTime(type, "value", value); });
+}
+
+void DatabaseFilterPrivate::setId(OperationType type, const std::string& id) {
+  filter_.setFilterId(type, "_id", id);
+}
+
+void DatabaseFilterPrivate::addItemCondition(const std::string& group, OperationType type, const std::string& name,
+                                             const std::function<void(ObjectFilter&)>& addValue) {
+  const std::string nameKey = createKey(group, "name");
+  if (type == OperationType::exists) return filter_.setFilterString(OperationType::equal, nameKey, name, "i");
+  if (type == OperationType::notExists) return filter_.setFilterString(OperationType::notEqual, nameKey, name, "i");
+
+  ObjectFilter item;
+  item.beginGroup(createGroupKey(group));
+  item.beginGroup("$elemMatch");
+  item.setFilterString(OperationType::equal, "name", name, "");
+  addValue(item);
+  item.endGroup();
+  item.endGroup();
+  filter_.include(item);
+}
+
+void DatabaseFilterPrivate::include(const DatabaseFilterPrivate& other) {
+  filter_.include(other.filter_);
+}
+
+void DatabaseFilterPrivate::exclude(const std::string& key, DatabaseFilterPrivate& target) {
+  filter_.exclude(key, target.filter_);
+}
+
+bool DatabaseFilterPrivate::isEmpty() {
+  return filter_.isEmpty();
+}
+
+ObjectProperties DatabaseFilterPrivate::toObjectProeprties() const {
+  return filter_.toObjectProeprties();
+}
+
+void DatabaseFilterPrivate::fromObjectProperties(const ObjectProperties& query) {
+  filter_.fromObjectProperties(query);
+}
+
+ObjectFilter DatabaseFilterPrivate::d() const {
+  return filter_;
+}
+
+std::string DatabaseFilterPrivate::createKey(const std::string& group, const std::string& field) {
+  return createGroupKey(group) + "." + field;
+}
+
+std::string DatabaseFilterPrivate::createGroupKey(const std::string& group) {
+  return "recordInfo." + group;
+}
+
+}  // namespace database_provider

@@ -1,0 +1,67 @@
+#pragma once
+
+#include <list>
+#include <map>
+#include <memory>
+#include <string>
+
+#include "database_provider/DatabaseProviderInterface.h"
+#include "records/FetchedDocuments.h"
+
+namespace database_provider {
+
+/// The provider that does the work of all others: one collection in one database, both named by whoever owns it before
+/// the first operation.
+class DATABASE_PROVIDER_EXPORT DatabaseProvider : public DatabaseProviderInterface {
+ public:
+  DatabaseProvider();
+  /// Owns this client in place of a new one.
+  explicit DatabaseProvider(std::unique_ptr<DataBaseClient> client);
+  ~DatabaseProvider() override;
+
+  void setDatabaseClient(DataBaseClient* client) override;
+  bool connect(const std::string& authDatabase, const std::string& host, const int& port, const std::string& user,
+               const std::string& password) const override;
+  bool disconnect() const override;
+  bool isConnected() const override;
+
+  bool writeRecord(const DatabaseRecordInterface* record, std::string& id) const override;
+  void updateRecord(const DatabaseRecordInterface* record, const std::string& id) const override;
+  void readRecord(DatabaseRecordInterface* record, const std::string& id) const override;
+
+  void read(const DatabaseFilter& filter, std::list<std::string>& ids, const int& limit,
+            const int& skip) const override;
+  /// Does nothing: which class the records are of is for a typed provider to say.
+  void read(const DatabaseFilter& filter, std::map<std::string, DatabaseRecordInterface*>& records, const int& limit,
+            const int& skip) const override;
+  void remove(const DatabaseFilter& filter) const override;
+
+  void enumDescriptionsNames(std::list<Description>& descriptions) const override;
+  void setCategoriesNames(const std::list<std::string>& names) const override;
+  void enumCategoriesNames(std::list<std::string>& names) const override;
+  void categoriesStatistics(std::string name, std::map<std::string, int>& statistics) const override;
+
+  std::string createId() const override;
+
+  /// Replaces the list by the ids of what the query selects, in the store's order; `read` goes through it.
+  virtual void enumIds(const ObjectProperties& query, std::list<std::string>& ids, const int& limit,
+                       const int& skip) const;
+  /// ASCII letters in lower case, as the platform's locale has it; bytes of other letters stay.
+  virtual std::string toLower(const std::string& text) const;
+
+  /// Fetches what the query selects from the collection.
+  void fetch(const ObjectProperties& query, const ObjectProperties& projection, FetchedDocuments& found, int limit,
+             int skip) const;
+
+  std::string databaseName;
+  std::string collectionName;
+
+ private:
+  void aggregate(const ObjectProperties& pipeline, FetchedDocuments& found) const;
+
+  DataBaseClient* client_;
+  /// The client while it is the provider's own, else null.
+  std::unique_ptr<DataBaseClient> own_;
+};
+
+}  // namespace database_provider

@@ -1,0 +1,91 @@
+#include "providers/pipelines.h"
+
+#include <utility>
+
+namespace database_provider {
+
+using database_client::Array;
+using database_client::Group;
+
+namespace {
+
+/// The stages of an aggregation over the items of one array of "recordInfo".
+class Pipeline {
+ public:
+  explicit Pipeline(const std::string& array) : path_("recordInfo." + array) {}
+
+  /// One document {"name", field} for each item.
+  void unwind(const std::string& field) {
+    stage("$project", [&](ObjectProperties& project) {
+      project.setValueBool(path_, true);
+      project.setValueBool("_id", false);
+    });
+    append([&](ObjectProperties& stage) { stage.setValueString("$unwind", "$" + path_); });
+    stage("$project", [&](ObjectProperties& project) {
+      project.setValueString("name", "$" + path_ + ".name");
+      project.setValueString(field, "$" + path_ + "." + field);
+      project.setValueBool("_id", false);
+    });
+  }
+
+  template <class Fill>
+  void stage(const std::string& operation, Fill fill) {
+    append([&](ObjectProperties& stage) {
+      const Group body(stage, operation);
+      fill(stage);
+    });
+  }
+
+  ObjectProperties take() && { return std::move(document_); }
+
+ private:
+  template <class Fill>
+  void append(Fill fill) {
+    const Array stages(document_, "pipeline");
+    const Group stage(document_, std::to_string(count_++));
+    fill(document_);
+  }
+
+  std::string path_;
+  ObjectProperties document_;
+  int count_ = 0;
+};
+
+void countGroups(ObjectProperties& group) {
+  const Group count(group, "count");
+  group.setValueInt32("$sum", 1);
+}
+
+}  // namespace
+
+ObjectProperties descriptionsNamesPipeline() {
+  Pipeline pipeline("description");
+  pipeline.unwind("type");
+  pipeline.stage("$group", [](ObjectProperties& group) {
+    {
+      const Group id(group, "_id");
+      group.setValueString("name", "$name");
+      group.setValueString("type", "$type");
+    }
+    countGroups(group);
+  });
+  return std::move(pipeline).take();
+}
+
+ObjectProperties categoriesStatisticsPipeline(const std::string& name) {
+  Pipeline pipeline("category");
+  pipeline.unwind("value");
+  pipeline.stage("$match", [&](ObjectProperties& match) {
+    const Group condition(match, "name");
+    // Not escaped, on purpose: callers may pass a pattern.
+    match.setValueString("$regex", "^" + name + "$");
+    match.setValueString("$options", "i");
+  });
+  pipeline.stage("$group", [](ObjectProperties& group) {
+    group.setValueString("_id", "$value");
+    countGroups(group);
+  });
+  return std::move(pipeline).take();
+}
+
+}  // namespace database_provider

@@ -1,0 +1,106 @@
+#include "records/FilesInfo.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <ctime>
+#include <utility>
+
+namespace database_provider {
+
+using database_client::Entered;
+using database_client::Group;
+
+struct FilesInfo::File {
+  int type = 0;
+  std::string host{};
+  std::string path{};
+
+  static File read(const ObjectProperties& level) {
+    return {level.valueAsInt32("type", 0), level.valueAsString("host", ""), level.valueAsString("path", "")};
+  }
+  void write(ObjectProperties& level) const {
+    level.setValueInt32("type", type);
+    level.setValueString("host", host);
+    level.setValueString("path", path);
+  }
+};
+
+FilesInfo::FilesInfo() : ItemsView("files", "additionalData") {}
+
+bool FilesInfo::addFileInfo(const ObjectType& type, const std::string& host, const std::string& path,
+                            std::string& fileId) {
+  const bool added = addFileInfo_helper(type, host, path, fileId);
+  if (added) setModified();
+  return added;
+}
+
+bool FilesInfo::addFileInfo_helper(const ObjectType& type, const std::string& host, const std::string& path,
+                                   std::string& fileId) {
+  const std::string id = createFileId();
+  setFile(id, {static_cast<int>(type), host, path});
+  fileId = id;
+  return true;
+}
+
+std::string FilesInfo::createFileId() const {
+  const std::list<std::string> existing = names();
+  // Ids need to be unique within their record only, which the search below sees to; nothing here is a secret.
+  // NOLINTBEGIN(cert-msc30-c, cert-msc32-c, cert-msc50-cpp, cert-msc51-cpp, concurrency-mt-unsafe)
+  std::srand(static_cast<unsigned>(std::time(nullptr)));
+  std::string id = std::to_string(std::rand());
+  while (std::find(existing.begin(), existing.end(), id) != existing.end()) id = std::to_string(std::rand());
+  // NOLINTEND(cert-msc30-c, cert-msc32-c, cert-msc50-cpp, cert-msc51-cpp, concurrency-mt-unsafe)
+  return id;
+}
+
+FilesInfo::File FilesInfo::file(const std::string& fileId) const {
+  const Entered entry = Entered::group(cache(), fileId);
+  return entry ? File::read(cache()) : File();
+}
+
+void FilesInfo::setFile(const std::string& fileId, const File& file) const {
+  // Complete before it is placed, so that a refused text leaves no half of a reference.
+  ObjectProperties scratch;
+  {
+    const Group entry(scratch, "file");
+    file.write(scratch);
+  }
+  cache().copyValue(fileId, scratch, "file");
+}
+
+void FilesInfo::getFileInfo(const std::string& fileId, ObjectType& type, std::string& host, std::string& path) const {
+  extract();
+  File found = file(fileId);
+  type = static_cast<ObjectType>(found.type);
+  host = std::move(found.host);
+  path = std::move(found.path);
+}
+
+void FilesInfo::enumFilesIds(std::list<std::string>& ids) const {
+  ids = names();
+}
+
+void FilesInfo::enumFilesIds(const ObjectType& type, std::list<std::string>& ids) const {
+  for (const std::string& id : names()) {
+    if (file(id).type == static_cast<int>(type)) ids.push_back(id);
+  }
+}
+
+void FilesInfo::removeFileInfo(const std::string& fileId) {
+  removeItem(fileId);
+}
+
+void FilesInfo::removeAllFilesInfo() {
+  removeAll();
+}
+
+void FilesInfo::loadItem(const ObjectProperties& item) const {
+  setFile(item.valueAsString("fileId", ""), File::read(item));
+}
+
+void FilesInfo::writeItem(ObjectProperties& target, const std::string& fileId) const {
+  target.setValueString("fileId", fileId);
+  file(fileId).write(target);
+}
+
+}  // namespace database_provider

@@ -1,0 +1,54 @@
+#include "records/SectionView.h"
+
+#include <memory>
+
+namespace database_provider {
+
+void SectionView::setRecord(ObjectProperties* record) {
+  record_ = record;
+  modified_ = false;
+  extracted_ = false;
+}
+
+void SectionView::clear() {
+  setRecord(nullptr);
+  empty();
+}
+
+void SectionView::extract() const {
+  if (extracted_ || record_ == nullptr) return;
+  load(*record_);
+  extracted_ = true;
+}
+
+void SectionView::updateRecord() {
+  if (!modified_) return;
+  if (record_ == nullptr) {
+    auto made = std::make_unique<ObjectProperties>();
+    updateRecord_helper(*made);
+    record_ = made.release();
+  } else {
+    updateRecord_helper(*record_);
+  }
+  modified_ = false;
+  extracted_ = true;
+}
+
+void SectionView::updateRecord(ObjectProperties* target) const {
+  extract();
+  updateRecord_helper(*target);
+}
+
+ObjectProperties* SectionView::getRecord() {
+  updateRecord();
+  return record_;
+}
+
+void SectionView::removeAll() {
+  empty();
+  modified_ = true;
+  // Otherwise the document's old content would be loaded over the emptied copy.
+  extracted_ = true;
+}
+
+}  // namespace database_provider

@@ -1,0 +1,57 @@
+#pragma once
+
+#include "database_provider/types.h"
+
+namespace database_provider {
+
+// A record document:
+//
+//   document    = { user record } "recordInfo"
+//   recordInfo  = "category" "description" "additionalData"      each absent until first written
+//   category    = [ { "name": string, "value": string } … ]
+//   description = [ { "name": string, "value": of the kind of "type", "type": int32, a PropertyType } … ]
+//   additionalData = "files" "dataSource"
+//   files       = [ { "fileId": string, "type": int32, an ObjectType, "host": string, "path": string } … ]
+//   dataSource  = a serialized source, "type": int32, a SourceType
+//
+// The user record is every other key at the top.
+
+/// One section of a record's document: loaded when first asked for, edited in a copy, written back when edited.
+///
+/// The document is borrowed. A view without one loads nothing; when it has something to write, it makes a document of
+/// its own, which it leaves to whoever asks with `getRecord`.
+class DATABASE_PROVIDER_EXPORT SectionView {
+ public:
+  SectionView(const SectionView&) = delete;
+  SectionView& operator=(const SectionView&) = delete;
+
+  /// Drops what was not written; the section is loaded afresh when next asked for.
+  void setRecord(ObjectProperties* record);
+  void clear();
+  void extract() const;
+  void updateRecord();
+  /// Writes the section, edited or not, into another document.
+  void updateRecord(ObjectProperties* target) const;
+  /// The document, with the section written back; null while there is none.
+  ObjectProperties* getRecord();
+
+ protected:
+  SectionView() = default;
+  virtual ~SectionView() = default;
+
+  ObjectProperties* record() const { return record_; }
+  void setModified() { modified_ = true; }
+  void removeAll();
+
+ private:
+  /// Replaces the copy by what `record` holds.
+  virtual void load(const ObjectProperties& record) const = 0;
+  virtual void updateRecord_helper(ObjectProperties& target) const = 0;
+  virtual void empty() const = 0;
+
+  ObjectProperties* record_ = nullptr;
+  bool modified_ = false;
+  mutable bool extracted_ = false;
+};
+
+}  // namespace database_provider
