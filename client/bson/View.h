@@ -38,6 +38,8 @@ enum class Type : Byte {
 constexpr std::size_t maximumSize = 16 * 1024 * 1024;
 constexpr int maximumDepth = 100;
 constexpr std::size_t objectIdSize = 12;
+/// Binary data of this subtype begin with their length once more.
+constexpr Byte oldBinarySubtype = 2;
 
 /// Numbers lie in the bytes in little-endian order, at any alignment. The machine is little-endian too (checked at
 /// build).

@@ -9,81 +9,7 @@ namespace database_client::bson {
 
 namespace {
 
-using Word = std::uint64_t;
-constexpr Word highBits = 0x8080808080808080U;
-constexpr Word lowBits = 0x0101010101010101U;
 constexpr std::ptrdiff_t smallestDocument = 5;
-
-const Byte* bytesOf(std::string_view text) {
-  return reinterpret_cast<const Byte*>(text.data());
-}
-
-/// At most seven bytes, by loads that overlap.
-bool isShortAscii(const Byte* at, std::size_t size) {
-  if (size >= 4) return ((load<std::uint32_t>(at) | load<std::uint32_t>(at + size - 4)) & 0x80808080U) == 0;
-  return size == 0 || ((at[0] | at[size / 2] | at[size - 1]) & 0x80) == 0;
-}
-
-bool isAscii(const Byte* at, std::size_t size) {
-  if (size < sizeof(Word)) return isShortAscii(at, size);
-  Word seen = load<Word>(at + size - sizeof(Word));
-  for (const Byte* last = at + size - sizeof(Word); at < last; at += sizeof(Word)) seen |= load<Word>(at);
-  return (seen & highBits) == 0;
-}
-
-bool isContinuation(Byte byte) {
-  return (byte & 0xC0) == 0x80;
-}
-
-/// The length of the character that begins with a byte above 0x7F, 0 when it is malformed. The second byte rules out
-/// what is overlong, a surrogate or beyond U+10FFFF.
-std::size_t characterSize(const Byte* at, std::size_t left) {
-  const Byte first = *at;
-  if (first < 0xC2 || first > 0xF4) return 0;
-  const std::size_t size = first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
-  if (left < size || !isContinuation(at[1])) return 0;
-  if (first == 0xE0 && at[1] < 0xA0) return 0;
-  if (first == 0xED && at[1] > 0x9F) return 0;
-  if (first == 0xF0 && at[1] < 0x90) return 0;
-  if (first == 0xF4 && at[1] > 0x8F) return 0;
-  for (std::size_t i = 2; i < size; ++i) {
-    if (!isContinuation(at[i])) return 0;
-  }
-  return size;
-}
-
-/// The offset of the first malformed character, or the size when there is none.
-std::size_t wellFormedSize(std::string_view text) {
-  const Byte* first = bytesOf(text);
-  std::size_t i = 0;
-  while (i < text.size()) {
-    if (text.size() - i >= sizeof(Word) && (load<Word>(first + i) & highBits) == 0) {
-      i += sizeof(Word);
-    } else if (first[i] < 0x80) {
-      ++i;
-    } else {
-      const std::size_t size = characterSize(first + i, text.size() - i);
-      if (size == 0) break;
-      i += size;
-    }
-  }
-  return i;
-}
-
-/// The text with what is not UTF-8 as \xNN, so that a message is always a text.
-std::string printable(std::string_view text) {
-  std::string out;
-  while (true) {
-    const std::size_t good = wellFormedSize(text);
-    out.append(text.substr(0, good));
-    text.remove_prefix(good);
-    if (text.empty()) return out;
-    constexpr char digits[] = "0123456789ABCDEF";
-    const Byte byte = *bytesOf(text);
-    out.append("\\x").append(1, digits[byte >> 4]).append(1, digits[byte & 15]);
-    text.remove_prefix(1);
-  }
-}
 
 /// How many bytes a value has behind its key, or one of the marks.
 constexpr std::int8_t varies = -1;
@@ -174,29 +100,30 @@ class Validator {
 
   /// Checks the key behind a type byte and returns the start of the value.
   const Byte* key(const Byte* element) const {
-    const Byte* at = element + 1;
-    const Byte* const documentEnd = data_ + size_;
-    while (documentEnd - at >= static_cast<std::ptrdiff_t>(sizeof(Word))) {
-      const Word word = load<Word>(at);
-      // The lowest bit that is set marks the first byte that is NUL or beyond ASCII.
-      const Word marks = ((word - lowBits) | word) & highBits;
-      if (marks == 0) {
-        at += sizeof(Word);
-        continue;
-      }
-      at += static_cast<unsigned>(__builtin_ctzll(marks)) / 8;
-      break;
-    }
-    while (*at != 0 && *at < 0x80 && at < end_) ++at;
+    const Byte* const at = asciiEnd(element + 1);
     if (*at != 0 || at >= end_) return unusualKey(element);
     return at + 1;
   }
 
+  /// The first byte that is NUL or beyond ASCII; there is one, since the document ends with a NUL.
+  const Byte* asciiEnd(const Byte* at) const {
+    const Byte* const documentEnd = data_ + size_;
+    while (documentEnd - at >= static_cast<std::ptrdiff_t>(sizeof(Word))) {
+      const auto word = load<Word>(at);
+      const Word marks = ((word - lowBits) | word) & highBits;
+      if (marks != 0) return at + firstMarked(marks);
+      at += sizeof(Word);
+    }
+    while (*at != 0 && *at < 0x80) ++at;
+    return at;
+  }
+
   const Byte* unusualKey(const Byte* element) const {
     const std::string_view name = cString(element + 1);
-    if (bytesOf(name) + name.size() >= end_) fail(element, "the key is not ended by a NUL within its level");
+    const Byte* const last = element + 1 + name.size();
+    if (last >= end_) fail(element, "the key is not ended by a NUL within its level");
     if (!isUtf8(name)) fail(element, "the key is not UTF-8");
-    return bytesOf(name) + name.size() + 1;
+    return last + 1;
   }
 
   const Byte* value(const Byte* element, const Byte* at) {
@@ -240,8 +167,7 @@ class Validator {
     if (length < 1 || length > limit - first) failLength(element, length, 1, limit - first);
     const auto size = static_cast<std::size_t>(length) - 1;
     if (first[size] != 0) fail(element, "the text of " + std::to_string(size) + " bytes is not followed by a NUL");
-    const std::string_view content(reinterpret_cast<const char*>(first), size);
-    if (!isAscii(first, size) && wellFormedSize(content) != size) fail(element, "the text is not UTF-8");
+    if (!isUtf8({reinterpret_cast<const char*>(first), size})) fail(element, "the text is not UTF-8");
     return first + length;
   }
 
@@ -257,11 +183,10 @@ class Validator {
   }
 
   const Byte* binary(const Byte* element, const Byte* at) const {
-    constexpr Byte oldSubtype = 2;
     const std::int32_t length = lengthAt(element, at, end_);
     const Byte* const first = at + 5;
     if (length < 0 || length > end_ - first) failLength(element, length, 0, end_ - first);
-    if (at[4] == oldSubtype) {
+    if (at[4] == oldBinarySubtype) {
       if (length < 4) failLength(element, length, 4, end_ - first);
       const auto inner = load<std::int32_t>(first);
       if (inner != length - 4) failLength(element, inner, length - 4, length - 4);
@@ -351,10 +276,6 @@ class Validator {
 
 View validate(const void* data, std::size_t size) {
   return Validator(static_cast<const Byte*>(data), size).run();
-}
-
-bool isUtf8(std::string_view text) {
-  return isAscii(bytesOf(text), text.size()) || wellFormedSize(text) == text.size();
 }
 
 }  // namespace database_client::bson

@@ -1,9 +1,9 @@
 #pragma once
 
 #include <cstddef>
-#include <string_view>
 
 #include "client/bson/View.h"
+#include "client/bson/utf8.h"  // IWYU pragma: export
 
 namespace database_client::bson {
 
@@ -11,8 +11,5 @@ namespace database_client::bson {
 /// and texts, at most `maximumDepth` levels and `maximumSize` bytes. Throws Error{document} with the path of the key.
 /// Takes time proportional to the size and no recursion.
 View validate(const void* data, std::size_t size);
-
-/// Whether the text is well-formed UTF-8 (no surrogates, nothing overlong).
-bool isUtf8(std::string_view text);
 
 }  // namespace database_client::bson

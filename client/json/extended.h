@@ -1,0 +1,18 @@
+#pragma once
+
+#include <algorithm>
+#include <string>
+#include <string_view>
+
+namespace database_client::json {
+
+/// The options of a regular expression in alphabetical order, as they stand in JSON and in BSON that comes from it.
+/// Options beyond ASCII, which no store knows, keep their order.
+inline std::string sortedOptions(std::string_view options) {
+  std::string sorted(options);
+  const auto isAscii = [](char c) { return static_cast<unsigned char>(c) < 0x80; };
+  if (std::all_of(sorted.begin(), sorted.end(), isAscii)) std::sort(sorted.begin(), sorted.end());
+  return sorted;
+}
+
+}  // namespace database_client::json

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+#include "client/bson/View.h"
+
+/// The texts that stand for values in extended JSON. Each function takes the whole text or nothing.
+namespace database_client::json {
+
+/// Decimal digits, with a minus before them at most; nothing when out of range.
+std::optional<std::int32_t> parseInt32(std::string_view text);
+std::optional<std::int64_t> parseInt64(std::string_view text);
+std::optional<std::uint32_t> parseUint32(std::string_view text);
+
+/// Also "Infinity", "-Infinity" and "NaN"; nothing for what a double cannot hold.
+std::optional<double> parseDouble(std::string_view text);
+
+/// Sixteen bytes; nothing when digits would be lost.
+std::optional<std::array<bson::Byte, 16>> parseDecimal(std::string_view text);
+
+/// Two digits for each byte.
+bool parseHex(std::string_view text, bson::Byte* bytes, std::size_t size);
+
+/// With hyphens behind the digits 8, 12, 16 and 20.
+std::optional<std::array<bson::Byte, 16>> parseUuid(std::string_view text);
+
+/// With padding, and without bits that belong to no byte.
+std::optional<std::vector<bson::Byte>> parseBase64(std::string_view text);
+
+/// Milliseconds since 1970 of "2012-12-24T12:15:30.501Z"; also with an offset ("+01:00", "+0100", "+01"), and with
+/// any number of decimals, of which those beyond milliseconds are 0.
+std::optional<std::int64_t> parseTime(std::string_view text);
+
+}  // namespace database_client::json
