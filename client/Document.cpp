@@ -18,8 +18,9 @@ namespace {
 
 constexpr std::size_t emptyLevelSize = 5;
 constexpr std::size_t stepsBeforeIndex = 128;
+constexpr std::size_t usualDepth = 6;
 
-/// One of 64 bits for a key; two keys may share one.
+/// One of 64 bits for a key.
 std::uint64_t bitOf(std::string_view key) {
   std::uint64_t hash = key.size();
   if (!key.empty()) {
@@ -27,6 +28,12 @@ std::uint64_t bitOf(std::string_view key) {
             static_cast<unsigned char>(key[key.size() / 2]) * 0x97DULL;
   }
   return std::uint64_t{1} << ((hash * 0x9E3779B97F4A7C15ULL) >> 58);
+}
+
+bool isAsciiWithoutNul(std::string_view text) {
+  bool result = true;
+  for (const char c : text) result &= static_cast<signed char>(c) > 0;
+  return result;
 }
 
 std::size_t elementSize(std::string_view key, std::size_t valueSize) {
@@ -39,6 +46,8 @@ bool isLevel(Type type) {
 
 }  // namespace
 
+Document::Key::Key(std::string_view name) : text(name), bit(bitOf(name)), isPlain(isAsciiWithoutNul(name)) {}
+
 std::size_t Document::endOf(const Level& level) const {
   return level.start + static_cast<std::size_t>(bson::load<std::int32_t>(bytes_.data() + level.start)) - 1;
 }
@@ -49,29 +58,29 @@ View Document::level() const {
 
 // Looking up
 
-Value Document::find(std::string_view key) {
+Value Document::find(std::string_view name) {
+  const Key key(name);
   const std::size_t offset = offsetOf(key);
   if (offset == 0) return {};
   passOver(current(), offset, key);
   return bson::elementAt(bytes_.data() + offset).value;
 }
 
-std::size_t Document::offsetOf(std::string_view key) {
+std::size_t Document::offsetOf(const Key& key) {
   Level& level = current();
-  if (level.missing || key.find('\0') != std::string_view::npos) return 0;
+  if (level.missing || key.hasNul()) return 0;
   const Byte* data = bytes_.data();
-  const std::uint64_t bit = bitOf(key);
   // The entry at the hint is the first of its key only when no entry before it can have that key.
-  if (level.hint != 0 && (level.passed & bit) == 0 && data[level.hint] != 0 &&
-      bson::isKey(data + level.hint + 1, key)) {
+  if (level.hint != 0 && (level.passed & key.bit) == 0 && data[level.hint] != 0 &&
+      bson::isKey(data + level.hint + 1, key.text)) {
     return level.hint;
   }
-  if (level.seenAll && (level.seen & bit) == 0) return 0;
-  if (level.index) return level.index->find(data, key);
+  if (level.seenAll && (level.seen & key.bit) == 0) return 0;
+  if (level.index) return level.index->find(data, key.text);
   return scan(level, key);
 }
 
-std::size_t Document::scan(Level& level, std::string_view key) {
+std::size_t Document::scan(Level& level, const Key& key) {
   const Byte* data = bytes_.data();
   std::size_t steps = 0;
   std::size_t result = 0;
@@ -79,7 +88,7 @@ std::size_t Document::scan(Level& level, std::string_view key) {
   level.hint = endOf(level);
   for (const Element& element : bson::viewAt(data + level.start)) {
     ++steps;
-    if (element.key == key) {
+    if (element.key == key.text) {
       result = level.hint = static_cast<std::size_t>(element.start - data);
       break;
     }
@@ -98,10 +107,10 @@ std::size_t Document::scan(Level& level, std::string_view key) {
   return result;
 }
 
-void Document::passOver(Level& level, std::size_t offset, std::string_view key) {
+void Document::passOver(Level& level, std::size_t offset, const Key& key) {
   if (offset != level.hint) return;
   level.hint += bson::elementAt(bytes_.data() + offset).size();
-  level.passed |= bitOf(key);
+  level.passed |= key.bit;
 }
 
 Element Document::at(int index) {
@@ -137,18 +146,18 @@ int Document::size() {
 
 // Writing
 
-void Document::refuse(std::string_view key, const std::string& why) const {
+void Document::refuse(std::string_view key, const std::string& why) {
   const std::string path = pathOf(key);
   throw Error(Error::Kind::document, "\"" + path + "\": " + why, {path});
 }
 
-void Document::checkKey(std::string_view key) const {
-  if (key.find('\0') != std::string_view::npos)
-    refuse(key.substr(0, key.find('\0')), "a key cannot hold a NUL character");
-  if (!bson::isUtf8(key)) refuse({}, "a key that is not valid UTF-8");
+void Document::checkKey(const Key& key) {
+  if (key.isPlain) return;
+  if (key.hasNul()) refuse(key.text.substr(0, key.text.find('\0')), "a key cannot hold a NUL character");
+  if (!bson::isUtf8(key.text)) refuse({}, "a key that is not valid UTF-8");
 }
 
-void Document::checkSize(std::string_view key, std::size_t added) const {
+void Document::checkSize(std::string_view key, std::size_t added) {
   std::size_t size = bytes_.size() + added;
   for (auto level = nested_.rbegin(); level != nested_.rend() && level->missing; ++level) {
     size += elementSize(level->key, emptyLevelSize);
@@ -156,17 +165,16 @@ void Document::checkSize(std::string_view key, std::size_t added) const {
   if (size > bson::maximumSize) refuse(key, "the document would grow beyond 16 MiB");
 }
 
-void Document::checkDepth(std::string_view key) const {
+void Document::checkDepth(std::string_view key) {
   if (nested_.size() >= static_cast<std::size_t>(bson::maximumDepth)) refuse(key, "nested deeper than 100 levels");
 }
 
-Byte* Document::put(std::string_view key, Type type, std::size_t size) {
+Byte* Document::put(std::string_view name, Type type, std::size_t size) {
+  const Key key(name);
   const std::size_t offset = offsetOf(key);
-  if (offset != 0) {
-    passOver(current(), offset, key);
-    return overwrite(offset, type, size);
-  }
-  return append(key, type, size);
+  if (offset == 0) return append(key, type, size);
+  passOver(current(), offset, key);
+  return overwrite(offset, type, size);
 }
 
 Byte* Document::overwrite(std::size_t offset, Type type, std::size_t size) {
@@ -178,19 +186,19 @@ Byte* Document::overwrite(std::size_t offset, Type type, std::size_t size) {
   return data + place;
 }
 
-Byte* Document::append(std::string_view key, Type type, std::size_t size) {
+Byte* Document::append(const Key& key, Type type, std::size_t size) {
   checkKey(key);
-  checkSize(key, elementSize(key, size));
+  checkSize(key.text, elementSize(key.text, size));
   createMissing();
   Level& level = current();
   const std::size_t offset = endOf(level);
   const bool wasEmpty = offset == level.start + 4;
-  Byte* data = resize(offset, 0, elementSize(key, size));
+  Byte* data = resize(offset, 0, elementSize(key.text, size));
   Byte* at = data + offset;
   *at++ = static_cast<Byte>(type);
-  at = std::copy(key.begin(), key.end(), at);
+  at = std::copy(key.text.begin(), key.text.end(), at);
   *at++ = 0;
-  level.seen = (wasEmpty ? 0 : level.seen) | bitOf(key);
+  level.seen = (wasEmpty ? 0 : level.seen) | key.bit;
   level.seenAll = level.seenAll || wasEmpty;
   level.count = wasEmpty ? 1 : level.count < 0 ? -1 : level.count + 1;
   if (level.index) level.index->append(data, static_cast<std::uint32_t>(offset));
@@ -199,22 +207,35 @@ Byte* Document::append(std::string_view key, Type type, std::size_t size) {
 
 Byte* Document::resize(std::size_t offset, std::size_t oldSize, std::size_t newSize) {
   Byte* data = bytes_.splice(offset, oldSize, newSize);
-  if (oldSize == newSize) return data;
   const auto delta = static_cast<std::int64_t>(newSize) - static_cast<std::int64_t>(oldSize);
-  const auto mend = [&](Level& level) {
-    if (level.missing) return;
-    bson::store(data + level.start, static_cast<std::int32_t>(bson::load<std::int32_t>(data + level.start) + delta));
-    if (level.hint > offset) level.hint = static_cast<std::size_t>(static_cast<std::int64_t>(level.hint) + delta);
-    if (level.place > offset) level.place = static_cast<std::size_t>(static_cast<std::int64_t>(level.place) + delta);
-    if (level.index) level.index->shift(static_cast<std::uint32_t>(offset), delta);
-  };
-  mend(root_);
-  for (Level& level : nested_) mend(level);
+  if (delta != 0) mend(current(), offset, delta);
   return data;
 }
 
+/// The bytes of `level` behind `offset` have moved.
+void Document::mend(Level& level, std::size_t offset, std::int64_t delta) noexcept {
+  Byte* length = bytes_.writable() + level.start;
+  bson::store(length, static_cast<std::int32_t>(bson::load<std::int32_t>(length) + delta));
+  level.grown += delta;
+  if (level.hint > offset) level.hint = static_cast<std::size_t>(static_cast<std::int64_t>(level.hint) + delta);
+  if (level.place > offset) level.place = static_cast<std::size_t>(static_cast<std::int64_t>(level.place) + delta);
+  if (level.index) level.index->shift(static_cast<std::uint32_t>(offset), delta);
+}
+
+/// Passes what `inner` has grown by on to the level that holds it.
+void Document::settle(Level& around, Level& inner) noexcept {
+  if (inner.grown == 0) return;
+  mend(around, inner.start, inner.grown);
+  inner.grown = 0;
+}
+
+const bson::Buffer& Document::bytes() {
+  for (std::size_t i = nested_.size(); i > 0; --i) settle(i > 1 ? nested_[i - 2] : root_, nested_[i - 1]);
+  return bytes_;
+}
+
 void Document::erase(std::string_view key) {
-  for (std::size_t offset = offsetOf(key); offset != 0;) offset = eraseAt(offset, key);
+  for (std::size_t offset = offsetOf(Key(key)); offset != 0;) offset = eraseAt(offset, key);
 }
 
 /// Removes the entry at `offset` and finds the next with the same key behind it.
@@ -239,7 +260,7 @@ void Document::clear() {
 }
 
 void Document::includeAtRoot(const bson::Buffer& other) {
-  Document changed(bytes_);
+  Document changed(bytes());
   for (const Element& element : other.view()) {
     Byte* at = changed.put(element.key, element.value.type, element.value.size);
     std::memcpy(at, element.value.data, element.value.size);
@@ -252,8 +273,9 @@ void Document::includeAtRoot(const bson::Buffer& other) {
 
 // Moving between levels
 
-void Document::begin(std::string_view key, Type kind) {
-  checkDepth(key);
+void Document::begin(std::string_view name, Type kind) {
+  checkDepth(name);
+  const Key key(name);
   const std::size_t offset = offsetOf(key);
   if (offset == 0) {
     create(key, kind);
@@ -264,7 +286,7 @@ void Document::begin(std::string_view key, Type kind) {
   if (value.type == kind) {
     push(static_cast<std::size_t>(value.data - bytes_.data()), kind);
   } else {
-    pushMissing(key, kind);
+    pushMissing(name, kind);
   }
 }
 
@@ -282,24 +304,38 @@ bool Document::enterAt(int index) {
   return true;
 }
 
-void Document::leave() {
-  if (!nested_.empty()) nested_.pop_back();
+void Document::leave() noexcept {
+  if (nested_.empty()) return;
+  settle(nested_.size() > 1 ? nested_[nested_.size() - 2] : root_, nested_.back());
+  nested_.pop_back();
 }
 
-void Document::create(std::string_view key, Type kind) {
-  Byte* at = put(key, kind, emptyLevelSize);
+void Document::leaveAll() noexcept {
+  while (!nested_.empty()) leave();
+}
+
+/// Appends an empty level and enters it; the key is not there yet.
+void Document::create(const Key& key, Type kind) {
+  Byte* at = append(key, kind, emptyLevelSize);
   std::memcpy(at, bson::emptyDocument().data, emptyLevelSize);
   push(static_cast<std::size_t>(at - bytes_.data()), kind);
+  nested_.back().seenAll = true;
+  nested_.back().count = 0;
 }
 
 void Document::createMissing() {
   if (!current().missing) return;
   std::vector<Step> missing;
   for (; current().missing; nested_.pop_back()) missing.push_back({current().key, current().kind});
-  for (auto step = missing.rbegin(); step != missing.rend(); ++step) create(step->key, step->kind);
+  for (auto step = missing.rbegin(); step != missing.rend(); ++step) {
+    Byte* at = put(step->key, step->kind, emptyLevelSize);
+    std::memcpy(at, bson::emptyDocument().data, emptyLevelSize);
+    push(static_cast<std::size_t>(at - bytes_.data()), step->kind);
+  }
 }
 
 void Document::push(std::size_t start, Type kind) {
+  if (nested_.empty()) nested_.reserve(usualDepth);
   nested_.emplace_back();
   nested_.back().start = start;
   nested_.back().kind = kind;
@@ -322,13 +358,15 @@ std::string Document::keyOf(std::size_t nested) const {
   return {};
 }
 
-std::string Document::pathOf(std::string_view key) const {
+std::string Document::pathOf(std::string_view key) {
+  bytes();
   std::string path;
   for (std::size_t i = 0; i < nested_.size(); ++i) path += keyOf(i) + ".";
   return path.append(key);
 }
 
-std::vector<Document::Step> Document::steps() const {
+std::vector<Document::Step> Document::steps() {
+  bytes();
   std::vector<Step> result;
   for (std::size_t i = 0; i < nested_.size(); ++i) {
     result.push_back({keyOf(i), nested_[i].kind});

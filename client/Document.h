@@ -24,7 +24,7 @@ class Document {
   Document() = default;
   explicit Document(bson::Buffer bytes) : bytes_(std::move(bytes)) {}
 
-  const bson::Buffer& bytes() const { return bytes_; }
+  const bson::Buffer& bytes();
 
   /// The first value under `key` at the current level; null `data` when there is none.
   bson::Value find(std::string_view key);
@@ -52,17 +52,18 @@ class Document {
   /// Enters the group or array under `key`; false when there is none.
   bool enter(std::string_view key, bson::Type kind);
   bool enterAt(int index);
-  void leave();
-  void leaveAll() noexcept { nested_.clear(); }
+  void leave() noexcept;
+  void leaveAll() noexcept;
 
   /// The path of `key` at the current level, as errors name it.
-  std::string pathOf(std::string_view key) const;
-  [[noreturn]] void refuse(std::string_view key, const std::string& why) const;
+  std::string pathOf(std::string_view key);
+  [[noreturn]] void refuse(std::string_view key, const std::string& why);
 
  private:
   struct Level {
-    std::size_t start = 0;  ///< of the length field
-    int count = -1;         ///< of the entries, -1 while not known
+    std::size_t start = 0;   ///< of the length field
+    std::int64_t grown = 0;  ///< bytes by which the levels around this one are still to be mended
+    int count = -1;          ///< of the entries, -1 while not known
     /// Where the next look-up begins: behind the entry found last; 0 for nowhere. `passed` has a bit for each key
     /// before it.
     std::size_t hint = 0;
@@ -84,30 +85,41 @@ class Document {
     std::string key;
     bson::Type kind;
   };
+  /// A key with what every look-up wants to know of it, found out once.
+  struct Key {
+    explicit Key(std::string_view name);
+    bool hasNul() const { return !isPlain && text.find('\0') != std::string_view::npos; }
+
+    std::string_view text;
+    std::uint64_t bit;  ///< one of 64; two keys may share one
+    bool isPlain;       ///< ASCII without NUL, as nearly every key is
+  };
 
   Level& current() { return nested_.empty() ? root_ : nested_.back(); }
   const Level& current() const { return nested_.empty() ? root_ : nested_.back(); }
   std::size_t endOf(const Level& level) const;
 
-  std::size_t offsetOf(std::string_view key);
-  std::size_t scan(Level& level, std::string_view key);
+  std::size_t offsetOf(const Key& key);
+  std::size_t scan(Level& level, const Key& key);
   std::size_t offsetAt(int index);
-  void passOver(Level& level, std::size_t offset, std::string_view key);
+  void passOver(Level& level, std::size_t offset, const Key& key);
 
-  bson::Byte* append(std::string_view key, bson::Type type, std::size_t size);
+  bson::Byte* append(const Key& key, bson::Type type, std::size_t size);
   bson::Byte* overwrite(std::size_t offset, bson::Type type, std::size_t size);
   bson::Byte* resize(std::size_t offset, std::size_t oldSize, std::size_t newSize);
   std::size_t eraseAt(std::size_t offset, std::string_view key);
-  void checkKey(std::string_view key) const;
-  void checkDepth(std::string_view key) const;
-  void checkSize(std::string_view key, std::size_t added) const;
+  void checkKey(const Key& key);
+  void checkDepth(std::string_view key);
+  void checkSize(std::string_view key, std::size_t added);
 
-  void create(std::string_view key, bson::Type kind);
+  void settle(Level& around, Level& inner) noexcept;
+  void mend(Level& level, std::size_t offset, std::int64_t delta) noexcept;
+  void create(const Key& key, bson::Type kind);
   void createMissing();
   void push(std::size_t start, bson::Type kind);
   void pushMissing(std::string_view key, bson::Type kind);
   std::string keyOf(std::size_t nested) const;
-  std::vector<Step> steps() const;
+  std::vector<Step> steps();
   void returnTo(const std::vector<Step>& steps);
 
   bson::Buffer bytes_;

@@ -8,7 +8,7 @@
 namespace database_client::bson {
 
 namespace {
-constexpr std::size_t smallestCapacity = 256;
+constexpr std::size_t smallestCapacity = 512;
 }
 
 Buffer::Block* Buffer::allocate(std::size_t capacity) {
@@ -43,25 +43,16 @@ void Buffer::release() noexcept {
   }
 }
 
-Byte* Buffer::writable() {
-  return splice(0, 0, 0);
-}
-
-Byte* Buffer::splice(std::size_t offset, std::size_t oldSize, std::size_t newSize) {
+Byte* Buffer::grow(std::size_t offset, std::size_t oldSize, std::size_t newSize) {
   const std::size_t before = size();
   const std::size_t after = before - oldSize + newSize;
-  const std::size_t tail = before - offset - oldSize;
-  if (isOnlyOwner() && after <= block_->capacity) {
-    Byte* here = bytes(block_) + offset;
-    if (oldSize != newSize) std::memmove(here + newSize, here + oldSize, tail);
-  } else {
-    Block* grown = allocate(std::max({after, isOnlyOwner() ? 2 * before : after, smallestCapacity}));
-    const Byte* from = data();
-    std::memcpy(bytes(grown), from, offset);
-    std::memcpy(bytes(grown) + offset + newSize, from + offset + oldSize, tail);
-    release();
-    block_ = grown;
-  }
+  // A copy that is edited once more is as likely as not; only what keeps growing gets room to spare.
+  Block* grown = allocate(std::max({after, isOnlyOwner() ? 2 * before : after, smallestCapacity}));
+  const Byte* from = data();
+  std::memcpy(bytes(grown), from, offset);
+  std::memcpy(bytes(grown) + offset + newSize, from + offset + oldSize, before - offset - oldSize);
+  release();
+  block_ = grown;
   block_->size = after;
   return bytes(block_);
 }

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <cstring>
 
 #include "client/bson/View.h"
 
@@ -23,10 +24,16 @@ class Buffer {
   View view() const { return {data(), size()}; }
 
   /// The bytes for writing, no longer shared.
-  Byte* writable();
+  Byte* writable() { return isOnlyOwner() ? bytes(block_) : grow(0, 0, 0); }
   /// Replaces `oldSize` bytes at `offset` by `newSize` bytes, which the caller fills; what lies behind moves. Returns
   /// the bytes for writing. A failed allocation leaves everything as it was.
-  Byte* splice(std::size_t offset, std::size_t oldSize, std::size_t newSize);
+  Byte* splice(std::size_t offset, std::size_t oldSize, std::size_t newSize) {
+    if (!isOnlyOwner() || block_->size - oldSize + newSize > block_->capacity) return grow(offset, oldSize, newSize);
+    Byte* here = bytes(block_) + offset;
+    if (oldSize != newSize) std::memmove(here + newSize, here + oldSize, block_->size - offset - oldSize);
+    block_->size += newSize - oldSize;
+    return bytes(block_);
+  }
 
  private:
   struct Block {
@@ -36,6 +43,7 @@ class Buffer {
   };
   static Byte* bytes(Block* block) { return reinterpret_cast<Byte*>(block + 1); }
   static Block* allocate(std::size_t capacity);
+  Byte* grow(std::size_t offset, std::size_t oldSize, std::size_t newSize);
   void release() noexcept;
   bool isOnlyOwner() const { return block_ != nullptr && block_->sharers.load(std::memory_order_acquire) == 1; }
 
