@@ -9,6 +9,7 @@
 #include "client/DocumentAccess.h"
 #include "client/ObjectId.h"
 #include "client/bson/validate.h"
+#include "client/json/json.h"
 
 namespace database_client {
 
@@ -340,6 +341,14 @@ std::vector<std::uint8_t> ObjectProperties::toBson() const {
 
 ObjectProperties ObjectProperties::fromBson(const void* data, std::size_t size) {
   return DocumentAccess::adopt(bson::validate(data, size));
+}
+
+std::string ObjectProperties::toJson(JsonMode mode) const {
+  return json::write(DocumentAccess::view(*this), mode);
+}
+
+ObjectProperties ObjectProperties::fromJson(const std::string& extendedJson) {
+  return DocumentAccess::adopt(json::read(extendedJson));
 }
 
 View DocumentAccess::view(const ObjectProperties& document) {
