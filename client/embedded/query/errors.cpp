@@ -1,0 +1,100 @@
+#include "client/embedded/query/errors.h"
+
+#include "database_client/Error.h"
+
+namespace database_client::embedded {
+namespace {
+
+using bson::Type;
+
+/// Recursion ends at the limit, so the depth of the argument does not matter.
+bool isDeeperThan(bson::View level, int limit) {
+  if (limit < 0) return true;
+  for (const bson::Element& element : level) {
+    const Type type = element.value.type;
+    if ((type == Type::document || type == Type::array) && isDeeperThan(element.value.asDocument(), limit - 1)) {
+      return true;
+    }
+    if (type == Type::codeWithScope && isDeeperThan(element.value.scope(), limit - 1)) return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+void refuseQuery(int code, const std::string& message, std::string_view where) {
+  throw Error(Error::Kind::query, message, {std::string(where), code});
+}
+
+void refuseUnsupported(std::string_view operatorName, const char* kind) {
+  const std::string name(operatorName);
+  throw Error(Error::Kind::unsupported, "the embedded store does not support the " + std::string(kind) + " " + name,
+              {name});
+}
+
+void refuseDocument(int code, const std::string& message, std::string_view where) {
+  throw Error(Error::Kind::document, message, {std::string(where), code});
+}
+
+const char* kindOf(const bson::Value& value) {
+  switch (value.type) {
+    case Type::real:
+      return "a double";
+    case Type::string:
+      return "a string";
+    case Type::document:
+      return "a document";
+    case Type::array:
+      return "an array";
+    case Type::binary:
+      return "binary data";
+    case Type::undefined:
+      return "undefined";
+    case Type::objectId:
+      return "an object id";
+    case Type::boolean:
+      return "a boolean";
+    case Type::date:
+      return "a date";
+    case Type::null:
+      return "null";
+    case Type::regex:
+      return "a regular expression";
+    case Type::dbPointer:
+      return "a DBPointer";
+    case Type::code:
+    case Type::codeWithScope:
+      return "code";
+    case Type::symbol:
+      return "a symbol";
+    case Type::int32:
+      return "an int32";
+    case Type::timestamp:
+      return "a timestamp";
+    case Type::int64:
+      return "an int64";
+    case Type::decimal128:
+      return "a decimal128";
+    case Type::maxKey:
+      return "maxKey";
+    case Type::minKey:
+      return "minKey";
+  }
+  return "a value";
+}
+
+std::string quoted(std::string_view key) {
+  return '"' + std::string(key) + '"';
+}
+
+void checkLimits(bson::View document) {
+  if (document.size > bson::maximumSize) {
+    refuseDocument(code::documentTooLarge,
+                   "a document of " + std::to_string(document.size) + " bytes, at most 16777216 are possible");
+  }
+  if (isDeeperThan(document, bson::maximumDepth)) {
+    refuseDocument(code::overflow, "a document of more than 100 levels");
+  }
+}
+
+}  // namespace database_client::embedded

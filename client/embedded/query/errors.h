@@ -1,0 +1,41 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "client/bson/View.h"
+
+namespace database_client::embedded {
+
+/// Server error codes that more than one place gives.
+namespace code {
+constexpr int badValue = 2;
+constexpr int overflow = 15;
+constexpr int pathNotViable = 28;
+constexpr int cannotBackfillArray = 34;
+constexpr int conflictingUpdateOperators = 40;
+constexpr int dollarPrefixedFieldName = 52;
+constexpr int invalidIdField = 53;
+constexpr int notSingleValueField = 54;
+constexpr int emptyFieldName = 56;
+constexpr int immutableField = 66;
+constexpr int memoryLimit = 292;
+constexpr int documentTooLarge = 10334;
+}  // namespace code
+
+/// Throws Error{query} with a server's code; `where` is the key or path concerned.
+[[noreturn]] void refuseQuery(int code, const std::string& message, std::string_view where = {});
+/// Throws Error{unsupported}: this store does not have `operatorName`, whatever a server does with it.
+[[noreturn]] void refuseUnsupported(std::string_view operatorName, const char* kind);
+/// Throws Error{document}.
+[[noreturn]] void refuseDocument(int code, const std::string& message, std::string_view where = {});
+
+/// The kind of a value in the words of error messages.
+const char* kindOf(const bson::Value& value);
+/// A key in quotes.
+std::string quoted(std::string_view key);
+
+/// Throws Error{document} for a document that no store would take: above 16 MiB or 100 levels.
+void checkLimits(bson::View document);
+
+}  // namespace database_client::embedded
