@@ -346,6 +346,7 @@ std::vector<Byte> read(std::string_view text) {
   std::string copy = padded(text);
   rapidjson::InsituStringStream stream(copy.data());
   rapidjson::Reader parser;
+  // The parser recurses for each level, no deeper than the reader lets it.
   constexpr unsigned flags = rapidjson::kParseInsituFlag | rapidjson::kParseNumbersAsStringsFlag;
   const rapidjson::ParseResult result = parser.Parse<flags>(stream, reader);
   if (result.IsError()) {
