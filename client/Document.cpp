@@ -152,7 +152,6 @@ void Document::refuse(std::string_view key, const std::string& why) {
 }
 
 void Document::checkKey(const Key& key) {
-  if (key.isPlain) return;
   if (key.hasNul()) refuse(key.text.substr(0, key.text.find('\0')), "a key cannot hold a NUL character");
   if (!bson::isUtf8(key.text)) refuse({}, "a key that is not valid UTF-8");
 }
@@ -187,9 +186,9 @@ Byte* Document::overwrite(std::size_t offset, Type type, std::size_t size) {
 }
 
 Byte* Document::append(const Key& key, Type type, std::size_t size) {
-  checkKey(key);
+  if (!key.isPlain) checkKey(key);
   checkSize(key.text, elementSize(key.text, size));
-  createMissing();
+  if (current().missing) createMissing();
   Level& level = current();
   const std::size_t offset = endOf(level);
   const bool wasEmpty = offset == level.start + 4;
@@ -208,13 +207,13 @@ Byte* Document::append(const Key& key, Type type, std::size_t size) {
 Byte* Document::resize(std::size_t offset, std::size_t oldSize, std::size_t newSize) {
   Byte* data = bytes_.splice(offset, oldSize, newSize);
   const auto delta = static_cast<std::int64_t>(newSize) - static_cast<std::int64_t>(oldSize);
-  if (delta != 0) mend(current(), offset, delta);
+  if (delta != 0) mend(current(), data, offset, delta);
   return data;
 }
 
 /// The bytes of `level` behind `offset` have moved.
-void Document::mend(Level& level, std::size_t offset, std::int64_t delta) noexcept {
-  Byte* length = bytes_.writable() + level.start;
+void Document::mend(Level& level, Byte* data, std::size_t offset, std::int64_t delta) noexcept {
+  Byte* length = data + level.start;
   bson::store(length, static_cast<std::int32_t>(bson::load<std::int32_t>(length) + delta));
   level.grown += delta;
   if (level.hint > offset) level.hint = static_cast<std::size_t>(static_cast<std::int64_t>(level.hint) + delta);
@@ -225,7 +224,7 @@ void Document::mend(Level& level, std::size_t offset, std::int64_t delta) noexce
 /// Passes what `inner` has grown by on to the level that holds it.
 void Document::settle(Level& around, Level& inner) noexcept {
   if (inner.grown == 0) return;
-  mend(around, inner.start, inner.grown);
+  mend(around, bytes_.writable(), inner.start, inner.grown);
   inner.grown = 0;
 }
 
@@ -324,7 +323,6 @@ void Document::create(const Key& key, Type kind) {
 }
 
 void Document::createMissing() {
-  if (!current().missing) return;
   std::vector<Step> missing;
   for (; current().missing; nested_.pop_back()) missing.push_back({current().key, current().kind});
   for (auto step = missing.rbegin(); step != missing.rend(); ++step) {

@@ -113,7 +113,7 @@ class Document {
   void checkSize(std::string_view key, std::size_t added);
 
   void settle(Level& around, Level& inner) noexcept;
-  void mend(Level& level, std::size_t offset, std::int64_t delta) noexcept;
+  static void mend(Level& level, bson::Byte* data, std::size_t offset, std::int64_t delta) noexcept;
   void create(const Key& key, bson::Type kind);
   void createMissing();
   void push(std::size_t start, bson::Type kind);
