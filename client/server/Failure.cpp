@@ -88,7 +88,7 @@ Kind kindOf(const Circumstances& circumstances, const bson_error_t& error) {
   }
   if (error.domain == MONGOC_ERROR_SERVER) return kindOfCode(circumstances, static_cast<int>(error.code));
   if (error.domain == MONGOC_ERROR_WRITE_CONCERN) return Kind::server;
-  if (isOldServer(error)) return Kind::unsupported;
+  if (isOldServer(error)) return Kind::connection;
   return kindOfArgument(error);
 }
 
@@ -97,6 +97,7 @@ bool isOfServer(const bson_error_t& error) {
 }
 
 bool isRetryable(Kind kind, const bson_error_t& error, const bson_t* reply) {
+  if (isOldServer(error)) return false;
   if (kind == Kind::connection || kind == Kind::timeout) return true;
   if (error.domain != MONGOC_ERROR_SERVER) return false;
   const bool labelled = reply != nullptr && (mongoc_error_has_label(reply, "RetryableWriteError") ||

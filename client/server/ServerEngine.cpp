@@ -1,5 +1,6 @@
 #include "client/server/ServerEngine.h"
 
+#include <algorithm>
 #include <string_view>
 #include <utility>
 
@@ -86,27 +87,40 @@ Written under(const char* key, const ObjectProperties& document) {
   return Written(std::move(writer));
 }
 
-BulkFailure failureOf(const Attempt& attempt, bson::View entry) {
-  const bson::Value message = entry.find("errmsg");
-  const bool isText = message.data != nullptr && message.type == bson::Type::string;
-  return {static_cast<std::size_t>(numberAt(entry, "index")),
-          attempt.refusal(static_cast<int>(numberAt(entry, "code")),
-                          isText ? std::string(message.asString()) : std::string("no reason given"))};
+std::string textAt(bson::View document, std::string_view key) {
+  const bson::Value value = document.find(key);
+  const bool isText = value.data != nullptr && value.type == bson::Type::string;
+  return isText ? std::string(value.asString()) : std::string();
 }
 
-std::list<BulkFailure> failuresOf(const Attempt& attempt, bson::View reply) {
+BulkFailure failureOf(const Attempt& attempt, bson::View entry) {
+  return {static_cast<std::size_t>(numberAt(entry, "index")),
+          attempt.refusal(static_cast<int>(numberAt(entry, "code")), textAt(entry, "errmsg"))};
+}
+
+std::list<BulkFailure> failuresOf(Attempt& attempt, bson::View reply, std::size_t documents) {
   std::list<BulkFailure> failures;
   const bson::Value errors = reply.find("writeErrors");
   if (errors.data == nullptr || !errors.isArray()) return failures;
   for (const bson::Element& error : errors.asDocument()) {
     if (error.value.isDocument()) failures.push_back(failureOf(attempt, error.value.asDocument()));
   }
+  const auto isOutside = [documents](const BulkFailure& failure) { return failure.index >= documents; };
+  if (std::any_of(failures.begin(), failures.end(), isOutside)) {
+    attempt.failMalformed("the server refused a document that it was not sent");
+  }
   return failures;
 }
 
-bool hasWriteConcernError(bson::View reply) {
+// The documents are in, but not on as many servers as asked; more important to know than which ones were refused.
+bool findWriteConcernError(bson::View reply, bson_error_t& error) {
   const bson::Value errors = reply.find("writeConcernErrors");
-  return errors.data != nullptr && errors.isArray() && !errors.asDocument().empty();
+  if (errors.data == nullptr || !errors.isArray() || errors.asDocument().empty()) return false;
+  const bson::Value first = errors.asDocument().begin()->value;
+  const bson::View entry = first.isDocument() ? first.asDocument() : bson::emptyDocument();
+  bson_set_error(&error, MONGOC_ERROR_WRITE_CONCERN, static_cast<std::uint32_t>(numberAt(entry, "code")), "%s",
+                 textAt(entry, "errmsg").c_str());
+  return true;
 }
 
 std::vector<Lent> lend(const std::vector<ObjectProperties>& documents) {
@@ -243,9 +257,10 @@ std::list<BulkFailure> ServerEngine::insertMany(const Namespace& where,
     bson_error_t error{};
     const bool done = mongoc_collection_insert_many(collection.get(), pointers.data(), pointers.size(), options.get(),
                                                     reply.get(), &error);
-    failures = failuresOf(attempt, reply.view());
+    failures = failuresOf(attempt, reply.view(), pointers.size());
     const bool onlyRefusals = !failures.empty() && error.domain == MONGOC_ERROR_SERVER;
-    if ((!done && !onlyRefusals) || hasWriteConcernError(reply.view())) attempt.fail(error, reply.get());
+    const bool broken = !done && !onlyRefusals && error.domain != MONGOC_ERROR_WRITE_CONCERN;
+    if (broken || findWriteConcernError(reply.view(), error)) attempt.fail(error, reply.get());
     if (!isAcknowledged()) return;
     const auto refused = static_cast<std::int64_t>(failures.size());
     expectCount(attempt, numberAt(reply.view(), "insertedCount") + refused, static_cast<std::int64_t>(pointers.size()));

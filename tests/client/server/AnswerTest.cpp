@@ -1,0 +1,217 @@
+#include <gmock/gmock.h>
+
+#include <algorithm>
+
+#include "tests/client/server/ServerTest.h"
+
+// What a server answers is believed only as far as it goes.
+
+namespace database_client {
+namespace {
+
+using database_test::answer;
+using database_test::answerOf;
+using database_test::batch;
+using database_test::bsonOf;
+using database_test::failing;
+using database_test::refusal;
+using database_test::Step;
+using ::testing::HasSubstr;
+
+const std::string lost = "connection retryable";
+const std::string lostWrite = "connection retryable outcomeUnknown";
+
+using Bytes = std::vector<std::uint8_t>;
+
+class Answer : public ServerTest {
+ protected:
+  void SetUp() override { ASSERT_EQ(connect(), "true"); }
+
+  /// The bytes, with another byte so far behind the first place of `mark`.
+  static Bytes damaged(Bytes bytes, const std::string& mark, int behind, std::uint8_t byte) {
+    const auto at = std::search(bytes.begin(), bytes.end(), mark.begin(), mark.end());
+    EXPECT_NE(at, bytes.end());
+    *(at + behind) = byte;
+    return bytes;
+  }
+};
+
+TEST_F(Answer, InsertWithoutACountIsNoSuccess) {
+  server.script("insert", {answer(R"({"ok": 1})")});
+  EXPECT_EQ(insert(), lostWrite);
+  EXPECT_EQ(insert(), "ok");
+}
+
+TEST_F(Answer, InsertThatCountsNothingIsNoSuccess) {
+  server.script("insert", {answer(R"({"ok": 1, "n": 0})")});
+  EXPECT_EQ(insert(), lostWrite);
+  EXPECT_THAT(message(), HasSubstr("0 documents instead of 1"));
+}
+
+TEST_F(Answer, InsertThatCountsTooManyIsNoSuccess) {
+  server.script("insert", {answer(R"({"ok": 1, "n": 2})")});
+  EXPECT_EQ(insert(), lostWrite);
+}
+
+TEST_F(Answer, DamagedInsertIsNoSuccess) {
+  const Bytes bytes = bsonOf(R"({"ok": 1, "n": 1, "more": "text"})");
+  server.script("insert", {answerOf(damaged(bytes, "more", 5, 0x7F))});  // the length of the text
+  EXPECT_EQ(insert(), lostWrite);
+  EXPECT_EQ(insert(), "ok");
+}
+
+TEST_F(Answer, BulkInsertThatCountsTooFewIsNoSuccess) {
+  server.script("insert", {answer(R"({"ok": 1, "n": 2})")});
+  EXPECT_EQ(insertMany(3), lostWrite);
+}
+
+TEST_F(Answer, BulkInsertReportsEachRefusedDocument) {
+  server.script("insert",
+                {answer(R"({"ok": 1, "n": 2, "writeErrors": [{"index": 1, "code": 11000, "errmsg": "dup"}]})")});
+  EXPECT_EQ(insertMany(3), "ok 1:duplicateKey 11000");
+}
+
+TEST_F(Answer, RefusalOfADocumentThatWasNotSentIsNoAnswer) {
+  server.script("insert",
+                {answer(R"({"ok": 1, "n": 2, "writeErrors": [{"index": 7, "code": 11000, "errmsg": "dup"}]})")});
+  EXPECT_EQ(insertMany(3), lostWrite);
+}
+
+TEST_F(Answer, AnswerToAnotherRequestDoesNotSpoilTheNextOne) {
+  server.script("find", {failing(Step::Fate::foreignResponse)});
+  find();
+  EXPECT_EQ(find(), "0");
+  EXPECT_EQ(insert(), "ok");
+}
+
+TEST_F(Answer, ReplacementWithoutACountIsNoSuccess) {
+  server.script("update", {answer(R"({"ok": 1})")});
+  EXPECT_EQ(update(1), lostWrite);
+  EXPECT_EQ(update(1), "ok");
+}
+
+TEST_F(Answer, UpsertThatNeitherMatchedNorInsertedIsNoSuccess) {
+  server.script("update", {answer(R"({"ok": 1, "n": 0, "nModified": 0})")});
+  EXPECT_EQ(update(3), lostWrite);
+}
+
+TEST_F(Answer, UpdateWithoutUpsertMayMatchNothing) {
+  server.script("update", {answer(R"({"ok": 1, "n": 0, "nModified": 0})")});
+  EXPECT_EQ(update(3, 0), "ok");
+}
+
+TEST_F(Answer, UpdateWithoutUpsertThatDoesNotCountIsNoSuccess) {
+  server.script("update", {answer(R"({"ok": 1})")});
+  EXPECT_EQ(update(9, 0), lostWrite);
+}
+
+TEST_F(Answer, ReplacementOfSeveralIsNoSuccess) {
+  server.script("update", {answer(R"({"ok": 1, "n": 2, "nModified": 2})")});
+  EXPECT_EQ(update(1), lostWrite);
+}
+
+TEST_F(Answer, RemovalWithoutACountIsNoSuccess) {
+  server.script("delete", {answer(R"({"ok": 1})")});
+  EXPECT_EQ(remove(), lostWrite);
+  EXPECT_EQ(remove(), "ok");
+}
+
+TEST_F(Answer, DamagedLengthInABatchLeavesTheListAlone) {
+  const Bytes bytes = bsonOf(R"({"cursor": {"firstBatch": [{"_id": 1}, {"_id": 2}, {"_id": 3}],
+      "id": {"$numberLong": "0"}, "ns": "d.c"}, "ok": 1})");
+  const Step step = answerOf(damaged(bytes, std::string("\x03") + "1" + '\0', 3, 0x70));
+  server.script("find", {step, step});
+  EXPECT_EQ(find(), lost);
+  EXPECT_EQ(find(), "0");
+}
+
+TEST_F(Answer, DamagedDocumentLeavesTheListAlone) {
+  const Bytes bytes = bsonOf(R"({"cursor": {"firstBatch": [{"_id": 1}, {"text": "MARK"}],
+      "id": {"$numberLong": "0"}, "ns": "d.c"}, "ok": 1})");
+  server.script("find", {answerOf(damaged(bytes, "MARK", 0, 0xFF))});  // no UTF-8
+  EXPECT_EQ(find(), lost);
+  EXPECT_THAT(message(), HasSubstr("text"));
+  EXPECT_EQ(find(), "0");
+}
+
+TEST_F(Answer, DocumentNestedTenThousandDeepIsRefusedAndNotWalked) {
+  constexpr std::size_t levels = 10000;
+  Bytes deep;
+  for (std::size_t level = 0; level <= levels; ++level) {
+    const auto size = static_cast<std::int32_t>(5 + 8 * (levels - level));
+    const auto* bytes = reinterpret_cast<const std::uint8_t*>(&size);
+    deep.insert(deep.end(), bytes, bytes + sizeof size);
+    if (level < levels) deep.insert(deep.end(), {3, 'a', 0});
+  }
+  deep.insert(deep.end(), levels + 1, 0);
+  const Step step = answerOf(database_test::withBatch(deep));
+  server.script("find", {step, step});
+  EXPECT_EQ(find(), lost);
+  EXPECT_EQ(find(), "0");
+}
+
+TEST_F(Answer, KindsWithoutAnAccessorComeBackUnchanged) {
+  const std::string json = R"({"_id": 1, "c": {"$code": "a\u0000b"}, "s": {"$code": "z\u0000", "$scope": {"k": 1}},
+      "r": {"$regularExpression": {"pattern": "x", "options": "imsx"}}, "m": {"$minKey": 1}})";
+  server.script("find", {batch(json)});
+  EXPECT_EQ(find(), "1");
+  ASSERT_EQ(found.size(), 1U);
+  EXPECT_EQ(found.front()->toBson(), bsonOf(json));
+}
+
+TEST_F(Answer, KindsWithoutAnAccessorAreSentUnchanged) {
+  const std::string json = R"({"_id": 1, "c": {"$code": "a\u0000b"}})";
+  EXPECT_EQ(insert(json), "ok");
+  const Bytes wire = server.received("insert").back().wire;
+  const Bytes inserted = bsonOf(json);
+  EXPECT_NE(std::search(wire.begin(), wire.end(), inserted.begin(), inserted.end()), wire.end());
+}
+
+TEST_F(Answer, AbsurdLengthEndsTheConnection) {
+  const int before = server.connections();
+  server.script("find", {failing(Step::Fate::absurdLength), failing(Step::Fate::absurdLength)});
+  EXPECT_EQ(find(), lost);
+  EXPECT_EQ(find(), "0");
+  EXPECT_GT(server.connections(), before);
+}
+
+TEST_F(Answer, GarbageEndsTheConnection) {
+  server.script("insert", {failing(Step::Fate::garbage)});
+  EXPECT_EQ(insert(), lostWrite);
+  EXPECT_EQ(insert(), "ok");
+}
+
+TEST_F(Answer, CodesOfTheServerAreNotTakenForThoseOfTheDriver) {
+  server.script("find", {refusal(11, "no such thing")});  // the driver's own 11 is a refused user
+  EXPECT_EQ(find(), "server 11");
+}
+
+TEST_F(Answer, KeysAreSentAsTheyAre) {
+  EXPECT_EQ(insert(R"({"_id": 1, "": 2, "$odd": 3, "a.b": 4})"), "ok");
+  EXPECT_THAT(sent("insert"), HasSubstr(R"("" : { "$numberInt" : "2" }, "$odd" : { "$numberInt" : "3" }, "a.b")"));
+}
+
+TEST_F(Answer, FilterThatMakesNoSenseIsAQueryError) {
+  server.script("find", {refusal(2, "unknown operator: $foo")});
+  EXPECT_EQ(find(), "query 2");
+  EXPECT_EQ(error->where(), server.host());
+}
+
+TEST_F(Answer, StageThatTheServerDoesNotKnowIsAQueryError) {
+  server.script("aggregate", {refusal(40324, "Unrecognized pipeline stage name: '$nope'")});
+  std::list<ObjectProperties*> documents;
+  const std::string text = outcome([&] {
+    client.aggregate("d", "c", document(R"({"pipeline": [{"$nope": 1}]})"), documents);
+    return "ok";
+  });
+  EXPECT_EQ(text, "query 40324");
+}
+
+TEST_F(Answer, AnyOtherRefusalIsAServerErrorAndLeavesTheConnectionOpen) {
+  server.script("find", {refusal(8000, "odd")});
+  EXPECT_EQ(find(), "server 8000");
+  EXPECT_TRUE(client.isConnected());
+}
+
+}  // namespace
+}  // namespace database_client

@@ -1,0 +1,257 @@
+#include <gmock/gmock.h>
+
+#include <array>
+#include <thread>
+
+#include "tests/client/server/ServerTest.h"
+
+// Replica sets, sharded clusters, and what an address says about them.
+
+namespace database_client {
+namespace {
+
+using database_test::answer;
+using database_test::batch;
+using database_test::failing;
+using database_test::Pose;
+using database_test::refusal;
+using database_test::ScriptedServer;
+using database_test::Step;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+constexpr int members = 3;
+
+class ReplicaSet : public ClientTest {
+ protected:
+  ReplicaSet() {
+    for (const ScriptedServer& member : server) hosts.push_back(member.host());
+    elect(0);
+  }
+
+  /// Makes one the primary, or none for -1.
+  void elect(int primary) {
+    ++election;
+    for (int i = 0; i < members; ++i) {
+      const Pose::Role role = i == primary ? Pose::Role::primary : Pose::Role::secondary;
+      const std::string known = primary < 0 ? "" : hosts[static_cast<std::size_t>(primary)];
+      at(i).pose({role, "set", hosts, known, election});
+    }
+  }
+  ScriptedServer& at(int i) { return server[static_cast<std::size_t>(i)]; }
+  std::string address(const std::string& options = "") const {
+    return "mongodb://" + hosts[0] + "," + hosts[1] + "," + hosts[2] + "/?replicaSet=set" + options;
+  }
+  /// How often each member was sent this command.
+  std::string received(const std::string& command) const {
+    std::string text;
+    for (const ScriptedServer& member : server) text += std::to_string(member.received(command).size());
+    return text;
+  }
+
+  std::array<ScriptedServer, members> server{};
+  std::vector<std::string> hosts{};
+  int election = 0;
+};
+
+TEST_F(ReplicaSet, WritesGoToThePrimaryOnly) {
+  EXPECT_EQ(connect(address()), "true");
+  EXPECT_EQ(insert(), "ok");
+  EXPECT_EQ(received("insert"), "100");
+}
+
+TEST_F(ReplicaSet, OneMemberIsEnoughToFindTheOthers) {
+  elect(2);
+  EXPECT_EQ(connect("mongodb://" + hosts[0] + "/?replicaSet=set"), "true");
+  EXPECT_EQ(insert(), "ok");
+  EXPECT_EQ(received("insert"), "001");
+}
+
+TEST_F(ReplicaSet, WrongNameOfTheSetIsRefused) {
+  EXPECT_EQ(connect("mongodb://" + hosts[0] + "/?replicaSet=other&serverSelectionTimeoutMS=700"), "false");
+  EXPECT_LT(elapsed, 3000);
+}
+
+TEST_F(ReplicaSet, ElectionBetweenTwoWritesIsNotSeen) {
+  EXPECT_EQ(connect(address()), "true");
+  EXPECT_EQ(insert(), "ok");
+  at(0).always("insert", refusal(10107, "not primary", R"(, "errorLabels": ["RetryableWriteError"])"));
+  elect(1);
+  EXPECT_EQ(insert(), "ok");
+  EXPECT_EQ(received("insert"), "210");
+}
+
+TEST_F(ReplicaSet, PrimaryThatDiesDuringAWriteIsReplacedWithoutADoubledWrite) {
+  EXPECT_EQ(connect(address()), "true");
+  at(0).script("insert", {failing(Step::Fate::close)});
+  at(0).always("hello", failing(Step::Fate::close));
+  elect(1);
+  EXPECT_EQ(insert(), "ok");
+  EXPECT_EQ(received("insert"), "110");
+  EXPECT_THAT(at(1).received("insert").back().json, HasSubstr("txnNumber"));
+}
+
+TEST_F(ReplicaSet, WriteWaitsForTheEndOfAnElection) {
+  EXPECT_EQ(connect(address()), "true");
+  at(0).always("insert", refusal(10107, "not primary", R"(, "errorLabels": ["RetryableWriteError"])"));
+  elect(-1);
+  std::thread later([this] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+    elect(2);
+  });
+  EXPECT_EQ(insert(), "ok");
+  later.join();
+  EXPECT_EQ(received("insert"), "101");
+}
+
+TEST_F(ReplicaSet, ReadWaitsForTheEndOfAnElection) {
+  EXPECT_EQ(connect(address()), "true");
+  at(0).always("find", refusal(13435, "not primary and secondaryOk=false"));
+  at(1).always("find", batch(R"({"_id": 1})"));
+  elect(-1);
+  std::thread later([this] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+    elect(1);
+  });
+  EXPECT_EQ(find(), "1");
+  later.join();
+}
+
+TEST_F(ReplicaSet, SetWithoutAPrimaryIsGivenUpInTime) {
+  EXPECT_EQ(connect(address("&serverSelectionTimeoutMS=1200")), "true");
+  at(0).always("insert", refusal(10107, "not primary", R"(, "errorLabels": ["RetryableWriteError"])"));
+  elect(-1);
+  insert();
+  EXPECT_LT(elapsed, 4000);
+  EXPECT_TRUE(error && error->retryable() && !error->outcomeUnknown()) << message();
+  elect(1);
+  EXPECT_EQ(insert(), "ok");
+}
+
+TEST_F(ReplicaSet, RefusalAfterALostAnswerDoesNotHideThatTheOutcomeIsUnknown) {
+  EXPECT_EQ(connect(address("&serverSelectionTimeoutMS=1200")), "true");
+  at(0).script("insert", {failing(Step::Fate::close), refusal(10107, "not primary")});
+  EXPECT_EQ(insert(), "server 10107 retryable outcomeUnknown");
+  EXPECT_EQ(insert(), "ok");
+}
+
+TEST_F(ReplicaSet, WritesWithoutRetryAreSentOnce) {
+  EXPECT_EQ(connect(address("&retryWrites=false")), "true");
+  at(0).script("insert", {failing(Step::Fate::close)});
+  EXPECT_EQ(insert(), "connection retryable outcomeUnknown");
+  EXPECT_EQ(received("insert"), "100");
+}
+
+TEST_F(ReplicaSet, ReadPreferenceOfTheAddressIsFollowed) {
+  EXPECT_EQ(connect(address("&readPreference=secondary")), "true");
+  EXPECT_EQ(find(), "0");
+  EXPECT_EQ(received("find")[0], '0');
+  EXPECT_EQ(insert(), "ok");
+  EXPECT_EQ(received("insert"), "100");
+}
+
+TEST_F(ReplicaSet, WriteConcernOfTheAddressGoesWithEveryWrite) {
+  EXPECT_EQ(connect(address("&w=majority&wtimeoutMS=1234&journal=true")), "true");
+  EXPECT_EQ(insert(), "ok");
+  EXPECT_EQ(update(1), "ok");
+  EXPECT_EQ(remove(), "ok");
+  client.dropUser("d", "u");
+  for (const char* command : {"insert", "update", "delete", "dropUser"}) {
+    const std::string json = at(0).received(command).back().json;
+    EXPECT_THAT(json, HasSubstr(R"("w" : "majority")")) << command;
+    EXPECT_THAT(json, HasSubstr("1234")) << command;
+  }
+}
+
+TEST_F(ReplicaSet, ReadConcernOfTheAddressGoesWithReads) {
+  EXPECT_EQ(connect(address("&readConcernLevel=majority")), "true");
+  EXPECT_EQ(find(), "0");
+  EXPECT_THAT(at(0).received("find").back().json, HasSubstr(R"("readConcern" : { "level" : "majority" })"));
+}
+
+class Router : public ServerTest {
+ protected:
+  void SetUp() override {
+    server.pose({Pose::Role::router});
+    ASSERT_EQ(connect(), "true");
+  }
+};
+
+TEST_F(Router, WritesCarryANumberSoThatARepetitionIsTold) {
+  server.script("insert", {failing(Step::Fate::close)});
+  EXPECT_EQ(insert(), "ok");
+  EXPECT_EQ(timesSent("insert"), 2U);
+  EXPECT_THAT(sent("insert"), HasSubstr("txnNumber"));
+}
+
+TEST_F(Router, ShardThatIsOutOfReachLeavesAWriteUnknown) {
+  server.script("delete", {refusal(6, "connection to shard closed")});
+  EXPECT_EQ(remove(), "server 6 retryable outcomeUnknown");
+}
+
+TEST_F(Router, ShardWithoutAPrimaryIsATransientError) {
+  server.script("delete", {refusal(133, "could not find host matching read preference { mode: primary } for set s1")});
+  EXPECT_EQ(remove(), "server 133 retryable");
+}
+
+TEST_F(Router, ReadOfAStaleShardIsAskedForAgain) {
+  server.script("find", {refusal(189, "primary stepped down"), batch(R"({"_id": 1})")});
+  EXPECT_EQ(find(), "1");
+}
+
+TEST_F(Router, ExplanationOfSeveralShardsNamesTheIndex) {
+  server.script("explain", {answer(R"({"ok": 1, "queryPlanner": {"winningPlan": {"stage": "SHARD_MERGE", "shards": [
+      {"winningPlan": {"stage": "FETCH", "inputStage": {"stage": "IXSCAN", "indexName": "a_1"}}}]}},
+      "executionStats": {"nReturned": 3, "totalDocsExamined": 5}})")});
+  const ObjectProperties told = client.explain("d", "c", document("{}"));
+  EXPECT_EQ(told.valueAsString("index", "?"), "a_1");
+  EXPECT_EQ(told.valueAsInt64("examined", -1), 5);
+  EXPECT_EQ(told.valueAsInt64("returned", -1), 3);
+}
+
+class Options : public ServerTest {};
+
+TEST_F(Options, CompressorsAreOffered) {
+  EXPECT_EQ(connectWith("compressors=zstd,snappy,zlib"), "true");
+  EXPECT_THAT(sent("hello"), HasSubstr(R"("compression" : [ "zstd", "snappy", "zlib" ])"));
+}
+
+TEST_F(Options, NameOfTheApplicationIsTold) {
+  EXPECT_EQ(connectWith("appName=harvest"), "true");
+  EXPECT_THAT(server.received("hello").front().json, HasSubstr("harvest"));
+}
+
+TEST_F(Options, SocketTimeoutIsKept) {
+  EXPECT_EQ(connectWith("socketTimeoutMS=250"), "true");
+  server.script("find", {failing(Step::Fate::silence)});
+  EXPECT_EQ(find(), "timeout retryable");
+  EXPECT_GE(elapsed, 240);
+  EXPECT_LT(elapsed, 2000);
+}
+
+TEST_F(Options, ConnectTimeoutIsKept) {
+  server.always("hello", failing(Step::Fate::silence));
+  EXPECT_EQ(connectWith("connectTimeoutMS=250"), "false");
+  EXPECT_GE(elapsed, 240);
+  EXPECT_LT(elapsed, 2000);
+}
+
+TEST_F(Options, WritesWithoutAcknowledgementAreNotCounted) {
+  EXPECT_EQ(connectWith("w=0"), "true");
+  EXPECT_EQ(insert(), "ok");
+  EXPECT_EQ(update(1), "ok");
+  EXPECT_EQ(remove(), "ok");
+}
+
+TEST_F(Options, ServerThatCannotExplainLeavesOutWhatItExamined) {
+  EXPECT_EQ(connect(), "true");
+  server.script("explain", {refusal(59, "no such command: 'explain'")});
+  server.script("aggregate", {batch(R"({"_id": 1, "n": 4})")});
+  const ObjectProperties told = client.explain("d", "c", document("{}"));
+  EXPECT_EQ(told.valueAsString("index", "?"), "");
+  EXPECT_FALSE(told.contains("examined"));
+  EXPECT_EQ(told.valueAsInt64("returned", -1), 4);
+}
+
+}  // namespace
+}  // namespace database_client

@@ -1,0 +1,411 @@
+#include <gmock/gmock.h>
+#include <sys/socket.h>
+
+#include <vector>
+
+#include "tests/client/server/ServerTest.h"
+#include "tests/support/FaultProxy.h"
+#include "tests/support/Socket.h"
+
+// Each way in which a server or the way to it can fail: what the caller sees, how soon, and that the next call works.
+
+namespace database_client {
+namespace {
+
+using database_test::answer;
+using database_test::batch;
+using database_test::failing;
+using database_test::FaultProxy;
+using database_test::refusal;
+using database_test::Step;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+const std::string lost = "connection retryable";
+const std::string lostWrite = "connection retryable outcomeUnknown";
+const std::string slow = "timeout retryable";
+const std::string slowWrite = "timeout retryable outcomeUnknown";
+const std::string shortTimes = "connectTimeoutMS=300&socketTimeoutMS=300&serverSelectionTimeoutMS=300";
+constexpr long long soon = 2000;  // milliseconds
+
+class Failure : public ServerTest {};
+
+// The server is not there.
+
+TEST_F(Failure, ServerThatIsDownIsNamedWithTheCause) {
+  server.stop();
+  EXPECT_EQ(connect(), "false");
+  EXPECT_FALSE(client.isConnected());
+  EXPECT_THAT(client.failure(), HasSubstr(server.host()));
+  EXPECT_THAT(client.failure(), HasSubstr("refused"));
+  EXPECT_LT(elapsed, soon);
+}
+
+TEST_F(Failure, CauseIsNotHiddenByASecondAttemptSoonAfter) {
+  server.stop();
+  EXPECT_EQ(connect(), "false");
+  const std::string first = client.failure();
+  EXPECT_EQ(connect(), "false");
+  EXPECT_EQ(client.failure(), first);
+}
+
+TEST_F(Failure, EveryOperationRepeatsWhyTheClientIsNotConnected) {
+  server.stop();
+  EXPECT_EQ(connect(), "false");
+  EXPECT_EQ(insert(), lost);
+  EXPECT_EQ(message(), client.failure());
+  EXPECT_EQ(find(), lost);
+  EXPECT_EQ(message(), client.failure());
+}
+
+TEST_F(Failure, ConnectWorksOnceTheServerIsBack) {
+  server.stop();
+  EXPECT_EQ(connect(), "false");
+  server.start();
+  EXPECT_EQ(connect(), "true");
+  EXPECT_EQ(client.failure(), "");
+  EXPECT_EQ(insert(), "ok");
+}
+
+TEST_F(Failure, ClientThatWasConnectedFindsTheServerAgain) {
+  EXPECT_EQ(connect(), "true");
+  server.stop();
+  EXPECT_EQ(find(), lost);
+  EXPECT_FALSE(client.isConnected());
+  EXPECT_THAT(message(), HasSubstr("refused"));
+  server.start();
+  EXPECT_EQ(find(), "0");
+  EXPECT_TRUE(client.isConnected());
+}
+
+TEST_F(Failure, WriteThatWasNeverSentSaysSo) {
+  EXPECT_EQ(connect(), "true");
+  server.stop();
+  find();
+  EXPECT_EQ(insert(), lost);  // not "outcome unknown"
+  server.start();
+  EXPECT_EQ(insert(), "ok");
+}
+
+TEST_F(Failure, CallWhileNotConnectedIsAConnectionError) {
+  EXPECT_EQ(insert(), "connection");
+  EXPECT_EQ(find(), "connection");
+  EXPECT_EQ(connect(), "true");
+  client.disconnect();
+  EXPECT_EQ(remove(), "connection");
+}
+
+TEST_F(Failure, NameThatDoesNotResolveIsToldInTime) {
+  EXPECT_EQ(connect("no-such-host.invalid", server.port()), "false");
+  EXPECT_THAT(client.failure(), HasSubstr("no-such-host.invalid"));
+  EXPECT_LT(elapsed, 12000);
+}
+
+TEST_F(Failure, ServerThatAcceptsNoConnectionIsGivenUpInTime) {
+  int port = 0;
+  const int listener = database_test::listenOn(port);
+  ::listen(listener, 0);
+  std::vector<int> waiting{database_test::connectTo(port)};  // fills the queue; later attempts get no answer
+  EXPECT_EQ(connect("mongodb://127.0.0.1:" + std::to_string(port) + "/?" + shortTimes), "false");
+  EXPECT_LT(elapsed, soon);
+  EXPECT_THAT(client.failure(), HasSubstr("timeout"));
+  EXPECT_EQ(find(), slow);
+  for (const int connection : waiting) database_test::closeSocket(connection);
+  database_test::closeSocket(listener);
+}
+
+TEST_F(Failure, ServerThatDoesNotGreetIsGivenUpInTime) {
+  server.always("hello", failing(Step::Fate::silence));
+  EXPECT_EQ(connectWith(shortTimes), "false");
+  EXPECT_LT(elapsed, soon);
+  EXPECT_THAT(client.failure(), HasSubstr(server.host()));
+  EXPECT_EQ(find(), slow);
+}
+
+TEST_F(Failure, ServerThatGreetsWithGarbageIsNoDatabase) {
+  server.always("hello", failing(Step::Fate::garbage));
+  EXPECT_EQ(connectWith(shortTimes), "false");
+  EXPECT_LT(elapsed, soon);
+}
+
+TEST_F(Failure, ServerThatIsTooOldIsRefused) {
+  server.always("hello", answer(R"({"ok": 1, "ismaster": true, "minWireVersion": 0, "maxWireVersion": 2})"));
+  EXPECT_EQ(connect(), "false");
+  EXPECT_THAT(client.failure(), HasSubstr("wire version"));
+}
+
+// The server dies at work.
+
+TEST_F(Failure, ServerThatDiesDuringAWriteLeavesItsOutcomeUnknown) {
+  EXPECT_EQ(connect(), "true");
+  server.script("insert", {failing(Step::Fate::close)});
+  EXPECT_EQ(insert(), lostWrite);
+  EXPECT_THAT(message(), HasSubstr("outcome unknown"));
+  EXPECT_EQ(error->where(), server.host());
+  EXPECT_EQ(timesSent("insert"), 1U);  // a single server does not tell a repetition, so there is none
+  EXPECT_EQ(insert(), "ok");
+}
+
+TEST_F(Failure, ResetDuringAWriteIsNoSignal) {
+  EXPECT_EQ(connect(), "true");
+  server.script("insert", {failing(Step::Fate::reset)});
+  server.script("update", {failing(Step::Fate::reset)});
+  server.script("delete", {failing(Step::Fate::reset)});
+  EXPECT_EQ(insert(), lostWrite);
+  EXPECT_EQ(update(1), lostWrite);
+  EXPECT_EQ(remove(), lostWrite);
+  EXPECT_EQ(insert(), "ok");
+}
+
+TEST_F(Failure, AnswerThatBreaksOffLeavesAWriteUnknown) {
+  EXPECT_EQ(connect(), "true");
+  server.script("insert", {failing(Step::Fate::cut)});
+  EXPECT_EQ(insertMany(10), lostWrite);
+  EXPECT_EQ(insertMany(10), "ok");
+}
+
+TEST_F(Failure, WriteIsRepeatedWhereTheServerTellsARepetition) {
+  server.pose({database_test::Pose::Role::primary, "set", {server.host()}, server.host()});
+  EXPECT_EQ(connect(), "true");
+  server.script("insert", {failing(Step::Fate::close)});
+  EXPECT_EQ(insert(), "ok");
+  ASSERT_EQ(timesSent("insert"), 2U);
+  EXPECT_THAT(sent("insert"), HasSubstr("txnNumber"));
+}
+
+TEST_F(Failure, ServerThatDiesDuringAReadIsAskedAgain) {
+  EXPECT_EQ(connect(), "true");
+  server.script("find", {failing(Step::Fate::close), batch(R"({"_id": 1})")});
+  EXPECT_EQ(find(), "1");
+  EXPECT_EQ(timesSent("find"), 2U);
+}
+
+TEST_F(Failure, ReadIsRepeatedOnlyOnce) {
+  EXPECT_EQ(connect(), "true");
+  server.script("find", {failing(Step::Fate::close), failing(Step::Fate::reset), batch("")});
+  EXPECT_EQ(find(), lost);
+  EXPECT_EQ(timesSent("find"), 2U);
+  EXPECT_EQ(find(), "0");
+}
+
+TEST_F(Failure, ReadIsNotRepeatedWhereTheAddressSaysSo) {
+  EXPECT_EQ(connectWith("retryReads=false"), "true");
+  server.script("find", {failing(Step::Fate::close)});
+  EXPECT_EQ(find(), lost);
+  EXPECT_EQ(timesSent("find"), 1U);
+}
+
+TEST_F(Failure, CommandsThatOnlyReadAreRepeatedToo) {
+  EXPECT_EQ(connect(), "true");
+  server.script("listDatabases", {failing(Step::Fate::close), answer(R"({"ok": 1, "databases": [{"name": "b"}]})")});
+  EXPECT_EQ(client.databaseNames(), std::list<std::string>{"b"});
+}
+
+TEST_F(Failure, ServerThatGoesWhileFetchingLeavesTheListAlone) {
+  EXPECT_EQ(connect(), "true");
+  const Step first =
+      answer(R"({"ok": 1, "cursor": {"id": {"$numberLong": "7"}, "ns": "d.c", "firstBatch": [{"_id": 1}]}})");
+  server.script("find", {first});
+  server.script("getMore", {failing(Step::Fate::close)});
+  EXPECT_EQ(find(), lost);
+  EXPECT_EQ(find(), "0");
+}
+
+TEST_F(Failure, CursorThatTheServerKilledIsAnError) {
+  EXPECT_EQ(connect(), "true");
+  const Step first =
+      answer(R"({"ok": 1, "cursor": {"id": {"$numberLong": "7"}, "ns": "d.c", "firstBatch": [{"_id": 1}]}})");
+  server.script("find", {first});
+  server.script("getMore", {refusal(43, "cursor id 7 not found")});
+  EXPECT_EQ(find(), "server 43");
+  EXPECT_TRUE(client.isConnected());
+}
+
+TEST_F(Failure, CursorThatIsNotReadToItsEndIsKilled) {
+  EXPECT_EQ(connect(), "true");
+  server.script(
+      "find",
+      {answer(R"({"ok": 1, "cursor": {"id": {"$numberLong": "7"}, "ns": "d.c", "firstBatch": [{"_id": 1}]}})")});
+  client.findEach("d", "c", document("{}"), document("{}"), 0, 0, [](ObjectProperties&) { return false; });
+  EXPECT_EQ(timesSent("killCursors"), 1U);
+}
+
+TEST_F(Failure, ClientLostWhileItsDocumentsAreReadIsLeftInPeace) {
+  EXPECT_EQ(connect(), "true");
+  server.script("find", {batch(R"({"_id": 1}, {"_id": 2}, {"_id": 3})")});
+  server.script("insert", {failing(Step::Fate::close)});
+  std::string seen;
+  client.findEach("d", "c", document("{}"), document("{}"), 0, 0, [&](ObjectProperties& one) {
+    seen += std::to_string(one.valueAsInt32("_id", 0)) + (insert() == "ok" ? "+" : "-");
+    return true;
+  });
+  EXPECT_EQ(seen, "1-2+3+");
+}
+
+// The server is slow.
+
+TEST_F(Failure, SlowServerIsATimeoutAndTheNextCallConnectsAgain) {
+  EXPECT_EQ(connectWith(shortTimes), "true");
+  server.script("find", {failing(Step::Fate::silence)});
+  EXPECT_EQ(find(), slow);
+  EXPECT_LT(elapsed, soon);
+  EXPECT_FALSE(client.isConnected());
+  EXPECT_EQ(find(), "0");
+}
+
+TEST_F(Failure, SlowWriteIsUnknown) {
+  EXPECT_EQ(connectWith(shortTimes), "true");
+  server.script("insert", {failing(Step::Fate::silence)});
+  EXPECT_EQ(insert(), slowWrite);
+  EXPECT_LT(elapsed, soon);
+  EXPECT_EQ(timesSent("insert"), 1U);
+  EXPECT_EQ(insert(), "ok");
+}
+
+TEST_F(Failure, AnswerThatComesTooLateIsNotTakenForTheNext) {
+  EXPECT_EQ(connectWith(shortTimes), "true");
+  Step late = batch(R"({"_id": "late"})");
+  late.delay = 600;
+  server.script("find", {late});
+  EXPECT_EQ(find(), slow);
+  EXPECT_EQ(find(), "0");
+}
+
+TEST_F(Failure, PartitionIsATimeoutUntilItHeals) {
+  FaultProxy proxy(server.port());
+  const std::string address = "mongodb://127.0.0.1:" + std::to_string(proxy.port()) + "/?" + shortTimes;
+  EXPECT_EQ(connect(address), "true");
+  proxy.hold(true);
+  EXPECT_EQ(insert(), slowWrite);
+  EXPECT_EQ(insert(), slow);  // not even greeted, so nothing was sent
+  EXPECT_LT(elapsed, soon);
+  proxy.hold(false);
+  EXPECT_EQ(insert(), "ok");
+}
+
+TEST_F(Failure, TrafficInSmallPiecesIsPutTogether) {
+  FaultProxy proxy(server.port());
+  proxy.slice(3);
+  EXPECT_EQ(connect("127.0.0.1", proxy.port()), "true");
+  EXPECT_EQ(insertMany(20), "ok");
+  EXPECT_EQ(find(), "0");
+}
+
+// The server says no.
+
+TEST_F(Failure, MissingRightIsAnAuthorizationError) {
+  EXPECT_EQ(connect(), "true");
+  server.script("find", {refusal(13, "not authorized on d to execute command")});
+  server.script("insert", {refusal(13, "not authorized on d to execute command")});
+  EXPECT_EQ(find(), "authorization 13");
+  EXPECT_EQ(insert(), "authorization 13");
+  EXPECT_TRUE(client.isConnected());
+}
+
+TEST_F(Failure, SecondDocumentWithOneIdIsADuplicateKey) {
+  EXPECT_EQ(connect(), "true");
+  server.script("insert",
+                {answer(R"({"ok": 1, "n": 0, "writeErrors": [{"index": 0, "code": 11000, "errmsg": "E11000"}]})")});
+  EXPECT_EQ(insert(), "duplicateKey 11000");
+}
+
+TEST_F(Failure, WriteThatIsNotReplicatedInTimeWasApplied) {
+  EXPECT_EQ(connect(), "true");
+  const Step step = answer(R"({"ok": 1, "n": 1, "nModified": 1, "writeConcernError": {"code": 64,
+      "codeName": "WriteConcernFailed", "errmsg": "waiting for replication timed out"}})");
+  server.script("insert", {step});
+  server.script("update", {step});
+  server.script("delete", {step});
+  EXPECT_EQ(insert(), "server 64");
+  EXPECT_THAT(message(), HasSubstr("applied, but not replicated"));
+  EXPECT_EQ(update(1), "server 64");
+  EXPECT_EQ(remove(), "server 64");
+}
+
+TEST_F(Failure, BulkInsertThatIsNotReplicatedInTimeWasApplied) {
+  EXPECT_EQ(connect(), "true");
+  server.script("insert", {answer(R"({"ok": 1, "n": 1, "writeErrors": [{"index": 0, "code": 11000, "errmsg": "E11000"}],
+      "writeConcernError": {"code": 64, "errmsg": "waiting for replication timed out"}})")});
+  EXPECT_EQ(insertMany(2), "server 64");
+}
+
+TEST_F(Failure, ServerThatIsAboutToStopIsATransientServerError) {
+  EXPECT_EQ(connect(), "true");
+  for (const int code : {10107, 189, 91, 13435}) {
+    server.script("insert", {refusal(code, "not now")});
+    EXPECT_EQ(insert(), "server " + std::to_string(code) + " retryable");
+    EXPECT_EQ(insert(), "ok");
+  }
+}
+
+TEST_F(Failure, WriteThatTheServerInterruptedIsUnknown) {
+  EXPECT_EQ(connect(), "true");
+  server.script("delete", {refusal(11602, "interrupted due to replication state change")});
+  EXPECT_EQ(remove(), "server 11602 retryable outcomeUnknown");
+}
+
+TEST_F(Failure, ReadIsRepeatedAfterAStepDown) {
+  EXPECT_EQ(connect(), "true");
+  server.script("find", {refusal(189, "primary stepped down"), batch(R"({"_id": 1})")});
+  EXPECT_EQ(find(), "1");
+}
+
+// What never gets as far as the network.
+
+TEST_F(Failure, DocumentOverTheLimitIsNotSent) {
+  EXPECT_EQ(connect(), "true");
+  ObjectProperties large;
+  std::string id;
+  const std::string half(9 * 1024 * 1024, 'x');
+  EXPECT_EQ(outcome([&] {
+              large.setValueString("a", half);
+              large.setValueString("b", half);
+              client.insert("d", "c", &large, id);
+              return "ok";
+            }),
+            "document");
+  EXPECT_EQ(timesSent("insert"), 0U);
+}
+
+TEST_F(Failure, DocumentAtTheLimitIsSent) {
+  EXPECT_EQ(connect(), "true");
+  ObjectProperties large;
+  std::string id;
+  large.setValueInt32("_id", 1);
+  large.setValueString("a", std::string(16 * 1024 * 1024 - 64, 'x'));
+  EXPECT_EQ(outcome([&] { return client.insert("d", "c", &large, id) ? "ok" : "false"; }), "ok");
+  EXPECT_EQ(outcome([&] {
+              client.update("d", "c", document(R"({"_id": 1})"), large, 1, 1);
+              return "ok";
+            }),
+            "ok");
+}
+
+TEST_F(Failure, NameThatNoStoreAcceptsIsNotSent) {
+  EXPECT_EQ(connect(), "true");
+  const ObjectProperties empty;
+  std::list<ObjectProperties*> documents;
+  const std::vector<std::pair<std::string, std::string>> names{{"", "c"},
+                                                               {"d", ""},
+                                                               {std::string("d\0x", 3), "c"},
+                                                               {"d", std::string("c\0x", 3)},
+                                                               {"d.d", "c"},
+                                                               {"d d", "c"},
+                                                               {"d$d", "c"},
+                                                               {"d/d", "c"},
+                                                               {std::string(64, 'd'), "c"},
+                                                               {"d", "$c"},
+                                                               {"d", std::string(256, 'c')}};
+  for (const auto& [database, collection] : names) {
+    EXPECT_EQ(outcome([&] {
+                client.find(database, collection, empty, empty, documents, 0, 0);
+                return "ok";
+              }),
+              "query")
+        << database << "." << collection;
+  }
+  EXPECT_EQ(timesSent("find"), 0U);
+}
+
+}  // namespace
+}  // namespace database_client

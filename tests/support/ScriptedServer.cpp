@@ -1,0 +1,401 @@
+#include "tests/support/ScriptedServer.h"
+
+#include <bson/bson.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstring>
+#include <stdexcept>
+#include <utility>
+
+#include "tests/support/Socket.h"
+
+// The wire protocol: a message is {int32 length, int32 id, int32 responseTo, int32 opCode} and a body. OP_MSG (2013) is
+// {uint32 flags} and sections: a byte 0 and one document, or a byte 1 and {int32 size, cstring name, documents}.
+// OP_QUERY (2004), still used to say hello, is {int32 flags, cstring namespace, int32 skip, int32 count, document}; it
+// is answered by OP_REPLY (1), {int32 flags, int64 cursor, int32 from, int32 count, document}.
+
+namespace database_test {
+
+namespace {
+
+constexpr std::int32_t opReply = 1;
+constexpr std::int32_t opQuery = 2004;
+constexpr std::int32_t opMessage = 2013;
+constexpr std::uint32_t moreToCome = 2;
+constexpr std::int32_t longestMessage = 48 * 1024 * 1024;
+
+struct Header {
+  std::int32_t length;
+  std::int32_t id;
+  std::int32_t responseTo;
+  std::int32_t opCode;
+};
+
+// The library's name for a document carries an alignment that a template argument would lose.
+using Document = struct _bson_t;
+
+struct FreeBson {
+  void operator()(Document* document) const noexcept { bson_destroy(document); }
+};
+using Bson = std::unique_ptr<Document, FreeBson>;
+
+Bson fromJson(const std::string& json) {
+  bson_error_t error{};
+  Bson document(bson_new_from_json(reinterpret_cast<const std::uint8_t*>(json.data()),
+                                   static_cast<ssize_t>(json.size()), &error));
+  if (!document) throw std::invalid_argument("script: " + std::string(error.message) + " in " + json);
+  return document;
+}
+
+std::string toJson(const bson_t* document) {
+  char* text = bson_as_canonical_extended_json(document, nullptr);
+  std::string json = text;
+  bson_free(text);
+  return json;
+}
+
+std::vector<std::uint8_t> bytesOf(const bson_t* document) {
+  const std::uint8_t* data = bson_get_data(document);
+  return {data, data + document->len};
+}
+
+std::int32_t int32At(const std::vector<std::uint8_t>& bytes, std::size_t at) {
+  std::int32_t number = 0;
+  std::memcpy(&number, bytes.data() + at, sizeof number);
+  return number;
+}
+
+void append(std::vector<std::uint8_t>& bytes, const void* more, std::size_t size) {
+  const auto* from = static_cast<const std::uint8_t*>(more);
+  bytes.insert(bytes.end(), from, from + size);
+}
+
+template <class Number>
+void append(std::vector<std::uint8_t>& bytes, Number number) {
+  append(bytes, &number, sizeof number);
+}
+
+bson_t documentAt(const std::vector<std::uint8_t>& bytes, std::size_t at) {
+  bson_t document;
+  if (!bson_init_static(&document, bytes.data() + at, static_cast<std::size_t>(int32At(bytes, at)))) {
+    throw std::runtime_error("the client sent a broken document");
+  }
+  return document;
+}
+
+// A sequence of documents becomes the array that it stands for.
+void appendSequence(bson_t* command, const std::vector<std::uint8_t>& body, std::size_t at, std::size_t end) {
+  const std::string name(reinterpret_cast<const char*>(body.data() + at));
+  at += name.size() + 1;
+  Bson array(bson_new());
+  for (int i = 0; at < end; ++i) {
+    const bson_t document = documentAt(body, at);
+    bson_append_document(array.get(), std::to_string(i).c_str(), -1, &document);
+    at += document.len;
+  }
+  bson_append_array(command, name.c_str(), -1, array.get());
+}
+
+Bson commandOfMessage(const std::vector<std::uint8_t>& body) {
+  Bson command(bson_new());
+  std::size_t at = 4;
+  while (at + 5 < body.size()) {
+    const std::uint8_t kind = body[at++];
+    const auto size = static_cast<std::size_t>(int32At(body, at));
+    if (kind == 0) {
+      const bson_t document = documentAt(body, at);
+      bson_concat(command.get(), &document);
+    } else {
+      appendSequence(command.get(), body, at + 4, at + size);
+    }
+    at += size;
+  }
+  return command;
+}
+
+Bson commandOfQuery(const std::vector<std::uint8_t>& body) {
+  const std::size_t name = std::strlen(reinterpret_cast<const char*>(body.data() + 4)) + 1;
+  const bson_t document = documentAt(body, 4 + name + 8);
+  return Bson(bson_copy(&document));
+}
+
+Request requestOf(const bson_t* command) {
+  Request request;
+  request.json = toJson(command);
+  bson_iter_t at;
+  if (bson_iter_init(&at, command) && bson_iter_next(&at)) request.name = bson_iter_key(&at);
+  if (request.name == "ismaster" || request.name == "isMaster") request.name = "hello";
+  if (bson_iter_init_find(&at, command, "$db")) request.database = bson_iter_utf8(&at, nullptr);
+  return request;
+}
+
+int lengthOf(const std::string& json, const char* array) {
+  const Bson command = fromJson(json);
+  bson_iter_t at;
+  bson_iter_t inside;
+  int length = 0;
+  if (!bson_iter_init_find(&at, command.get(), array) || !bson_iter_recurse(&at, &inside)) return 0;
+  while (bson_iter_next(&inside)) ++length;
+  return length;
+}
+
+std::vector<std::uint8_t> message(const std::vector<std::uint8_t>& document, std::int32_t responseTo, bool legacy) {
+  std::vector<std::uint8_t> body;
+  if (legacy) {
+    append(body, std::int32_t{8});
+    append(body, std::int64_t{0});
+    append(body, std::int32_t{0});
+    append(body, std::int32_t{1});
+  } else {
+    append(body, std::uint32_t{0});
+    body.push_back(0);
+  }
+  append(body, document.data(), document.size());
+  const Header header{static_cast<std::int32_t>(sizeof(Header) + body.size()), 1, responseTo,
+                      legacy ? opReply : opMessage};
+  std::vector<std::uint8_t> whole;
+  append(whole, header);
+  append(whole, body.data(), body.size());
+  return whole;
+}
+
+std::string quoted(const std::string& text) {
+  return "\"" + text + "\"";
+}
+
+}  // namespace
+
+struct ScriptedServer::Connection {
+  explicit Connection(int socket) : stream(socket) {}
+  Stream stream;
+  std::thread thread{};
+};
+
+Step answer(const std::string& json) {
+  Step step;
+  step.answer = json;
+  return step;
+}
+
+std::vector<std::uint8_t> bsonOf(const std::string& json) {
+  return bytesOf(fromJson(json).get());
+}
+
+Step answerOf(const std::vector<std::uint8_t>& bytes) {
+  Step step;
+  step.bytes = bytes;
+  return step;
+}
+
+std::vector<std::uint8_t> withBatch(const std::vector<std::uint8_t>& document) {
+  bson_t inner;
+  if (!bson_init_static(&inner, document.data(), document.size())) throw std::invalid_argument("not a document");
+  const Bson batch(bson_new());
+  bson_append_document(batch.get(), "0", -1, &inner);
+  const Bson cursor(bson_new());
+  bson_append_int64(cursor.get(), "id", -1, 0);
+  bson_append_utf8(cursor.get(), "ns", -1, "d.c", -1);
+  bson_append_array(cursor.get(), "firstBatch", -1, batch.get());
+  const Bson answer(bson_new());
+  bson_append_document(answer.get(), "cursor", -1, cursor.get());
+  bson_append_int32(answer.get(), "ok", -1, 1);
+  return bytesOf(answer.get());
+}
+
+Step batch(const std::string& documents) {
+  return answer(R"({"ok": 1, "cursor": {"id": {"$numberLong": "0"}, "ns": "d.c", "firstBatch": [)" + documents + "]}}");
+}
+
+Step failing(Step::Fate fate) {
+  Step step;
+  step.fate = fate;
+  return step;
+}
+
+Step refusal(int code, const std::string& text, const std::string& more) {
+  return answer(R"({"ok": 0, "code": )" + std::to_string(code) + R"(, "errmsg": )" + quoted(text) + more + "}");
+}
+
+ScriptedServer::ScriptedServer(const Pose& pose, const TlsFiles& tls) : tls_(tls), pose_(pose) {
+  start();
+}
+
+ScriptedServer::~ScriptedServer() {
+  stop();
+}
+
+std::string ScriptedServer::host() const {
+  return "127.0.0.1:" + std::to_string(port_);
+}
+
+void ScriptedServer::start() {
+  listener_ = listenOn(port_);
+  acceptor_ = std::thread([this] { accept(); });
+}
+
+void ScriptedServer::stop() {
+  if (!acceptor_.joinable()) return;
+  ::shutdown(listener_, SHUT_RDWR);
+  acceptor_.join();
+  closeSocket(std::exchange(listener_, -1));
+  std::vector<std::unique_ptr<Connection>> connections;
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    connections.swap(connections_);
+  }
+  for (const auto& connection : connections) connection->stream.shutdown();
+  for (const auto& connection : connections) connection->thread.join();
+}
+
+void ScriptedServer::pose(const Pose& pose) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  pose_ = pose;
+}
+
+void ScriptedServer::script(const std::string& command, const std::vector<Step>& steps) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  scripts_[command] = steps;
+}
+
+void ScriptedServer::always(const std::string& command, const Step& step) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  always_[command] = step;
+}
+
+std::vector<Request> ScriptedServer::received(const std::string& command) const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  std::vector<Request> matching;
+  std::copy_if(received_.begin(), received_.end(), std::back_inserter(matching),
+               [&](const Request& request) { return request.name == command; });
+  return matching;
+}
+
+int ScriptedServer::connections() const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return accepted_;
+}
+
+void ScriptedServer::accept() {
+  for (;;) {
+    const int socket = ::accept(listener_, nullptr, nullptr);
+    if (socket < 0) return;
+    const std::lock_guard<std::mutex> lock(mutex_);
+    ++accepted_;
+    connections_.push_back(std::make_unique<Connection>(socket));
+    Connection& connection = *connections_.back();
+    connection.thread = std::thread([this, &connection] { serve(connection); });
+  }
+}
+
+void ScriptedServer::serve(Connection& connection) {
+  if (!tls_.certificate.empty() && !connection.stream.startTls(tls_.certificate, tls_.key)) {
+    connection.stream.shutdown();
+    return;
+  }
+  try {
+    while (serveOne(connection)) {
+    }
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "scripted server: %s\n", error.what());
+  }
+  connection.stream.shutdown();
+}
+
+bool ScriptedServer::serveOne(Connection& connection) {
+  Header header{};
+  if (!connection.stream.read(&header, sizeof header)) return false;
+  if (header.length < static_cast<std::int32_t>(sizeof header) || header.length > longestMessage) return false;
+  std::vector<std::uint8_t> body(static_cast<std::size_t>(header.length) - sizeof header);
+  if (!connection.stream.read(body.data(), body.size())) return false;
+  const bool legacy = header.opCode == opQuery;
+  if (!legacy && header.opCode != opMessage) return false;
+  Request request = requestOf((legacy ? commandOfQuery(body) : commandOfMessage(body)).get());
+  request.wire = body;
+  const Step step = stepFor(request);
+  const bool expectsNone = !legacy && (static_cast<std::uint32_t>(int32At(body, 0)) & moreToCome) != 0;
+  return expectsNone || perform(connection, step, header.id, legacy);
+}
+
+bool ScriptedServer::perform(Connection& connection, const Step& step, std::int32_t requestId, bool legacy) {
+  if (step.delay > 0) std::this_thread::sleep_for(std::chrono::milliseconds(step.delay));
+  const bool foreign = step.fate == Step::Fate::foreignResponse;
+  const std::vector<std::uint8_t> document = step.bytes.empty() ? bytesOf(fromJson(step.answer).get()) : step.bytes;
+  std::vector<std::uint8_t> whole = message(document, requestId + (foreign ? 1000 : 0), legacy);
+  Stream& stream = connection.stream;
+  switch (step.fate) {
+    case Step::Fate::answer:
+    case Step::Fate::foreignResponse:
+      return stream.write(whole.data(), whole.size());
+    case Step::Fate::silence:
+      return true;
+    case Step::Fate::close:
+      return false;
+    case Step::Fate::reset:
+      stream.reset();
+      return false;
+    case Step::Fate::cut:
+      stream.write(whole.data(), whole.size() / 2);
+      return false;
+    case Step::Fate::absurdLength:
+      whole[0] = whole[1] = whole[2] = 0xFF;
+      whole[3] = 0x7F;
+      return stream.write(whole.data(), whole.size());
+    case Step::Fate::garbage:
+      const char* page = "HTTP/1.1 400 Bad Request\r\nContent-Type: text/html\r\n\r\n<html>not a database</html>\r\n";
+      stream.write(page, std::strlen(page));
+      return false;
+  }
+  return false;
+}
+
+Step ScriptedServer::stepFor(const Request& request) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  received_.push_back(request);
+  std::vector<Step>& steps = scripts_[request.name];
+  if (!steps.empty()) {
+    const Step step = steps.front();
+    steps.erase(steps.begin());
+    return step;
+  }
+  const auto standing = always_.find(request.name);
+  return standing != always_.end() ? standing->second : defaultStep(request);
+}
+
+Step ScriptedServer::defaultStep(const Request& request) const {
+  if (request.name == "hello") return database_test::answer(hello());
+  if (request.name == "insert") {
+    return database_test::answer(R"({"ok": 1, "n": )" + std::to_string(lengthOf(request.json, "documents")) + "}");
+  }
+  if (request.name == "update") return database_test::answer(R"({"ok": 1, "n": 1, "nModified": 1})");
+  if (request.name == "delete") return database_test::answer(R"({"ok": 1, "n": 1})");
+  if (request.name == "find" || request.name == "aggregate" || request.name == "listCollections" ||
+      request.name == "listIndexes") {
+    return batch("");
+  }
+  return Step{};
+}
+
+std::string ScriptedServer::hello() const {
+  std::string text = R"({"ok": 1, "helloOk": true, "maxBsonObjectSize": 16777216, "maxMessageSizeBytes": 48000000,
+      "maxWriteBatchSize": 100000, "minWireVersion": 0, "maxWireVersion": 17, "readOnly": false)";
+  const bool writable = pose_.role != Pose::Role::secondary;
+  text += R"(, "ismaster": )" + std::string(writable ? "true" : "false");
+  if (pose_.role == Pose::Role::standalone) return text + "}";
+  text += R"(, "logicalSessionTimeoutMinutes": 30)";
+  if (pose_.role == Pose::Role::router) return text + R"(, "msg": "isdbgrid"})";
+  text += R"(, "setName": )" + quoted(pose_.setName) + R"(, "setVersion": 1, "me": )" + quoted(host());
+  text += std::string(R"(, "secondary": )") + (writable ? "false" : "true") + R"(, "hosts": [)";
+  for (const std::string& member : pose_.hosts) text += (member == pose_.hosts.front() ? "" : ", ") + quoted(member);
+  text += "]";
+  if (!pose_.primary.empty()) text += R"(, "primary": )" + quoted(pose_.primary);
+  if (writable) {
+    std::string id = std::to_string(pose_.election);
+    id.insert(0, 24 - id.size(), '0');
+    text += R"(, "electionId": {"$oid": )" + quoted(id) + "}";
+  }
+  return text + "}";
+}
+
+}  // namespace database_test
