@@ -12,9 +12,12 @@
 namespace database_client::embedded {
 
 class BlockCache;
-class PathTree;
+class ItemPaths;
 class PendingItems;
 class Segment;
+namespace index {
+class SegmentWriter;
+}
 
 /// The index over the items of every array of {name, value} documents in the documents of one collection.
 ///
@@ -70,26 +73,32 @@ class ItemIndex {
 
   // For planning, statistics and checks; they write first what was gathered.
 
-  const PathTree& paths();
+  const ItemPaths& paths();
   const Segments& segments();
   BlockCache& blocks();
   Size size();
 
  private:
+  std::int64_t blobOf(std::uint32_t segment) const;
   void synchronize();
   void load();
-  void drop(const Segments& merged);
+  std::shared_ptr<const Segment> known(const Segments& before, std::uint32_t number) const;
+  void change(std::int64_t rid, bson::View body, bool removed);
   void writePending();
+  void settle();
+  void finish(index::SegmentWriter& writer, std::uint32_t number, std::uint32_t level);
   void mergeWhereDue();
-  std::shared_ptr<const Segment> merge(const Segments& inputs, std::uint32_t level);
-  std::uint32_t nextNumber() const;
+  Segments mergeable(std::uint32_t level) const;
+  void merge(const Segments& inputs, std::uint32_t level);
+  void drop(const Segment& segment);
+  std::uint32_t nextNumber();
 
   BlobStore& store_;
   std::int64_t collection_;
   Options options_;
   std::uint64_t version_ = 0;
   bool loaded_ = false;
-  std::unique_ptr<PathTree> paths_;
+  std::unique_ptr<ItemPaths> paths_;
   std::unique_ptr<PendingItems> pending_;
   std::unique_ptr<BlockCache> blocks_;
   Segments segments_;

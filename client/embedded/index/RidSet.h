@@ -21,8 +21,6 @@ class RidSet {
 
   void add(Rid rid) { page(rid / pageSize).words[wordOf(rid)] |= bitOf(rid); }
   void addRange(Rid first, Rid count);
-  /// Changes for every number of the range whether it is a member.
-  void toggleRange(Rid first, Rid count);
   void unite(const RidSet& other);
   void intersect(const RidSet& other);
   void subtract(const RidSet& other);

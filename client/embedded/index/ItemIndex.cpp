@@ -1,0 +1,256 @@
+#include "client/embedded/index/ItemIndex.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "client/embedded/index/ItemExtractor.h"
+#include "client/embedded/index/ItemPaths.h"
+#include "client/embedded/index/MergedTerms.h"
+#include "client/embedded/index/PendingItems.h"
+#include "client/embedded/index/Segment.h"
+#include "client/embedded/index/SegmentWriter.h"
+
+namespace database_client::embedded {
+
+namespace {
+
+// The key of a blob: collection, segment, block. Segment 0 holds the paths.
+constexpr int blockBits = 17;
+constexpr int segmentBits = 26;
+constexpr std::uint32_t lastSegment = (1U << segmentBits) - 1;
+constexpr std::uint64_t mostBlobs = (1U << blockBits) - 8;  // one term can fill several blobs at once
+constexpr std::uint64_t unitOfLevels = 1024;
+
+/// The level at which a segment of this size would be if it had been merged of small ones.
+std::uint32_t levelOf(std::uint64_t bytes, std::size_t fanOut) {
+  std::uint32_t level = 0;
+  for (std::uint64_t size = unitOfLevels * fanOut; size <= bytes; size *= fanOut) ++level;
+  return level;
+}
+
+}  // namespace
+
+std::int64_t ItemIndex::firstKey(std::int64_t collection) {
+  return collection << (segmentBits + blockBits);
+}
+
+std::int64_t ItemIndex::lastKey(std::int64_t collection) {
+  return firstKey(collection + 1) - 1;
+}
+
+ItemIndex::ItemIndex(BlobStore& store, std::int64_t collection) : ItemIndex(store, collection, Options()) {}
+
+ItemIndex::ItemIndex(BlobStore& store, std::int64_t collection, const Options& options)
+    : store_(store),
+      collection_(collection),
+      options_(options),
+      paths_(std::make_unique<ItemPaths>()),
+      pending_(std::make_unique<PendingItems>()),
+      blocks_(std::make_unique<BlockCache>(store, options.cacheSize)) {}
+
+ItemIndex::~ItemIndex() = default;
+
+std::int64_t ItemIndex::blobOf(std::uint32_t segment) const {
+  return firstKey(collection_) + (static_cast<std::int64_t>(segment) << blockBits);
+}
+
+void ItemIndex::synchronize() {
+  const std::uint64_t version = store_.version();
+  if (loaded_ && version == version_) return;
+  load();
+  version_ = version;
+}
+
+void ItemIndex::load() {
+  loaded_ = false;
+  const std::string paths = store_.read(firstKey(collection_));
+  paths_ = paths.empty() ? std::make_unique<ItemPaths>() : std::make_unique<ItemPaths>(index::unseal(paths));
+  Segments before;
+  before.swap(segments_);
+  std::int64_t from = blobOf(1);
+  while (const auto key = store_.firstKey(from, lastKey(collection_))) {
+    const auto number = static_cast<std::uint32_t>((*key - firstKey(collection_)) >> blockBits);
+    segments_.push_back(known(before, number));
+    from = blobOf(number + 1);
+  }
+  const bool allStay = std::all_of(before.begin(), before.end(), [&](const std::shared_ptr<const Segment>& segment) {
+    return std::find(segments_.begin(), segments_.end(), segment) != segments_.end();
+  });
+  if (!allStay) blocks_->clear();
+  loaded_ = true;
+}
+
+/// The segment as it is stored; the object there was, if it still says the same.
+std::shared_ptr<const Segment> ItemIndex::known(const Segments& before, std::uint32_t number) const {
+  std::string head = store_.read(blobOf(number));
+  for (const auto& segment : before) {
+    if (segment->number() == number && segment->head() == head) return segment;
+  }
+  return std::make_shared<const Segment>(number, blobOf(number), std::move(head));
+}
+
+void ItemIndex::add(std::int64_t rid, bson::View body) {
+  change(rid, body, false);
+}
+
+void ItemIndex::remove(std::int64_t rid, bson::View body) {
+  change(rid, body, true);
+}
+
+void ItemIndex::replace(std::int64_t rid, bson::View before, bson::View after) {
+  change(rid, before, true);
+  change(rid, after, false);
+}
+
+void ItemIndex::change(std::int64_t rid, bson::View body, bool removed) {
+  if (pending_->empty()) synchronize();
+  ItemExtractor extractor(*paths_);
+  extractor.extract(body);
+  pending_->change(static_cast<std::uint64_t>(rid), extractor, removed);
+  if (pending_->entries() >= options_.pendingLimit) writePending();
+}
+
+void ItemIndex::flush() {
+  if (pending_->empty() && !paths_->changed()) return;
+  writePending();
+  mergeWhereDue();
+}
+
+void ItemIndex::rollback() {
+  pending_->clear();
+  paths_ = std::make_unique<ItemPaths>();
+  blocks_->clear();
+  segments_.clear();
+  loaded_ = false;
+}
+
+void ItemIndex::writePending() {
+  if (paths_->changed()) {
+    std::string bytes = paths_->bytes();
+    index::seal(bytes);
+    store_.write(firstKey(collection_), bytes);
+    paths_->setUnchanged();
+  }
+  if (pending_->empty()) return;
+  const std::uint32_t number = nextNumber();
+  index::SegmentWriter writer(store_, blobOf(number), options_.blockSize, options_.chunkSize);
+  pending_->write(writer);
+  if (writer.empty()) return;
+  finish(writer, number, levelOf(writer.bytes(), options_.fanOut));
+}
+
+void ItemIndex::finish(index::SegmentWriter& writer, std::uint32_t number, std::uint32_t level) {
+  segments_.push_back(std::make_shared<const Segment>(number, blobOf(number), writer.finish(level)));
+}
+
+std::uint32_t ItemIndex::nextNumber() {
+  std::uint32_t last = 0;
+  for (const auto& segment : segments_) last = std::max(last, segment->number());
+  if (last < lastSegment) return last + 1;
+  blocks_->clear();
+  std::uint32_t unused = 1;
+  while (std::any_of(segments_.begin(), segments_.end(), [&](const auto& s) { return s->number() == unused; }))
+    ++unused;
+  return unused;
+}
+
+void ItemIndex::mergeWhereDue() {
+  for (std::uint32_t level = 0; level < 64; ++level) {
+    const Segments inputs = mergeable(level);
+    if (inputs.size() >= std::max<std::size_t>(2, options_.fanOut / 2)) merge(inputs, level + 1);
+  }
+}
+
+/// The oldest segments of a level that is full, as many as make no segment beyond the limit.
+ItemIndex::Segments ItemIndex::mergeable(std::uint32_t level) const {
+  Segments all;
+  for (const auto& segment : segments_) {
+    if (segment->level() == level) all.push_back(segment);
+  }
+  if (all.size() < options_.fanOut) return {};
+  std::sort(all.begin(), all.end(), [](const auto& a, const auto& b) { return a->number() < b->number(); });
+  Segments fitting;
+  std::uint64_t bytes = 0;
+  for (const auto& segment : all) {
+    bytes += segment->bytes();
+    if (bytes > options_.mergeLimit) break;
+    fitting.push_back(segment);
+  }
+  return fitting;
+}
+
+void ItemIndex::merge(const Segments& inputs, std::uint32_t level) {
+  std::vector<index::TermIterator> iterators;
+  for (const auto& segment : inputs) iterators.emplace_back(*segment, *blocks_, false);
+  index::MergedTerms terms(std::move(iterators));
+  terms.seekToFirst();
+  while (terms.valid()) {
+    const std::uint32_t number = nextNumber();
+    index::SegmentWriter writer(store_, blobOf(number), options_.blockSize, options_.chunkSize);
+    index::mergeTerms(terms, writer, [&] { return writer.blobs() < mostBlobs; });
+    if (!writer.empty()) finish(writer, number, level);
+  }
+  for (const auto& segment : inputs) drop(*segment);
+}
+
+void ItemIndex::drop(const Segment& segment) {
+  const std::uint32_t number = segment.number();
+  store_.erase(blobOf(number), blobOf(number + 1) - 1);
+  segments_.erase(std::remove_if(segments_.begin(), segments_.end(),
+                                 [number](const auto& kept) { return kept->number() == number; }),
+                  segments_.end());
+}
+
+void ItemIndex::compact() {
+  synchronize();
+  writePending();
+  if (segments_.size() < 2) return;
+  const Segments inputs = segments_;
+  std::uint64_t bytes = 0;
+  for (const auto& segment : inputs) bytes += segment->bytes();
+  merge(inputs, levelOf(bytes, options_.fanOut));
+}
+
+void ItemIndex::clear() {
+  pending_->clear();
+  blocks_->clear();
+  segments_.clear();
+  store_.erase(firstKey(collection_), lastKey(collection_));
+  paths_ = std::make_unique<ItemPaths>();
+  version_ = store_.version();
+  loaded_ = true;
+}
+
+void ItemIndex::settle() {
+  if (pending_->empty()) {
+    synchronize();
+  } else {
+    writePending();
+  }
+}
+
+const ItemPaths& ItemIndex::paths() {
+  settle();
+  return *paths_;
+}
+
+const ItemIndex::Segments& ItemIndex::segments() {
+  settle();
+  return segments_;
+}
+
+BlockCache& ItemIndex::blocks() {
+  return *blocks_;
+}
+
+ItemIndex::Size ItemIndex::size() {
+  Size size;
+  for (const auto& segment : segments()) {
+    ++size.segments;
+    size.terms += segment->terms();
+    size.bytes += segment->bytes();
+  }
+  return size;
+}
+
+}  // namespace database_client::embedded

@@ -1,0 +1,147 @@
+#include "client/embedded/index/MergedTerms.h"
+
+#include <algorithm>
+#include <unordered_map>
+
+namespace database_client::embedded::index {
+
+namespace {
+
+bool isAfter(const TermIterator* a, const TermIterator* b) {
+  return a->key() > b->key();
+}
+
+/// Adds the runs of `part` to `plus`; records that are disputed are counted instead.
+void addPlus(const TermIterator& part, const RidSet& disputed, RidSet& plus, std::unordered_map<Rid, int>& sums) {
+  part.eachPlus([&](Run run) {
+    const Rid end = run.first + run.length;
+    while (run.first < end) {
+      const Rid next = std::min(disputed.next(run.first).value_or(end), end);
+      if (next > run.first) plus.addRange(run.first, next - run.first);
+      if (next < end) ++sums[next];
+      run.first = next + 1;
+    }
+  });
+}
+
+/// Joins postings that take nothing back and follow each other; false when they do not.
+bool joinPostings(const std::vector<TermIterator*>& parts, PostingWriter& joined, TermCounts& counts) {
+  joined.clear();
+  counts = {};
+  for (const TermIterator* part : parts) {
+    counts.extra += part->term().counts.extra;
+    if (part->term().counts.minus != 0) return false;
+    bool inOrder = true;
+    part->eachPlus([&](Run run) {
+      inOrder = inOrder && run.first >= joined.end();
+      if (inOrder) joined.add(run.first, run.length);
+    });
+    if (!inOrder) return false;
+  }
+  counts.plus = joined.count();
+  return true;
+}
+
+std::string_view posting(const RidSet& set, PostingWriter& writer) {
+  writer.clear();
+  for (auto rid = set.next(0); rid; rid = set.next(*rid + 1)) writer.add(*rid);
+  return writer.finish();
+}
+
+Rid firstOf(const TermIterator* part) {
+  if (part->term().plusSize == 0) return part->term().only;
+  if (part->term().outside) return 0;
+  ByteReader reader(part->term().plus);
+  Rid end = 0;
+  return readRun(reader, end).first;
+}
+
+}  // namespace
+
+TermSum addUp(const std::vector<TermIterator*>& parts) {
+  TermSum sum;
+  RidSet disputed;
+  std::unordered_map<Rid, int> sums;
+  for (const TermIterator* part : parts) {
+    sum.extra += part->term().counts.extra;
+    part->eachMinus([&](Run run) {
+      disputed.addRange(run.first, run.length);
+      for (Rid i = 0; i < run.length; ++i) --sums[run.first + i];
+    });
+  }
+  for (const TermIterator* part : parts) addPlus(*part, disputed, sum.plus, sums);
+  for (const auto& [rid, times] : sums) {
+    if (times > 1 || times < -1) damaged("a record counted twice");
+    if (times > 0) sum.plus.add(rid);
+    if (times < 0) sum.minus.add(rid);
+  }
+  return sum;
+}
+
+void MergedTerms::seekToFirst() {
+  for (TermIterator& iterator : iterators_) iterator.seekToFirst();
+  rebuild();
+}
+
+void MergedTerms::seek(std::string_view key) {
+  for (TermIterator& iterator : iterators_) iterator.seek(key);
+  rebuild();
+}
+
+void MergedTerms::rebuild() {
+  heap_.clear();
+  group_.clear();
+  for (TermIterator& iterator : iterators_) {
+    if (iterator.valid()) heap_.push_back(&iterator);
+  }
+  std::make_heap(heap_.begin(), heap_.end(), isAfter);
+  collect();
+}
+
+void MergedTerms::next() {
+  for (TermIterator* iterator : group_) {
+    iterator->next();
+    if (!iterator->valid()) continue;
+    heap_.push_back(iterator);
+    std::push_heap(heap_.begin(), heap_.end(), isAfter);
+  }
+  group_.clear();
+  collect();
+}
+
+void MergedTerms::collect() {
+  while (!heap_.empty() && (group_.empty() || heap_.front()->key() == group_.front()->key())) {
+    std::pop_heap(heap_.begin(), heap_.end(), isAfter);
+    group_.push_back(heap_.back());
+    heap_.pop_back();
+  }
+}
+
+void mergeTerms(MergedTerms& terms, TermSink& sink, const std::function<bool()>& mayGoOn) {
+  std::string buffer;
+  PostingWriter plus;
+  PostingWriter minus;
+  std::vector<TermIterator*> parts;
+  for (; terms.valid() && mayGoOn(); terms.next()) {
+    if (terms.group().size() == 1) {
+      sink.add(terms.key(), terms.group().front()->whole(buffer));
+      continue;
+    }
+    parts = terms.group();
+    std::sort(parts.begin(), parts.end(), [](const TermIterator* a, const TermIterator* b) {
+      return std::pair(firstOf(a), a->segment().number()) < std::pair(firstOf(b), b->segment().number());
+    });
+    Term term;
+    if (joinPostings(parts, plus, term.counts)) {
+      term.plus = plus.finish();
+    } else {
+      const TermSum sum = addUp(parts);
+      term.counts = {sum.plus.count(), sum.minus.count(), sum.extra};
+      term.plus = posting(sum.plus, plus);
+      term.minus = posting(sum.minus, minus);
+    }
+    if (term.counts.plus != 0 || term.counts.minus != 0 || term.counts.extra != 0) sink.add(terms.key(), term);
+  }
+}
+
+}  // namespace database_client::embedded::index

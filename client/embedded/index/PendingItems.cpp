@@ -1,0 +1,261 @@
+#include "client/embedded/index/PendingItems.h"
+
+#include <xxhash.h>
+
+#include <algorithm>
+#include <set>
+
+#include "client/embedded/index/bytes.h"
+
+namespace database_client::embedded {
+
+using index::TermKind;
+using index::ValueClass;
+
+namespace {
+
+constexpr std::size_t headSize = 8;
+
+std::uint64_t headOf(std::string_view payload) {
+  std::uint64_t head = 0;
+  if (payload.size() >= headSize) {
+    std::memcpy(&head, payload.data(), headSize);
+    return __builtin_bswap64(head);
+  }
+  for (const char byte : payload) head = head << 8 | static_cast<unsigned char>(byte);
+  return payload.empty() ? 0 : head << (8 * (headSize - payload.size()));
+}
+
+void appendHead(std::string& out, std::uint64_t head, std::size_t size) {
+  for (std::size_t i = 0; i < std::min(size, headSize); ++i) out.push_back(static_cast<char>(head >> (56 - 8 * i)));
+}
+
+}  // namespace
+
+PendingItems::PendingItems() {
+  rehash();
+}
+
+void PendingItems::change(Rid rid, const ItemExtractor& found, bool removed) {
+  const Mark mark{rid, version_ += removed == ((version_ & 1) != 0) ? 2 : 1};
+  for (const ItemExtractor::Place& place : found.places()) {
+    if (place.irregular) addIrregular(place.path, mark);
+    const Item* items = found.items(place);
+    for (std::size_t i = 0; i < place.items; ++i) {
+      Slot& slot = slotFor(place.path, items[i]);
+      addType(slot, items[i], mark);
+      addValue(slot, items[i].value, mark);
+      entries_ += 2;
+    }
+  }
+}
+
+std::size_t PendingItems::place(ItemPaths::Id path, const Item& item) const {
+  const std::size_t mask = table_.size() - 1;
+  const std::uint64_t seed = path * std::uint64_t{2} + (item.named ? 1 : 0);
+  std::size_t at = XXH3_64bits_withSeed(item.name.data(), item.name.size(), seed) & mask;
+  for (; table_[at] != 0; at = (at + 1) & mask) {
+    const Slot& slot = slots_[table_[at] - 1];
+    if (slot.path == path && slot.named == item.named && slot.name == item.name) break;
+  }
+  return at;
+}
+
+void PendingItems::rehash() {
+  table_.assign(std::max<std::size_t>(64, table_.size() * 2), 0);
+  for (std::size_t i = 0; i < slots_.size(); ++i) {
+    Item item;
+    item.name = slots_[i].name;
+    item.named = slots_[i].named;
+    table_[place(slots_[i].path, item)] = static_cast<std::uint32_t>(i + 1);
+  }
+}
+
+PendingItems::Slot& PendingItems::slotFor(ItemPaths::Id path, const Item& item) {
+  if (last_ < slots_.size()) {
+    const std::uint32_t likely = slots_[last_].next;
+    Slot& slot = slots_[likely];
+    if (slot.path == path && slot.named == item.named && slot.name == item.name) {
+      last_ = likely;
+      return slot;
+    }
+  }
+  std::size_t at = place(path, item);
+  if (table_[at] == 0) {
+    slots_.push_back({path, item.named, std::string(item.name)});
+    if (slots_.size() * 2 > table_.size()) rehash();
+    at = place(path, item);
+    table_[at] = static_cast<std::uint32_t>(slots_.size());
+  }
+  const std::uint32_t found = table_[at] - 1;
+  if (last_ < slots_.size()) slots_[last_].next = found;
+  last_ = found;
+  return slots_[found];
+}
+
+void PendingItems::addType(Slot& slot, const Item& item, Mark mark) {
+  for (TypeMarks& known : slot.types) {
+    if (known.typed == item.typed && known.type == item.type) return known.marks.push_back(mark);
+  }
+  slot.types.push_back({item.typed, item.type, {mark}});
+}
+
+void PendingItems::addValue(Slot& slot, const bson::Value& value, Mark mark) {
+  const ValueClass kind = index::encodeValue(value, payload_);
+  const auto tail = static_cast<std::uint32_t>(tails_.size());
+  if (payload_.size() > headSize) tails_.append(payload_, headSize);
+  slot.values.push_back({headOf(payload_), tail, static_cast<std::uint16_t>(payload_.size()), kind, mark});
+}
+
+void PendingItems::addIrregular(ItemPaths::Id path, Mark mark) {
+  ++entries_;
+  for (Irregular& known : irregular_) {
+    if (known.path == path) return known.marks.push_back(mark);
+  }
+  irregular_.push_back({path, {mark}});
+}
+
+std::string_view PendingItems::tailOf(const ValueEntry& entry) const {
+  if (entry.size <= headSize) return {};
+  return std::string_view(tails_).substr(entry.tail, entry.size - headSize);
+}
+
+bool PendingItems::sameValue(const ValueEntry& a, const ValueEntry& b) const {
+  return a.head == b.head && a.kind == b.kind && a.size == b.size && tailOf(a) == tailOf(b);
+}
+
+bool PendingItems::less(const ValueEntry& a, const ValueEntry& b) const {
+  if (a.kind != b.kind) return a.kind < b.kind;
+  if (a.head != b.head) return a.head < b.head;
+  if (a.size > headSize && b.size > headSize) {
+    const int order = tailOf(a).compare(tailOf(b));
+    if (order != 0) return order < 0;
+  } else if (a.size != b.size) {
+    return a.size < b.size;
+  }
+  return a.mark.rid != b.mark.rid ? a.mark.rid < b.mark.rid : a.mark.version < b.mark.version;
+}
+
+void PendingItems::write(index::TermSink& sink) {
+  std::vector<Slot*> slots = sortedSlots();
+  std::set<ItemPaths::Id> paths;
+  for (const Irregular& irregular : irregular_) paths.insert(irregular.path);
+  for (const Slot* slot : slots) paths.insert(slot->path);
+  auto first = slots.data();
+  for (const ItemPaths::Id path : paths) {
+    auto last = std::find_if(first, slots.data() + slots.size(), [path](const Slot* s) { return s->path != path; });
+    writeIrregular(sink, path);
+    writePath(sink, first, last);
+    first = last;
+  }
+  clear();
+}
+
+std::vector<PendingItems::Slot*> PendingItems::sortedSlots() {
+  std::vector<Slot*> slots;
+  for (Slot& slot : slots_) {
+    if (!slot.values.empty()) slots.push_back(&slot);
+  }
+  std::sort(slots.begin(), slots.end(), [](const Slot* a, const Slot* b) {
+    if (a->path != b->path) return a->path < b->path;
+    return a->named != b->named ? !a->named : a->name < b->name;
+  });
+  return slots;
+}
+
+void PendingItems::writePath(index::TermSink& sink, Slot* const* first, Slot* const* last) {
+  std::for_each(first, last, [&](Slot* slot) { writeTypes(sink, *slot); });
+  std::for_each(first, last, [&](Slot* slot) { writeValues(sink, *slot); });
+}
+
+void PendingItems::writeIrregular(index::TermSink& sink, ItemPaths::Id path) {
+  for (Irregular& irregular : irregular_) {
+    if (irregular.path != path) continue;
+    key_.start(path, TermKind::irregular);
+    marks_.swap(irregular.marks);
+    emit(sink);
+  }
+}
+
+void PendingItems::writeTypes(index::TermSink& sink, Slot& slot) {
+  std::sort(slot.types.begin(), slot.types.end(),
+            [](const TypeMarks& a, const TypeMarks& b) { return a.typed != b.typed ? !a.typed : a.type < b.type; });
+  for (TypeMarks& type : slot.types) {
+    if (type.marks.empty()) continue;
+    key_.start(slot.path, TermKind::name);
+    slot.named ? key_.name(slot.name) : key_.noName();
+    type.typed ? key_.type(type.type) : key_.noType();
+    marks_.swap(type.marks);
+    emit(sink);
+    marks_.swap(type.marks);
+  }
+}
+
+void PendingItems::writeValues(index::TermSink& sink, Slot& slot) {
+  auto& values = slot.values;
+  const auto before = [this](const ValueEntry& a, const ValueEntry& b) { return less(a, b); };
+  if (!std::is_sorted(values.begin(), values.end(), before)) std::sort(values.begin(), values.end(), before);
+  index::KeyBuilder prefix;
+  prefix.start(slot.path, TermKind::value);
+  slot.named ? prefix.name(slot.name) : prefix.noName();
+  for (std::size_t i = 0; i < values.size();) {
+    const ValueEntry& entry = values[i];
+    marks_.clear();
+    for (; i < values.size() && sameValue(values[i], entry); ++i) marks_.push_back(values[i].mark);
+    payload_.clear();
+    appendHead(payload_, entry.head, entry.size);
+    key_.copy(prefix).value(entry.kind, payload_).raw(tailOf(entry));
+    emit(sink);
+  }
+}
+
+/// Writes the net change that `marks_` make to the term of `key_`.
+void PendingItems::emit(index::TermSink& sink) {
+  const auto before = [](const Mark& a, const Mark& b) {
+    return a.rid != b.rid ? a.rid < b.rid : a.version < b.version;
+  };
+  if (!std::is_sorted(marks_.begin(), marks_.end(), before)) std::sort(marks_.begin(), marks_.end(), before);
+  plus_.clear();
+  minus_.clear();
+  index::Term term;
+  for (std::size_t i = 0; i < marks_.size();) {
+    const Rid rid = marks_[i].rid;
+    int records = 0;
+    while (i < marks_.size() && marks_[i].rid == rid) {
+      const std::uint32_t version = marks_[i].version;
+      std::int64_t items = 0;
+      for (; i < marks_.size() && marks_[i].rid == rid && marks_[i].version == version; ++i) ++items;
+      const int sign = (version & 1) != 0 ? -1 : 1;
+      records += sign;
+      term.counts.extra += sign * (items - 1);
+    }
+    if (records > 1 || records < -1) index::damaged("a record changed twice");
+    if (records > 0) plus_.add(rid);
+    if (records < 0) minus_.add(rid);
+  }
+  term.counts.plus = plus_.count();
+  term.counts.minus = minus_.count();
+  term.plus = plus_.finish();
+  term.minus = minus_.finish();
+  if (term.counts.plus != 0 || term.counts.minus != 0 || term.counts.extra != 0) sink.add(key_.key(), term);
+}
+
+void PendingItems::clear() {
+  if (slots_.size() > keptSlots) {
+    slots_.clear();
+    table_.clear();
+    rehash();
+  }
+  for (Slot& slot : slots_) {
+    for (TypeMarks& type : slot.types) type.marks.clear();
+    if (slot.types.size() > 8) slot.types.clear();
+    slot.values.clear();
+  }
+  last_ = 0;
+  irregular_.clear();
+  tails_.clear();
+  entries_ = 0;
+  version_ = 0;
+}
+
+}  // namespace database_client::embedded

@@ -1,0 +1,100 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "client/embedded/index/ItemExtractor.h"
+#include "client/embedded/index/posting.h"
+#include "client/embedded/index/term.h"
+#include "client/embedded/index/termKey.h"
+
+namespace database_client::embedded {
+
+/// The changes of one transaction before they are written: entries by path and name, in the order in which they came,
+/// sorted when they are written.
+class PendingItems {
+ public:
+  using Rid = index::Rid;
+
+  PendingItems();
+
+  /// Adds (or, if `removed`, takes back) what the extractor found in one document.
+  void change(Rid rid, const ItemExtractor& found, bool removed);
+  bool empty() const { return entries_ == 0; }
+  std::size_t entries() const { return entries_; }
+  /// Gives the net change of each term to `sink` and forgets it. Throws Error{storage} when a record was given twice,
+  /// or taken back twice.
+  void write(index::TermSink& sink);
+  void clear();
+
+ private:
+  /// One document that got or lost a term; marks of one document and one call share their version.
+  struct Mark {
+    Rid rid;
+    std::uint32_t version;  // odd: taken back
+  };
+  using Marks = std::vector<Mark>;
+  struct ValueEntry {
+    std::uint64_t head;  // the first 8 bytes of the payload, which decide most comparisons
+    std::uint32_t tail;  // where the others are in `tails_`
+    std::uint16_t size;  // of the payload
+    index::ValueClass kind;
+    Mark mark;
+  };
+  struct TypeMarks {
+    bool typed;
+    std::int32_t type;
+    Marks marks;
+  };
+  struct Slot {
+    ItemPaths::Id path;
+    bool named;
+    std::string name;
+    std::uint32_t next = 0;  // the slot that followed this one last time
+    std::vector<TypeMarks> types{};
+    std::vector<ValueEntry> values{};
+  };
+  struct Irregular {
+    ItemPaths::Id path;
+    Marks marks;
+  };
+
+  static constexpr std::size_t keptSlots = 4096;
+
+  Slot& slotFor(ItemPaths::Id path, const Item& item);
+  std::size_t place(ItemPaths::Id path, const Item& item) const;
+  void rehash();
+  void addValue(Slot& slot, const bson::Value& value, Mark mark);
+  void addType(Slot& slot, const Item& item, Mark mark);
+  void addIrregular(ItemPaths::Id path, Mark mark);
+
+  bool less(const ValueEntry& a, const ValueEntry& b) const;
+  bool sameValue(const ValueEntry& a, const ValueEntry& b) const;
+  std::string_view tailOf(const ValueEntry& entry) const;
+  std::vector<Slot*> sortedSlots();
+  void writePath(index::TermSink& sink, Slot* const* first, Slot* const* last);
+  void writeIrregular(index::TermSink& sink, ItemPaths::Id path);
+  void writeTypes(index::TermSink& sink, Slot& slot);
+  void writeValues(index::TermSink& sink, Slot& slot);
+  void emit(index::TermSink& sink);
+
+  std::vector<Slot> slots_;
+  std::vector<std::uint32_t> table_;  // open addressing, slot number + 1
+  std::uint32_t last_ = 0;
+  std::vector<Irregular> irregular_;
+  std::string tails_;
+  std::string payload_;
+  std::size_t entries_ = 0;
+  std::uint32_t version_ = 0;
+
+  // While writing.
+  index::KeyBuilder key_;
+  Marks marks_;
+  index::PostingWriter plus_;
+  index::PostingWriter minus_;
+};
+
+}  // namespace database_client::embedded

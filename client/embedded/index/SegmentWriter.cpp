@@ -1,0 +1,155 @@
+#include "client/embedded/index/SegmentWriter.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "client/embedded/index/bytes.h"
+#include "client/embedded/index/posting.h"
+
+namespace database_client::embedded::index {
+
+namespace {
+
+void putFixed(std::string& out, std::uint32_t number) {
+  for (int shift = 0; shift < 32; shift += 8) out.push_back(static_cast<char>(number >> shift));
+}
+
+std::size_t sharedLength(std::string_view a, std::string_view b) {
+  const std::size_t most = std::min(a.size(), b.size());
+  std::size_t length = 0;
+  while (length < most && a[length] == b[length]) ++length;
+  return length;
+}
+
+bool isSingle(const Term& term) {
+  return term.counts.plus == 1 && term.counts.minus == 0 && term.counts.extra == 0;
+}
+
+}  // namespace
+
+void BlockWriter::add(std::string_view key, const Term& term, std::uint64_t outsideAt) {
+  if (empty()) firstKey_ = key;
+  addKey(key);
+  addCounts(term, outsideAt);
+  records_ += term.counts.plus;
+  ++entries_;
+}
+
+void BlockWriter::addKey(std::string_view key) {
+  std::size_t shared = 0;
+  if (entries_ % restartInterval == 0) {
+    restarts_.push_back(static_cast<std::uint32_t>(bytes_.size()));
+  } else {
+    shared = sharedLength(key, lastKey_);
+  }
+  putVarint(bytes_, shared);
+  putVarint(bytes_, key.size() - shared);
+  bytes_.append(key.substr(shared));
+  lastKey_ = key;
+}
+
+void BlockWriter::addCounts(const Term& term, std::uint64_t outsideAt) {
+  if (isSingle(term)) {
+    ByteReader reader(term.plus);
+    Rid end = 0;
+    return putVarint(bytes_, readRun(reader, end).first << 2 | EntryForm::single);
+  }
+  const bool isOutside = term.plus.size() + term.minus.size() > longestInlinePosting;
+  std::uint64_t form = isOutside ? EntryForm::outside : EntryForm::inside;
+  if (term.counts.minus != 0) form |= EntryForm::hasMinus;
+  if (term.counts.extra != 0) form |= EntryForm::hasExtra;
+  putVarint(bytes_, term.counts.plus << 4 | form);
+  if (term.counts.minus != 0) putVarint(bytes_, term.counts.minus);
+  if (term.counts.extra != 0) putVarint(bytes_, zigzag(term.counts.extra));
+  putVarint(bytes_, term.plus.size());
+  if (term.counts.minus != 0) putVarint(bytes_, term.minus.size());
+  if (isOutside) return putVarint(bytes_, outsideAt);
+  bytes_.append(term.plus).append(term.minus);
+}
+
+std::string BlockWriter::take() {
+  for (const std::uint32_t restart : restarts_) putFixed(bytes_, restart);
+  putFixed(bytes_, static_cast<std::uint32_t>(restarts_.size()));
+  std::string taken = std::move(bytes_);
+  bytes_.clear();
+  restarts_.clear();
+  entries_ = 0;
+  records_ = 0;
+  return taken;
+}
+
+SegmentWriter::SegmentWriter(BlobStore& store, std::int64_t firstBlob, std::size_t blockSize, std::size_t chunkSize)
+    : store_(store), firstBlob_(firstBlob), blockSize_(blockSize), chunkSize_(chunkSize) {}
+
+void SegmentWriter::add(std::string_view key, const Term& term) {
+  const std::uint64_t outsideAt = postingsBefore_ + chunk_.size();
+  if (term.plus.size() + term.minus.size() > longestInlinePosting) chunk_.append(term.plus).append(term.minus);
+  block_.add(key, term, outsideAt);
+  ++terms_;
+  takenBack_ += term.counts.minus;
+  if (block_.size() >= blockSize_) finishBlock();
+  if (chunk_.size() >= chunkSize_) finishChunk();
+}
+
+std::uint64_t SegmentWriter::write(std::string bytes) {
+  seal(bytes);
+  bytes_ += bytes.size();
+  store_.write(firstBlob_ + static_cast<std::int64_t>(++blobs_), bytes);
+  return blobs_;
+}
+
+void SegmentWriter::finishBlock() {
+  if (block_.empty()) return;
+  Block block{0, block_.records(), block_.size(), block_.firstKey()};
+  block.number = write(block_.take());
+  blocks_.push_back(std::move(block));
+}
+
+void SegmentWriter::finishChunk() {
+  while (chunk_.size() >= chunkSize_) {
+    chunks_.push_back(write(chunk_.substr(0, chunkSize_)));
+    postingsBefore_ += chunkSize_;
+    chunk_.erase(0, chunkSize_);
+  }
+}
+
+std::string SegmentWriter::finish(std::uint32_t level) {
+  const bool allInline = blobs_ == 0 && block_.size() + chunk_.size() < blockSize_;
+  if (!allInline) {
+    finishBlock();
+    if (!chunk_.empty()) chunks_.push_back(write(std::exchange(chunk_, {})));
+  }
+  std::string bytes = head(level);
+  if (allInline) {
+    const std::string terms = block_.take();
+    putVarint(bytes, terms.size());
+    bytes.append(terms);
+    putVarint(bytes, chunk_.size());
+    bytes.append(chunk_);
+  }
+  seal(bytes);
+  bytes_ += bytes.size();
+  store_.write(firstBlob_, bytes);
+  return bytes;
+}
+
+std::string SegmentWriter::head(std::uint32_t level) const {
+  std::string bytes(1, segmentFormat);
+  putVarint(bytes, level);
+  putVarint(bytes, terms_);
+  putVarint(bytes, takenBack_);
+  putVarint(bytes, chunkSize_);
+  putVarint(bytes, blocks_.size());
+  putVarint(bytes, chunks_.size());
+  for (const Block& block : blocks_) {
+    putVarint(bytes, block.number);
+    putVarint(bytes, block.records);
+    putVarint(bytes, block.size);
+    putVarint(bytes, block.firstKey.size());
+    bytes.append(block.firstKey);
+  }
+  for (const std::uint64_t chunk : chunks_) putVarint(bytes, chunk);
+  return bytes;
+}
+
+}  // namespace database_client::embedded::index

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "client/bson/View.h"
+#include "client/embedded/index/termKey.h"
+
+namespace database_client::embedded::index {
+
+/// The values that meet a condition, as ranges of their class and payload in a term's key. Values in a range that is
+/// not sure may meet it.
+class ValueRanges {
+ public:
+  struct Range {
+    std::string low;
+    std::string high;  ///< the first that is beyond
+    bool sure;
+  };
+  enum class Comparison { equal, less, lessOrEqual, greater, greaterOrEqual };
+
+  static ValueRanges nothing() { return {}; }
+  static ValueRanges everything(bool sure);
+  /// All values that are there, or the one that is missing.
+  static ValueRanges existing(bool exists);
+  static ValueRanges ofComparison(Comparison comparison, const bson::Value& operand);
+  /// Texts, of which somebody else decides, and what has to be looked up.
+  static ValueRanges texts();
+
+  ValueRanges intersectedWith(const ValueRanges& other) const;
+  ValueRanges unitedWith(const ValueRanges& other) const;
+  /// What does not meet the condition; what may meet it may also not.
+  ValueRanges complement() const;
+
+  const std::vector<Range>& ranges() const { return ranges_; }
+  /// Whether an item without a value may meet the condition.
+  bool includeMissing() const;
+  /// Whether all values may meet it, which makes the ranges useless.
+  bool mayBeAnything() const;
+
+ private:
+  enum class Part { none, maybe, sure };
+
+  void add(std::string low, std::string high, bool sure);
+  void addClass(ValueClass kind, bool sure);
+  void addNumbers(Comparison comparison, const bson::Value& operand);
+  void addTexts(Comparison comparison, std::string_view text);
+  void addLongTexts(Comparison comparison, std::string_view text);
+  void addFixed(Comparison comparison, const bson::Value& operand);
+  Part at(std::string_view value) const;
+  template <class Combine>
+  static ValueRanges combine(const ValueRanges& a, const ValueRanges& b, Combine combine);
+
+  std::vector<Range> ranges_;  // ascending, disjoint
+};
+
+}  // namespace database_client::embedded::index

@@ -1,0 +1,108 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "client/bson/View.h"
+#include "client/bson/Writer.h"
+
+/// The keys of terms. Their bytes compare as follows: by path, then irregular documents, names, values; names by their
+/// bytes; values by class, then in their order.
+///
+///     key       = path kind…              path = 2 bytes, big-endian
+///     irregular = 00                      documents that have something else than plain items under the path
+///     name      = 01 name type            items with this name and "type"
+///     value     = 02 name value           items with this name and value
+///     name      = 01 | 02 text 00         without a name | with one; a NUL of the text is 00 FF
+///     type      = 00 | 01 int32           without a type | with one; 4 bytes, big-endian, the sign flipped
+///     value     = class payload           see ValueClass
+namespace database_client::embedded::index {
+
+using PathId = std::uint16_t;
+
+enum class TermKind : std::uint8_t { irregular = 0, name = 1, value = 2 };
+
+/// What the payload of a value is. The numbers stand in the file: never renumber.
+enum class ValueClass : std::uint8_t {
+  missing = 1,
+  null = 2,
+  number = 3,      ///< 8 bytes that order the next double not above it, then tag (a kind) | 80+high low (int64 rest)
+  string = 4,      ///< the text, at most `longestText` bytes
+  longString = 5,  ///< the first `textPrefix` bytes and a hash of 8
+  boolean = 6,     ///< 1 byte
+  date = 7,        ///< 8 bytes, big-endian, the sign flipped
+  objectId = 8,    ///< 12 bytes
+  opaque = 9,      ///< nothing: a value that has to be looked up in the document
+};
+constexpr std::uint8_t lastValueClass = 9;
+
+constexpr std::size_t longestName = 255;
+constexpr std::size_t longestText = 127;
+constexpr std::size_t textPrefix = 64;
+
+/// Kinds of a number with the same place in the order. The numbers stand in the file: never renumber.
+enum class NumberTag : std::uint8_t { int32 = 1, int64 = 2, real = 3, negativeZero = 4, negativeNan = 5, end = 6 };
+
+void putBigEndian(std::string& out, std::uint64_t number, int bytes);
+std::uint64_t bigEndian(std::string_view bytes);
+
+/// The class and payload of a value (a null `data` when missing), replacing what `payload` held.
+ValueClass encodeValue(const bson::Value& value, std::string& payload);
+/// Whether items with such a value have to be looked up in the document to know it.
+inline bool isLookedUp(ValueClass kind) {
+  return kind == ValueClass::opaque || kind == ValueClass::longString;
+}
+/// Appends what was encoded, if it is not missing and not looked up.
+void appendDecoded(bson::Writer& out, std::string_view key, ValueClass kind, std::string_view payload);
+
+/// The part of a number's payload that is the same for all kinds of numbers equal to it, and the first bytes after it
+/// that are greater than any of them.
+struct NumberBounds {
+  std::string before;
+  std::string after;
+};
+/// nullopt for a decimal128.
+std::optional<NumberBounds> boundsOfNumber(const bson::Value& number);
+
+/// Builds keys in one buffer.
+class KeyBuilder {
+ public:
+  KeyBuilder& start(PathId path, TermKind kind);
+  KeyBuilder& noName() { return byte(1); }
+  KeyBuilder& name(std::string_view text);
+  KeyBuilder& noType() { return byte(0); }
+  KeyBuilder& type(std::int32_t number);
+  KeyBuilder& value(ValueClass kind, std::string_view payload);
+  KeyBuilder& raw(std::string_view bytes);
+  KeyBuilder& copy(const KeyBuilder& other) {
+    key_ = other.key_;
+    return *this;
+  }
+  const std::string& key() const { return key_; }
+
+ private:
+  KeyBuilder& byte(std::uint8_t value);
+  std::string key_;
+};
+
+/// A key taken apart.
+struct ParsedKey {
+  PathId path = 0;
+  TermKind kind = TermKind::irregular;
+  bool named = false;
+  std::string name;
+  bool typed = false;
+  std::int32_t type = 0;
+  ValueClass valueClass = ValueClass::missing;
+  std::string_view payload;
+  std::size_t valueAt = 0;  ///< where class and payload, or the type, begin in the key
+};
+/// The payload points into `key`. Throws Error{storage} for what is no key.
+ParsedKey parseKey(std::string_view key);
+
+/// The smallest bytes that are greater than all that begin with `prefix`.
+std::string afterPrefix(std::string prefix);
+
+}  // namespace database_client::embedded::index
