@@ -269,7 +269,9 @@ class DocumentReader {
   }
 
   [[noreturn]] void failForm(const std::string& found) const {
-    fail('"' + std::string(form_->key) + "\" has " + found + ", expected " + form_->expected);
+    // Inside the scope other forms may have come in between.
+    const Form& form = levels_[depth_ - 1].state == State::scope ? *findForm("$code") : *form_;
+    fail('"' + std::string(form.key) + "\" has " + found + ", expected " + form.expected);
   }
 
   /// Where the reader stands.

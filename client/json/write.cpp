@@ -152,6 +152,21 @@ void putEscape(Text& out, Byte byte) {
   }
 }
 
+/// Bits beyond 34 digits stand for 0 with the same sign and exponent; libbson would print them.
+bson_decimal128_t loadDecimal(const Byte* data) {
+  constexpr std::uint64_t coefficientBits = 0x1FFFFFFFFFFFFU;
+  constexpr auto largest = std::make_pair(std::uint64_t{0x1ED09BEAD87C0}, std::uint64_t{0x378D8E63FFFFFFFF});
+  bson_decimal128_t decimal;
+  decimal.low = load<std::uint64_t>(data);
+  decimal.high = load<std::uint64_t>(data + 8);
+  const bool hasPlainCoefficient = (decimal.high >> 61 & 3) != 3;
+  if (hasPlainCoefficient && std::make_pair(decimal.high & coefficientBits, std::uint64_t{decimal.low}) > largest) {
+    decimal.high &= ~coefficientBits;
+    decimal.low = 0;
+  }
+  return decimal;
+}
+
 class DocumentWriter {
  public:
   DocumentWriter(View document, JsonMode mode)
@@ -293,9 +308,7 @@ class DocumentWriter {
   }
 
   void putDecimal(const Byte* data) {
-    bson_decimal128_t decimal;
-    decimal.low = load<std::uint64_t>(data);
-    decimal.high = load<std::uint64_t>(data + 8);
+    const bson_decimal128_t decimal = loadDecimal(data);
     char text[BSON_DECIMAL128_STRING];
     bson_decimal128_to_string(&decimal, text);
     out_.put(std::string_view(text));
