@@ -104,6 +104,16 @@ void setCredentials(mongoc_uri_t* uri, const Credentials& credentials) {
   if (!taken) refuse("user", "the driver refuses the user, the password or the authentication database");
 }
 
+// A password with an @ that is not escaped would move its rest into the host's name, and from there into messages.
+void checkHosts(const mongoc_uri_t* uri) {
+  for (const mongoc_host_list_t* host = mongoc_uri_get_hosts(uri); host != nullptr; host = host->next) {
+    const std::string name = host->host;
+    const bool isSocket = name.front() == '/' && name.find('@') == std::string::npos;
+    if (!isSocket && !isHost(name))
+      refuse("host", "a host of the mongodb:// address is none; is a character not escaped?");
+  }
+}
+
 bool isMechanism(const mongoc_uri_t* uri, const char* mechanism) {
   const char* chosen = mongoc_uri_get_auth_mechanism(uri);
   return chosen != nullptr && bson_strcasecmp(chosen, mechanism) == 0;
@@ -187,6 +197,7 @@ Address makeAddress(const ConnectRequest& request) {
   Address address;
   address.uri = isFullAddress(request.host) ? uriOfAddress(request.host) : uriOfHost(request.host, request.port);
   mongoc_uri_t* uri = address.uri.get();
+  checkHosts(uri);
   if (!request.user.empty()) setCredentials(uri, {request.authDatabase, request.user, request.password});
   checkCredentials(uri);
   checkFile(uri, MONGOC_URI_TLSCAFILE);

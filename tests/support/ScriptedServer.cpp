@@ -165,6 +165,12 @@ std::string quoted(const std::string& text) {
   return "\"" + text + "\"";
 }
 
+std::string listOf(const std::vector<std::string>& texts) {
+  std::string list;
+  for (const std::string& text : texts) list += (list.empty() ? "" : ", ") + quoted(text);
+  return "[" + list + "]";
+}
+
 }  // namespace
 
 struct ScriptedServer::Connection {
@@ -382,13 +388,12 @@ std::string ScriptedServer::hello() const {
       "maxWriteBatchSize": 100000, "minWireVersion": 0, "maxWireVersion": 17, "readOnly": false)";
   const bool writable = pose_.role != Pose::Role::secondary;
   text += R"(, "ismaster": )" + std::string(writable ? "true" : "false");
+  if (!pose_.mechanisms.empty()) text += R"(, "saslSupportedMechs": )" + listOf(pose_.mechanisms);
   if (pose_.role == Pose::Role::standalone) return text + "}";
   text += R"(, "logicalSessionTimeoutMinutes": 30)";
   if (pose_.role == Pose::Role::router) return text + R"(, "msg": "isdbgrid"})";
   text += R"(, "setName": )" + quoted(pose_.setName) + R"(, "setVersion": 1, "me": )" + quoted(host());
-  text += std::string(R"(, "secondary": )") + (writable ? "false" : "true") + R"(, "hosts": [)";
-  for (const std::string& member : pose_.hosts) text += (member == pose_.hosts.front() ? "" : ", ") + quoted(member);
-  text += "]";
+  text += std::string(R"(, "secondary": )") + (writable ? "false" : "true") + R"(, "hosts": )" + listOf(pose_.hosts);
   if (!pose_.primary.empty()) text += R"(, "primary": )" + quoted(pose_.primary);
   if (writable) {
     std::string id = std::to_string(pose_.election);

@@ -14,10 +14,11 @@ namespace database_test {
 struct Pose {
   enum class Role { standalone, primary, secondary, router };
   Role role = Role::standalone;
-  std::string setName{};             ///< of the replica set
-  std::vector<std::string> hosts{};  ///< its members
-  std::string primary{};             ///< empty while there is none
-  int election = 1;                  ///< the number of the election that made the primary
+  std::string setName{};                  ///< of the replica set
+  std::vector<std::string> hosts{};       ///< its members
+  std::string primary{};                  ///< empty while there is none
+  int election = 1;                       ///< the number of the election that made the primary
+  std::vector<std::string> mechanisms{};  ///< in which a user may log in
 };
 
 /// What a scripted server does with one request.
@@ -61,7 +62,7 @@ struct TlsFiles {
 struct Request {
   std::string name{};
   std::string database{};
-  std::string json{};  ///< canonical extended JSON
+  std::string json{};                ///< canonical extended JSON
   std::vector<std::uint8_t> wire{};  ///< the message as it came
 };
 
