@@ -1,0 +1,168 @@
+#include <gtest/gtest.h>
+
+#include <set>
+
+#include "records/FilesInfo.h"
+#include "tests/support/records.h"
+
+namespace database_provider {
+namespace {
+
+using testing::file;
+using testing::filesIds;
+using testing::joined;
+
+const char* const threeFiles =
+    R"({"recordInfo": {"additionalData": {"files": [)"
+    R"({"fileId": "7", "type": 1, "host": "h", "path": "/a"}, {"fileId": "8", "type": 4, "host": "h", "path": "/b"}, )"
+    R"({"fileId": "9", "type": 1, "host": "g", "path": "/c"}], "dataSource": {"host": "x"}}}})";
+
+class Files : public ::testing::Test {
+ protected:
+  Files() { view.setRecord(&document); }
+
+  void load(const std::string& json) {
+    document = ObjectProperties::fromJson(json);
+    view.setRecord(&document);
+  }
+  std::string add(ObjectType type, const std::string& path) {
+    std::string id;
+    EXPECT_TRUE(view.addFileInfo(type, "host", path, id));
+    return id;
+  }
+
+  ObjectProperties document;
+  FilesInfo view;
+};
+
+TEST_F(Files, AreReadInTheOrderOfTheDocument) {
+  load(threeFiles);
+  EXPECT_EQ(joined(filesIds(view)), "7 8 9");
+  EXPECT_EQ(file(view, "8"), "4 h /b");
+  EXPECT_EQ(document.toJson(), threeFiles);
+}
+
+TEST_F(Files, AddedOnesAreWrittenWithTheirIds) {
+  const std::string id = add(ObjectType::archiveObject, "/data.zip");
+  EXPECT_EQ(file(view, id), "3 host /data.zip");
+  EXPECT_EQ(view.getRecord()->toJson(), R"({"recordInfo": {"additionalData": {"files": [{"fileId": ")" + id +
+                                            R"(", "type": 3, "host": "host", "path": "/data.zip"}]}}})");
+}
+
+TEST_F(Files, AddedInTheSameSecondHaveDifferentDecimalIds) {
+  std::set<std::string> ids;
+  for (int i = 0; i < 50; ++i) ids.insert(add(ObjectType::xmlObject, "/x"));
+  EXPECT_EQ(ids.size(), 50U);
+  for (const std::string& id : ids) {
+    EXPECT_EQ(id.find_first_not_of("0123456789"), std::string::npos) << id;
+    EXPECT_TRUE(id == "0" || id.front() != '0') << id;
+  }
+}
+
+TEST_F(Files, EmptyHostAndPathAreTaken) {
+  std::string id;
+  EXPECT_TRUE(view.addFileInfo(ObjectType::xmlObject, "", "", id));
+  EXPECT_EQ(file(view, id), "1  ");
+}
+
+TEST_F(Files, OfAnyKindAreTaken) {
+  EXPECT_EQ(file(view, add(static_cast<ObjectType>(42), "/x")), "42 host /x");
+}
+
+TEST_F(Files, OfOneKindAreAppendedToTheList) {
+  load(threeFiles);
+  std::list<std::string> ids{"old"};
+  view.enumFilesIds(ObjectType::xmlObject, ids);
+  EXPECT_EQ(joined(ids), "old 7 9");
+}
+
+TEST_F(Files, OfAllKindsReplaceTheList) {
+  load(threeFiles);
+  std::list<std::string> ids{"old"};
+  view.enumFilesIds(ids);
+  EXPECT_EQ(joined(ids), "7 8 9");
+}
+
+TEST_F(Files, WithoutATypeAreLoadedAsKindZeroAndListedForNoKind) {
+  load(R"({"recordInfo": {"additionalData": {"files": [{"fileId": "7", "host": "h", "path": "/a"}]}}})");
+  EXPECT_EQ(file(view, "7"), "0 h /a");
+  for (int kind = 1; kind <= 5; ++kind) {
+    std::list<std::string> ids;
+    view.enumFilesIds(static_cast<ObjectType>(kind), ids);
+    EXPECT_EQ(joined(ids), "") << kind;
+  }
+}
+
+TEST_F(Files, AnItemWithoutAnIdIsLoadedUnderTheEmptyOne) {
+  load(R"({"recordInfo": {"additionalData": {"files": [{"type": 1}]}}})");
+  EXPECT_EQ(filesIds(view), std::list<std::string>{""});
+  EXPECT_EQ(file(view, ""), "1  ");
+}
+
+TEST_F(Files, AnUnknownIdGivesKindZeroAndEmptyTexts) {
+  load(threeFiles);
+  ObjectType type = ObjectType::mediaObject;
+  std::string host = "old";
+  std::string path = "old";
+  view.getFileInfo("unknown", type, host, path);
+  EXPECT_EQ(static_cast<int>(type), 0);
+  EXPECT_EQ(host + path, "");
+}
+
+TEST_F(Files, AskedForAndUnknownAreNotMade) {
+  load(threeFiles);
+  EXPECT_EQ(file(view, "unknown"), "0  ");
+  EXPECT_EQ(joined(filesIds(view)), "7 8 9");
+  view.removeFileInfo("8");
+  EXPECT_EQ(joined(filesIds(view)), "7 9");
+}
+
+TEST_F(Files, RemovingOneLeavesTheOthersAndTheRestOfTheGroup) {
+  load(threeFiles);
+  view.removeFileInfo("8");
+  EXPECT_EQ(
+      view.getRecord()->toJson(),
+      R"({"recordInfo": {"additionalData": {"dataSource": {"host": "x"}, "files": [)"
+      R"({"fileId": "7", "type": 1, "host": "h", "path": "/a"}, {"fileId": "9", "type": 1, "host": "g", "path": "/c"}]}}})");
+}
+
+TEST_F(Files, RemovingAnUnknownOneMarksTheSection) {
+  view.removeFileInfo("7");
+  EXPECT_EQ(view.getRecord()->toJson(), R"({"recordInfo": {"additionalData": {"files": []}}})");
+}
+
+TEST_F(Files, RemovingAllLeavesAnEmptyArray) {
+  load(threeFiles);
+  view.removeAllFilesInfo();
+  EXPECT_EQ(view.getRecord()->toJson(),
+            R"({"recordInfo": {"additionalData": {"dataSource": {"host": "x"}, "files": []}}})");
+}
+
+TEST_F(Files, ASlashIsAnOrdinaryId) {
+  load(R"({"recordInfo": {"additionalData": {"files": [{"fileId": "/", "type": 1, "host": "h", "path": "/a"}, )"
+       R"({"fileId": "7", "type": 1, "host": "h", "path": "/b"}]}}})");
+  EXPECT_EQ(joined(filesIds(view)), "/ 7");
+  EXPECT_EQ(file(view, "/"), "1 h /a");
+  view.removeFileInfo("/");
+  EXPECT_EQ(joined(filesIds(view)), "7");
+}
+
+TEST_F(Files, ARefusedTextLeavesNoHalfOfAReference) {
+  std::string id = "unchanged";
+  EXPECT_THROW(view.addFileInfo(ObjectType::xmlObject, "host", "\xff", id), database_client::Error);
+  EXPECT_EQ(id, "unchanged");
+  EXPECT_EQ(joined(filesIds(view)), "");
+  EXPECT_EQ(view.getRecord()->toJson(), "{}");
+}
+
+TEST_F(Files, AViewThatStandsAloneWritesADocumentOfItsOwnForTheCaller) {
+  FilesInfo alone;
+  std::string id;
+  alone.addFileInfo(ObjectType::xmlObject, "h", "p", id);
+  const std::unique_ptr<ObjectProperties> made(alone.getRecord());
+  EXPECT_EQ(made->toJson(), R"({"recordInfo": {"additionalData": {"files": [{"fileId": ")" + id +
+                                R"(", "type": 1, "host": "h", "path": "p"}]}}})");
+}
+
+}  // namespace
+}  // namespace database_provider
