@@ -65,9 +65,8 @@ void Connection::harden() {
   sqlite3_limit(database_, SQLITE_LIMIT_ATTACHED, 0);
 }
 
-sqlite3_stmt* Connection::prepare(const std::string& sql, bool keep) {
+sqlite3_stmt* Connection::prepare(const std::string& sql, unsigned flags) {
   sqlite3_stmt* statement = nullptr;
-  const unsigned flags = keep ? SQLITE_PREPARE_PERSISTENT : 0;
   const int code =
       sqlite3_prepare_v3(database_, sql.c_str(), static_cast<int>(sql.size() + 1), flags, &statement, nullptr);
   require(code, file_, "read");
@@ -76,7 +75,7 @@ sqlite3_stmt* Connection::prepare(const std::string& sql, bool keep) {
 
 Statement Connection::statement(const std::string& sql) {
   const auto found = idle_.find(sql);
-  if (found == idle_.end() || found->second.empty()) return {*this, prepare(sql, true)};
+  if (found == idle_.end() || found->second.empty()) return {*this, prepare(sql, SQLITE_PREPARE_PERSISTENT)};
   sqlite3_stmt* statement = found->second.back();
   found->second.pop_back();
   --idleCount_;
@@ -98,7 +97,7 @@ void Connection::giveBack(sqlite3_stmt* statement) noexcept {
 }
 
 void Connection::execute(const std::string& sql) {
-  sqlite3_stmt* statement = prepare(sql, false);
+  sqlite3_stmt* statement = prepare(sql, 0);
   int code = SQLITE_ROW;
   while (code == SQLITE_ROW) code = sqlite3_step(statement);
   sqlite3_finalize(statement);
@@ -106,12 +105,13 @@ void Connection::execute(const std::string& sql) {
 }
 
 std::int64_t Connection::integer(const std::string& sql) {
-  sqlite3_stmt* statement = prepare(sql, false);
-  const int code = sqlite3_step(statement);
-  const std::int64_t value = code == SQLITE_ROW ? sqlite3_column_int64(statement, 0) : 0;
-  sqlite3_finalize(statement);
-  if (code != SQLITE_ROW && code != SQLITE_DONE) fail(code, file_, "read");
-  return value;
+  Statement row = statement(sql);
+  return row.step() ? row.integer(0) : 0;
+}
+
+std::string Connection::text(const std::string& sql) {
+  Statement row = statement(sql);
+  return row.step() ? std::string(row.text(0)) : std::string();
 }
 
 void Connection::forgetStatements() {
@@ -120,6 +120,19 @@ void Connection::forgetStatements() {
   }
   idle_.clear();
   idleCount_ = 0;
+}
+
+void Connection::vacuum() {
+  // SQLite attaches a file of its own meanwhile.
+  sqlite3_limit(database_, SQLITE_LIMIT_ATTACHED, 1);
+  try {
+    execute("VACUUM");
+  } catch (...) {
+    sqlite3_limit(database_, SQLITE_LIMIT_ATTACHED, 0);
+    throw;
+  }
+  sqlite3_limit(database_, SQLITE_LIMIT_ATTACHED, 0);
+  execute("PRAGMA wal_checkpoint(TRUNCATE)");
 }
 
 std::int64_t Connection::lastRowId() const {

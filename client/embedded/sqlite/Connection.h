@@ -39,8 +39,12 @@ class Connection {
   Statement statement(const std::string& sql);
   /// Runs a statement that is seldom needed; it is not kept.
   void execute(const std::string& sql);
-  /// The first column of the first row, 0 without one; not kept.
+  /// The first column of the first row, 0 without one.
   std::int64_t integer(const std::string& sql);
+  /// The same as text, empty without a row.
+  std::string text(const std::string& sql);
+  /// Writes the file anew without its free pages, and empties the log as far as nobody reads from it.
+  void vacuum();
   /// Drops the statements that were kept and are not on loan.
   void forgetStatements();
 
@@ -68,7 +72,7 @@ class Connection {
   Connection(sqlite3* database, std::string file);
   static Connection open(const std::string& name, int flags, int busyMilliseconds);
   void harden();
-  sqlite3_stmt* prepare(const std::string& sql, bool keep);
+  sqlite3_stmt* prepare(const std::string& sql, unsigned flags);
   void giveBack(sqlite3_stmt* statement) noexcept;
   sqlite3_file* rawFile() const;
 

@@ -1,0 +1,68 @@
+#include "client/embedded/Backup.h"
+
+#include <fcntl.h>
+#include <sqlite3.h>
+#include <unistd.h>
+
+#include <cstdio>
+
+#include "client/embedded/StoreFile.h"
+#include "client/embedded/sqlite/Failure.h"
+#include "client/embedded/sqlite/Transaction.h"
+
+namespace database_client::embedded {
+
+namespace {
+
+constexpr int everyPage = -1;
+
+/// Removes the file at the end of the scope unless it was finished.
+class Unfinished {
+ public:
+  explicit Unfinished(std::string path) : path_(std::move(path)) {}
+  Unfinished(const Unfinished&) = delete;
+  Unfinished& operator=(const Unfinished&) = delete;
+  ~Unfinished() {
+    if (!finished_) std::remove(path_.c_str());
+  }
+  void finish() { finished_ = true; }
+
+ private:
+  std::string path_;
+  bool finished_ = false;
+};
+
+/// A new name is safe from a loss of power once its folder is written.
+void syncFolder(const std::string& path) {
+  const std::string folder = path.substr(0, path.rfind('/') + 1);
+  const int descriptor = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (descriptor < 0) return;
+  fsync(descriptor);
+  close(descriptor);
+}
+
+void copyPages(sqlite::Connection& from, sqlite::Connection& to) {
+  sqlite3_backup* backup = sqlite3_backup_init(to.handle(), "main", from.handle(), "main");
+  if (backup == nullptr) sqlite::fail(sqlite3_extended_errcode(to.handle()), to.file(), "copy");
+  sqlite3_backup_step(backup, everyPage);
+  const int code = sqlite3_backup_finish(backup);
+  if (code != SQLITE_OK) sqlite::fail(code, to.file(), "copy");
+}
+
+}  // namespace
+
+void copyStore(sqlite::Connection& from, const std::string& path) {
+  const std::string target = createPrivateFile(path);
+  Unfinished unfinished(target);
+  {
+    // Held open, the transaction keeps the state that is copied the same to the end.
+    const sqlite::Transaction snapshot(from, sqlite::Transaction::Kind::read);
+    from.integer("SELECT count(*) FROM sqlite_schema");
+    auto to = sqlite::Connection::openFile(target, 0);
+    copyPages(from, to);
+  }
+  syncFolder(target);
+  unfinished.finish();
+}
+
+}  // namespace database_client::embedded

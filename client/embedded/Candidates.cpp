@@ -1,0 +1,103 @@
+#include "client/embedded/Candidates.h"
+
+#include <algorithm>
+#include <optional>
+#include <vector>
+
+namespace database_client::embedded {
+
+using bson::Element;
+using bson::Type;
+using bson::Value;
+using bson::View;
+
+namespace {
+
+class Scan : public Candidates {
+ public:
+  Scan(Collection& collection, bool everything) : rows_(collection), recheck_(!everything) {}
+  bool next() override { return rows_.next(); }
+  std::int64_t rid() const override { return rows_.rid(); }
+  bool recheck() const override { return recheck_; }
+  View body() override { return rows_.body(); }
+
+ private:
+  RowScan rows_;
+  bool recheck_;
+};
+
+/// The documents with certain ids.
+class ById : public Candidates {
+ public:
+  ById(Collection& collection, const std::vector<Value>& ids, bool recheck) : reader_(collection), recheck_(recheck) {
+    index_ = "_id";
+    for (const Value& id : ids) {
+      if (const auto rid = collection.ridOf(id)) rids_.push_back(*rid);
+    }
+    std::sort(rids_.begin(), rids_.end());
+    rids_.erase(std::unique(rids_.begin(), rids_.end()), rids_.end());
+  }
+  bool next() override { return ++at_ < rids_.size() + 1; }
+  std::int64_t rid() const override { return rids_[at_ - 1]; }
+  bool recheck() const override { return recheck_; }
+  View body() override { return reader_.read(rid()); }
+
+ private:
+  RowReader reader_;
+  std::vector<std::int64_t> rids_{};
+  std::size_t at_ = 0;
+  bool recheck_;
+};
+
+bool isOperators(const Value& value) {
+  if (!value.isDocument() || value.asDocument().empty()) return false;
+  const std::string_view key = value.asDocument().begin()->key;
+  return !key.empty() && key.front() == '$';
+}
+
+/// Whether equality with the value means the same key: patterns match texts, undefined matches nothing.
+bool isKey(const Value& value) {
+  return value.type != Type::regex && value.type != Type::undefined && !value.isArray();
+}
+
+/// The ids that `{_id: condition}` admits, where it names them.
+std::optional<std::vector<Value>> idsOf(const Value& condition) {
+  if (!isOperators(condition)) return isKey(condition) ? std::optional(std::vector{condition}) : std::nullopt;
+  for (const Element& element : condition.asDocument()) {
+    if (element.key == "$eq" && isKey(element.value)) return std::vector{element.value};
+    if (element.key != "$in" || !element.value.isArray()) continue;
+    std::vector<Value> ids;
+    for (const Element& choice : element.value.asDocument()) ids.push_back(choice.value);
+    if (std::all_of(ids.begin(), ids.end(), isKey)) return ids;
+  }
+  return std::nullopt;
+}
+
+/// As above for a whole query: a condition on "_id", on its own or in an $and.
+std::optional<std::vector<Value>> idsOf(View query) {
+  for (const Element& element : query) {
+    if (element.key == "_id") {
+      if (auto ids = idsOf(element.value)) return ids;
+    }
+    if (element.key != "$and" || !element.value.isArray()) continue;
+    for (const Element& part : element.value.asDocument()) {
+      if (!part.value.isDocument()) continue;
+      if (auto ids = idsOf(part.value.asDocument())) return ids;
+    }
+  }
+  return std::nullopt;
+}
+
+bool isWholeQuery(View query) {
+  return query.count() == 1 && query.begin()->key == "_id" && !isOperators(query.begin()->value);
+}
+
+}  // namespace
+
+std::unique_ptr<Candidates> planCandidates(Collection& collection, View query, const Wanted& wanted) {
+  if (wanted.everything) return std::make_unique<Scan>(collection, true);
+  if (const auto ids = idsOf(query)) return std::make_unique<ById>(collection, *ids, !isWholeQuery(query));
+  return std::make_unique<Scan>(collection, false);
+}
+
+}  // namespace database_client::embedded

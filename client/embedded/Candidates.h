@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "client/bson/View.h"
+#include "client/embedded/Collection.h"
+
+namespace database_client::embedded {
+
+/// The documents that may match a query, in insertion order: what a plan comes to.
+class Candidates {
+ public:
+  Candidates() = default;
+  Candidates(const Candidates&) = delete;
+  Candidates& operator=(const Candidates&) = delete;
+  virtual ~Candidates() = default;
+
+  /// Moves to the next candidate; false at the end.
+  virtual bool next() = 0;
+  virtual std::int64_t rid() const = 0;
+  /// Whether the candidate is to be compared with the query; else it matches.
+  virtual bool recheck() const = 0;
+  /// The candidate's document; valid until `next`.
+  virtual bson::View body() = 0;
+  /// For people; empty for a scan.
+  const std::string& index() const { return index_; }
+
+ protected:
+  std::string index_{};
+};
+
+/// What the planner is told besides the query.
+struct Wanted {
+  bool everything = false;       ///< every document matches
+  bool usesIndex = true;         ///< the index over the items may be asked
+  bool documentsAreRead = true;  ///< false when only their number counts
+  std::uint64_t matches = 0;     ///< read at most, 0: all
+};
+
+/// Chooses between "_id", the index over the items, and a scan.
+std::unique_ptr<Candidates> planCandidates(Collection& collection, bson::View query, const Wanted& wanted);
+
+}  // namespace database_client::embedded

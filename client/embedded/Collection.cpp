@@ -1,0 +1,117 @@
+#include "client/embedded/Collection.h"
+
+#include <xxhash.h>
+
+#include <cstring>
+
+#include "client/embedded/Schema.h"
+#include "client/embedded/Store.h"
+#include "client/embedded/query/compare.h"
+#include "database_client/Error.h"
+
+namespace database_client::embedded {
+
+using bson::View;
+
+namespace {
+
+constexpr std::size_t smallestDocument = 5;
+
+}  // namespace
+
+std::int64_t bodySum(const void* bytes, std::size_t size) {
+  const XXH64_hash_t sum = XXH3_64bits(bytes, size);
+  return bson::load<std::int64_t>(reinterpret_cast<const bson::Byte*>(&sum));
+}
+
+Collection::Collection(Store& store, std::int64_t number, const std::string& database, const std::string& name)
+    : store_(store),
+      number_(number),
+      database_(database),
+      name_(name),
+      holdsCredentials_(database == "admin" && name == "system.users") {
+  const std::string table = schema::documentsTable(number);
+  sql_.insert = "INSERT INTO " + table + "(id, sum, body) VALUES(?1, ?2, ?3) ON CONFLICT(id) DO NOTHING";
+  sql_.update = "UPDATE " + table + " SET sum = ?2, body = ?3 WHERE rid = ?1";
+  sql_.remove = "DELETE FROM " + table + " WHERE rid = ?1";
+  sql_.count = "SELECT count(*) FROM " + table;
+  sql_.estimate = "SELECT max(rid) FROM " + table;
+  sql_.ridOfId = "SELECT rid FROM " + table + " WHERE id = ?1";
+  sql_.read = "SELECT sum, body FROM " + table + " WHERE rid = ?1";
+  sql_.scan = "SELECT rid, sum, body, id FROM " + table + " WHERE rid > ?1 ORDER BY rid";
+}
+
+Collection::~Collection() = default;
+
+View Collection::trusted(std::int64_t rid, std::int64_t sum, sqlite::Blob body) const {
+  const bool isWhole = body.size >= smallestDocument && bodySum(body.data, body.size) == sum;
+  if (isWhole && bson::load<std::uint32_t>(body.data) == body.size) return {body.data, body.size};
+  const std::string& file = store_.connection().file();
+  throw Error(Error::Kind::storage,
+              "store " + file + ": a document of " + label() + " is damaged (record " + std::to_string(rid) + ")",
+              {file});
+}
+
+bool Collection::insert(View document) {
+  const std::string key = canonicalKey(document.find("_id"));
+  store_.connection()
+      .statement(sql_.insert)
+      .bindBlob(1, key.data(), key.size())
+      .bind(2, bodySum(document.data, document.size))
+      .bindBlob(3, document.data, document.size)
+      .run();
+  return store_.connection().changes() != 0;
+}
+
+void Collection::replace(std::int64_t rid, View /*before*/, View after) {
+  store_.connection()
+      .statement(sql_.update)
+      .bind(1, rid)
+      .bind(2, bodySum(after.data, after.size))
+      .bindBlob(3, after.data, after.size)
+      .run();
+}
+
+void Collection::remove(std::int64_t rid, View /*body*/) {
+  store_.connection().statement(sql_.remove).bind(1, rid).run();
+}
+
+long long Collection::count() {
+  return store_.connection().integer(sql_.count);
+}
+
+std::uint64_t Collection::estimate() {
+  return static_cast<std::uint64_t>(store_.connection().integer(sql_.estimate));
+}
+
+std::optional<std::int64_t> Collection::ridOf(const bson::Value& id) {
+  const std::string key = canonicalKey(id);
+  auto found = store_.connection().statement(sql_.ridOfId);
+  found.bindBlob(1, key.data(), key.size());
+  if (!found.step()) return std::nullopt;
+  return found.integer(0);
+}
+
+RowReader::RowReader(Collection& collection)
+    : collection_(collection), statement_(collection.store_.connection().statement(collection.sql_.read)) {}
+
+View RowReader::read(std::int64_t rid) {
+  statement_.reset();
+  if (!statement_.bind(1, rid).step()) return {};
+  return collection_.trusted(rid, statement_.integer(0), statement_.blob(1));
+}
+
+RowScan::RowScan(Collection& collection, std::int64_t after)
+    : collection_(collection), statement_(collection.store_.connection().statement(collection.sql_.scan)) {
+  statement_.bind(1, after);
+}
+
+bool RowScan::next() {
+  return statement_.step();
+}
+
+View RowScan::body() const {
+  return collection_.trusted(rid(), sum(), bytes());
+}
+
+}  // namespace database_client::embedded

@@ -1,0 +1,93 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "client/bson/View.h"
+#include "client/embedded/sqlite/Connection.h"
+
+namespace database_client::embedded {
+
+class Store;
+
+/// The documents of one collection, in insertion order under record numbers that grow. All calls belong inside a
+/// transaction of the store. What is read is compared with the sum kept beside it, so that damage is found and bytes
+/// need no second validation: Error{storage} naming the collection.
+class Collection {
+ public:
+  Collection(Store& store, std::int64_t number, const std::string& database, const std::string& name);
+  Collection(const Collection&) = delete;
+  Collection& operator=(const Collection&) = delete;
+  ~Collection();
+
+  const std::string& database() const { return database_; }
+  const std::string& name() const { return name_; }
+  /// "database.name".
+  std::string label() const { return database_ + "." + name_; }
+  std::int64_t number() const { return number_; }
+  /// Whether this is the collection of users, whose credentials nobody reads.
+  bool holdsCredentials() const { return holdsCredentials_; }
+
+  /// False, and nothing done, when the "_id" is taken.
+  bool insert(bson::View document);
+  /// Puts `after` in the place of `before`, which has the same "_id".
+  void replace(std::int64_t rid, bson::View before, bson::View after);
+  void remove(std::int64_t rid, bson::View body);
+
+  long long count();
+  /// About as many as there are documents, at once.
+  std::uint64_t estimate();
+  std::optional<std::int64_t> ridOf(const bson::Value& id);
+
+ private:
+  friend class RowReader;
+  friend class RowScan;
+
+  bson::View trusted(std::int64_t rid, std::int64_t sum, sqlite::Blob body) const;
+
+  Store& store_;
+  std::int64_t number_;
+  std::string database_;
+  std::string name_;
+  bool holdsCredentials_;
+  struct Statements {
+    std::string insert, update, remove, count, estimate, ridOfId, read, scan;
+  } sql_;
+};
+
+/// Reads single documents.
+class RowReader {
+ public:
+  explicit RowReader(Collection& collection);
+  /// Null `data` when there is no such document; valid until the next call.
+  bson::View read(std::int64_t rid);
+
+ private:
+  Collection& collection_;
+  sqlite::Statement statement_;
+};
+
+/// Passes over all documents above a record number, in insertion order.
+class RowScan {
+ public:
+  explicit RowScan(Collection& collection, std::int64_t after = 0);
+  bool next();
+  std::int64_t rid() const { return statement_.integer(0); }
+  /// Valid until `next`.
+  bson::View body() const;
+
+  /// The parts as they are stored, unchecked.
+  std::int64_t sum() const { return statement_.integer(1); }
+  sqlite::Blob bytes() const { return statement_.blob(2); }
+  sqlite::Blob id() const { return statement_.blob(3); }
+
+ private:
+  const Collection& collection_;
+  sqlite::Statement statement_;
+};
+
+/// The sum kept beside a body.
+std::int64_t bodySum(const void* bytes, std::size_t size);
+
+}  // namespace database_client::embedded

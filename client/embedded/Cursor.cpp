@@ -1,0 +1,117 @@
+#include "client/embedded/Cursor.h"
+
+#include <utility>
+
+#include "client/bson/Writer.h"
+#include "client/embedded/Candidates.h"
+#include "client/embedded/query/Matcher.h"
+#include "database_client/Error.h"
+
+namespace database_client::embedded {
+
+using bson::Element;
+using bson::View;
+
+namespace {
+
+/// A user as others may see it.
+std::vector<bson::Byte> withoutCredentials(View user) {
+  bson::Writer writer;
+  for (const Element& element : user) {
+    if (element.key != "credentials") writer.append(element.key, element.value);
+  }
+  return writer.take();
+}
+
+std::unique_ptr<Candidates> candidatesOf(Collection* collection, View query, const Matcher& matcher, const Page& page,
+                                         bool documentsAreRead) {
+  if (collection == nullptr) return nullptr;
+  Wanted wanted;
+  wanted.everything = matcher.matchesEverything();
+  wanted.documentsAreRead = documentsAreRead;
+  wanted.matches = page.limit == 0 ? 0 : page.limit + page.skip;
+  return planCandidates(*collection, query, wanted);
+}
+
+}  // namespace
+
+Cursor::Cursor(Collection* collection, View query, Page page, bool documentsAreRead)
+    : collection_(collection),
+      page_(page),
+      matcher_(std::make_unique<Matcher>(query)),
+      candidates_(candidatesOf(collection, query, *matcher_, page, documentsAreRead)) {}
+
+Cursor::~Cursor() = default;
+
+const std::string& Cursor::indexName() const {
+  static const std::string none;
+  return candidates_ ? candidates_->index() : none;
+}
+
+bool Cursor::next() {
+  if (detached_) return nextAhead();
+  if (page_.limit != 0 && handed_ == page_.limit) return false;
+  for (; page_.skip > 0; --page_.skip) {
+    if (!nextMatch()) return false;
+  }
+  ++handed_;
+  return nextMatch();
+}
+
+bool Cursor::nextMatch() {
+  while (candidates_ && candidates_->next()) {
+    isRead_ = false;
+    if (!candidates_->recheck() || matcher_->matches(body())) return true;
+  }
+  return false;
+}
+
+View Cursor::body() {
+  if (detached_) return {current_.data(), current_.size()};
+  if (!isRead_) read();
+  return body_;
+}
+
+std::int64_t Cursor::rid() const {
+  return candidates_->rid();
+}
+
+void Cursor::read() {
+  body_ = candidates_->body();
+  if (body_.data == nullptr) {
+    throw Error(Error::Kind::storage, "the index of " + collection_->label() + " names record " +
+                                          std::to_string(candidates_->rid()) + ", which is not there");
+  }
+  if (collection_->holdsCredentials()) {
+    redacted_ = withoutCredentials(body_);
+    body_ = {redacted_.data(), redacted_.size()};
+  }
+  isRead_ = true;
+  ++examined_;
+}
+
+void Cursor::detach() {
+  if (detached_) return;
+  try {
+    while (next()) {
+      const View document = body();
+      ahead_.emplace_back(document.data, document.data + document.size);
+    }
+  } catch (...) {
+    failure_ = std::current_exception();  // It is the reader's to see, not the writer's.
+  }
+  candidates_.reset();
+  detached_ = true;
+}
+
+bool Cursor::nextAhead() {
+  if (ahead_.empty()) {
+    if (failure_) std::rethrow_exception(std::exchange(failure_, nullptr));
+    return false;
+  }
+  current_ = std::move(ahead_.front());
+  ahead_.pop_front();
+  return true;
+}
+
+}  // namespace database_client::embedded

@@ -1,0 +1,71 @@
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <exception>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "client/bson/View.h"
+#include "client/embedded/Collection.h"
+#include "client/embedded/Store.h"
+
+namespace database_client::embedded {
+
+class Candidates;
+class Matcher;
+
+/// Which of the matches are wanted.
+struct Page {
+  std::uint64_t skip = 0;
+  std::uint64_t limit = 0;  ///< 0: all
+};
+
+/// The documents of a collection that match a query, in insertion order: it plans, reads candidates and checks them.
+///
+/// Used inside a `Store::Reading` or `Store::Writing`. Nothing but the current document is held in memory until the
+/// cursor is detached; from then on it is independent of the store.
+class Cursor : public Detachable {
+ public:
+  /// Throws what `Matcher` throws. Of a null collection nothing matches. With `documentsAreRead` false the plan is one
+  /// for whoever only counts.
+  Cursor(Collection* collection, bson::View query, Page page = {}, bool documentsAreRead = true);
+  ~Cursor() override;
+
+  /// Moves to the next match; false at the end.
+  bool next();
+  /// Of the current match; not after `detach`.
+  std::int64_t rid() const;
+  /// The current document; valid until `next` or `detach`. Reads it, where the plan did not have to.
+  bson::View body();
+
+  /// For people: the index that is used, empty for none.
+  const std::string& indexName() const;
+  /// The documents read so far.
+  long long examined() const { return examined_; }
+
+  void detach() override;
+
+ private:
+  bool nextMatch();
+  bool nextAhead();
+  void read();
+
+  Collection* collection_;
+  Page page_;
+  std::unique_ptr<Matcher> matcher_;
+  std::unique_ptr<Candidates> candidates_;
+  std::uint64_t handed_ = 0;
+  long long examined_ = 0;
+  bool isRead_ = false;
+  bson::View body_{};
+  std::vector<bson::Byte> redacted_{};
+
+  bool detached_ = false;
+  std::deque<std::vector<bson::Byte>> ahead_{};
+  std::vector<bson::Byte> current_{};
+  std::exception_ptr failure_{};
+};
+
+}  // namespace database_client::embedded

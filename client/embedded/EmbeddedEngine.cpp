@@ -1,0 +1,65 @@
+#include "client/embedded/EmbeddedEngine.h"
+
+#include <memory>
+
+#include "client/embedded/StoreFile.h"
+#include "client/embedded/users/UserDirectory.h"
+
+namespace database_client::embedded {
+
+namespace {
+
+bool isShared(const StoreAddress& address) {
+  return !address.isMemory() && !address.exclusive;
+}
+
+/// The administrator is part of every store, from its making on.
+void makeAdministrator(Store& store) {
+  {
+    const Store::Reading reading(store);
+    if (store.find("admin", "system.users") != nullptr) return;
+  }
+  Store::Writing writing(store, Store::Extent::one);
+  // Another client may have been quicker.
+  if (store.find("admin", "system.users") != nullptr) return;
+  UserDirectory(store).insert(UserDirectory::administrator());
+  writing.commit();
+}
+
+}  // namespace
+
+EmbeddedEngine::EmbeddedEngine(const StoreAddress& address, const ConnectRequest& request)
+    : store_(openStore(address), isShared(address)), session_(store_) {
+  makeAdministrator(store_);
+  if (request.user.empty()) return;
+  const Store::Reading reading(store_);
+  session_.authenticate(request.authDatabase, request.user, request.password);
+}
+
+EmbeddedEngine::~EmbeddedEngine() = default;
+
+Collection* EmbeddedEngine::reading(const Namespace& where, const char* operation) {
+  const bool isUserList = where.database == "admin" && where.collection == "system.users";
+  session_.require(isUserList ? Action::listUsers : Action::read, where.database, operation,
+                   where.database + "." + where.collection);
+  return store_.find(where.database, where.collection);
+}
+
+void EmbeddedEngine::beginTransaction() {
+  store_.begin();
+}
+
+void EmbeddedEngine::commitTransaction() {
+  store_.commit();
+}
+
+void EmbeddedEngine::rollbackTransaction() {
+  store_.rollback();
+  session_.changed();
+}
+
+std::unique_ptr<Engine> open(const std::string& path, const ConnectRequest& request) {
+  return std::make_unique<EmbeddedEngine>(StoreAddress::parse(path), request);
+}
+
+}  // namespace database_client::embedded

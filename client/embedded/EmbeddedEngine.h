@@ -1,0 +1,80 @@
+#pragma once
+
+#include <list>
+#include <string>
+#include <vector>
+
+#include "client/Engine.h"
+#include "client/embedded/Collection.h"
+#include "client/embedded/Cursor.h"
+#include "client/embedded/Store.h"
+#include "client/embedded/StoreAddress.h"
+#include "client/embedded/users/Rights.h"
+#include "client/embedded/users/Session.h"
+
+namespace database_client::embedded {
+
+class Pipeline;
+class Update;
+class UserDirectory;
+struct User;
+
+/// The engine for one file. Each call is one transaction: it does everything or nothing, and reads from one state of
+/// the store. A receiver of results may use the same client, also to write; what the call has still to hand over is
+/// then taken into memory first, so the results are those of the moment when the call began.
+class EmbeddedEngine : public Engine {
+ public:
+  /// Throws Error{storage} where the store cannot be opened, Error{authentication} where it refuses the user.
+  EmbeddedEngine(const StoreAddress& address, const ConnectRequest& request);
+  ~EmbeddedEngine() override;
+
+  bool isOpen() const noexcept override { return true; }
+
+  void insert(const Namespace& where, const ObjectProperties& document) override;
+  std::list<BulkFailure> insertMany(const Namespace& where, const std::vector<ObjectProperties>& documents) override;
+  void update(const Namespace& where, const ObjectProperties& selector, const ObjectProperties& document,
+              UpdateKind kind, bool upsert) override;
+  void find(const Namespace& where, const FindRequest& request, const Receiver& receive) override;
+  void aggregate(const Namespace& where, const ObjectProperties& stages, const Receiver& receive) override;
+  void remove(const Namespace& where, const ObjectProperties& query) override;
+
+  void createUser(const std::string& database, const std::string& user, const std::string& password,
+                  const ObjectProperties& roles, const ObjectProperties& customData) override;
+  void modifyUser(const std::string& database, const std::string& user, const ObjectProperties& roles,
+                  const ObjectProperties& customData) override;
+  void changePassword(const std::string& database, const std::string& user, const std::string& password) override;
+  void dropUser(const std::string& database, const std::string& user) override;
+
+  long long count(const Namespace& where, const ObjectProperties& query) override;
+  ObjectProperties explain(const Namespace& where, const ObjectProperties& query) override;
+  std::list<std::string> databaseNames() override;
+  std::list<std::string> collectionNames(const std::string& database) override;
+  std::list<DeploymentStep> setUpDeployment(const DeploymentPlan& plan) override;
+
+  void beginTransaction() override;
+  void commitTransaction() override;
+  void rollbackTransaction() override;
+  CheckReport check() override;
+  void compact() override;
+  void backup(const std::string& path) override;
+
+ private:
+  Collection* reading(const Namespace& where, const char* operation);
+  void requireWrite(const Namespace& where, const char* operation);
+  void insertNew(Collection& collection, bson::View document);
+  bool updateFirst(Collection* collection, bson::View selector, const Update& change);
+  bool updateAll(Collection* collection, bson::View selector, const Update& change);
+  void aggregateOver(Collection* collection, const Pipeline& pipeline, bson::View stages, const Receiver& receive);
+
+  void requireUserRights(const std::string& database, const std::vector<Grant>& grants, const char* operation,
+                         const std::string& user);
+  void requireRoles(UserDirectory& directory, const std::vector<Grant>& grants);
+  DeploymentStep setUpRole(bool dryRun);
+  DeploymentStep setUpAdministrator(bool dryRun, const std::string& password);
+  void checkCollection(Collection& collection, CheckReport& report);
+
+  Store store_;
+  Session session_;
+};
+
+}  // namespace database_client::embedded

@@ -1,0 +1,252 @@
+#include "client/embedded/Store.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "client/embedded/Schema.h"
+#include "database_client/Error.h"
+
+namespace database_client::embedded {
+
+using sqlite::Transaction;
+
+namespace {
+
+std::string labelOf(const std::string& database, const std::string& name) {
+  return database + "." + name;
+}
+
+[[noreturn]] void refuse(const sqlite::Connection& connection, const char* why) {
+  throw Error(Error::Kind::storage, "store " + connection.file() + ": " + why, {connection.file()});
+}
+
+}  // namespace
+
+class Store::Blobs : public BlobStore {
+ public:
+  explicit Blobs(Store& store) : store_(store) {}
+
+  std::string read(std::int64_t key) override {
+    auto found = statement("SELECT bytes FROM blobs WHERE key = ?1");
+    if (!found.bind(1, key).step()) return {};
+    const sqlite::Blob bytes = found.blob(0);
+    return {reinterpret_cast<const char*>(bytes.data), bytes.size};
+  }
+  void write(std::int64_t key, std::string_view bytes) override {
+    statement("INSERT OR REPLACE INTO blobs(key, bytes) VALUES(?1, ?2)")
+        .bind(1, key)
+        .bindBlob(2, bytes.data(), bytes.size())
+        .run();
+  }
+  void erase(std::int64_t first, std::int64_t last) override {
+    statement("DELETE FROM blobs WHERE key BETWEEN ?1 AND ?2").bind(1, first).bind(2, last).run();
+  }
+  std::optional<std::int64_t> firstKey(std::int64_t first, std::int64_t last) override {
+    auto found = statement("SELECT key FROM blobs WHERE key BETWEEN ?1 AND ?2 ORDER BY key LIMIT 1");
+    if (!found.bind(1, first).bind(2, last).step()) return std::nullopt;
+    return found.integer(0);
+  }
+  std::uint64_t version() override { return store_.version(); }
+
+ private:
+  sqlite::Statement statement(const char* sql) { return store_.connection().statement(sql); }
+  Store& store_;
+};
+
+Store::Store(sqlite::Connection connection, bool shared)
+    : connection_(std::move(connection)), shared_(shared), blobs_(std::make_unique<Blobs>(*this)) {}
+
+Store::~Store() = default;
+
+void Store::requireFile() {
+  if (connection_.fileMoved()) refuse(connection_, "the file was removed or replaced");
+}
+
+void Store::requireTransaction() const {
+  if (explicit_ && !connection_.inTransaction()) refuse(connection_, "the transaction was undone by a failure");
+}
+
+void Store::refresh() {
+  if (!shared_) return;
+  const std::int64_t found = connection_.integer("PRAGMA data_version");
+  if (found == dataVersion_) return;
+  dataVersion_ = found;
+  ++version_;
+}
+
+void Store::endReading() {
+  for (Detachable* reader : readers_) reader->detach();
+  if (!std::exchange(readTransaction_, false)) return;
+  connection_.statement("COMMIT").run();
+}
+
+Store::Reading::Reading(Store& store) : store_(store) {
+  store_.requireTransaction();
+  if (store_.shared_ && !store_.connection_.inTransaction()) {
+    store_.connection_.statement("BEGIN").run();
+    store_.readTransaction_ = true;
+    store_.refresh();
+  }
+  ++store_.readings_;
+}
+
+Store::Reading::~Reading() {
+  if (--store_.readings_ > 0 || !std::exchange(store_.readTransaction_, false)) return;
+  try {
+    store_.connection_.statement("COMMIT").run();
+  } catch (...) {  // Nothing was written that could be lost.
+  }
+}
+
+Store::Writing::Writing(Store& store, Extent extent) : store_(store), extent_(extent) {
+  store_.requireTransaction();
+  store_.endReading();
+  if (!store_.explicit_) store_.requireFile();
+  // What the index has gathered for earlier calls of the transaction must not go when this call is undone.
+  if (store_.explicit_ && extent == Extent::many) store_.flush();
+  transaction_.emplace(store_.connection_, Transaction::Kind::write);
+  touchedBefore_ = store_.touches_;
+  madeBefore_ = store_.made_.size();
+  if (!store_.explicit_) store_.refresh();
+}
+
+void Store::Writing::commit() {
+  if (!store_.explicit_) store_.flush();
+  transaction_->commit();
+  transaction_.reset();
+  if (!store_.explicit_) store_.made_.clear();
+}
+
+Store::Writing::~Writing() {
+  if (transaction_) undo();
+}
+
+void Store::Writing::undo() noexcept {
+  transaction_.reset();
+  store_.dropSince(madeBefore_);
+  if (!store_.explicit_) {
+    store_.forget();
+  } else if (!store_.connection_.inTransaction() || (extent_ == Extent::one && store_.touches_ != touchedBefore_)) {
+    // The index can only forget all that it gathered, and earlier calls of the transaction are in it.
+    store_.breakTransaction();
+  } else if (extent_ == Extent::many) {
+    store_.forget();
+  }
+}
+
+void Store::breakTransaction() noexcept {
+  try {
+    if (connection_.inTransaction()) connection_.statement("ROLLBACK").run();
+  } catch (...) {  // The next use of the transaction finds it gone, or fails in the same way.
+  }
+  dropSince(0);
+  forget();
+}
+
+void Store::begin() {
+  if (explicit_) throw Error(Error::Kind::query, "beginTransaction: a transaction is open already");
+  endReading();
+  requireFile();
+  explicit_.emplace(connection_, Transaction::Kind::write);
+  refresh();
+}
+
+void Store::commit() {
+  if (!explicit_) throw Error(Error::Kind::query, "commitTransaction: no transaction is open");
+  endReading();
+  try {
+    requireTransaction();
+    flush();
+    explicit_->commit();
+  } catch (...) {
+    rollback();
+    throw;
+  }
+  explicit_.reset();
+  made_.clear();
+}
+
+void Store::rollback() {
+  if (!explicit_) throw Error(Error::Kind::query, "rollbackTransaction: no transaction is open");
+  endReading();
+  explicit_.reset();
+  dropSince(0);
+  forget();
+}
+
+void Store::flush() {
+  touched_.clear();
+}
+
+void Store::touch(Collection& collection) {
+  ++touches_;
+  if (std::find(touched_.begin(), touched_.end(), &collection) == touched_.end()) touched_.push_back(&collection);
+}
+
+void Store::dropSince(std::size_t made) noexcept {
+  for (std::size_t i = made; i < made_.size(); ++i) {
+    const auto found = collections_.find(made_[i]);
+    if (found == collections_.end()) continue;
+    touched_.erase(std::remove(touched_.begin(), touched_.end(), found->second.get()), touched_.end());
+    collections_.erase(found);
+  }
+  made_.resize(made);
+}
+
+void Store::forget() noexcept {
+  touched_.clear();
+  ++version_;
+}
+
+void Store::vacuum() {
+  if (explicit_) throw Error(Error::Kind::query, "compact: a transaction is open");
+  connection_.vacuum();
+  ++version_;
+}
+
+Collection& Store::remember(std::int64_t number, const std::string& database, const std::string& name) {
+  auto& place = collections_[labelOf(database, name)];
+  place = std::make_unique<Collection>(*this, number, database, name);
+  return *place;
+}
+
+Collection* Store::find(const std::string& database, const std::string& name) {
+  const auto known = collections_.find(labelOf(database, name));
+  if (known != collections_.end()) return known->second.get();
+  auto found = connection_.statement("SELECT number FROM collections WHERE database = ?1 AND name = ?2");
+  if (!found.bindText(1, database).bindText(2, name).step()) return nullptr;
+  return &remember(found.integer(0), database, name);
+}
+
+Collection& Store::obtain(const std::string& database, const std::string& name) {
+  if (Collection* known = find(database, name)) return *known;
+  connection_.statement("INSERT INTO collections(database, name) VALUES(?1, ?2)")
+      .bindText(1, database)
+      .bindText(2, name)
+      .run();
+  const std::int64_t number = connection_.lastRowId();
+  schema::createCollection(connection_, number);
+  made_.push_back(labelOf(database, name));
+  return remember(number, database, name);
+}
+
+std::vector<Collection*> Store::collections() {
+  std::vector<std::pair<std::string, std::string>> names;
+  {
+    auto rows = connection_.statement("SELECT database, name FROM collections ORDER BY database, name");
+    while (rows.step()) names.emplace_back(rows.text(0), rows.text(1));
+  }
+  std::vector<Collection*> all;
+  for (const auto& [database, name] : names) all.push_back(find(database, name));
+  return all;
+}
+
+Store::Registration::Registration(Store& store, Detachable& reader) : store_(store) {
+  store_.readers_.push_back(&reader);
+}
+
+Store::Registration::~Registration() {
+  store_.readers_.pop_back();  // Readers nest, as the calls do.
+}
+
+}  // namespace database_client::embedded

@@ -1,0 +1,93 @@
+// Care for the file: checking, compacting, copying.
+
+#include <utility>
+
+#include "client/bson/validate.h"
+#include "client/embedded/Backup.h"
+#include "client/embedded/EmbeddedEngine.h"
+#include "client/embedded/query/compare.h"
+#include "database_client/Error.h"
+
+namespace database_client::embedded {
+
+using bson::View;
+
+namespace {
+
+constexpr std::size_t mostProblems = 100;
+
+void report(CheckReport& found, const std::string& problem) {
+  if (found.problems.size() < mostProblems) found.problems.push_back(problem);
+}
+
+void checkStructure(sqlite::Connection& connection, CheckReport& found) {
+  auto rows = connection.statement("PRAGMA integrity_check(20)");
+  while (rows.step()) {
+    if (rows.text(0) != "ok") report(found, "structure: " + std::string(rows.text(0)));
+  }
+}
+
+/// What is wrong with a stored document; empty when nothing is.
+std::string problemOf(const RowScan& row) {
+  const sqlite::Blob bytes = row.bytes();
+  if (bodySum(bytes.data, bytes.size) != row.sum()) return "its bytes do not fit their sum";
+  try {
+    const bson::Value id = bson::validate(bytes.data, bytes.size).find("_id");
+    if (id.data == nullptr) return "it has no \"_id\"";
+    const sqlite::Blob key = row.id();
+    const std::string_view kept(reinterpret_cast<const char*>(key.data), key.size);
+    return canonicalKey(id) == kept ? "" : "its \"_id\" is not the one it is found by";
+  } catch (const Error& error) {
+    return error.what();
+  }
+}
+
+/// Runs one part of a check; what it cannot read is what it found.
+template <class Part>
+void guarded(CheckReport& found, const Part& part) {
+  try {
+    part();
+  } catch (const Error& error) {
+    report(found, error.what());
+  }
+}
+
+}  // namespace
+
+void EmbeddedEngine::checkCollection(Collection& collection, CheckReport& found) {
+  RowScan rows(collection);
+  for (; rows.next(); ++found.documents) {
+    const std::string problem = problemOf(rows);
+    if (problem.empty()) continue;
+    report(found, collection.label() + ", record " + std::to_string(rows.rid()) + ": " + problem);
+  }
+}
+
+CheckReport EmbeddedEngine::check() {
+  CheckReport found;
+  const Store::Reading reading(store_);
+  session_.require(Action::administerStore, "admin", "check the store");
+  guarded(found, [&] { checkStructure(store_.connection(), found); });
+  guarded(found, [&] {
+    for (Collection* collection : store_.collections()) {
+      guarded(found, [&] { checkCollection(*collection, found); });
+    }
+  });
+  return found;
+}
+
+void EmbeddedEngine::compact() {
+  {
+    const Store::Reading reading(store_);
+    session_.require(Action::administerStore, "admin", "compact the store");
+  }
+  store_.vacuum();
+}
+
+void EmbeddedEngine::backup(const std::string& path) {
+  const Store::Reading reading(store_);
+  session_.require(Action::administerStore, "admin", "copy the store");
+  copyStore(store_.connection(), path);
+}
+
+}  // namespace database_client::embedded

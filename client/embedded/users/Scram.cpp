@@ -1,0 +1,156 @@
+#include "client/embedded/users/Scram.h"
+
+#include <openssl/crypto.h>
+#include <openssl/evp.h>
+#include <openssl/hmac.h>
+#include <sys/random.h>
+#include <unicode/usprep.h>
+#include <unicode/ustring.h>
+
+#include <algorithm>
+#include <memory>
+#include <new>
+#include <string_view>
+
+#include "database_client/Error.h"
+
+namespace database_client::embedded {
+
+namespace {
+
+constexpr int iterationsOfNew = 15'000;
+constexpr std::size_t saltSize = 28;
+constexpr std::size_t keySize = 32;  // of SHA-256
+constexpr int badValue = 2;
+
+using Bytes = std::string;
+
+const unsigned char* in(std::string_view bytes) {
+  return reinterpret_cast<const unsigned char*>(bytes.data());
+}
+unsigned char* out(Bytes& bytes) {
+  return reinterpret_cast<unsigned char*>(bytes.data());
+}
+
+[[noreturn]] void refusePassword() {
+  throw Error(Error::Kind::query, "password: it holds a character that no password may have", {"password", badValue});
+}
+
+[[noreturn]] void failCryptography() {
+  throw Error(Error::Kind::storage, "the cryptographic library has failed");
+}
+
+bool isAscii(std::string_view text) {
+  return std::all_of(text.begin(), text.end(), [](char c) { return c >= 0x20 && c < 0x7F; });
+}
+
+std::u16string toUtf16(const std::string& text) {
+  std::u16string wide(text.size(), u'\0');
+  std::int32_t length = 0;
+  UErrorCode error = U_ZERO_ERROR;
+  u_strFromUTF8(wide.data(), static_cast<std::int32_t>(wide.size()), &length, text.data(),
+                static_cast<std::int32_t>(text.size()), &error);
+  if (U_FAILURE(error)) refusePassword();
+  wide.resize(static_cast<std::size_t>(length));
+  return wide;
+}
+
+std::string toUtf8(const std::u16string& wide) {
+  std::string text(wide.size() * 3, '\0');
+  std::int32_t length = 0;
+  UErrorCode error = U_ZERO_ERROR;
+  u_strToUTF8(text.data(), static_cast<std::int32_t>(text.size()), &length, wide.data(),
+              static_cast<std::int32_t>(wide.size()), &error);
+  if (U_FAILURE(error)) refusePassword();
+  text.resize(static_cast<std::size_t>(length));
+  return text;
+}
+
+/// The form of a password that is hashed: one for all ways to write the same characters (SASLprep, RFC 4013).
+std::string prepare(const std::string& password) {
+  if (isAscii(password)) return password;
+  UErrorCode error = U_ZERO_ERROR;
+  const std::unique_ptr<UStringPrepProfile, decltype(&usprep_close)> profile(
+      usprep_openByType(USPREP_RFC4013_SASLPREP, &error), &usprep_close);
+  if (U_FAILURE(error)) failCryptography();
+  const std::u16string wide = toUtf16(password);
+  std::u16string prepared(wide.size() * 18 + 16, u'\0');  // No character becomes more than 18 under NFKC.
+  const std::int32_t length =
+      usprep_prepare(profile.get(), wide.data(), static_cast<std::int32_t>(wide.size()), prepared.data(),
+                     static_cast<std::int32_t>(prepared.size()), USPREP_DEFAULT, nullptr, &error);
+  if (U_FAILURE(error)) refusePassword();
+  prepared.resize(static_cast<std::size_t>(length));
+  return toUtf8(prepared);
+}
+
+Bytes hmac(const Bytes& key, std::string_view message) {
+  Bytes digest(keySize, '\0');
+  unsigned length = 0;
+  if (HMAC(EVP_sha256(), key.data(), static_cast<int>(key.size()), in(message), message.size(), out(digest), &length) ==
+      nullptr) {
+    failCryptography();
+  }
+  return digest;
+}
+
+Bytes sha256(const Bytes& message) {
+  Bytes digest(keySize, '\0');
+  if (EVP_Digest(message.data(), message.size(), out(digest), nullptr, EVP_sha256(), nullptr) != 1) failCryptography();
+  return digest;
+}
+
+Bytes saltedPassword(const std::string& prepared, const Bytes& salt, int rounds) {
+  Bytes salted(keySize, '\0');
+  if (PKCS5_PBKDF2_HMAC(prepared.data(), static_cast<int>(prepared.size()), in(salt), static_cast<int>(salt.size()),
+                        rounds, EVP_sha256(), static_cast<int>(salted.size()), out(salted)) != 1) {
+    failCryptography();
+  }
+  return salted;
+}
+
+Credentials derive(const std::string& prepared, const Bytes& salt, int rounds) {
+  const Bytes salted = saltedPassword(prepared, salt, rounds);
+  return {rounds, salt, sha256(hmac(salted, "Client Key")), hmac(salted, "Server Key")};
+}
+
+Bytes randomBytes(std::size_t size) {
+  Bytes bytes(size, '\0');
+  if (getrandom(bytes.data(), size, 0) != static_cast<ssize_t>(size)) failCryptography();
+  return bytes;
+}
+
+}  // namespace
+
+Credentials Credentials::of(const std::string& password) {
+  return derive(prepare(password), randomBytes(saltSize), iterationsOfNew);
+}
+
+Credentials Credentials::ofNobody() {
+  return {iterationsOfNew, randomBytes(saltSize), randomBytes(keySize), randomBytes(keySize)};
+}
+
+bool Credentials::belongTo(const std::string& password) const {
+  const Credentials given = derive(prepare(password), salt, iterations);
+  if (storedKey.size() != keySize || serverKey.size() != keySize) return false;
+  const int different = CRYPTO_memcmp(given.storedKey.data(), storedKey.data(), keySize) |
+                        CRYPTO_memcmp(given.serverKey.data(), serverKey.data(), keySize);
+  return different == 0;
+}
+
+std::string toBase64(const std::string& bytes) {
+  std::string text(4 * ((bytes.size() + 2) / 3) + 1, '\0');
+  const int length = EVP_EncodeBlock(out(text), in(bytes), static_cast<int>(bytes.size()));
+  text.resize(static_cast<std::size_t>(length));
+  return text;
+}
+
+std::string fromBase64(const std::string& text) {
+  std::string bytes(text.size() / 4 * 3 + 3, '\0');
+  const int length = EVP_DecodeBlock(out(bytes), in(text), static_cast<int>(text.size()));
+  if (length < 0) return {};
+  const auto padding = static_cast<std::size_t>(std::count(text.begin(), text.end(), '='));
+  bytes.resize(static_cast<std::size_t>(length) - std::min(padding, static_cast<std::size_t>(length)));
+  return bytes;
+}
+
+}  // namespace database_client::embedded

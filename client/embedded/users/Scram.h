@@ -1,0 +1,28 @@
+#pragma once
+
+#include <string>
+
+namespace database_client::embedded {
+
+/// What a store keeps instead of a password, for SCRAM-SHA-256 (RFC 5802, RFC 7677). The three texts are raw bytes.
+struct Credentials {
+  int iterations = 0;
+  std::string salt{};
+  std::string storedKey{};
+  std::string serverKey{};
+
+  /// Credentials of a password under a new random salt. Throws Error{query} for a text that is no password: what RFC
+  /// 4013 prohibits, such as control characters.
+  static Credentials of(const std::string& password);
+  /// Credentials that no password has, to spend on an unknown user the time that a known one takes.
+  static Credentials ofNobody();
+
+  /// Whether they are this password's. Takes the same time whatever differs.
+  bool belongTo(const std::string& password) const;
+};
+
+std::string toBase64(const std::string& bytes);
+/// Empty for a text that is not Base64.
+std::string fromBase64(const std::string& text);
+
+}  // namespace database_client::embedded

@@ -1,0 +1,65 @@
+#include "client/embedded/users/Session.h"
+
+#include "client/embedded/users/UserDirectory.h"
+#include "database_client/Error.h"
+
+namespace database_client::embedded {
+
+namespace {
+
+constexpr int unauthorized = 13;
+constexpr int authenticationFailed = 18;
+
+}  // namespace
+
+void Session::authenticate(const std::string& database, const std::string& user, const std::string& password) {
+  const auto known = UserDirectory(store_).find(database, user);
+  const bool hasCredentials = known && known->credentials;
+  const Credentials credentials = hasCredentials ? *known->credentials : Credentials::ofNobody();
+  if (!credentials.belongTo(password)) {
+    throw Error(
+        Error::Kind::authentication,
+        "user \"" + user + "\" of \"" + database + "\" cannot be authenticated: no such user, or another password",
+        {database + "." + user, authenticationFailed});
+  }
+  hasUser_ = true;
+  database_ = database;
+  user_ = user;
+}
+
+bool Session::isUser(const std::string& database, const std::string& user) const {
+  return hasUser_ && database_ == database && user_ == user;
+}
+
+void Session::refresh() {
+  if (version_ == store_.version()) return;
+  UserDirectory directory(store_);
+  const auto administrator = directory.find("admin", "admin");
+  isControlled_ = administrator && administrator->credentials;
+  const auto self = hasUser_ ? directory.find(database_, user_) : std::nullopt;
+  rights_ = Rights(self ? self->grants : std::vector<Grant>());
+  version_ = store_.version();
+}
+
+bool Session::may(Action action, const std::string& database) {
+  refresh();
+  return !isControlled_ || rights_.allow(action, database);
+}
+
+void Session::require(Action action, const std::string& database, const std::string& operation,
+                      const std::string& target) {
+  if (!may(action, database)) refuse(operation, target.empty() ? database : target);
+}
+
+void Session::requireUser(const std::string& operation) {
+  refresh();
+  if (isControlled_ && !hasUser_) refuse(operation, "this store");
+}
+
+void Session::refuse(const std::string& operation, const std::string& target) const {
+  const std::string who = hasUser_ ? "user \"" + user_ + "\" of \"" + database_ + "\"" : "a client without a user";
+  throw Error(Error::Kind::authorization, who + " has no right to " + operation + " on " + target,
+              {target, unauthorized});
+}
+
+}  // namespace database_client::embedded

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "client/embedded/Store.h"
+#include "client/embedded/users/Rights.h"
+
+namespace database_client::embedded {
+
+/// Who uses the store, and what that user may do. Access is controlled from the moment the administrator has a
+/// password. Rights are read anew when others may have changed them. Calls belong inside a transaction of the store.
+class Session {
+ public:
+  /// A session without a user.
+  explicit Session(Store& store) : store_(store) {}
+
+  /// Proves the user. Throws Error{authentication}, code 18: the same, after the same time, for an unknown user and for
+  /// a wrong password.
+  void authenticate(const std::string& database, const std::string& user, const std::string& password);
+
+  /// Throws Error{authorization}, code 13, when the user has not the right. `operation` and `target` are for the
+  /// message.
+  void require(Action action, const std::string& database, const std::string& operation,
+               const std::string& target = {});
+  bool may(Action action, const std::string& database);
+  /// The same for a client that is no user at all.
+  void requireUser(const std::string& operation);
+  bool isUser(const std::string& database, const std::string& user) const;
+  /// Users and rights have been changed by this client.
+  void changed() { version_ = 0; }
+
+ private:
+  void refresh();
+  [[noreturn]] void refuse(const std::string& operation, const std::string& target) const;
+
+  Store& store_;
+  bool hasUser_ = false;
+  std::string database_{};
+  std::string user_{};
+  std::uint64_t version_ = 0;
+  bool isControlled_ = false;
+  Rights rights_{};
+};
+
+}  // namespace database_client::embedded

@@ -1,0 +1,167 @@
+#include "client/embedded/users/UserDirectory.h"
+
+#include "client/bson/Writer.h"
+
+namespace database_client::embedded {
+
+using bson::Element;
+using bson::Type;
+using bson::Value;
+using bson::View;
+using bson::Writer;
+
+namespace {
+
+constexpr const char* mechanism = "SCRAM-SHA-256";
+constexpr const char* administratorName = "admin";
+
+std::string idOf(const std::string& database, const std::string& name) {
+  return database + "." + name;
+}
+
+std::string textOf(const Value& value) {
+  return value.data != nullptr && value.type == Type::string ? std::string(value.asString()) : std::string();
+}
+
+View groupOf(const Value& value) {
+  const bool isLevel = value.data != nullptr && (value.isDocument() || value.isArray());
+  return isLevel ? value.asDocument() : bson::emptyDocument();
+}
+
+std::optional<Credentials> readCredentials(View user) {
+  const View kept = groupOf(groupOf(user.find("credentials")).find(mechanism));
+  const Value count = kept.find("iterationCount");
+  if (count.data == nullptr || count.type != Type::int32) return std::nullopt;
+  return Credentials{count.asInt32(), fromBase64(textOf(kept.find("salt"))), fromBase64(textOf(kept.find("storedKey"))),
+                     fromBase64(textOf(kept.find("serverKey")))};
+}
+
+void writeCredentials(Writer& writer, const Credentials& credentials) {
+  writer.beginDocument("credentials");
+  writer.beginDocument(mechanism);
+  writer.appendInt32("iterationCount", credentials.iterations);
+  writer.appendString("salt", toBase64(credentials.salt));
+  writer.appendString("storedKey", toBase64(credentials.storedKey));
+  writer.appendString("serverKey", toBase64(credentials.serverKey));
+  writer.end();
+  writer.end();
+}
+
+User read(View document) {
+  User user;
+  user.database = textOf(document.find("db"));
+  user.name = textOf(document.find("user"));
+  user.credentials = readCredentials(document);
+  const View customData = groupOf(document.find("customData"));
+  user.customData.assign(customData.data, customData.data + customData.size);
+  for (const Element& element : groupOf(document.find("roles"))) {
+    const View grant = groupOf(element.value);
+    user.grants.push_back({textOf(grant.find("role")), textOf(grant.find("db"))});
+  }
+  return user;
+}
+
+std::vector<bson::Byte> write(const User& user) {
+  Writer writer;
+  writer.appendString("_id", idOf(user.database, user.name));
+  writer.appendString("user", user.name);
+  writer.appendString("db", user.database);
+  if (user.credentials) writeCredentials(writer, *user.credentials);
+  writer.appendDocument("customData", user.customData.empty() ? bson::emptyDocument()
+                                                              : View{user.customData.data(), user.customData.size()});
+  writer.beginArray("roles");
+  for (std::size_t i = 0; i < user.grants.size(); ++i) {
+    writer.beginDocument(bson::IndexKey(i));
+    writer.appendString("role", user.grants[i].role);
+    writer.appendString("db", user.grants[i].database);
+    writer.end();
+  }
+  writer.end();
+  return writer.take();
+}
+
+/// The id as a value of its own.
+class IdValue {
+ public:
+  explicit IdValue(const std::string& id) {
+    Writer writer;
+    writer.appendString("_id", id);
+    bytes_ = writer.take();
+  }
+  Value value() const { return View{bytes_.data(), bytes_.size()}.find("_id"); }
+
+ private:
+  std::vector<bson::Byte> bytes_;
+};
+
+std::vector<bson::Byte> ownDataRoleDocument() {
+  Writer writer;
+  writer.appendString("_id", idOf(ownDataDatabase, ownDataRole));
+  writer.appendString("role", ownDataRole);
+  writer.appendString("db", ownDataDatabase);
+  writer.beginArray("privileges");
+  writer.beginDocument("0");
+  writer.beginDocument("resource");
+  writer.appendString("db", ownDataDatabase);
+  writer.appendString("collection", "");
+  writer.end();
+  writer.beginArray("actions");
+  writer.appendString("0", "changeOwnCustomData");
+  writer.appendString("1", "changeOwnPassword");
+  writer.end();
+  writer.end();
+  writer.end();
+  writer.beginArray("roles");
+  return writer.take();
+}
+
+View viewOf(const std::vector<bson::Byte>& bytes) {
+  return {bytes.data(), bytes.size()};
+}
+
+}  // namespace
+
+User UserDirectory::administrator() {
+  User user;
+  user.database = "admin";
+  user.name = administratorName;
+  user.grants = {{"root", "admin"}};
+  return user;
+}
+
+std::optional<User> UserDirectory::find(const std::string& database, const std::string& name) {
+  Collection* kept = store_.find("admin", "system.users");
+  if (kept == nullptr) return std::nullopt;
+  const auto rid = kept->ridOf(IdValue(idOf(database, name)).value());
+  if (!rid) return std::nullopt;
+  RowReader reader(*kept);
+  return read(reader.read(*rid));
+}
+
+void UserDirectory::insert(const User& user) {
+  users().insert(viewOf(write(user)));
+}
+
+void UserDirectory::replace(const User& user) {
+  const auto rid = users().ridOf(IdValue(idOf(user.database, user.name)).value());
+  if (!rid) return;
+  users().replace(*rid, bson::emptyDocument(), viewOf(write(user)));
+}
+
+bool UserDirectory::remove(const std::string& database, const std::string& name) {
+  const auto rid = users().ridOf(IdValue(idOf(database, name)).value());
+  if (!rid) return false;
+  users().remove(*rid, bson::emptyDocument());
+  return true;
+}
+
+bool UserDirectory::hasOwnDataRole() {
+  Collection* roles = store_.find("admin", "system.roles");
+  return roles != nullptr && roles->ridOf(IdValue(idOf(ownDataDatabase, ownDataRole)).value());
+}
+
+void UserDirectory::makeOwnDataRole() {
+  store_.obtain("admin", "system.roles").insert(viewOf(ownDataRoleDocument()));
+}
+
+}  // namespace database_client::embedded

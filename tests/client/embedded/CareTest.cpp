@@ -1,0 +1,158 @@
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+
+#include <string>
+
+#include "tests/client/embedded/support/EngineFixture.h"
+
+namespace database_client {
+namespace {
+
+using testing::Client;
+using testing::contentOf;
+using testing::modeOf;
+using testing::TemporaryFolder;
+
+class EmbeddedCare : public ::testing::Test {
+ protected:
+  static void fill(Client& client, int count) {
+    std::vector<ObjectProperties> documents;
+    for (int i = 0; i < count; ++i) {
+      documents.push_back(ObjectProperties::fromJson("{\"_id\": " + std::to_string(i) + ", \"text\": \"" +
+                                                     std::string(500, 'x') + "\"}"));
+    }
+    client.engine->insertMany(client.where(), documents);
+  }
+  /// Changes the file past the library.
+  void tamper(const std::string& sql) const {
+    sqlite3* file = nullptr;
+    ASSERT_EQ(sqlite3_open(path.c_str(), &file), SQLITE_OK);
+    EXPECT_EQ(sqlite3_exec(file, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK);
+    sqlite3_close(file);
+  }
+
+  TemporaryFolder folder{};
+  std::string path = folder / "store";
+};
+
+TEST_F(EmbeddedCare, FindsNothingWrongWithAHealthyStore) {
+  Client client(path);
+  fill(client, 100);
+  EXPECT_EQ(client.check(), "101");
+}
+
+TEST_F(EmbeddedCare, FindsADocumentWhoseBytesWereChanged) {
+  {
+    Client client(path);
+    fill(client, 3);
+  }
+  tamper("UPDATE documents_2 SET body = replace(body, 'x', 'y') WHERE rid = 2");
+  Client client(path);
+  EXPECT_EQ(client.check(), "4; test.things, record 2: its bytes do not fit their sum");
+  EXPECT_EQ(client.find(R"({"_id": 1})"), "storage 0");
+  EXPECT_EQ(client.all(), "storage 0");
+  EXPECT_NE(client.find(R"({"_id": 2})"), "storage 0");
+}
+
+TEST_F(EmbeddedCare, TellsInWhichCollectionADocumentIsDamaged) {
+  {
+    Client client(path);
+    fill(client, 1);
+  }
+  tamper("UPDATE documents_2 SET sum = sum + 1");
+  Client client(path);
+  try {
+    client.engine->find(client.where(), {{}, {}, 0, 0}, [](ObjectProperties&&) { return true; });
+    FAIL() << "the document is damaged";
+  } catch (const Error& error) {
+    EXPECT_EQ(std::string(error.what()), "store " + path + ": a document of test.things is damaged (record 1)");
+  }
+}
+
+TEST_F(EmbeddedCare, FindsADocumentUnderAnotherId) {
+  {
+    Client client(path);
+    fill(client, 2);
+  }
+  tamper("UPDATE documents_2 SET id = x'00' WHERE rid = 1");
+  Client client(path);
+  EXPECT_EQ(client.check(), "3; test.things, record 1: its \"_id\" is not the one it is found by");
+}
+
+TEST_F(EmbeddedCare, GivesFreeSpaceBack) {
+  Client client(path);
+  fill(client, 2000);
+  client.engine->compact();
+  const std::size_t full = contentOf(path).size();
+  client.remove(R"({"_id": {"$gte": 10}})");
+  client.engine->compact();
+  EXPECT_LT(contentOf(path).size(), full / 4);
+  EXPECT_EQ(client.check(), "11");
+}
+
+TEST_F(EmbeddedCare, DoesNotCompactInsideATransaction) {
+  Client client(path);
+  client.engine->beginTransaction();
+  EXPECT_THROW(client.engine->compact(), Error);
+  client.engine->rollbackTransaction();
+}
+
+TEST_F(EmbeddedCare, CopiesAnOpenStoreForItsOwnerAlone) {
+  Client client(path);
+  fill(client, 50);
+  const mode_t before = umask(0);
+  client.engine->backup(folder / "copy");
+  umask(before);
+  EXPECT_EQ(modeOf(folder / "copy"), "600");
+  fill(client, 51);
+  Client copy((folder / "copy") + "?create=false");
+  EXPECT_EQ(copy.check() + " " + client.check(), "51 52");
+}
+
+TEST_F(EmbeddedCare, CopiesAStoreInMemory) {
+  Client client(":memory:");
+  fill(client, 5);
+  client.engine->backup(folder / "copy");
+  EXPECT_EQ(Client(folder / "copy").check(), "6");
+}
+
+TEST_F(EmbeddedCare, OverwritesNothingWithACopy) {
+  Client client(path);
+  testing::writeFile(folder / "copy", "precious");
+  EXPECT_EQ(Client::outcome([&] { client.engine->backup(folder / "copy"); }), "storage 0");
+  EXPECT_EQ(Client::outcome([&] { client.engine->backup(path); }), "storage 0");
+  EXPECT_EQ(Client::outcome([&] { client.engine->backup(folder / "no/copy"); }), "storage 0");
+  EXPECT_EQ(contentOf(folder / "copy"), "precious");
+  EXPECT_EQ(client.check(), "1");
+}
+
+TEST_F(EmbeddedCare, CopiesOneStateWhileAnotherWrites) {
+  Client client(path);
+  fill(client, 50);
+  client.engine->beginTransaction();
+  fill(client, 60);
+  Client other(path);
+  other.engine->backup(folder / "copy");
+  client.engine->commitTransaction();
+  EXPECT_EQ(Client(folder / "copy").check(), "51");
+}
+
+TEST_F(EmbeddedCare, NoticesThatTheFileWasRemoved) {
+  Client client(path);
+  fill(client, 1);
+  ASSERT_EQ(std::remove(path.c_str()), 0);
+  EXPECT_EQ(client.insert(R"({"_id": 7})"), "storage 0");
+  EXPECT_EQ(Client::outcome([&] { client.engine->beginTransaction(); }), "storage 0");
+  EXPECT_FALSE(testing::isThere(path));
+}
+
+TEST_F(EmbeddedCare, NoticesThatTheFileWasReplaced) {
+  Client client(path);
+  fill(client, 1);
+  { Client other(folder / "other"); }
+  ASSERT_EQ(std::rename((folder / "other").c_str(), path.c_str()), 0);
+  EXPECT_EQ(client.insert(R"({"_id": 7})"), "storage 0");
+}
+
+}  // namespace
+}  // namespace database_client

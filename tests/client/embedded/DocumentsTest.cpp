@@ -1,0 +1,335 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "tests/client/embedded/support/EngineFixture.h"
+
+namespace database_client {
+namespace {
+
+using testing::Client;
+using testing::TemporaryFolder;
+
+class EmbeddedDocuments : public ::testing::Test {
+ protected:
+  /// The ids found, with a space behind each.
+  std::string ids(const std::string& query, int limit = 0, int skip = 0) {
+    std::string found;
+    const auto condition = ObjectProperties::fromJson(query);
+    client.engine->find(client.where(), {condition, {}, limit, skip}, [&found](ObjectProperties&& document) {
+      found += std::to_string(document.valueAsInt32("_id", -1)) + " ";
+      return true;
+    });
+    return found;
+  }
+  void insertNumbers(int count) {
+    for (int i = 1; i <= count; ++i) client.insert("{\"_id\": " + std::to_string(i) + ", \"n\": 0}");
+  }
+
+  Client client{":memory:"};
+};
+
+TEST_F(EmbeddedDocuments, ComeBackInTheOrderInWhichTheyWentIn) {
+  for (const char* id : {"3", "1", "2"}) client.insert(std::string("{\"_id\": ") + id + "}");
+  EXPECT_EQ(ids("{}"), "3 1 2 ");
+}
+
+TEST_F(EmbeddedDocuments, KeepTheirPlaceWhenTheyAreChanged) {
+  insertNumbers(3);
+  client.update("{\"_id\": 1}", "{\"text\": \"much longer than it was before\"}", UpdateKind::replaceFirst);
+  client.update("{\"_id\": 2}", "{\"n\": 5}", UpdateKind::setInAll);
+  EXPECT_EQ(ids("{}"), "1 2 3 ");
+}
+
+TEST_F(EmbeddedDocuments, AreKeptWithEveryKindOfValue) {
+  const std::string document =
+      R"({ "_id" : 1, "d" : 1.5, "s" : "ü", "o" : { "a" : [ 1, { "$numberLong" : "5" } ] }, "b" : true, "n" : null })";
+  ObjectProperties whole = ObjectProperties::fromJson(document);
+  client.engine->insert(client.where(), whole);
+  std::vector<std::uint8_t> found;
+  client.engine->find(client.where(), {{}, {}, 0, 0}, [&found](ObjectProperties&& stored) {
+    found = stored.toBson();
+    return true;
+  });
+  EXPECT_EQ(found, whole.toBson());
+}
+
+TEST_F(EmbeddedDocuments, ArePagedWithoutGaps) {
+  insertNumbers(7);
+  EXPECT_EQ(ids("{}", 3, 0) + "| " + ids("{}", 3, 3) + "| " + ids("{}", 3, 6) + "| " + ids("{}", 3, 9),
+            "1 2 3 | 4 5 6 | 7 | ");
+  EXPECT_EQ(ids(R"({"_id": {"$gt": 2}})", 2, 1), "4 5 ");
+}
+
+TEST_F(EmbeddedDocuments, AreNotPagedByNegativeNumbers) {
+  EXPECT_EQ(client.find("{}", "{}", -1, 0), "query 51024");
+  EXPECT_EQ(client.find("{}", "{}", 0, -1), "query 51024");
+}
+
+TEST_F(EmbeddedDocuments, AreFoundByIdWithoutReadingOthers) {
+  insertNumbers(5);
+  EXPECT_EQ(client.explain(R"({"_id": 3})"), R"({"index": "_id", "examined": 1, "returned": 1})");
+  EXPECT_EQ(client.explain(R"({"_id": {"$in": [9, 4, 2, 4]}})"), R"({"index": "_id", "examined": 2, "returned": 2})");
+  EXPECT_EQ(client.explain(R"({"$and": [{"n": 1}, {"_id": {"$eq": 3}}]})"),
+            R"({"index": "_id", "examined": 1, "returned": 0})");
+  EXPECT_EQ(client.explain(R"({"n": 1})"), R"({"index": "", "examined": 5, "returned": 0})");
+}
+
+TEST_F(EmbeddedDocuments, WithSeveralIdsComeInTheOfInsertionOrder) {
+  insertNumbers(5);
+  EXPECT_EQ(ids(R"({"_id": {"$in": [4, 2, 4, 9]}})"), "2 4 ");
+}
+
+TEST_F(EmbeddedDocuments, AreFoundByAnIdOfAnotherNumberKind) {
+  insertNumbers(2);
+  EXPECT_EQ(ids(R"({"_id": 2.0})") + ids(R"({"_id": {"$numberLong": "1"}})"), "2 1 ");
+}
+
+TEST_F(EmbeddedDocuments, AreNotFoundByAPatternAsId) {
+  client.insert(R"({"_id": "abc"})");
+  EXPECT_EQ(client.count(R"({"_id": {"$regularExpression": {"pattern": "b", "options": ""}}})"), "1");
+  EXPECT_EQ(client.count(R"({"_id": {"$in": [{"$regularExpression": {"pattern": "x", "options": ""}}]}})"), "0");
+}
+
+TEST_F(EmbeddedDocuments, WithAnIdThatIsTakenAreRefusedWithTheTextOfAServer) {
+  client.insert(R"({"_id": {"$oid": "0123456789abcdef01234567"}})");
+  try {
+    client.engine->insert(client.where(),
+                          ObjectProperties::fromJson(R"({"_id": {"$oid": "0123456789abcdef01234567"}})"));
+    FAIL() << "the id is taken";
+  } catch (const Error& error) {
+    EXPECT_EQ(error.kind(), Error::Kind::duplicateKey);
+    EXPECT_EQ(error.code(), 11000);
+    EXPECT_EQ(std::string(error.what()),
+              "E11000 duplicate key error collection: test.things index: _id_ dup key: { _id: "
+              "ObjectId('0123456789abcdef01234567') }");
+  }
+}
+
+TEST_F(EmbeddedDocuments, WithEqualIdsOfDifferentKindsAreDuplicates) {
+  EXPECT_EQ(client.insert(R"({"_id": 1})"), "ok");
+  EXPECT_EQ(client.insert(R"({"_id": 1.0})"), "duplicateKey 11000");
+  EXPECT_EQ(client.insert(R"({"_id": {"$numberLong": "1"}})"), "duplicateKey 11000");
+  EXPECT_EQ(client.insert(R"({"_id": 0.0})"), "ok");
+  EXPECT_EQ(client.insert(R"({"_id": -0.0})"), "duplicateKey 11000");
+  EXPECT_EQ(client.insert(R"({"_id": "1"})"), "ok");
+}
+
+TEST_F(EmbeddedDocuments, WithAnIdThatCannotBeOneAreRefused) {
+  EXPECT_EQ(client.insert(R"({"_id": [1]})"), "document 2");
+  EXPECT_EQ(client.insert(R"({"_id": {"$regularExpression": {"pattern": "b", "options": ""}}})"), "document 2");
+  EXPECT_EQ(client.insert(R"({"_id": {"$undefined": true}})"), "document 2");
+  EXPECT_EQ(client.insert(R"({"a": 1})"), "document 2");
+  EXPECT_EQ(client.insert(R"({"_id": null})"), "ok");
+}
+
+TEST_F(EmbeddedDocuments, InsertedTogetherGoInButForThoseThatAreRefused) {
+  insertNumbers(1);
+  std::vector<ObjectProperties> documents;
+  for (const char* id : {"2", "1", "3", "2"}) {
+    documents.push_back(ObjectProperties::fromJson(std::string("{\"_id\": ") + id + "}"));
+  }
+  std::string failures;
+  for (const BulkFailure& failure : client.engine->insertMany(client.where(), documents)) {
+    failures += std::to_string(failure.index) + ":" + std::to_string(failure.error.code()) + " ";
+  }
+  EXPECT_EQ(failures, "1:11000 3:11000 ");
+  EXPECT_EQ(ids("{}"), "1 2 3 ");
+}
+
+TEST_F(EmbeddedDocuments, InsertedAsAnEmptyListMakeNoCollection) {
+  EXPECT_TRUE(client.engine->insertMany(client.where(), {}).empty());
+  EXPECT_TRUE(client.engine->collectionNames("test").empty());
+}
+
+TEST_F(EmbeddedDocuments, AreReplacedOneAtATime) {
+  insertNumbers(2);
+  EXPECT_EQ(client.update(R"({"n": 0})", R"({"m": 1})", UpdateKind::replaceFirst), "ok");
+  EXPECT_EQ(client.all(), R"({"_id": 1, "m": 1}{"_id": 2, "n": 0})");
+}
+
+TEST_F(EmbeddedDocuments, AreSetAllTogetherAndOnlyOnce) {
+  insertNumbers(3);
+  EXPECT_EQ(client.update(R"({"_id": {"$gt": 1}})", R"({"n": 7})", UpdateKind::setInAll), "ok");
+  EXPECT_EQ(client.all(), R"({"_id": 1, "n": 0}{"_id": 2, "n": 7}{"_id": 3, "n": 7})");
+}
+
+TEST_F(EmbeddedDocuments, GetGroupsAppended) {
+  client.insert(R"({"_id": 1, "list": [{"a": 1}]})");
+  EXPECT_EQ(client.update("{}", R"({"list": {"a": 2}})", UpdateKind::appendToArrayInAll), "ok");
+  EXPECT_EQ(client.all(), R"({"_id": 1, "list": [{"a": 1}, {"a": 2}]})");
+}
+
+TEST_F(EmbeddedDocuments, StayAsTheyWereWhenOneOfManyCannotBeChanged) {
+  client.insert(R"({"_id": 1, "a": []})");
+  client.insert(R"({"_id": 2, "a": 5})");
+  EXPECT_EQ(client.update("{}", R"({"a": 1})", UpdateKind::appendToArrayInAll), "query 2");
+  EXPECT_EQ(client.all(), R"({"_id": 1, "a": []}{"_id": 2, "a": 5})");
+}
+
+TEST_F(EmbeddedDocuments, AreMadeByAnUpdateOnlyWhereItSaysSo) {
+  EXPECT_EQ(client.update(R"({"_id": 1})", R"({"a": 1})", UpdateKind::replaceFirst, false), "ok");
+  EXPECT_EQ(client.all(), "");
+  EXPECT_EQ(client.update(R"({"_id": 1})", R"({"a": 1})", UpdateKind::replaceFirst, true), "ok");
+  EXPECT_EQ(client.update(R"({"_id": 2, "b": 5})", R"({"a": 1})", UpdateKind::setInAll, true), "ok");
+  EXPECT_EQ(client.all(), R"({"_id": 1, "a": 1}{"_id": 2, "b": 5, "a": 1})");
+}
+
+TEST_F(EmbeddedDocuments, MadeByAnUpdateGetANewIdWhereNoneIsGiven) {
+  EXPECT_EQ(client.update(R"({"b": 5})", R"({"a": 1})", UpdateKind::setInAll, true), "ok");
+  EXPECT_EQ(client.count(R"({"_id": {"$type": "objectId"}, "a": 1, "b": 5})"), "1");
+}
+
+TEST_F(EmbeddedDocuments, CannotGetAnotherId) {
+  insertNumbers(2);
+  EXPECT_EQ(client.update(R"({"_id": 1})", R"({"_id": 3})", UpdateKind::replaceFirst), "query 66");
+  EXPECT_EQ(client.update(R"({"_id": 1})", R"({"_id": 3})", UpdateKind::setInAll), "query 66");
+  EXPECT_EQ(ids("{}"), "1 2 ");
+}
+
+TEST_F(EmbeddedDocuments, MadeByAnUpdateUnderATakenIdAreRefused) {
+  insertNumbers(1);
+  EXPECT_EQ(client.update(R"({"_id": 1, "n": 9})", R"({"a": 1})", UpdateKind::replaceFirst, true),
+            "duplicateKey 11000");
+  EXPECT_EQ(client.all(), R"({"_id": 1, "n": 0})");
+}
+
+TEST_F(EmbeddedDocuments, AreRemovedWhereTheyMatch) {
+  insertNumbers(4);
+  EXPECT_EQ(client.remove(R"({"_id": {"$in": [1, 3]}})"), "ok");
+  EXPECT_EQ(ids("{}"), "2 4 ");
+  EXPECT_EQ(client.remove("{}"), "ok");
+  EXPECT_EQ(ids("{}"), "");
+}
+
+TEST_F(EmbeddedDocuments, AreRemovedWithoutErrorWhereNoneMatchesOrThereIsNoCollection) {
+  EXPECT_EQ(client.remove(R"({"_id": 1})"), "ok");
+  insertNumbers(1);
+  EXPECT_EQ(client.remove(R"({"_id": 2})"), "ok");
+  EXPECT_EQ(ids("{}"), "1 ");
+}
+
+TEST_F(EmbeddedDocuments, AreLookedForWithAQueryThatIsCheckedEvenWithoutACollection) {
+  EXPECT_EQ(client.find(R"({"a": {"$foo": 1}})"), "query 2");
+  EXPECT_EQ(client.count(R"({"a": {"$foo": 1}})"), "query 2");
+  EXPECT_EQ(client.remove(R"({"a": {"$foo": 1}})"), "query 2");
+  EXPECT_EQ(client.find(R"({"$where": "1"})").substr(0, 11), "unsupported");
+}
+
+TEST_F(EmbeddedDocuments, AreCounted) {
+  EXPECT_EQ(client.count("{}"), "0");
+  insertNumbers(4);
+  EXPECT_EQ(client.count("{}") + client.count(R"({"_id": {"$gt": 1}})") + client.count(R"({"_id": 2})"), "431");
+}
+
+TEST_F(EmbeddedDocuments, AreProjected) {
+  client.insert(R"({"_id": 1, "a": 2, "b": 3})");
+  EXPECT_EQ(client.find("{}", R"({"a": true})"), R"({"_id": 1, "a": 2})");
+  EXPECT_EQ(client.find("{}", R"({"a": false})"), R"({"_id": 1, "b": 3})");
+  EXPECT_EQ(client.find("{}", R"({"a": true, "b": false})"), "query 31254");
+}
+
+TEST_F(EmbeddedDocuments, LieInCollectionsThatDoNotMix) {
+  insertNumbers(1);
+  client.collection = "others";
+  client.insert(R"({"_id": 2})");
+  EXPECT_EQ(ids("{}"), "2 ");
+  client.database = "elsewhere";
+  client.collection = "things";
+  EXPECT_EQ(ids("{}"), "");
+}
+
+TEST_F(EmbeddedDocuments, LieUnderNamesThatMeanNothingToTheFile) {
+  client.database = "x'; DROP TABLE collections; --";
+  client.collection = "sqlite_schema\" \xc3\xbc";
+  EXPECT_EQ(client.insert(R"({"_id": 1})"), "ok");
+  EXPECT_EQ(ids("{}"), "1 ");
+  EXPECT_EQ(client.engine->collectionNames(client.database), std::list<std::string>{client.collection});
+}
+
+TEST_F(EmbeddedDocuments, AreListedByDatabaseAndCollection) {
+  EXPECT_EQ(client.engine->databaseNames(), std::list<std::string>{"admin"});
+  insertNumbers(1);
+  client.collection = "another";
+  insertNumbers(1);
+  EXPECT_EQ(client.engine->databaseNames(), (std::list<std::string>{"admin", "test"}));
+  EXPECT_EQ(client.engine->collectionNames("test"), (std::list<std::string>{"another", "things"}));
+  EXPECT_TRUE(client.engine->collectionNames("none").empty());
+}
+
+TEST_F(EmbeddedDocuments, OfAnEmptiedCollectionLeaveItsName) {
+  insertNumbers(1);
+  client.remove("{}");
+  EXPECT_EQ(client.engine->collectionNames("test"), std::list<std::string>{"things"});
+}
+
+TEST_F(EmbeddedDocuments, StopComingWhenTheReceiverHasEnough) {
+  insertNumbers(5);
+  int received = 0;
+  client.engine->find(client.where(), {{}, {}, 0, 0}, [&received](ObjectProperties&&) { return ++received < 2; });
+  EXPECT_EQ(received, 2);
+}
+
+/// The same on every way in which a client holds a file.
+class EmbeddedReceiver : public ::testing::TestWithParam<const char*> {
+ protected:
+  std::string path() {
+    const std::string parameter = GetParam();
+    return parameter == ":memory:" ? parameter : folder / "store" + parameter;
+  }
+
+  TemporaryFolder folder{};
+  Client client{path()};
+};
+
+INSTANTIATE_TEST_SUITE_P(Stores, EmbeddedReceiver, ::testing::Values(":memory:", "", "?exclusive=true"));
+
+TEST_P(EmbeddedReceiver, MayWriteWhileItReceives) {
+  for (const char* id : {"1", "2", "3", "4"}) client.insert(std::string("{\"_id\": ") + id + "}");
+  std::string received;
+  client.engine->find(client.where(), {{}, {}, 0, 0}, [&](ObjectProperties&& document) {
+    const int id = document.valueAsInt32("_id", 0);
+    received += std::to_string(id) + " ";
+    client.insert("{\"_id\": " + std::to_string(id + 10) + "}");
+    client.remove("{\"_id\": " + std::to_string(id + 1) + "}");
+    return true;
+  });
+  EXPECT_EQ(received, "1 2 3 4 ");
+  EXPECT_EQ(client.all(), R"({"_id": 1}{"_id": 11}{"_id": 12}{"_id": 13}{"_id": 14})");
+}
+
+TEST_P(EmbeddedReceiver, MayReadWhileItReceives) {
+  for (const char* id : {"1", "2"}) client.insert(std::string("{\"_id\": ") + id + "}");
+  std::string received;
+  client.engine->find(client.where(), {{}, {}, 0, 0}, [&](ObjectProperties&&) {
+    received += client.count("{}") + client.all();
+    return true;
+  });
+  EXPECT_EQ(received, R"(2{"_id": 1}{"_id": 2}2{"_id": 1}{"_id": 2})");
+}
+
+TEST_P(EmbeddedReceiver, MayOpenAndCloseATransactionWhileItReceives) {
+  for (const char* id : {"1", "2"}) client.insert(std::string("{\"_id\": ") + id + "}");
+  std::string received;
+  client.engine->find(client.where(), {{}, {}, 0, 0}, [&](ObjectProperties&& document) {
+    client.engine->beginTransaction();
+    client.insert("{\"_id\": " + std::to_string(document.valueAsInt32("_id", 0) + 10) + "}");
+    received += client.count("{}") + " ";
+    client.engine->commitTransaction();
+    return true;
+  });
+  EXPECT_EQ(received + client.count("{}"), "3 4 4");
+}
+
+TEST_P(EmbeddedReceiver, MayThrowAndLeaveTheClientUsable) {
+  client.insert(R"({"_id": 1})");
+  EXPECT_THROW(client.engine->find(client.where(), {{}, {}, 0, 0},
+                                   [](ObjectProperties&&) -> bool { throw std::runtime_error("enough"); }),
+               std::runtime_error);
+  EXPECT_EQ(client.insert(R"({"_id": 2})"), "ok");
+  EXPECT_EQ(client.count("{}"), "2");
+}
+
+}  // namespace
+}  // namespace database_client
