@@ -136,8 +136,8 @@ constexpr int inclusionInExclusion = 31253;
 constexpr int exclusionInInclusion = 31254;
 constexpr int expressionInExclusion = 31252;
 constexpr int emptySubProjection = 51270;
-constexpr int dollarInPath = 16410;
-constexpr int emptyPathPart = 15998;
+constexpr int emptySubDocument = 40180;
+constexpr int conflictingPaths = 40176;
 
 bool isFlag(const Value& value) {
   return value.isNumber() || value.type == Type::boolean;
@@ -146,6 +146,35 @@ bool isFlag(const Value& value) {
 bool isExpression(const Value& value) {
   return !value.isDocument() || (!value.asDocument().empty() && value.asDocument().begin()->key.substr(0, 1) == "$");
 }
+
+/// Reads $addFields, where every value is an expression and documents spell paths.
+class ComputedParser {
+ public:
+  explicit ComputedParser(View specification) { read("", specification); }
+
+  ComputedFields result() { return std::move(result_); }
+
+ private:
+  void read(const std::string& prefix, View level) {
+    for (const Element& element : level) {
+      const std::string path = prefix + std::string(element.key);
+      if (isExpression(element.value)) {
+        add(path, element.value);
+      } else if (element.value.asDocument().empty()) {
+        refuseQuery(emptySubDocument, "an empty document under " + quoted(path), path);
+      } else {
+        read(path + '.', element.value.asDocument());
+      }
+    }
+  }
+
+  void add(const std::string& path, const Value& value) {
+    if (result_.add(fieldPath(path), parseExpression(value)) == ComputedFields::Collision::none) return;
+    refuseQuery(conflictingPaths, "the path " + quoted(path) + " collides with another one", path);
+  }
+
+  ComputedFields result_;
+};
 
 /// Reads a specification in two passes, since only the whole tells whether fields are included or excluded.
 class FieldParser {
@@ -196,14 +225,9 @@ class FieldParser {
   }
 
   Path checkedPath(const std::string& dotted) const {
-    Path path(dotted);
-    for (std::size_t at = 0; at < path.size(); ++at) {
-      const std::string& name = path[at].name;
-      if (name.empty()) refuseQuery(emptyPathPart, "the path " + quoted(dotted) + " has an empty part", dotted);
-      if (name == "$" && expressions_ == Expressions::refused) refuseUnsupported(dotted, "positional projection");
-      if (name.front() == '$') refuseQuery(dollarInPath, "the path " + quoted(dotted) + " has a part with $", dotted);
-    }
-    return path;
+    const bool positional = dotted.size() > 2 && dotted.compare(dotted.size() - 2, 2, ".$") == 0;
+    if (positional && expressions_ == Expressions::refused) refuseUnsupported(dotted, "positional projection");
+    return fieldPath(dotted);
   }
 
   void add(const std::string& dotted, const Value& value) {
@@ -272,8 +296,8 @@ void addField(FieldSet& fields, const Path& path) {
   addPath(fields, path, true);
 }
 
-void addField(ComputedFields& fields, const Path& path, ExpressionPtr expression) {
-  addPath(fields, path, std::move(expression));
+ComputedFields parseComputedFields(View specification) {
+  return ComputedParser(specification).result();
 }
 
 FieldSpecification parseFields(View specification, Expressions expressions) {

@@ -26,7 +26,6 @@ std::vector<bson::Byte> withFields(const ComputedFields& fields, bson::View docu
 
 /// Throws Error{query} with 31249 or 31250 when the path collides with one that is there.
 void addField(FieldSet& fields, const Path& path);
-void addField(ComputedFields& fields, const Path& path, ExpressionPtr expression);
 
 /// A specification of `find` or $project, taken apart.
 struct FieldSpecification {
@@ -36,6 +35,9 @@ struct FieldSpecification {
 
   std::vector<bson::Byte> apply(bson::View document) const;
 };
+
+/// What $addFields sets. Throws Error{query}: 40176 for paths that collide, 40180 for an empty document.
+ComputedFields parseComputedFields(bson::View specification);
 
 enum class Expressions { refused, allowed };
 /// Throws Error as `Projection` says; 31252 for an expression in an exclusion, 51270 for an empty document.

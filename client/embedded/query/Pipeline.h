@@ -10,7 +10,10 @@
 
 namespace database_client::embedded {
 
+class Chain;
+class Flow;
 class Stage;
+struct RunLimits;
 
 /// An aggregation, parsed once. Its stages are `$match $project $unwind $group $sort $limit $skip $count $addFields
 /// $set $unset $sortByCount $replaceRoot $facet`; expressions are field paths, $$ROOT, $$CURRENT, literals, $literal,
@@ -51,10 +54,14 @@ class Pipeline {
   /// been received.
   void run(const Source& source, const Receiver& receiver, std::size_t first = 0) const;
 
+  /// One run whose documents are given to it and come out at `sink`.
+  Chain start(Flow& sink, const RunLimits& limits, std::size_t first = 0) const;
+
  private:
   std::vector<bson::Byte> specification_;
   std::vector<Description> descriptions_;
   std::vector<std::unique_ptr<const Stage>> stages_;
+  std::size_t memoryLimit_;
 };
 
 }  // namespace database_client::embedded

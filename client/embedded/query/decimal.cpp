@@ -140,10 +140,9 @@ void Decimal::store(bson::Byte* at) const {
   bson::store(at + 8, high);
 }
 
-Decimal Decimal::fromInteger(std::int64_t number) {
+Decimal Decimal::fromInteger(Int128 number) {
   const bool negative = number < 0;
-  const auto magnitude = negative ? 0 - static_cast<std::uint64_t>(number) : static_cast<std::uint64_t>(number);
-  return {Kind::finite, negative, magnitude, 0};
+  return rounded(negative, negative ? 0 - static_cast<Uint128>(number) : static_cast<Uint128>(number), 0);
 }
 
 Decimal Decimal::fromDouble(double number) {

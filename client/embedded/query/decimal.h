@@ -8,6 +8,7 @@
 namespace database_client::embedded {
 
 __extension__ typedef unsigned __int128 Uint128;
+__extension__ typedef __int128 Int128;
 
 /// A decimal number of up to 34 digits: the value of a decimal128, which BSON stores in binary integer form.
 ///
@@ -25,7 +26,8 @@ struct Decimal {
   static Decimal load(const bson::Byte* at);
   void store(bson::Byte* at) const;
 
-  static Decimal fromInteger(std::int64_t number);
+  /// Rounded to 34 digits where it has more.
+  static Decimal fromInteger(Int128 number);
   /// The number rounded to 34 digits.
   static Decimal fromDouble(double number);
 

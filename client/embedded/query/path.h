@@ -83,4 +83,8 @@ class Path {
   std::vector<Part> parts_;
 };
 
+/// A path as aggregation and projection take it. Throws Error{query} with a server's code for an empty part and for a
+/// part that begins with `$`.
+Path fieldPath(std::string_view dotted);
+
 }  // namespace database_client::embedded

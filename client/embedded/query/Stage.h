@@ -1,0 +1,59 @@
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <optional>
+
+#include "client/bson/View.h"
+
+namespace database_client::embedded {
+
+/// One stage at work in one run: takes documents and passes results on to the next.
+class Flow {
+ public:
+  Flow() = default;
+  Flow(const Flow&) = delete;
+  Flow& operator=(const Flow&) = delete;
+  virtual ~Flow() = default;
+
+  /// Takes a document, valid only during the call; false when nothing that may still come makes a difference.
+  virtual bool take(bson::View document) = 0;
+  /// There are no more documents.
+  virtual void end() = 0;
+};
+
+/// What a stage has to know of the run.
+struct RunLimits {
+  std::size_t memory;  ///< bytes that a stage may hold
+};
+
+/// A stage as parsed, of which any number of runs can be started.
+class Stage {
+ public:
+  Stage() = default;
+  Stage(const Stage&) = delete;
+  Stage& operator=(const Stage&) = delete;
+  virtual ~Stage() = default;
+
+  /// `next` and this stage outlive the flow.
+  virtual std::unique_ptr<Flow> start(Flow& next, const RunLimits& limits) const = 0;
+};
+using StagePtr = std::unique_ptr<const Stage>;
+
+StagePtr parseGroup(const bson::Value& operand);
+/// $group by the operand with a count, then by the count from the greatest on.
+StagePtr parseSortByCount(const bson::Value& operand);
+/// `kept`: how many of the first documents are ever asked for.
+StagePtr parseSort(const bson::Value& operand, std::optional<std::size_t> kept);
+StagePtr parseUnwind(const bson::Value& operand);
+StagePtr parseFacet(const bson::Value& operand, std::size_t memoryLimit);
+/// $match $project $addFields $set $unset $replaceRoot $limit $skip $count; null for any other name.
+StagePtr parsePlainStage(std::string_view name, const bson::Value& operand);
+
+/// Operands of $limit and $skip.
+std::int64_t parseLimit(const bson::Value& operand);
+std::int64_t parseSkip(const bson::Value& operand);
+
+[[noreturn]] void refuseMemory(std::string_view stage, const RunLimits& limits);
+
+}  // namespace database_client::embedded
