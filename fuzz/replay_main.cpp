@@ -1,8 +1,8 @@
 // Runs a fuzz target once over every file of a folder, without a fuzzer.
 #include <algorithm>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <iostream>
 #include <iterator>
 #include <memory>
 #include <vector>
@@ -23,11 +23,11 @@ void replay(const std::filesystem::path& path) {
 int replayFolder(const char* folder) {
   int count = 0;
   for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-    std::printf("%s\n", entry.path().filename().c_str());
+    std::cout << entry.path().filename().string() << std::endl;
     replay(entry.path());
     ++count;
   }
-  std::printf("%d inputs replayed\n", count);
+  std::cout << count << " inputs replayed" << std::endl;
   return count == 0 ? 1 : 0;
 }
 
@@ -35,13 +35,13 @@ int replayFolder(const char* folder) {
 
 int main(int argc, char** argv) {
   if (argc != 2) {
-    std::fprintf(stderr, "usage: %s FOLDER\n", argv[0]);
+    std::cerr << "usage: " << argv[0] << " FOLDER" << std::endl;
     return 2;
   }
   try {
     return replayFolder(argv[1]);
   } catch (const std::exception& error) {
-    std::fprintf(stderr, "%s\n", error.what());
+    std::cerr << error.what() << std::endl;
     return 1;
   }
 }

@@ -14,7 +14,7 @@ constexpr Word lowBits = 0x0101010101010101U;
 constexpr Word highBits = 0x80 * lowBits;
 
 inline Word loadWord(const char* at) {
-  Word word;
+  Word word = 0;
   std::memcpy(&word, at, sizeof word);
   return word;
 }

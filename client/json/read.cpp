@@ -30,6 +30,7 @@ constexpr std::size_t longestText = 16 * bson::maximumSize;
 /// collected and converted when it ends. Keys and texts stay where the parser found them until the end.
 class DocumentReader {
  public:
+  // cppcheck-suppress uninitMemberVar ; a level is written when it is entered
   DocumentReader(std::size_t expectedSize, bool mayHoldNul) : out_(expectedSize), mayHoldNul_(mayHoldNul) {}
 
   std::vector<Byte> take() {

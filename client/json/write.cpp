@@ -219,7 +219,7 @@ class DocumentWriter {
     out_.put('"');
     while (*(at_ = plainRun(at_, documentEnd_, documentEnd_)) != 0) putEscape(out_, *at_++);
     ++at_;
-    out_.put("\": ");
+    out_.put(R"(": )");
   }
 
   /// Copies what needs no escape, up to `limit`, and returns where it ends. Reads whole words before `readableEnd`.
@@ -256,9 +256,9 @@ class DocumentWriter {
       case Type::array:
         return enter(value.asDocument(), "]");
       case Type::codeWithScope:
-        out_.put("{\"$code\": ");
+        out_.put(R"({"$code": )");
         quoted(Value{Type::code, value.data + 4, 0}.asString());
-        out_.put(", \"$scope\": ");
+        out_.put(R"(, "$scope": )");
         return enter(value.scope(), "}}");
       case Type::string:
         return quoted(value.asString());
@@ -281,24 +281,24 @@ class DocumentWriter {
     switch (value.type) {
       case Type::int32:
         if (plain) return out_.number(value.asInt32());
-        out_.put("{\"$numberInt\": \"");
+        out_.put(R"({"$numberInt": ")");
         out_.number(value.asInt32());
         break;
       case Type::int64:
         if (plain) return out_.number(value.asInt64());
-        out_.put("{\"$numberLong\": \"");
+        out_.put(R"({"$numberLong": ")");
         out_.number(value.asInt64());
         break;
       case Type::real:
         if (plain && std::isfinite(value.asDouble())) return putFinite(out_, value.asDouble());
-        out_.put("{\"$numberDouble\": \"");
+        out_.put(R"({"$numberDouble": ")");
         putReal(value.asDouble());
         break;
       default:
-        out_.put("{\"$numberDecimal\": \"");
+        out_.put(R"({"$numberDecimal": ")");
         putDecimal(value.data);
     }
-    out_.put("\"}");
+    out_.put(R"("})");
   }
 
   void putReal(double value) {
@@ -334,71 +334,71 @@ class DocumentWriter {
       case Type::symbol:
         return text("$symbol", value.asString());
       case Type::minKey:
-        return out_.put("{\"$minKey\": 1}");
+        return out_.put(R"({"$minKey": 1})");
       case Type::maxKey:
-        return out_.put("{\"$maxKey\": 1}");
+        return out_.put(R"({"$maxKey": 1})");
       default:
-        return out_.put("{\"$undefined\": true}");
+        return out_.put(R"({"$undefined": true})");
     }
   }
 
   void text(std::string_view name, std::string_view content) {
-    out_.put("{\"");
+    out_.put(R"({")");
     out_.put(name);
-    out_.put("\": ");
+    out_.put(R"(": )");
     quoted(content);
     out_.put('}');
   }
 
   void objectId(const Byte* id) {
-    out_.put("{\"$oid\": \"");
+    out_.put(R"({"$oid": ")");
     putHex(out_, id, bson::objectIdSize);
-    out_.put("\"}");
+    out_.put(R"("})");
   }
 
   void date(std::int64_t milliseconds) {
     if (mode_ == JsonMode::relaxed && milliseconds >= 0 && milliseconds < year10000) {
-      out_.put("{\"$date\": \"");
+      out_.put(R"({"$date": ")");
       putTime(out_, milliseconds);
-      return out_.put("\"}");
+      return out_.put(R"("})");
     }
-    out_.put("{\"$date\": {\"$numberLong\": \"");
+    out_.put(R"({"$date": {"$numberLong": ")");
     out_.number(milliseconds);
-    out_.put("\"}}");
+    out_.put(R"("}})");
   }
 
   /// The old subtype repeats the length inside; that is left out.
   void binary(const Value& value) {
     const Byte subtype = value.binarySubtype();
     const std::size_t inner = subtype == bson::oldBinarySubtype ? 4 : 0;
-    out_.put("{\"$binary\": {\"base64\": \"");
+    out_.put(R"({"$binary": {"base64": ")");
     putBase64(out_, value.binaryData() + inner, value.binarySize() - inner);
-    out_.put("\", \"subType\": \"");
+    out_.put(R"(", "subType": ")");
     putHex(out_, &subtype, 1);
-    out_.put("\"}}");
+    out_.put(R"("}})");
   }
 
   void regex(const Value& value) {
     const std::string options = sortedOptions(value.regexOptions());
-    out_.put("{\"$regularExpression\": {\"pattern\": ");
+    out_.put(R"({"$regularExpression": {"pattern": )");
     quoted(value.regexPattern());
-    out_.put(", \"options\": ");
+    out_.put(R"(, "options": )");
     quoted(options, reinterpret_cast<const Byte*>(options.data()) + options.size());
     out_.put("}}");
   }
 
   void timestamp(std::uint64_t value) {
-    out_.put("{\"$timestamp\": {\"t\": ");
+    out_.put(R"({"$timestamp": {"t": )");
     out_.number(value >> 32);
-    out_.put(", \"i\": ");
+    out_.put(R"(, "i": )");
     out_.number(value & 0xFFFFFFFFU);
     out_.put("}}");
   }
 
   void dbPointer(const Value& value) {
-    out_.put("{\"$dbPointer\": {\"$ref\": ");
+    out_.put(R"({"$dbPointer": {"$ref": )");
     quoted(value.asString());
-    out_.put(", \"$id\": ");
+    out_.put(R"(, "$id": )");
     objectId(value.data + value.size - bson::objectIdSize);
     out_.put("}}");
   }

@@ -290,32 +290,5 @@ TEST(Validate, RefusesTheInnerLengthOfTheOldBinary) {
             "k|malformed document, binary under \"k\": a length is 1, expected 4 at least, with 1 bytes left");
 }
 
-TEST(IsUtf8, AcceptsEveryCharacterAtItsBounds) {
-  for (const char* text :
-       {"", "a", "abc", "abcd", "abcdefg", "abcdefgh", "abcdefghijklmnopq", "\xC2\x80", "\xDF\xBF", "\xE0\xA0\x80",
-        "\xED\x9F\xBF", "\xEE\x80\x80", "\xEF\xBF\xBF", "\xF0\x90\x80\x80", "\xF4\x8F\xBF\xBF"}) {
-    EXPECT_TRUE(isUtf8(text)) << text;
-  }
-  EXPECT_TRUE(isUtf8(std::string_view("\0a\0", 3)));
-}
-
-TEST(IsUtf8, RefusesWhatIsMalformed) {
-  for (const char* text : {"\x80", "\xBF", "\xC0\x80", "\xC1\xBF", "\xC2", "\xC2g", "\xE0\x9F\xBF", "\xE2\x82",
-                           "\xE2(\xA1", "\xED\xA0\x80", "\xED\xBF\xBF", "\xF0\x8F\xBF\xBF", "\xF0\x9F\x98",
-                           "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\xFF", "\xFE"}) {
-    EXPECT_FALSE(isUtf8(text)) << testing::PrintToString(text);
-  }
-}
-
-TEST(IsUtf8, FindsABadByteAtEveryPlaceOfEveryLength) {
-  for (std::size_t size = 1; size < 40; ++size) {
-    for (std::size_t place = 0; place < size; ++place) {
-      std::string text(size, 'a');
-      text[place] = '\x80';
-      ASSERT_FALSE(isUtf8(text)) << size << " " << place;
-    }
-  }
-}
-
 }  // namespace
 }  // namespace database_client::bson
