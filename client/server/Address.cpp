@@ -188,6 +188,12 @@ std::vector<std::string> secretsOf(const mongoc_uri_t* uri) {
 
 }  // namespace
 
+std::string Address::login() const {
+  const char* user = mongoc_uri_get_username(uri.get());
+  if (user == nullptr) return {};
+  return "user \"" + std::string(user) + "\" of " + mongoc_uri_get_auth_source(uri.get());
+}
+
 bool isHost(const std::string& text) {
   if (text.size() > longestName) return false;
   return isIpv6(withoutBrackets(text)) || isName(text);

@@ -15,6 +15,9 @@ struct Address {
   std::vector<std::string> secrets{};  ///< what no message may repeat
   bool retryReads = true;              ///< whether a read is repeated by us
   std::int64_t socketTimeout = 0;      ///< in milliseconds, 0 for none
+
+  /// As whom one logs in, for messages; empty without a user.
+  std::string login() const;
 };
 
 /// Makes an address of the arguments of `connect`. A full `mongodb://` or `mongodb+srv://` address is taken as it is,

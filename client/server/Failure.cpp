@@ -120,6 +120,7 @@ std::string reasonOf(const Circumstances& circumstances, const bson_error_t& err
   std::string reason = error.message;
   if (unreachable && !circumstances.cause.empty()) reason = circumstances.cause;
   if (reason.empty()) reason = "no reason given";
+  if (isLogin(error) && !circumstances.login.empty()) reason = circumstances.login + ": " + reason;
   if (error.domain == MONGOC_ERROR_WRITE_CONCERN) reason = "applied, but not replicated as asked: " + reason;
   return conceal(std::move(reason), circumstances.secrets);
 }

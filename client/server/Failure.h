@@ -13,6 +13,7 @@ namespace database_client::server {
 struct Circumstances {
   std::string action{};                ///< "insert into db.collection"
   std::string where{};                 ///< host:port
+  std::string login{};                 ///< as whom the connection is made
   std::string cause{};                 ///< why no server could be reached
   std::vector<std::string> secrets{};  ///< what no message may repeat
   bool write = false;

@@ -48,6 +48,7 @@ Circumstances Attempt::circumstances() const {
   Circumstances result;
   result.action = call_.action;
   result.where = observation_.host.empty() ? address_.hosts : observation_.host;
+  result.login = address_.login();
   result.cause = link_->cause;
   result.secrets = address_.secrets;
   result.secrets.push_back(call_.secret);

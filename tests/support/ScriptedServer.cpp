@@ -1,6 +1,7 @@
 #include "tests/support/ScriptedServer.h"
 
 #include <bson/bson.h>
+#include <signal.h>
 #include <sys/socket.h>
 
 #include <algorithm>
@@ -161,6 +162,14 @@ std::vector<std::uint8_t> message(const std::vector<std::uint8_t>& document, std
   return whole;
 }
 
+// TLS writes without the flag that keeps a signal away; only this thread is spared it, the client under test is not.
+void ignoreBrokenPipes() {
+  sigset_t signals;
+  sigemptyset(&signals);
+  sigaddset(&signals, SIGPIPE);
+  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+}
+
 std::string quoted(const std::string& text) {
   return "\"" + text + "\"";
 }
@@ -296,6 +305,7 @@ void ScriptedServer::accept() {
 }
 
 void ScriptedServer::serve(Connection& connection) {
+  ignoreBrokenPipes();
   if (!tls_.certificate.empty() && !connection.stream.startTls(tls_.certificate, tls_.key)) {
     connection.stream.shutdown();
     return;
