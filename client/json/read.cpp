@@ -64,7 +64,7 @@ class DocumentReader {
     const std::size_t element = out_.size();
     head(Type::undefined, Kind::number);
     const auto type = appendPlainNumber(digits, out_);
-    if (!type) fail("the number " + std::string(digits) + " is out of the range of a double");
+    if (!type) fail(describe({0, Kind::number, {}, digits}) + " is out of the range of a double");
     setType(element, *type);
     return true;
   }
@@ -340,9 +340,12 @@ std::string padded(std::string_view text) {
 }  // namespace
 
 std::vector<Byte> read(std::string_view text) {
-  const Scan found = scan(text.substr(0, longestText));
-  DocumentReader reader(text.size() + text.size() / 4 + 64, found.hasBackslash);
-  if (text.size() > longestText) reader.fail("a text of " + std::to_string(text.size()) + " bytes");
+  const std::size_t expectedSize = std::min(text.size() + text.size() / 4 + 64, bson::maximumSize + 64);
+  if (text.size() > longestText) {
+    DocumentReader(0, false).fail(std::to_string(text.size()) + " bytes, at most " + std::to_string(longestText));
+  }
+  const Scan found = scan(text);
+  DocumentReader reader(expectedSize, found.hasBackslash);
   if (found.control != text.size()) {
     reader.fail("a control character at offset " + std::to_string(found.control) + ", expected its escape");
   }

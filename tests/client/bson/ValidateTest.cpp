@@ -1,3 +1,4 @@
+#include <bson/bson.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -11,6 +12,8 @@
 
 namespace database_client::bson {
 namespace {
+
+constexpr auto foreignFlags = static_cast<bson_validate_flags_t>(BSON_VALIDATE_UTF8 | BSON_VALIDATE_UTF8_ALLOW_NULL);
 
 /// "valid", or the path and the message of the error. The bytes lie in a block of exactly their size, so that a
 /// sanitizer sees any read behind them.
@@ -154,6 +157,22 @@ TEST(Validate, AnyFlippedBitGivesAnErrorOrADocumentThatCanBeWalked) {
     }
   }
   EXPECT_GT(refused, 1000);
+}
+
+TEST(Validate, AcceptsNoFlippedBitThatLibbsonRefuses) {
+  const std::vector<Byte> bytes = everyType();
+  int same = 0;
+  for (std::size_t bit = 0; bit < bytes.size() * 8; ++bit) {
+    std::vector<Byte> flipped = bytes;
+    flipped[bit / 8] = static_cast<Byte>(flipped[bit / 8] ^ (1 << bit % 8));
+    bson_t document;
+    const bool isRefused = !bson_init_static(&document, flipped.data(), flipped.size()) ||
+                           !bson_validate(&document, foreignFlags, nullptr);
+    const bool isValid = outcome(flipped) == "valid";
+    ASSERT_FALSE(isValid && isRefused) << "bit " << bit;
+    same += isValid != isRefused ? 1 : 0;
+  }
+  EXPECT_GT(same, 3000);
 }
 
 TEST(Validate, AcceptsAHundredLevelsBelowTheRootAndNoMore) {

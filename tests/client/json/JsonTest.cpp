@@ -1,3 +1,4 @@
+#include <bson/bson.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -194,6 +195,27 @@ TEST(JsonRead, SixteenMebibytesAreReadAndNoMore) {
   const auto ofSize = [](std::size_t size) { return R"({"a": ")" + std::string(size - 13, 'x') + R"("})"; };
   EXPECT_EQ(read(ofSize(bson::maximumSize)).size(), bson::maximumSize);
   EXPECT_EQ(meaning(ofSize(bson::maximumSize + 1)), "|malformed JSON: the document has more than 16777216 bytes");
+}
+
+TEST(JsonRead, RefusesATextThatNoDocumentTakes) {
+  EXPECT_EQ(meaning(std::string(16 * bson::maximumSize + 1, ' ')),
+            "|malformed JSON: 268435457 bytes, at most 268435456");
+}
+
+TEST(JsonRead, RefusesANumberThatADoubleCannotHold) {
+  EXPECT_EQ(meaning(R"({"a": [1E-400]})"),
+            "a.0|malformed JSON under \"a.0\": a number 1E-400 is out of the range of a double");
+}
+
+TEST(JsonWrite, LibbsonReadsTheSameBytes) {
+  const std::vector<Byte> bytes = read(sample);
+  const std::string text = write({bytes.data(), bytes.size()}, JsonMode::canonical);
+  bson_t document;
+  bson_error_t error;
+  ASSERT_TRUE(bson_init_from_json(&document, text.c_str(), -1, &error)) << error.message;
+  const Byte* const data = bson_get_data(&document);
+  EXPECT_EQ(std::vector<Byte>(data, data + document.len), bytes);
+  bson_destroy(&document);
 }
 
 TEST(JsonRead, RefusesTextThatIsNotUtf8) {
