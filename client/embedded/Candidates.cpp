@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <optional>
+#include <utility>
 #include <vector>
+
+#include "client/embedded/index/Planner.h"
 
 namespace database_client::embedded {
 
@@ -47,6 +50,26 @@ class ById : public Candidates {
   std::vector<std::int64_t> rids_{};
   std::size_t at_ = 0;
   bool recheck_;
+};
+
+class ByItems : public Candidates {
+ public:
+  ByItems(Collection& collection, Plan plan) : reader_(collection), plan_(std::move(plan)) {
+    index_ = plan_.description;
+  }
+  bool next() override {
+    const auto found = plan_.next(candidate_.rid);
+    if (found) candidate_ = *found;
+    return found.has_value();
+  }
+  std::int64_t rid() const override { return candidate_.rid; }
+  bool recheck() const override { return candidate_.recheck; }
+  View body() override { return reader_.read(candidate_.rid); }
+
+ private:
+  RowReader reader_;
+  Plan plan_;
+  Plan::Candidate candidate_{0, false};
 };
 
 bool isOperators(const Value& value) {
@@ -97,6 +120,14 @@ bool isWholeQuery(View query) {
 std::unique_ptr<Candidates> planCandidates(Collection& collection, View query, const Wanted& wanted) {
   if (wanted.everything) return std::make_unique<Scan>(collection, true);
   if (const auto ids = idsOf(query)) return std::make_unique<ById>(collection, *ids, !isWholeQuery(query));
+  if (wanted.usesIndex && collection.index() != nullptr) {
+    PlanRequest request;
+    request.documents = collection.estimate();
+    request.wanted = wanted.matches;
+    request.documentsAreRead = wanted.documentsAreRead;
+    Plan found = plan(*collection.index(), query, request);
+    if (found.usesIndex) return std::make_unique<ByItems>(collection, std::move(found));
+  }
   return std::make_unique<Scan>(collection, false);
 }
 

@@ -17,6 +17,10 @@ namespace {
 
 constexpr std::size_t smallestDocument = 5;
 
+bool isAdministration(const std::string& database, const std::string& name) {
+  return database == "admin" && (name == "system.users" || name == "system.roles");
+}
+
 }  // namespace
 
 std::int64_t bodySum(const void* bytes, std::size_t size) {
@@ -30,6 +34,7 @@ Collection::Collection(Store& store, std::int64_t number, const std::string& dat
       database_(database),
       name_(name),
       holdsCredentials_(database == "admin" && name == "system.users") {
+  if (!isAdministration(database, name)) index_ = std::make_unique<ItemIndex>(store.blobs(), number);
   const std::string table = schema::documentsTable(number);
   sql_.insert = "INSERT INTO " + table + "(id, sum, body) VALUES(?1, ?2, ?3) ON CONFLICT(id) DO NOTHING";
   sql_.update = "UPDATE " + table + " SET sum = ?2, body = ?3 WHERE rid = ?1";
@@ -52,6 +57,10 @@ View Collection::trusted(std::int64_t rid, std::int64_t sum, sqlite::Blob body) 
               {file});
 }
 
+void Collection::touch() {
+  store_.touch(*this);
+}
+
 bool Collection::insert(View document) {
   const std::string key = canonicalKey(document.find("_id"));
   store_.connection()
@@ -60,19 +69,30 @@ bool Collection::insert(View document) {
       .bind(2, bodySum(document.data, document.size))
       .bindBlob(3, document.data, document.size)
       .run();
-  return store_.connection().changes() != 0;
+  if (store_.connection().changes() == 0) return false;
+  if (!index_) return true;
+  touch();
+  index_->add(store_.connection().lastRowId(), document);
+  return true;
 }
 
-void Collection::replace(std::int64_t rid, View /*before*/, View after) {
+void Collection::replace(std::int64_t rid, View before, View after) {
   store_.connection()
       .statement(sql_.update)
       .bind(1, rid)
       .bind(2, bodySum(after.data, after.size))
       .bindBlob(3, after.data, after.size)
       .run();
+  if (!index_) return;
+  touch();
+  index_->replace(rid, before, after);
 }
 
-void Collection::remove(std::int64_t rid, View /*body*/) {
+void Collection::remove(std::int64_t rid, View body) {
+  if (index_) {
+    touch();
+    index_->remove(rid, body);
+  }
   store_.connection().statement(sql_.remove).bind(1, rid).run();
 }
 
@@ -90,6 +110,22 @@ std::optional<std::int64_t> Collection::ridOf(const bson::Value& id) {
   found.bindBlob(1, key.data(), key.size());
   if (!found.step()) return std::nullopt;
   return found.integer(0);
+}
+
+void Collection::flush() {
+  if (index_) index_->flush();
+}
+
+void Collection::rollback() {
+  if (index_) index_->rollback();
+}
+
+void Collection::rebuildIndex() {
+  if (!index_) return;
+  touch();
+  index_->clear();
+  RowScan rows(*this);
+  while (rows.next()) index_->add(rows.rid(), rows.body());
 }
 
 RowReader::RowReader(Collection& collection)

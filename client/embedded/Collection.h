@@ -1,10 +1,12 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 
 #include "client/bson/View.h"
+#include "client/embedded/index/ItemIndex.h"
 #include "client/embedded/sqlite/Connection.h"
 
 namespace database_client::embedded {
@@ -28,6 +30,8 @@ class Collection {
   std::int64_t number() const { return number_; }
   /// Whether this is the collection of users, whose credentials nobody reads.
   bool holdsCredentials() const { return holdsCredentials_; }
+  /// Null for the collections of the store's own administration.
+  ItemIndex* index() { return index_.get(); }
 
   /// False, and nothing done, when the "_id" is taken.
   bool insert(bson::View document);
@@ -40,10 +44,18 @@ class Collection {
   std::uint64_t estimate();
   std::optional<std::int64_t> ridOf(const bson::Value& id);
 
+  /// Writes what the index gathered.
+  void flush();
+  /// Forgets what the index gathered.
+  void rollback();
+  /// Builds the index anew of the documents.
+  void rebuildIndex();
+
  private:
   friend class RowReader;
   friend class RowScan;
 
+  void touch();
   bson::View trusted(std::int64_t rid, std::int64_t sum, sqlite::Blob body) const;
 
   Store& store_;
@@ -51,6 +63,7 @@ class Collection {
   std::string database_;
   std::string name_;
   bool holdsCredentials_;
+  std::unique_ptr<ItemIndex> index_;
   struct Statements {
     std::string insert, update, remove, count, estimate, ridOfId, read, scan;
   } sql_;

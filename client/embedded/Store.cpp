@@ -175,6 +175,7 @@ void Store::rollback() {
 }
 
 void Store::flush() {
+  for (Collection* collection : touched_) collection->flush();
   touched_.clear();
 }
 
@@ -194,6 +195,7 @@ void Store::dropSince(std::size_t made) noexcept {
 }
 
 void Store::forget() noexcept {
+  for (Collection* collection : touched_) collection->rollback();
   touched_.clear();
   ++version_;
 }

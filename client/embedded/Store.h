@@ -49,7 +49,8 @@ class Store {
     Store& store_;
   };
 
-  /// How much a write changes: a change of many documents may fail half-way, and can then be undone alone.
+  /// How much a write does: one document at most, without a query; or more, which may fail half-way and is then undone
+  /// alone.
   enum class Extent { one, many };
 
   /// Changes for a scope, undone unless committed. Within an explicit transaction they become permanent with it; a call

@@ -5,6 +5,7 @@
 #include "client/bson/validate.h"
 #include "client/embedded/Backup.h"
 #include "client/embedded/EmbeddedEngine.h"
+#include "client/embedded/index/IndexCheck.h"
 #include "client/embedded/query/compare.h"
 #include "database_client/Error.h"
 
@@ -42,6 +43,13 @@ std::string problemOf(const RowScan& row) {
   }
 }
 
+DocumentScan scanOf(Collection& collection) {
+  return [&collection](const std::function<void(std::int64_t, View)>& take) {
+    RowScan rows(collection);
+    while (rows.next()) take(rows.rid(), rows.body());
+  };
+}
+
 /// Runs one part of a check; what it cannot read is what it found.
 template <class Part>
 void guarded(CheckReport& found, const Part& part) {
@@ -55,11 +63,16 @@ void guarded(CheckReport& found, const Part& part) {
 }  // namespace
 
 void EmbeddedEngine::checkCollection(Collection& collection, CheckReport& found) {
+  const std::size_t before = found.problems.size();
   RowScan rows(collection);
   for (; rows.next(); ++found.documents) {
     const std::string problem = problemOf(rows);
     if (problem.empty()) continue;
     report(found, collection.label() + ", record " + std::to_string(rows.rid()) + ": " + problem);
+  }
+  if (collection.index() == nullptr || found.problems.size() != before) return;
+  for (const std::string& problem : checkIndex(*collection.index(), scanOf(collection))) {
+    report(found, collection.label() + ", index: " + problem);
   }
 }
 
@@ -78,8 +91,14 @@ CheckReport EmbeddedEngine::check() {
 
 void EmbeddedEngine::compact() {
   {
-    const Store::Reading reading(store_);
+    Store::Writing writing(store_, Store::Extent::many);
     session_.require(Action::administerStore, "admin", "compact the store");
+    for (Collection* collection : store_.collections()) {
+      if (collection->index() == nullptr) continue;
+      store_.touch(*collection);
+      collection->index()->compact();
+    }
+    writing.commit();
   }
   store_.vacuum();
 }

@@ -130,7 +130,7 @@ void EmbeddedEngine::update(const Namespace& where, const ObjectProperties& sele
   const View query = DocumentAccess::view(selector);
   const Update change(kind, DocumentAccess::view(document));
   const bool onlyFirst = kind == UpdateKind::replaceFirst;
-  Store::Writing writing(store_, onlyFirst ? Store::Extent::one : Store::Extent::many);
+  Store::Writing writing(store_, Store::Extent::many);
   requireWrite(where, "update");
   Collection* collection = store_.find(where.database, where.collection);
   const bool found = onlyFirst ? updateFirst(collection, query, change) : updateAll(collection, query, change);

@@ -67,6 +67,7 @@ std::string toUtf8(const std::u16string& wide) {
 }
 
 /// The form of a password that is hashed: one for all ways to write the same characters (SASLprep, RFC 4013).
+/// Characters that are newer than the RFC stand for themselves.
 std::string prepare(const std::string& password) {
   if (isAscii(password)) return password;
   UErrorCode error = U_ZERO_ERROR;
@@ -77,10 +78,19 @@ std::string prepare(const std::string& password) {
   std::u16string prepared(wide.size() * 18 + 16, u'\0');  // No character becomes more than 18 under NFKC.
   const std::int32_t length =
       usprep_prepare(profile.get(), wide.data(), static_cast<std::int32_t>(wide.size()), prepared.data(),
-                     static_cast<std::int32_t>(prepared.size()), USPREP_DEFAULT, nullptr, &error);
+                     static_cast<std::int32_t>(prepared.size()), USPREP_ALLOW_UNASSIGNED, nullptr, &error);
   if (U_FAILURE(error)) refusePassword();
   prepared.resize(static_cast<std::size_t>(length));
   return toUtf8(prepared);
+}
+
+/// A text that is no password is nobody's, which takes as long to find out.
+std::string preparedOrRaw(const std::string& password) {
+  try {
+    return prepare(password);
+  } catch (const Error&) {
+    return password;
+  }
 }
 
 Bytes hmac(const Bytes& key, std::string_view message) {
@@ -130,7 +140,7 @@ Credentials Credentials::ofNobody() {
 }
 
 bool Credentials::belongTo(const std::string& password) const {
-  const Credentials given = derive(prepare(password), salt, iterations);
+  const Credentials given = derive(preparedOrRaw(password), salt, iterations);
   if (storedKey.size() != keySize || serverKey.size() != keySize) return false;
   const int different = CRYPTO_memcmp(given.storedKey.data(), storedKey.data(), keySize) |
                         CRYPTO_memcmp(given.serverKey.data(), serverKey.data(), keySize);
