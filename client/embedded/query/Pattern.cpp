@@ -17,20 +17,23 @@ constexpr std::uint32_t matchLimit = 1'000'000;
 constexpr std::uint32_t depthLimit = 100'000;
 constexpr std::uint32_t heapLimitKiB = 32 * 1024;
 
-std::uint32_t optionBit(char option) {
-  switch (option) {
-    case 'i':
-      return PCRE2_CASELESS;
-    case 'm':
-      return PCRE2_MULTILINE;
-    case 's':
-      return PCRE2_DOTALL;
-    case 'x':
-      return PCRE2_EXTENDED;
-    default:
+std::uint32_t optionBits(std::string_view options) {
+  std::uint32_t bits = 0;
+  for (const char option : options) {
+    if (option == 'i') {
+      bits |= PCRE2_CASELESS;
+    } else if (option == 'm') {
+      bits |= PCRE2_MULTILINE;
+    } else if (option == 's') {
+      bits |= PCRE2_DOTALL;
+    } else if (option == 'x') {
+      bits |= PCRE2_EXTENDED;
+    } else {
       refuseQuery(invalidOption,
-                  std::string("a regular expression has the option \"") + option + "\", possible are i, m, s, x");
+                  "a regular expression has the options " + quoted(options) + ", possible are i, m, s, x");
+    }
   }
+  return bits;
 }
 
 std::string messageOf(int error) {
@@ -41,8 +44,7 @@ std::string messageOf(int error) {
 
 pcre2_code* compile(std::string_view pattern, std::string_view options) {
   // Invalid UTF-8 in a text, which only a damaged file can hold, then never matches.
-  std::uint32_t bits = PCRE2_UTF | PCRE2_MATCH_INVALID_UTF | PCRE2_NEVER_BACKSLASH_C;
-  for (const char option : options) bits |= optionBit(option);
+  const std::uint32_t bits = PCRE2_UTF | PCRE2_MATCH_INVALID_UTF | PCRE2_NEVER_BACKSLASH_C | optionBits(options);
   int error = 0;
   PCRE2_SIZE offset = 0;
   pcre2_code* code =
