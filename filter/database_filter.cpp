@@ -86,6 +86,7 @@ void DatabaseFilter::exclude(const std::string& key, DatabaseFilter& target) {
   target.d->copy(excluded);
 }
 
+// NOLINTNEXTLINE(misc-unconventional-assign-operator)
 DatabaseFilter& DatabaseFilter::operator=(const DatabaseFilter& other) {
   if (d != other.d) d->copy(*other.d);
   return *this;

@@ -18,7 +18,7 @@ void DatabaseFilterPrivate::copy(const DatabaseFilterPrivate& other) {
 }
 
 // Assignment is one operation that a derived class changes, in copy.
-// NOLINTNEXTLINE(bugprone-unhandled-self-assignment, cert-oop54-cpp)
+// NOLINTNEXTLINE(bugprone-unhandled-self-assignment, misc-unconventional-assign-operator)
 DatabaseFilterPrivate& DatabaseFilterPrivate::operator=(const DatabaseFilterPrivate& other) {
   copy(other);
   return *this;

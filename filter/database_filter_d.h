@@ -19,6 +19,7 @@ class DATABASE_PROVIDER_EXPORT DatabaseFilterPrivate {
   virtual ~DatabaseFilterPrivate();
 
   virtual void copy(const DatabaseFilterPrivate& other);
+  // NOLINTNEXTLINE(misc-unconventional-assign-operator): virtual, so that a derived class can change it
   virtual DatabaseFilterPrivate& operator=(const DatabaseFilterPrivate& other);
   virtual void clear();
   virtual void filter_init();

@@ -17,6 +17,8 @@ class DATABASE_PROVIDER_EXPORT DatabaseProvider : public DatabaseProviderInterfa
   DatabaseProvider();
   /// Owns this client in place of a new one.
   explicit DatabaseProvider(std::unique_ptr<DataBaseClient> client);
+  DatabaseProvider(const DatabaseProvider&) = delete;
+  DatabaseProvider& operator=(const DatabaseProvider&) = delete;
   ~DatabaseProvider() override;
 
   void setDatabaseClient(DataBaseClient* client) override;

@@ -8,8 +8,6 @@ DatabaseRecord::DatabaseRecord() : d_(std::make_unique<ObjectProperties>()) {
   attach(d_.get());
 }
 
-DatabaseRecord::~DatabaseRecord() = default;
-
 void DatabaseRecord::attach(ObjectProperties* document) {
   categories_.setRecord(document);
   descriptions_.setRecord(document);

@@ -17,7 +17,6 @@ namespace database_provider {
 class DATABASE_PROVIDER_EXPORT DatabaseRecord : public DatabaseRecordInterface {
  public:
   DatabaseRecord();
-  ~DatabaseRecord() override;
 
   void clear() override;
 

@@ -24,6 +24,7 @@ class DATABASE_PROVIDER_EXPORT SectionView {
  public:
   SectionView(const SectionView&) = delete;
   SectionView& operator=(const SectionView&) = delete;
+  virtual ~SectionView() = default;
 
   /// Drops what was not written; the section is loaded afresh when next asked for.
   void setRecord(ObjectProperties* record);
@@ -37,7 +38,6 @@ class DATABASE_PROVIDER_EXPORT SectionView {
 
  protected:
   SectionView() = default;
-  virtual ~SectionView() = default;
 
   ObjectProperties* record() const { return record_; }
   void setModified() { modified_ = true; }

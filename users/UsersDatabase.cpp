@@ -8,7 +8,6 @@
 namespace database_provider {
 
 using database_client::Entered;
-using database_client::Group;
 using database_client::UpdateFlags;
 using database_client::UpdateOperation;
 
@@ -64,8 +63,6 @@ ObjectProperties selectBlock(const std::string& user, const std::string& tag) {
 UsersDatabase::UsersDatabase() : client_(std::make_unique<DataBaseClient>()) {}
 
 UsersDatabase::UsersDatabase(std::unique_ptr<DataBaseClient> client) : client_(std::move(client)) {}
-
-UsersDatabase::~UsersDatabase() = default;
 
 void UsersDatabase::connectAsAdmin(const std::string& host, int port, const std::string& password) const {
   client_->connect(admin, host, port, password.empty() ? "" : admin, password);

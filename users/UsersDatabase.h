@@ -12,14 +12,13 @@ namespace database_provider {
 // "customData": group. A block of settings, in "databaseManager" / "customization", one for each pair of user and tag:
 // "user": string, "tag": string, "data": group.
 
-/// Users of "databaseManager", the administrator "admin", and what the users keep.
+/// Users of "databaseManager", the administrator "admin", and what the users keep. Its client is destroyed with it,
+/// without being disconnected first.
 class DATABASE_PROVIDER_EXPORT UsersDatabase : public UsersDatabaseInterface {
  public:
   UsersDatabase();
   /// Works through this client, which must not be null.
   explicit UsersDatabase(std::unique_ptr<DataBaseClient> client);
-  /// Destroys the client without disconnecting it first.
-  ~UsersDatabase() override;
 
   void connectAsAdmin(const std::string& host, int port, const std::string& password) const override;
   void connectAsUser(const std::string& host, int port, const std::string& user,

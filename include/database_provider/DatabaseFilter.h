@@ -50,6 +50,7 @@ class DATABASE_PROVIDER_EXPORT DatabaseFilter {
   /// Moves the conditions on `key` of the outermost level to `target`, whose content is replaced.
   virtual void exclude(const std::string& key, DatabaseFilter& target);
 
+  // NOLINTNEXTLINE(misc-unconventional-assign-operator): virtual, like every operation of a filter
   virtual DatabaseFilter& operator=(const DatabaseFilter& other);
 
   /// The query document; `{}` for an empty filter.

@@ -41,46 +41,49 @@ Slots slots(Operations... operations) {
   return {slot(operations)...};
 }
 
-TEST(Slots, OfDatabaseRecordInterface) {
+Slots recordSlots() {
   using I = DatabaseRecordInterface;
   using Ids = std::list<std::string>&;
-  EXPECT_EQ((Slots{slot(&I::clear),
-                   slot(&I::setUserRecrod),
-                   slot(&I::getUserRecord),
-                   slot(&I::removeUserRecord),
-                   slot(&I::addDescriptionString),
-                   slot(&I::addDescriptionBool),
-                   slot(&I::addDescriptionInt),
-                   slot(&I::addDescriptionDouble),
-                   slot(&I::addDescriptionLongLong),
-                   slot(&I::addDescriptionTime),
-                   slot(&I::descriptionAsString),
-                   slot(&I::descriptionAsInt),
-                   slot(&I::descriptionAsDouble),
-                   slot(&I::descriptionAsBool),
-                   slot(&I::descriptionAsLongLong),
-                   slot(&I::descriptionAsTime),
-                   slot(&I::removeDescription),
-                   slot(&I::removeAllDescriptions),
-                   slot(&I::enumDescriptionsNames),
-                   slot(&I::descriptionType),
-                   slot(&I::setCategory),
-                   slot(&I::enumCategoriesNames),
-                   slot(&I::categoryValue),
-                   slot(&I::removeCategory),
-                   slot(&I::removeAllCategories),
-                   slot<void(const ObjectType&, Ids) const>(&I::enumFilesIds),
-                   slot<void(Ids) const>(&I::enumFilesIds),
-                   slot(&I::addFileInfo),
-                   slot(&I::removeFileInfo),
-                   slot(&I::removeAllFilesInfo),
-                   slot(&I::getFileInfo),
-                   slot(&I::supportedObjectTypes),
-                   slot(&I::fileExtensions),
-                   slot(&I::setD),
-                   slot(&I::getD),
-                   slot(&I::take)}),
-            from(2, 36));
+  return {slot(&I::clear),
+          slot(&I::setUserRecrod),
+          slot(&I::getUserRecord),
+          slot(&I::removeUserRecord),
+          slot(&I::addDescriptionString),
+          slot(&I::addDescriptionBool),
+          slot(&I::addDescriptionInt),
+          slot(&I::addDescriptionDouble),
+          slot(&I::addDescriptionLongLong),
+          slot(&I::addDescriptionTime),
+          slot(&I::descriptionAsString),
+          slot(&I::descriptionAsInt),
+          slot(&I::descriptionAsDouble),
+          slot(&I::descriptionAsBool),
+          slot(&I::descriptionAsLongLong),
+          slot(&I::descriptionAsTime),
+          slot(&I::removeDescription),
+          slot(&I::removeAllDescriptions),
+          slot(&I::enumDescriptionsNames),
+          slot(&I::descriptionType),
+          slot(&I::setCategory),
+          slot(&I::enumCategoriesNames),
+          slot(&I::categoryValue),
+          slot(&I::removeCategory),
+          slot(&I::removeAllCategories),
+          slot<void(const ObjectType&, Ids) const>(&I::enumFilesIds),
+          slot<void(Ids) const>(&I::enumFilesIds),
+          slot(&I::addFileInfo),
+          slot(&I::removeFileInfo),
+          slot(&I::removeAllFilesInfo),
+          slot(&I::getFileInfo),
+          slot(&I::supportedObjectTypes),
+          slot(&I::fileExtensions),
+          slot(&I::setD),
+          slot(&I::getD),
+          slot(&I::take)};
+}
+
+TEST(Slots, OfDatabaseRecordInterface) {
+  EXPECT_EQ(recordSlots(), from(2, 36));
 }
 
 TEST(Slots, OfExperimentDatabaseRecordInterface) {
@@ -122,35 +125,44 @@ TEST(Slots, OfDatabaseProvider) {
   EXPECT_EQ(slots(&DatabaseProvider::enumIds, &DatabaseProvider::toLower), from(17, 2));
 }
 
-TEST(Slots, OfExperimentDatabaseInterface) {
+Slots experimentDatabaseSlots() {
   using I = ExperimentDatabaseInterface;
   using Record = ExperimentDatabaseRecordInterface;
-  EXPECT_EQ(providerSlots<I>(), from(2, 15));
-  EXPECT_EQ((Slots{slot<bool(const Record*, std::string&) const>(&I::writeRecord),
-                   slot<void(const Record*, const std::string&) const>(&I::updateRecord),
-                   slot<void(Record*, const std::string&) const>(&I::readRecord), slot(&I::enumDatabaseSources),
-                   slot(&I::enumDataserveSources)}),
-            from(17, 5));
+  return {slot<bool(const Record*, std::string&) const>(&I::writeRecord),
+          slot<void(const Record*, const std::string&) const>(&I::updateRecord),
+          slot<void(Record*, const std::string&) const>(&I::readRecord), slot(&I::enumDatabaseSources),
+          slot(&I::enumDataserveSources)};
+}
+
+TEST(Slots, OfExperimentDatabaseInterface) {
+  EXPECT_EQ(providerSlots<ExperimentDatabaseInterface>(), from(2, 15));
+  EXPECT_EQ(experimentDatabaseSlots(), from(17, 5));
+}
+
+Slots databaseFilterSlots() {
+  using I = DatabaseFilter;
+  return slots(&I::clear, &I::filter_init, &I::filter_finish, &I::start_or, &I::finish_or, &I::start_and,
+               &I::finish_and, &I::setCategory, &I::setDescriptionAsString, &I::setDescriptionAsInt,
+               &I::setDescriptionAsDouble, &I::setDescriptionAsLongLong, &I::setDescriptionAsBool,
+               &I::setDescriptionAsTime, &I::setId, &I::include, &I::exclude, &I::operator=, &I::toObjectProeprties,
+               &I::fromObjectProperties);
 }
 
 TEST(Slots, OfDatabaseFilter) {
-  using I = DatabaseFilter;
-  EXPECT_EQ(
-      slots(&I::clear, &I::filter_init, &I::filter_finish, &I::start_or, &I::finish_or, &I::start_and, &I::finish_and,
-            &I::setCategory, &I::setDescriptionAsString, &I::setDescriptionAsInt, &I::setDescriptionAsDouble,
-            &I::setDescriptionAsLongLong, &I::setDescriptionAsBool, &I::setDescriptionAsTime, &I::setId, &I::include,
-            &I::exclude, &I::operator=, &I::toObjectProeprties, &I::fromObjectProperties),
-      from(2, 20));
+  EXPECT_EQ(databaseFilterSlots(), from(2, 20));
+}
+
+Slots databaseFilterPrivateSlots() {
+  using I = DatabaseFilterPrivate;
+  return slots(&I::copy, &I::operator=, &I::clear, &I::filter_init, &I::filter_finish, &I::start_or, &I::finish_or,
+               &I::start_and, &I::finish_and, &I::setCategory, &I::setDescriptionAsString, &I::setDescriptionAsInt,
+               &I::setDescriptionAsDouble, &I::setDescriptionAsLongLong, &I::setDescriptionAsBool,
+               &I::setDescriptionAsTime, &I::setId, &I::include, &I::exclude, &I::isEmpty, &I::toObjectProeprties,
+               &I::fromObjectProperties, &I::d, &I::createKey, &I::createGroupKey);
 }
 
 TEST(Slots, OfDatabaseFilterPrivate) {
-  using I = DatabaseFilterPrivate;
-  EXPECT_EQ(slots(&I::copy, &I::operator=, &I::clear, &I::filter_init, &I::filter_finish, &I::start_or, &I::finish_or,
-                  &I::start_and, &I::finish_and, &I::setCategory, &I::setDescriptionAsString, &I::setDescriptionAsInt,
-                  &I::setDescriptionAsDouble, &I::setDescriptionAsLongLong, &I::setDescriptionAsBool,
-                  &I::setDescriptionAsTime, &I::setId, &I::include, &I::exclude, &I::isEmpty, &I::toObjectProeprties,
-                  &I::fromObjectProperties, &I::d, &I::createKey, &I::createGroupKey),
-            from(2, 25));
+  EXPECT_EQ(databaseFilterPrivateSlots(), from(2, 25));
 }
 
 TEST(Slots, OfSerializableAndSourceInfo) {
