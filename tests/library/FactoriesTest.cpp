@@ -1,74 +1,56 @@
-#include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <memory>
 #include <string>
 
-#include "database_provider/database_provider.h"
+#include "tests/library/LoadedLibrary.h"
 #include "tests/support/RecordingClient.h"
-
-// This program is not linked against the library: like an application that loads it, it knows the interfaces only.
 
 namespace database_provider {
 namespace {
 
 class Factories : public ::testing::Test {
  protected:
-  static void SetUpTestSuite() {
-    library = dlopen(DATABASE_PROVIDER_LIBRARY, RTLD_NOW | RTLD_LOCAL);
-    ASSERT_NE(library, nullptr) << dlerror();
-  }
-  static void TearDownTestSuite() { dlclose(library); }
-
-  /// Finds a factory by its plain name and calls it.
-  template <class Object>
-  static std::unique_ptr<Object> make(const char* name) {
-    void* const symbol = dlsym(library, name);
-    if (symbol == nullptr) throw std::runtime_error(dlerror());
-    return std::unique_ptr<Object>(reinterpret_cast<Object* (*)()>(symbol)());
-  }
-
-  static inline void* library = nullptr;
+  testing::LoadedLibrary library;
 };
 
 TEST_F(Factories, AreFoundByTheirPlainNames) {
-  EXPECT_NE(make<DatabaseFilter>("createFilter"), nullptr);
-  EXPECT_NE(make<ExperimentDatabaseInterface>("createExperimentDatabase"), nullptr);
-  EXPECT_NE(make<DatabaseProviderInterface>("createScenarioDatabase"), nullptr);
-  EXPECT_NE(make<DatabaseSourceInfoInterface>("createDatabaseSourceInfo"), nullptr);
-  EXPECT_NE(make<DataServerSourceInfoInterface>("createDataServerSourceInfo"), nullptr);
-  EXPECT_NE(make<ExperimentDatabaseRecordInterface>("createExperimentDatabaseRecord"), nullptr);
-  EXPECT_NE(make<DatabaseRecordInterface>("createScenarioDatabaseRecord"), nullptr);
-  EXPECT_NE(make<UsersDatabaseInterface>("createUsersDatabase"), nullptr);
+  EXPECT_NE(library.filter(), nullptr);
+  EXPECT_NE(library.experiments(), nullptr);
+  EXPECT_NE(library.scenarios(), nullptr);
+  EXPECT_NE(library.databaseSource(), nullptr);
+  EXPECT_NE(library.dataServerSource(), nullptr);
+  EXPECT_NE(library.experiment(), nullptr);
+  EXPECT_NE(library.scenario(), nullptr);
+  EXPECT_NE(library.users(), nullptr);
 }
 
 TEST_F(Factories, MakeObjectsInTheirDefaultState) {
-  EXPECT_EQ(make<DatabaseFilter>("createFilter")->toObjectProeprties().toJson(), "{}");
-  EXPECT_EQ(make<DatabaseSourceInfoInterface>("createDatabaseSourceInfo")->port(), 27017);
-  EXPECT_EQ(make<DataServerSourceInfoInterface>("createDataServerSourceInfo")->volume(), 0);
-  const auto experiment = make<ExperimentDatabaseRecordInterface>("createExperimentDatabaseRecord");
-  EXPECT_EQ(experiment->getD()->toJson(), "{}");
-  EXPECT_EQ(experiment->sourceType(), SourceType::undefinedSource);
-  EXPECT_EQ(experiment->supportedObjectTypes().size(), 4U);
-  EXPECT_EQ(make<DatabaseRecordInterface>("createScenarioDatabaseRecord")->supportedObjectTypes().size(), 3U);
-  EXPECT_FALSE(make<ExperimentDatabaseInterface>("createExperimentDatabase")->isConnected());
-  EXPECT_FALSE(make<DatabaseProviderInterface>("createScenarioDatabase")->isConnected());
+  EXPECT_EQ(library.filter()->toObjectProeprties().toJson(), "{}");
+  EXPECT_EQ(library.databaseSource()->port(), 27017);
+  EXPECT_EQ(library.dataServerSource()->volume(), 0);
+  EXPECT_EQ(library.experiment()->getD()->toJson(), "{}");
+  EXPECT_EQ(library.experiment()->sourceType(), SourceType::undefinedSource);
+  EXPECT_EQ(library.experiment()->supportedObjectTypes().size(), 4U);
+  EXPECT_EQ(library.scenario()->supportedObjectTypes().size(), 3U);
+  EXPECT_FALSE(library.experiments()->isConnected());
+  EXPECT_FALSE(library.scenarios()->isConnected());
 }
 
 TEST_F(Factories, MakeIndependentObjects) {
-  const auto first = make<DatabaseRecordInterface>("createScenarioDatabaseRecord");
-  const auto second = make<DatabaseRecordInterface>("createScenarioDatabaseRecord");
+  const auto first = library.scenario();
+  const auto second = library.scenario();
   first->setCategory("a", "b");
   EXPECT_EQ(second->getD()->toJson(), "{}");
 }
 
 TEST_F(Factories, MakeProvidersThatKnowTheirCollections) {
   database_client::testing::RecordingClient client;
-  const auto experiments = make<ExperimentDatabaseInterface>("createExperimentDatabase");
-  const auto scenarios = make<DatabaseProviderInterface>("createScenarioDatabase");
+  const auto experiments = library.experiments();
+  const auto scenarios = library.scenarios();
   experiments->setDatabaseClient(&client);
   scenarios->setDatabaseClient(&client);
-  const auto record = make<DatabaseRecordInterface>("createScenarioDatabaseRecord");
+  const auto record = library.scenario();
   std::string id;
   experiments->writeRecord(record.get(), id);
   scenarios->writeRecord(record.get(), id);
@@ -76,8 +58,8 @@ TEST_F(Factories, MakeProvidersThatKnowTheirCollections) {
 }
 
 TEST_F(Factories, MakeObjectsThatWorkTogether) {
-  const auto record = make<ExperimentDatabaseRecordInterface>("createExperimentDatabaseRecord");
-  auto source = make<DatabaseSourceInfoInterface>("createDatabaseSourceInfo");
+  const auto record = library.experiment();
+  auto source = library.databaseSource();
   source->setHost("h");
   record->setDatabaseSourceInfo(source.release());
   ASSERT_NE(record->getDatabaseSourceInfo(), nullptr);

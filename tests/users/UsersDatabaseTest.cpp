@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <functional>
+
 #include "tests/support/RecordingClient.h"
 #include "tests/support/records.h"
 #include "users/UsersDatabase.h"
