@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 
@@ -301,6 +302,24 @@ TEST_F(StoreFile, IsSharedByTwoProviders) {
   std::list<std::string> ids;
   reader->read(*library.filter(), ids, 0, 0);
   EXPECT_EQ(joined(ids), id);
+}
+
+/// How often this program has the store file open.
+std::ptrdiff_t openFiles(const Folder& folder) {
+  const auto inside = [&](const std::filesystem::directory_entry& descriptor) {
+    std::error_code gone;
+    return "file:" + std::filesystem::read_symlink(descriptor.path(), gone).string() == folder.host();
+  };
+  const std::filesystem::directory_iterator descriptors("/proc/self/fd");
+  return std::count_if(begin(descriptors), end(descriptors), inside);
+}
+
+TEST_F(StoreFile, IsClosedWithItsProvider) {
+  std::unique_ptr<DatabaseProviderInterface> experiments = library.experiments();
+  ASSERT_TRUE(experiments->connect("", folder.host(), 0, "", ""));
+  EXPECT_GT(openFiles(folder), 0);
+  experiments.reset();
+  EXPECT_EQ(openFiles(folder), 0);
 }
 
 class StoredUsers : public StoreFile {
