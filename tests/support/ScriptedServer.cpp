@@ -5,6 +5,7 @@
 #include <sys/socket.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cstring>
 #include <stdexcept>
@@ -184,7 +185,9 @@ std::string listOf(const std::vector<std::string>& texts) {
 
 struct ScriptedServer::Connection {
   explicit Connection(int socket) : stream(socket) {}
+  ~Connection() { thread.join(); }
   Stream stream;
+  std::atomic<bool> over{false};
   std::thread thread{};
 };
 
@@ -261,7 +264,6 @@ void ScriptedServer::stop() {
     connections.swap(connections_);
   }
   for (const auto& connection : connections) connection->stream.shutdown();
-  for (const auto& connection : connections) connection->thread.join();
 }
 
 void ScriptedServer::pose(const Pose& pose) {
@@ -298,6 +300,8 @@ void ScriptedServer::accept() {
     if (socket < 0) return;
     const std::lock_guard<std::mutex> lock(mutex_);
     ++accepted_;
+    const auto isOver = [](const auto& connection) { return connection->over.load(); };
+    connections_.erase(std::remove_if(connections_.begin(), connections_.end(), isOver), connections_.end());
     connections_.push_back(std::make_unique<Connection>(socket));
     Connection& connection = *connections_.back();
     connection.thread = std::thread([this, &connection] { serve(connection); });
@@ -308,6 +312,7 @@ void ScriptedServer::serve(Connection& connection) {
   ignoreBrokenPipes();
   if (!tls_.certificate.empty() && !connection.stream.startTls(tls_.certificate, tls_.key)) {
     connection.stream.shutdown();
+    connection.over = true;
     return;
   }
   try {
@@ -317,6 +322,7 @@ void ScriptedServer::serve(Connection& connection) {
     std::fprintf(stderr, "scripted server: %s\n", error.what());
   }
   connection.stream.shutdown();
+  connection.over = true;
 }
 
 bool ScriptedServer::serveOne(Connection& connection) {

@@ -1,0 +1,78 @@
+// Runs one thing in a process of its own and tells in one line what it did to that process.
+
+#include <mongoc/mongoc.h>
+#include <signal.h>
+
+#include <clocale>
+#include <cstdlib>
+#include <iostream>
+#include <string>
+#include <vector>
+
+#include "database_client/DataBaseClient.h"
+#include "tests/client/server/growth.h"
+
+namespace {
+
+using database_client::DataBaseClient;
+using database_client::ObjectProperties;
+
+void use(const std::string& host) {
+  DataBaseClient client;
+  std::list<ObjectProperties*> documents;
+  if (!client.connect("", host, 1, "", "")) return;
+  client.find("d", "c", ObjectProperties(), ObjectProperties(), documents, 0, 0);
+  for (const ObjectProperties* document : documents) delete document;
+  std::string id;
+  const ObjectProperties document;
+  client.insert("d", "c", &document, id);
+  client.disconnect();
+}
+
+int heard = 0;
+
+// Counts the lines that the driver logs when a user is refused, while this program has a handler of its own.
+void log(const std::string& host) {
+  mongoc_log_set_handler([](mongoc_log_level_t, const char*, const char*, void*) { ++heard; }, nullptr);
+  DataBaseClient client;
+  client.connect("", host + "?connectTimeoutMS=500&unknownOption=1", 1, "anna", "pw");
+  std::cout << (heard > 0 ? "heard" : "silent") << '\n';
+}
+
+std::vector<struct sigaction> signalActions() {
+  std::vector<struct sigaction> actions;
+  for (int signal = 1; signal < NSIG; ++signal) {
+    struct sigaction action {};
+    sigaction(signal, nullptr, &action);
+    actions.push_back(action);
+  }
+  return actions;
+}
+
+void surprises(const std::string& host) {
+  const std::vector<struct sigaction> before = signalActions();
+  const std::string locale = setlocale(LC_ALL, nullptr);
+  use(host);
+  const std::vector<struct sigaction> after = signalActions();
+  std::string changed;
+  for (std::size_t i = 0; i < before.size(); ++i) {
+    if (before[i].sa_handler != after[i].sa_handler) changed += " " + std::to_string(i + 1);
+  }
+  if (locale != setlocale(LC_ALL, nullptr)) changed += " locale";
+  std::cout << "threads " << database_test::entriesOf("/proc/self/task") << ", changed"
+            << (changed.empty() ? " nothing" : changed) << '\n';
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const std::vector<std::string> arguments(argv + 1, argv + argc);
+  if (arguments.size() < 2) return EXIT_FAILURE;
+  const std::string& what = arguments[0];
+  const std::string& host = arguments[1];
+  const int rounds = arguments.size() > 2 ? std::atoi(arguments[2].c_str()) : 0;
+  if (what == "log") log(host);
+  if (what == "surprises") surprises(host);
+  if (what == "rounds") std::cout << database_test::growth(rounds, [&] { use(host); }) << '\n';
+  return EXIT_SUCCESS;
+}
