@@ -48,6 +48,7 @@ class TermReceiver : public index::TermSink {
       : record_(std::move(record)), extra_(std::move(extra)) {}
 
   void add(std::string_view key, const index::Term& term) override {
+    if (term.only != 0) return record_(key, term.only);
     index::eachRun(term.plus, [&](index::Run run) {
       for (Rid i = 0; i < run.length; ++i) record_(key, run.first + i);
     });

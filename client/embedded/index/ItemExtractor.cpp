@@ -104,6 +104,7 @@ bool ItemExtractor::readItem(bson::View document, Item& item, bool& isItem, bool
   bool plain = true;
   for (const bson::Element& field : document) {
     nested = nested || isNested(field.value);
+    if (field.key.size() < 4 || field.key.size() > 5) continue;
     if (field.key == "name") {
       ++names;
       item.named = true;

@@ -1,6 +1,7 @@
 #include "client/embedded/index/ItemIndex.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "client/embedded/index/ItemExtractor.h"
@@ -155,19 +156,25 @@ std::uint32_t ItemIndex::nextNumber() {
 }
 
 void ItemIndex::mergeWhereDue() {
-  for (std::uint32_t level = 0; level < 64; ++level) {
+  for (std::uint32_t level = 0; level <= highestLevel(); ++level) {
     const Segments inputs = mergeable(level);
     if (inputs.size() >= std::max<std::size_t>(2, options_.fanOut / 2)) merge(inputs, level + 1);
   }
 }
 
+std::uint32_t ItemIndex::highestLevel() const {
+  std::uint32_t highest = 0;
+  for (const auto& segment : segments_) highest = std::max(highest, segment->level());
+  return highest;
+}
+
 /// The oldest segments of a level that is full, as many as make no segment beyond the limit.
 ItemIndex::Segments ItemIndex::mergeable(std::uint32_t level) const {
+  const auto isThere = [level](const auto& segment) { return segment->level() == level; };
+  const auto count = static_cast<std::size_t>(std::count_if(segments_.begin(), segments_.end(), isThere));
+  if (count < (level == 0 ? options_.smallFanOut : options_.fanOut)) return {};
   Segments all;
-  for (const auto& segment : segments_) {
-    if (segment->level() == level) all.push_back(segment);
-  }
-  if (all.size() < options_.fanOut) return {};
+  std::copy_if(segments_.begin(), segments_.end(), std::back_inserter(all), isThere);
   std::sort(all.begin(), all.end(), [](const auto& a, const auto& b) { return a->number() < b->number(); });
   Segments fitting;
   std::uint64_t bytes = 0;

@@ -33,6 +33,7 @@ class ItemIndex {
   struct Options {
     std::size_t pendingLimit = 400'000;         ///< entries gathered before a segment is written early
     std::size_t fanOut = 8;                     ///< segments of one level that are merged into one of the next
+    std::size_t smallFanOut = 32;               ///< the same for the smallest segments, those of single documents
     std::size_t mergeLimit = 32 * 1024 * 1024;  ///< bytes; a merge within a write makes no larger segment
     std::size_t blockSize = 16 * 1024;          ///< bytes of a block of terms
     std::size_t chunkSize = 32 * 1024;          ///< bytes of a block of record numbers
@@ -88,6 +89,7 @@ class ItemIndex {
   void settle();
   void finish(index::SegmentWriter& writer, std::uint32_t number, std::uint32_t level);
   void mergeWhereDue();
+  std::uint32_t highestLevel() const;
   Segments mergeable(std::uint32_t level) const;
   void merge(const Segments& inputs, std::uint32_t level);
   void drop(const Segment& segment);

@@ -99,22 +99,56 @@ void MergedTerms::rebuild() {
 }
 
 void MergedTerms::next() {
+  if (!heap_.empty() && group_.front() == heap_.front()) {
+    advanceTop();
+  } else {
+    advanceGroup();
+  }
+  group_.clear();
+  collect();
+}
+
+/// Moves the top on and down to its place.
+void MergedTerms::advanceTop() {
+  TermIterator* const moved = heap_.front();
+  moved->next();
+  if (!moved->valid()) {
+    std::pop_heap(heap_.begin(), heap_.end(), isAfter);
+    heap_.pop_back();
+    return;
+  }
+  std::size_t at = 0;
+  for (std::size_t child = 1; child < heap_.size(); child = 2 * at + 1) {
+    if (child + 1 < heap_.size() && isAfter(heap_[child], heap_[child + 1])) ++child;
+    if (!isAfter(moved, heap_[child])) break;
+    heap_[at] = heap_[child];
+    at = child;
+  }
+  heap_[at] = moved;
+}
+
+void MergedTerms::advanceGroup() {
   for (TermIterator* iterator : group_) {
     iterator->next();
     if (!iterator->valid()) continue;
     heap_.push_back(iterator);
     std::push_heap(heap_.begin(), heap_.end(), isAfter);
   }
-  group_.clear();
-  collect();
+}
+
+bool MergedTerms::topIsAlone() const {
+  const std::string_view top = heap_.front()->key();
+  return (heap_.size() < 2 || heap_[1]->key() != top) && (heap_.size() < 3 || heap_[2]->key() != top);
 }
 
 void MergedTerms::collect() {
-  while (!heap_.empty() && (group_.empty() || heap_.front()->key() == group_.front()->key())) {
+  if (heap_.empty()) return;
+  if (topIsAlone()) return group_.push_back(heap_.front());
+  do {
     std::pop_heap(heap_.begin(), heap_.end(), isAfter);
     group_.push_back(heap_.back());
     heap_.pop_back();
-  }
+  } while (!heap_.empty() && heap_.front()->key() == group_.front()->key());
 }
 
 void mergeTerms(MergedTerms& terms, TermSink& sink, const std::function<bool()>& mayGoOn) {

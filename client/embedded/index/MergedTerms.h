@@ -37,9 +37,12 @@ class MergedTerms {
  private:
   void rebuild();
   void collect();
+  bool topIsAlone() const;
+  void advanceTop();
+  void advanceGroup();
 
   std::vector<TermIterator> iterators_;
-  std::vector<TermIterator*> heap_;  // those that are valid and not in the group
+  std::vector<TermIterator*> heap_;  // those that are valid; without the group, unless that is the top alone
   std::vector<TermIterator*> group_;
 };
 

@@ -3,7 +3,7 @@
 #include <xxhash.h>
 
 #include <algorithm>
-#include <set>
+#include <cstring>
 
 #include "client/embedded/index/bytes.h"
 
@@ -82,7 +82,9 @@ PendingItems::Slot& PendingItems::slotFor(ItemPaths::Id path, const Item& item) 
   }
   std::size_t at = place(path, item);
   if (table_[at] == 0) {
-    slots_.push_back({path, item.named, std::string(item.name)});
+    index::KeyBuilder name;
+    item.named ? name.name(item.name) : name.noName();
+    slots_.push_back({path, item.named, std::string(item.name), name.key()});
     if (slots_.size() * 2 > table_.size()) rehash();
     at = place(path, item);
     table_[at] = static_cast<std::uint32_t>(slots_.size());
@@ -124,9 +126,8 @@ bool PendingItems::sameValue(const ValueEntry& a, const ValueEntry& b) const {
   return a.head == b.head && a.kind == b.kind && a.size == b.size && tailOf(a) == tailOf(b);
 }
 
-bool PendingItems::less(const ValueEntry& a, const ValueEntry& b) const {
-  if (a.kind != b.kind) return a.kind < b.kind;
-  if (a.head != b.head) return a.head < b.head;
+/// Of two entries of one kind with equal heads.
+bool PendingItems::tailsAreLess(const ValueEntry& a, const ValueEntry& b) const {
   if (a.size > headSize && b.size > headSize) {
     const int order = tailOf(a).compare(tailOf(b));
     if (order != 0) return order < 0;
@@ -137,13 +138,19 @@ bool PendingItems::less(const ValueEntry& a, const ValueEntry& b) const {
 }
 
 void PendingItems::write(index::TermSink& sink) {
-  std::vector<Slot*> slots = sortedSlots();
-  std::set<ItemPaths::Id> paths;
-  for (const Irregular& irregular : irregular_) paths.insert(irregular.path);
-  for (const Slot* slot : slots) paths.insert(slot->path);
-  auto first = slots.data();
+  sortSlots();
+  std::vector<ItemPaths::Id> paths;
+  for (const Irregular& irregular : irregular_) paths.push_back(irregular.path);
+  for (const std::uint32_t slot : sorted_) {
+    if (!slots_[slot].values.empty()) paths.push_back(slots_[slot].path);
+  }
+  std::sort(paths.begin(), paths.end());
+  paths.erase(std::unique(paths.begin(), paths.end()), paths.end());
+  std::size_t first = 0;
   for (const ItemPaths::Id path : paths) {
-    auto last = std::find_if(first, slots.data() + slots.size(), [path](const Slot* s) { return s->path != path; });
+    while (first < sorted_.size() && slots_[sorted_[first]].path < path) ++first;
+    std::size_t last = first;
+    while (last < sorted_.size() && slots_[sorted_[last]].path == path) ++last;
     writeIrregular(sink, path);
     writePath(sink, first, last);
     first = last;
@@ -151,21 +158,20 @@ void PendingItems::write(index::TermSink& sink) {
   clear();
 }
 
-std::vector<PendingItems::Slot*> PendingItems::sortedSlots() {
-  std::vector<Slot*> slots;
-  for (Slot& slot : slots_) {
-    if (!slot.values.empty()) slots.push_back(&slot);
-  }
-  std::sort(slots.begin(), slots.end(), [](const Slot* a, const Slot* b) {
-    if (a->path != b->path) return a->path < b->path;
-    return a->named != b->named ? !a->named : a->name < b->name;
+void PendingItems::sortSlots() {
+  if (sorted_.size() == slots_.size()) return;
+  sorted_.resize(slots_.size());
+  for (std::uint32_t i = 0; i < sorted_.size(); ++i) sorted_[i] = i;
+  std::sort(sorted_.begin(), sorted_.end(), [this](std::uint32_t left, std::uint32_t right) {
+    const Slot& a = slots_[left];
+    const Slot& b = slots_[right];
+    return a.path != b.path ? a.path < b.path : a.nameInKey < b.nameInKey;
   });
-  return slots;
 }
 
-void PendingItems::writePath(index::TermSink& sink, Slot* const* first, Slot* const* last) {
-  std::for_each(first, last, [&](Slot* slot) { writeTypes(sink, *slot); });
-  std::for_each(first, last, [&](Slot* slot) { writeValues(sink, *slot); });
+void PendingItems::writePath(index::TermSink& sink, std::size_t first, std::size_t last) {
+  for (std::size_t i = first; i < last; ++i) writeTypes(sink, slots_[sorted_[i]]);
+  for (std::size_t i = first; i < last; ++i) writeValues(sink, slots_[sorted_[i]]);
 }
 
 void PendingItems::writeIrregular(index::TermSink& sink, ItemPaths::Id path) {
@@ -178,12 +184,13 @@ void PendingItems::writeIrregular(index::TermSink& sink, ItemPaths::Id path) {
 }
 
 void PendingItems::writeTypes(index::TermSink& sink, Slot& slot) {
-  std::sort(slot.types.begin(), slot.types.end(),
-            [](const TypeMarks& a, const TypeMarks& b) { return a.typed != b.typed ? !a.typed : a.type < b.type; });
+  if (slot.types.size() > 1) {
+    std::sort(slot.types.begin(), slot.types.end(),
+              [](const TypeMarks& a, const TypeMarks& b) { return a.typed != b.typed ? !a.typed : a.type < b.type; });
+  }
   for (TypeMarks& type : slot.types) {
     if (type.marks.empty()) continue;
-    key_.start(slot.path, TermKind::name);
-    slot.named ? key_.name(slot.name) : key_.noName();
+    key_.start(slot.path, TermKind::name).raw(slot.nameInKey);
     type.typed ? key_.type(type.type) : key_.noType();
     marks_.swap(type.marks);
     emit(sink);
@@ -191,26 +198,53 @@ void PendingItems::writeTypes(index::TermSink& sink, Slot& slot) {
   }
 }
 
+void PendingItems::sortValues(const Slot& slot) {
+  order_.clear();
+  for (std::uint32_t i = 0; i < slot.values.size(); ++i) {
+    order_.push_back({slot.values[i].head, i, slot.values[i].kind});
+  }
+  if (order_.size() < 2) return;
+  for (std::size_t offset = headSize; skipEqualHeads(slot, offset);) offset += headSize;
+  std::sort(order_.begin(), order_.end(), [&](const SortKey& a, const SortKey& b) {
+    if (a.kind != b.kind) return a.kind < b.kind;
+    if (a.head != b.head) return a.head < b.head;
+    return tailsAreLess(slot.values[a.entry], slot.values[b.entry]);
+  });
+}
+
+/// Takes the 8 bytes of each payload from `offset` on as what decides most comparisons, if those before are the same in
+/// all: texts under one name often begin alike.
+bool PendingItems::skipEqualHeads(const Slot& slot, std::size_t offset) {
+  for (const SortKey& key : order_) {
+    const bool same = key.head == order_.front().head && key.kind == order_.front().kind;
+    if (!same || slot.values[key.entry].size <= offset) return false;
+  }
+  for (SortKey& key : order_) key.head = headOf(tailOf(slot.values[key.entry]).substr(offset - headSize));
+  return true;
+}
+
 void PendingItems::writeValues(index::TermSink& sink, Slot& slot) {
-  auto& values = slot.values;
-  const auto before = [this](const ValueEntry& a, const ValueEntry& b) { return less(a, b); };
-  if (!std::is_sorted(values.begin(), values.end(), before)) std::sort(values.begin(), values.end(), before);
-  index::KeyBuilder prefix;
-  prefix.start(slot.path, TermKind::value);
-  slot.named ? prefix.name(slot.name) : prefix.noName();
-  for (std::size_t i = 0; i < values.size();) {
-    const ValueEntry& entry = values[i];
+  sortValues(slot);
+  const auto& values = slot.values;
+  prefix_.start(slot.path, TermKind::value).raw(slot.nameInKey);
+  for (std::size_t i = 0; i < order_.size();) {
+    const ValueEntry& entry = values[order_[i].entry];
     marks_.clear();
-    for (; i < values.size() && sameValue(values[i], entry); ++i) marks_.push_back(values[i].mark);
+    for (; i < order_.size() && sameValue(values[order_[i].entry], entry); ++i) {
+      marks_.push_back(values[order_[i].entry].mark);
+    }
     payload_.clear();
     appendHead(payload_, entry.head, entry.size);
-    key_.copy(prefix).value(entry.kind, payload_).raw(tailOf(entry));
+    key_.copy(prefix_).value(entry.kind, payload_).raw(tailOf(entry));
     emit(sink);
   }
 }
 
 /// Writes the net change that `marks_` make to the term of `key_`.
 void PendingItems::emit(index::TermSink& sink) {
+  if (marks_.size() == 1 && (marks_[0].version & 1) == 0) {
+    return sink.add(key_.key(), index::Term::single(marks_[0].rid));
+  }
   const auto before = [](const Mark& a, const Mark& b) {
     return a.rid != b.rid ? a.rid < b.rid : a.version < b.version;
   };
@@ -243,6 +277,7 @@ void PendingItems::emit(index::TermSink& sink) {
 void PendingItems::clear() {
   if (slots_.size() > keptSlots) {
     slots_.clear();
+    sorted_.clear();
     table_.clear();
     rehash();
   }

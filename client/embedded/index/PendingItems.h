@@ -44,6 +44,12 @@ class PendingItems {
     index::ValueClass kind;
     Mark mark;
   };
+  /// What sorting moves about instead of an entry.
+  struct SortKey {
+    std::uint64_t head;
+    std::uint32_t entry;
+    index::ValueClass kind;
+  };
   struct TypeMarks {
     bool typed;
     std::int32_t type;
@@ -53,6 +59,7 @@ class PendingItems {
     ItemPaths::Id path;
     bool named;
     std::string name;
+    std::string nameInKey;   // as the keys of terms have it
     std::uint32_t next = 0;  // the slot that followed this one last time
     std::vector<TypeMarks> types{};
     std::vector<ValueEntry> values{};
@@ -71,18 +78,21 @@ class PendingItems {
   void addType(Slot& slot, const Item& item, Mark mark);
   void addIrregular(ItemPaths::Id path, Mark mark);
 
-  bool less(const ValueEntry& a, const ValueEntry& b) const;
+  bool tailsAreLess(const ValueEntry& a, const ValueEntry& b) const;
   bool sameValue(const ValueEntry& a, const ValueEntry& b) const;
   std::string_view tailOf(const ValueEntry& entry) const;
-  std::vector<Slot*> sortedSlots();
-  void writePath(index::TermSink& sink, Slot* const* first, Slot* const* last);
+  void sortSlots();
+  void sortValues(const Slot& slot);
+  bool skipEqualHeads(const Slot& slot, std::size_t offset);
+  void writePath(index::TermSink& sink, std::size_t first, std::size_t last);
   void writeIrregular(index::TermSink& sink, ItemPaths::Id path);
   void writeTypes(index::TermSink& sink, Slot& slot);
   void writeValues(index::TermSink& sink, Slot& slot);
   void emit(index::TermSink& sink);
 
   std::vector<Slot> slots_;
-  std::vector<std::uint32_t> table_;  // open addressing, slot number + 1
+  std::vector<std::uint32_t> table_;   // open addressing, slot number + 1
+  std::vector<std::uint32_t> sorted_;  // slot numbers by path and name
   std::uint32_t last_ = 0;
   std::vector<Irregular> irregular_;
   std::string tails_;
@@ -92,6 +102,8 @@ class PendingItems {
 
   // While writing.
   index::KeyBuilder key_;
+  index::KeyBuilder prefix_;
+  std::vector<SortKey> order_;
   Marks marks_;
   index::PostingWriter plus_;
   index::PostingWriter minus_;

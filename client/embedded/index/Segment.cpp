@@ -186,13 +186,11 @@ void TermIterator::readOutside(std::uint64_t at, std::uint64_t size, std::string
 }
 
 Term TermIterator::whole(std::string& buffer) const {
+  if (term_.plusSize == 0 && term_.counts.plus == 1) return Term::single(term_.only);
   Term term;
   term.counts = term_.counts;
   buffer.clear();
-  if (term_.plusSize == 0 && term_.counts.plus == 1) {
-    putVarint(buffer, term_.only << 1);
-    term.plus = buffer;
-  } else if (term_.outside) {
+  if (term_.outside) {
     readOutside(term_.outsideAt, term_.plusSize + term_.minusSize, buffer);
     term.plus = std::string_view(buffer).substr(0, term_.plusSize);
     term.minus = std::string_view(buffer).substr(term_.plusSize);

@@ -1,6 +1,7 @@
 #include "client/embedded/index/SegmentWriter.h"
 
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
 #include "client/embedded/index/bytes.h"
@@ -17,12 +18,21 @@ void putFixed(std::string& out, std::uint32_t number) {
 std::size_t sharedLength(std::string_view a, std::string_view b) {
   const std::size_t most = std::min(a.size(), b.size());
   std::size_t length = 0;
+  for (std::uint64_t left = 0, right = 0; length + sizeof left <= most; length += sizeof left) {
+    std::memcpy(&left, a.data() + length, sizeof left);
+    std::memcpy(&right, b.data() + length, sizeof right);
+    if (left != right) return length + static_cast<std::size_t>(__builtin_ctzll(left ^ right)) / 8;
+  }
   while (length < most && a[length] == b[length]) ++length;
   return length;
 }
 
-bool isSingle(const Term& term) {
-  return term.counts.plus == 1 && term.counts.minus == 0 && term.counts.extra == 0;
+/// The only record of a term; 0 when there is more to say.
+Rid singleRecord(const Term& term) {
+  if (term.only != 0 || term.counts.plus != 1 || term.counts.minus != 0 || term.counts.extra != 0) return term.only;
+  ByteReader reader(term.plus);
+  Rid end = 0;
+  return readRun(reader, end).first;
 }
 
 }  // namespace
@@ -44,16 +54,13 @@ void BlockWriter::addKey(std::string_view key) {
   }
   putVarint(bytes_, shared);
   putVarint(bytes_, key.size() - shared);
-  bytes_.append(key.substr(shared));
-  lastKey_ = key;
+  bytes_.append(key.data() + shared, key.size() - shared);
+  lastKey_.resize(shared);
+  lastKey_.append(key.data() + shared, key.size() - shared);
 }
 
 void BlockWriter::addCounts(const Term& term, std::uint64_t outsideAt) {
-  if (isSingle(term)) {
-    ByteReader reader(term.plus);
-    Rid end = 0;
-    return putVarint(bytes_, readRun(reader, end).first << 2 | EntryForm::single);
-  }
+  if (const Rid record = singleRecord(term); record != 0) return putVarint(bytes_, record << 2 | EntryForm::single);
   const bool isOutside = term.plus.size() + term.minus.size() > longestInlinePosting;
   std::uint64_t form = isOutside ? EntryForm::outside : EntryForm::inside;
   if (term.counts.minus != 0) form |= EntryForm::hasMinus;

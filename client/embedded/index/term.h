@@ -19,9 +19,12 @@ struct TermCounts {
 
 /// A term to be written, with its two postings.
 struct Term {
-  TermCounts counts;
-  std::string_view plus;
-  std::string_view minus;
+  TermCounts counts{};
+  std::string_view plus{};
+  std::string_view minus{};
+  std::uint64_t only = 0;  ///< stands for `plus`, and nothing else is there, unless it is 0
+
+  static Term single(std::uint64_t record) { return {{1, 0, 0}, {}, {}, record}; }
 };
 
 /// Takes terms in ascending order of their keys.

@@ -19,6 +19,7 @@ ItemIndex::Options smallOptions() {
   ItemIndex::Options options;
   options.pendingLimit = 200;
   options.fanOut = 3;
+  options.smallFanOut = 4;
   options.blockSize = 256;
   options.chunkSize = 64;
   options.cacheSize = 2048;

@@ -37,6 +37,7 @@ class ItemStatisticsTest : public testing::Test {
     ItemIndex::Options options;
     options.pendingLimit = 200;
     options.fanOut = 3;
+    options.smallFanOut = 4;
     options.blockSize = 256;
     options.chunkSize = 64;
     index_ = std::make_unique<ItemIndex>(store_, 1, options);

@@ -18,6 +18,7 @@ class PlannerTest : public testing::Test {
     ItemIndex::Options options;
     options.pendingLimit = 200;
     options.fanOut = 3;
+    options.smallFanOut = 4;
     options.blockSize = 256;
     options.chunkSize = 64;
     index_ = std::make_unique<ItemIndex>(store_, 1, options);
