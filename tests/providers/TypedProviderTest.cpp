@@ -54,7 +54,13 @@ class TypedDatabase : public ::testing::Test {
   typename Kind::Database database;
 };
 using Kinds = ::testing::Types<Experiments, Scenarios>;
-TYPED_TEST_SUITE(TypedDatabase, Kinds);
+struct KindNames {
+  template <class Kind>
+  static std::string GetName(int /*index*/) {
+    return std::is_same_v<Kind, Experiments> ? "Experiments" : "Scenarios";
+  }
+};
+TYPED_TEST_SUITE(TypedDatabase, Kinds, KindNames);
 
 TYPED_TEST(TypedDatabase, NamesItsDatabaseAndCollectionInEveryCall) {
   const DatabaseProviderInterface& provider = this->provider();
@@ -184,7 +190,7 @@ TEST(ExperimentDatabase, WritesTheSourceOfAnExperiment) {
 }
 
 class ExperimentSources : public ::testing::Test {
- protected:
+ public:
   ExperimentSources() { experiments.setDatabaseClient(&client); }
   ~ExperimentSources() override {
     for (const auto& [id, source] : databases) delete source;
@@ -193,6 +199,7 @@ class ExperimentSources : public ::testing::Test {
   ExperimentSources(const ExperimentSources&) = delete;
   ExperimentSources& operator=(const ExperimentSources&) = delete;
 
+ protected:
   /// "x=host:port"
   std::string databaseSources() const {
     std::list<std::string> items;

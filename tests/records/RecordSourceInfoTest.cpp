@@ -48,7 +48,7 @@ class RecordSource : public ::testing::Test {
   }
   /// "1 db:5000", "2 server", "0"
   std::string source() const {
-    const std::string type = std::to_string(static_cast<int>(view.sourceType()));
+    std::string type = std::to_string(static_cast<int>(view.sourceType()));
     if (const auto* database = view.getDatabaseSourceInfo()) {
       return type + " " + database->host() + ":" + std::to_string(database->port());
     }

@@ -96,7 +96,13 @@ void empty(DatabaseRecordInterface& record, const std::string& fileId) {
 template <class Kind>
 class EveryKindOfRecord : public ::testing::Test {};
 using Kinds = ::testing::Types<ExperimentDatabaseRecord, ScenarioDatabaseRecord>;
-TYPED_TEST_SUITE(EveryKindOfRecord, Kinds);
+struct KindNames {
+  template <class Kind>
+  static std::string GetName(int /*index*/) {
+    return std::is_same_v<Kind, ExperimentDatabaseRecord> ? "Experiment" : "Scenario";
+  }
+};
+TYPED_TEST_SUITE(EveryKindOfRecord, Kinds, KindNames);
 
 TYPED_TEST(EveryKindOfRecord, ForwardsToTheRecordInside) {
   TypeParam record;
