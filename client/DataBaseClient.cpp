@@ -296,7 +296,7 @@ void DataBaseClient::backup(const std::string& path) {
   engine.backup(path);
 }
 
-Transaction::Transaction(DataBaseClient& client) : client_(client), open_(true) {
+Transaction::Transaction(DataBaseClient& client) : client_(client) {
   client_.beginTransaction();
 }
 

@@ -26,8 +26,8 @@ class Document {
 
   const bson::Buffer& bytes();
 
-  /// The first value under `key` at the current level; null `data` when there is none.
-  bson::Value find(std::string_view key);
+  /// The first value under a key of the current level; null `data` when there is none.
+  bson::Value find(std::string_view name);
   /// The element at a position of the current level; null `start` when there is none.
   bson::Element at(int index);
   /// The number of entries of the current level.
@@ -37,9 +37,9 @@ class Document {
   /// How many levels the current one lies below the root.
   std::size_t depth() const { return nested_.size(); }
 
-  /// Makes room for a value of `size` bytes under `key`, in the place of the old one or at the end, and returns where
+  /// Makes room for a value of `size` bytes under a key, in the place of the old one or at the end, and returns where
   /// the bytes go. Throws Error{document} before anything changes.
-  bson::Byte* put(std::string_view key, bson::Type type, std::size_t size);
+  bson::Byte* put(std::string_view name, bson::Type type, std::size_t size);
   /// Removes every entry under `key`.
   void erase(std::string_view key);
   /// Empties the whole document; the levels that are open become missing ones.
@@ -47,8 +47,8 @@ class Document {
   /// Sets every key of `other` at the root.
   void includeAtRoot(const bson::Buffer& other);
 
-  /// Enters the group or array under `key`, creating it when absent.
-  void begin(std::string_view key, bson::Type kind);
+  /// Enters the group or array under a key, creating it when absent.
+  void begin(std::string_view name, bson::Type kind);
   /// Enters the group or array under `key`; false when there is none.
   bool enter(std::string_view key, bson::Type kind);
   bool enterAt(int index);

@@ -59,7 +59,7 @@ void checkKey(const std::string& key) {
 
 void checkOptions(const std::string& key, const std::string& options) {
   if (options.find_first_not_of("imsx") != std::string::npos) {
-    refuse(Error::Kind::query, key, "options \"" + options + "\", where letters of \"imsx\" are expected");
+    refuse(Error::Kind::query, key, "options \"" + options + R"(", where letters of "imsx" are expected)");
   }
 }
 

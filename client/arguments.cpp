@@ -105,7 +105,7 @@ void checkDocument(const std::string& name, const ObjectProperties& document) {
 void checkRoles(const ObjectProperties& roles) {
   for (const Element& element : DocumentAccess::view(roles)) {
     const std::string path = "roles." + std::string(element.key);
-    if (!element.value.isDocument()) refuse(path, "a group of \"role\" and \"db\" is expected");
+    if (!element.value.isDocument()) refuse(path, R"(a group of "role" and "db" is expected)");
     for (const char* key : {"role", "db"}) {
       const Value value = element.value.asDocument().find(key);
       if (value.data == nullptr || value.type != Type::string) refuse(path + "." + key, "a string is expected");
@@ -117,7 +117,7 @@ void checkReplacement(const ObjectProperties& document) {
   for (const Element& element : DocumentAccess::view(document)) {
     if (element.key.empty() || element.key.front() != '$') continue;
     const std::string key(element.key);
-    throw Error(Error::Kind::document, "\"" + key + "\": a replacement has no key that begins with \"$\"",
+    throw Error(Error::Kind::document, "\"" + key + R"(": a replacement has no key that begins with "$")",
                 {key, invalidArgument});
   }
 }

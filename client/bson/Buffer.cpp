@@ -27,7 +27,13 @@ Buffer::Buffer(const Buffer& other) noexcept : block_(other.block_) {
 
 Buffer::Buffer(Buffer&& other) noexcept : block_(std::exchange(other.block_, nullptr)) {}
 
-Buffer& Buffer::operator=(Buffer other) noexcept {
+Buffer& Buffer::operator=(const Buffer& other) noexcept {
+  Buffer copy(other);
+  std::swap(block_, copy.block_);
+  return *this;
+}
+
+Buffer& Buffer::operator=(Buffer&& other) noexcept {
   std::swap(block_, other.block_);
   return *this;
 }

@@ -16,7 +16,8 @@ class Buffer {
   explicit Buffer(View document);
   Buffer(const Buffer& other) noexcept;
   Buffer(Buffer&& other) noexcept;
-  Buffer& operator=(Buffer other) noexcept;
+  Buffer& operator=(const Buffer& other) noexcept;
+  Buffer& operator=(Buffer&& other) noexcept;
   ~Buffer();
 
   const Byte* data() const { return block_ ? bytes(block_) : emptyDocument().data; }

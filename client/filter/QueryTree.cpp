@@ -11,7 +11,6 @@ namespace database_client::filter {
 
 using bson::Byte;
 using bson::Element;
-using bson::Type;
 using bson::View;
 using bson::Writer;
 

@@ -182,7 +182,7 @@ class DATABASE_CLIENT_EXPORT Transaction {
 
  private:
   DataBaseClient& client_;
-  bool open_;
+  bool open_ = true;
 };
 
 }  // namespace database_client
