@@ -144,8 +144,7 @@ bool hasLog(const std::string& path) {
 bool inspect(const Connection& connection, bool create) {
   const std::string& path = connection.file();
   const Header header(connection);
-  const bool interrupted = isInterruptedCreation(path);
-  if (header.isEmpty() || (interrupted && !(header.isSqlite() && header.applicationId() == schema::applicationId))) {
+  if (header.isEmpty() || isInterruptedCreation(path)) {
     if (!create) refuse(path, "it is empty");
     return false;
   }
@@ -153,7 +152,7 @@ bool inspect(const Connection& connection, bool create) {
   if (header.applicationId() != schema::applicationId) refuse(path, "the file is another program's database");
   if (header.version() > schema::version) refuseNewer(path, header.version());
   if (header.version() == 0) refuse(path, "the file is damaged: it has no format version");
-  if (!hasLog(path) && !interrupted && header.isTruncated()) refuse(path, "the file is damaged: its end is missing");
+  if (!hasLog(path) && header.isTruncated()) refuse(path, "the file is damaged: its end is missing");
   return true;
 }
 

@@ -4,6 +4,7 @@
 
 #include "client/DocumentAccess.h"
 #include "client/embedded/EmbeddedEngine.h"
+#include "client/embedded/index/ItemStatistics.h"
 #include "client/embedded/query/Pipeline.h"
 
 namespace database_client::embedded {
@@ -21,6 +22,33 @@ View viewOf(const std::vector<Byte>& bytes) {
 View leadingMatch(const Pipeline& pipeline) {
   if (pipeline.stages().empty() || pipeline.stages().front().name != "$match") return bson::emptyDocument();
   return pipeline.stages().front().operand.asDocument();
+}
+
+/// What the index tells by itself: the documents that come out of the first stages, and how many stages those are.
+struct Answer {
+  std::vector<std::vector<Byte>> documents{};
+  std::size_t stages = 0;
+};
+
+Answer askIndex(Collection* collection, View stages) {
+  Answer answer;
+  if (collection == nullptr || collection->index() == nullptr) return answer;
+  RowReader reader(*collection);
+  const auto keep = [&answer](View document) {
+    answer.documents.emplace_back(document.data, document.data + document.size);
+    return true;
+  };
+  const auto read = [&reader](std::int64_t rid) { return reader.read(rid); };
+  answer.stages = answerFromIndex(*collection->index(), stages, collection->estimate(), read, keep);
+  return answer;
+}
+
+Pipeline::Source sourceOf(const Answer& answer) {
+  return [&answer](const Pipeline::Receiver& take) {
+    for (const auto& document : answer.documents) {
+      if (!take(viewOf(document))) return;
+    }
+  };
 }
 
 /// Each document is copied, since a receiver that writes moves what was read.
@@ -44,6 +72,11 @@ void EmbeddedEngine::aggregate(const Namespace& where, const ObjectProperties& s
   const Store::Reading reading(store_);
   Collection* collection = this->reading(where, "aggregate");
   const auto hand = [&receive](View document) { return receive(DocumentAccess::adopt(document)); };
+  const Answer answer = askIndex(collection, specification);
+  if (answer.stages > 0) {
+    pipeline.run(sourceOf(answer), hand, answer.stages);
+    return;
+  }
   const View condition = leadingMatch(pipeline);
   Cursor cursor(collection, condition);
   const Store::Registration registration(store_, cursor);

@@ -1,5 +1,7 @@
 #include "client/embedded/sqlite/Transaction.h"
 
+#include <string>
+
 #include "database_client/Error.h"
 
 namespace database_client::embedded::sqlite {
@@ -34,8 +36,39 @@ void Transaction::commit() {
     open_ = false;
     throw Error(Error::Kind::storage, "store " + connection_.file() + ": the transaction was undone by a failure");
   }
-  connection_.statement(nested_ ? commitNested : "COMMIT").run();
+  if (nested_) {
+    connection_.statement(commitNested).run();
+  } else {
+    commitOutermost();
+  }
   open_ = false;
+}
+
+void Transaction::commitOutermost() {
+  try {
+    connection_.statement("COMMIT").run();
+  } catch (const Error& error) {
+    rollback();
+    if (error.retryable() || overwriteLog()) throw;
+    throw Error(error.kind(), std::string(error.what()) + "; whether it took place is not known",
+                {error.where(), error.code(), false, true});
+  }
+}
+
+/// A commit that fails may have written all of its changes to the log, where a crash would let the next process find
+/// and keep them. Another commit writes over them.
+bool Transaction::overwriteLog() noexcept {
+  try {
+    if (connection_.text("PRAGMA journal_mode") != "wal") return true;
+    const std::int64_t version = connection_.integer("PRAGMA user_version");
+    Transaction other(connection_, Kind::write);
+    connection_.execute("PRAGMA user_version=" + std::to_string(version));
+    connection_.statement("COMMIT").run();
+    other.open_ = false;
+    return true;
+  } catch (...) {
+    return false;
+  }
 }
 
 void Transaction::rollback() noexcept {

@@ -19,12 +19,15 @@ class Transaction {
   /// Never throws.
   ~Transaction();
 
-  /// Makes the changes permanent; a second call does nothing. A failure undoes them.
+  /// Makes the changes permanent; a second call does nothing. A failure undoes them; where that cannot be made sure of,
+  /// the error says that the outcome is unknown.
   void commit();
   /// Whether this is a savepoint of an outer transaction.
   bool isNested() const { return nested_; }
 
  private:
+  void commitOutermost();
+  bool overwriteLog() noexcept;
   void rollback() noexcept;
 
   Connection& connection_;

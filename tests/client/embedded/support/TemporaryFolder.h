@@ -13,23 +13,28 @@
 
 namespace database_client::testing {
 
+/// Where files are fastest, for tests that need no device below them.
+inline std::string memoryFolder() {
+  return access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
+}
+
 /// A folder for one test, removed with all it holds.
 class TemporaryFolder {
  public:
-  TemporaryFolder() {
-    if (mkdtemp(path_) == nullptr) throw std::runtime_error("no temporary folder");
+  explicit TemporaryFolder(const std::string& base = "/tmp") : path_(base + "/store_test_XXXXXX") {
+    if (mkdtemp(path_.data()) == nullptr) throw std::runtime_error("no temporary folder");
   }
   TemporaryFolder(const TemporaryFolder&) = delete;
   TemporaryFolder& operator=(const TemporaryFolder&) = delete;
   ~TemporaryFolder() {
     nftw(
-        path_, [](const char* name, const struct stat*, int, FTW*) { return std::remove(name); }, 8,
+        path_.c_str(), [](const char* name, const struct stat*, int, FTW*) { return std::remove(name); }, 8,
         FTW_DEPTH | FTW_PHYS);
   }
-  std::string operator/(const std::string& name) const { return std::string(path_) + "/" + name; }
+  std::string operator/(const std::string& name) const { return path_ + "/" + name; }
 
  private:
-  char path_[32] = "/tmp/store_test_XXXXXX";
+  std::string path_;
 };
 
 inline std::string contentOf(const std::string& path) {

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <string>
+
+namespace database_client::testing {
+
+/// The files of SQLite with faults: while an object lives, every file of the process is opened through it. A fault hits
+/// the operations that change a file: writing, syncing, truncating, deleting.
+class FaultyFiles {
+ public:
+  enum class Fault { inputOutput, full };
+
+  FaultyFiles();
+  FaultyFiles(const FaultyFiles&) = delete;
+  FaultyFiles& operator=(const FaultyFiles&) = delete;
+  ~FaultyFiles();
+
+  /// Lets operation number `nth` (from 1) from now on fail: that one alone, or all from there on.
+  void failAt(long nth, bool forGood, Fault fault);
+  void failNoMore();
+  /// Whether a fault has hit since the last `failAt`.
+  bool hasHit() const;
+};
+
+}  // namespace database_client::testing
