@@ -119,7 +119,7 @@ class AddToSet : public Push {
   std::size_t add(const Value& value) override {
     if (isMissing(value)) return 0;
     const auto [place, isNew] = keys_.insert(canonicalKey(value));
-    return isNew ? Push::add(value) + place->size() + sizeof *place : 0;
+    return isNew ? Push::add(value) + place->size() + sizeof(std::string) : 0;
   }
 
  private:

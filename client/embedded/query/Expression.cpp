@@ -106,16 +106,16 @@ ExpressionPtr parsePath(std::string_view path, std::string_view whole) {
 }
 
 ExpressionPtr parseVariable(std::string_view text) {
-  const std::string_view name =
-      text.substr(2, text.find('.') == std::string_view::npos ? text.npos : text.find('.') - 2);
+  const std::string_view variable = text.substr(2);
+  const std::string_view name = variable.substr(0, variable.find('.'));
   if (name != "ROOT" && name != "CURRENT") {
     const bool known = name == "NOW" || name == "REMOVE" || name == "CLUSTER_TIME" || name == "DESCEND" ||
                        name == "PRUNE" || name == "KEEP" || name == "USER_ROLES" || name == "SEARCH_META";
     if (known) refuseUnsupported("$$" + std::string(name), "variable");
     refuseQuery(unknownVariable, "unknown variable " + quoted(text), text);
   }
-  if (name.size() + 2 == text.size()) return std::make_unique<WholeDocument>();
-  return parsePath(text.substr(name.size() + 3), text);
+  if (name.size() == variable.size()) return std::make_unique<WholeDocument>();
+  return parsePath(variable.substr(name.size() + 1), text);
 }
 
 ExpressionPtr parseText(const Value& value) {

@@ -109,19 +109,18 @@ bool ModuloTest::accepts(const Value& value) const {
 
 bool ElementDocumentTest::accepts(const Value& value) const {
   if (isMissing(value) || !value.isArray()) return false;
-  for (const bson::Element& element : value.asDocument()) {
+  const View array = value.asDocument();
+  return std::any_of(array.begin(), array.end(), [this](const bson::Element& element) {
     const bool level = element.value.isDocument() || element.value.isArray();
-    if (level && query_->matches(element.value.asDocument())) return true;
-  }
-  return false;
+    return level && query_->matches(element.value.asDocument());
+  });
 }
 
 bool ElementValueTest::accepts(const Value& value) const {
   if (isMissing(value) || !value.isArray()) return false;
-  for (const bson::Element& element : value.asDocument()) {
-    if (condition_->holds(Subject(element.value))) return true;
-  }
-  return false;
+  const View array = value.asDocument();
+  return std::any_of(array.begin(), array.end(),
+                     [this](const bson::Element& element) { return condition_->holds(Subject(element.value)); });
 }
 
 Matcher::Matcher(View query) : root_(parseQuery(query)) {}

@@ -14,11 +14,12 @@ class MatchNode;
 /// $options $not $elemMatch $all $size $mod, $and $or $nor, and $comment, which has no effect. The constructor throws
 /// Error{unsupported} naming an operator that a server knows and this store does not, Error{query} with a server's code
 /// for everything that a server refuses. `matches` throws Error{query} when a pattern exceeds the limits on
-/// backtracking. Any number of threads may use one Matcher at the same time only if each has its own copy; there is
-/// none, so make one for each.
+/// backtracking. One thread at a time may use a Matcher.
 class Matcher {
  public:
   explicit Matcher(bson::View query);
+  Matcher(const Matcher&) = delete;
+  Matcher& operator=(const Matcher&) = delete;
   Matcher(Matcher&& other) noexcept;
   Matcher& operator=(Matcher&& other) noexcept;
   ~Matcher();

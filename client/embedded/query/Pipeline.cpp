@@ -12,7 +12,6 @@
 namespace database_client::embedded {
 
 using bson::Element;
-using bson::Value;
 using bson::View;
 
 namespace {

@@ -43,6 +43,8 @@ class Pipeline {
 
   /// `stages` holds the stages in order under any keys, such as "0", "1", …
   explicit Pipeline(bson::View stages, std::size_t memoryLimit = defaultMemoryLimit);
+  Pipeline(const Pipeline&) = delete;
+  Pipeline& operator=(const Pipeline&) = delete;
   Pipeline(Pipeline&& other) noexcept;
   Pipeline& operator=(Pipeline&& other) noexcept;
   ~Pipeline();

@@ -18,6 +18,8 @@ class ProjectionTree;
 class Projection {
  public:
   explicit Projection(bson::View specification);
+  Projection(const Projection&) = delete;
+  Projection& operator=(const Projection&) = delete;
   Projection(Projection&& other) noexcept;
   Projection& operator=(Projection&& other) noexcept;
   ~Projection();

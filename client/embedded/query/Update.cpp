@@ -223,7 +223,9 @@ class Equalities {
   void collect(View query) {
     for (const Element& element : query) {
       if (element.key == "$and" && element.value.isArray()) {
-        for (const Element& item : element.value.asDocument()) collect(item.value.asDocument());
+        for (const Element& item : element.value.asDocument()) {
+          if (item.value.isDocument()) collect(item.value.asDocument());
+        }
       } else if (element.key.empty() || element.key.front() != '$') {
         collectField(element);
       }

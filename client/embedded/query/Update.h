@@ -24,6 +24,8 @@ class UpdateTree;
 class Update {
  public:
   Update(UpdateKind kind, bson::View document);
+  Update(const Update&) = delete;
+  Update& operator=(const Update&) = delete;
   Update(Update&& other) noexcept;
   Update& operator=(Update&& other) noexcept;
   ~Update();

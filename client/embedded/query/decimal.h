@@ -7,8 +7,9 @@
 
 namespace database_client::embedded {
 
-__extension__ typedef unsigned __int128 Uint128;
-__extension__ typedef __int128 Int128;
+// An alias declaration cannot carry the mark of an extension, which keeps -Wpedantic quiet.
+__extension__ typedef unsigned __int128 Uint128;  // NOLINT(modernize-use-using)
+__extension__ typedef __int128 Int128;            // NOLINT(modernize-use-using)
 
 /// A decimal number of up to 34 digits: the value of a decimal128, which BSON stores in binary integer form.
 ///
