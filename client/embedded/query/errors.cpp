@@ -1,5 +1,7 @@
 #include "client/embedded/query/errors.h"
 
+#include <algorithm>
+
 #include "database_client/Error.h"
 
 namespace database_client::embedded {
@@ -7,17 +9,19 @@ namespace {
 
 using bson::Type;
 
+bool isDeeperThan(bson::View level, int limit);
+
+bool isLevelDeeperThan(const bson::Value& value, int limit) {
+  const bool level = value.isDocument() || value.isArray();
+  if (level) return isDeeperThan(value.asDocument(), limit);
+  return value.type == Type::codeWithScope && isDeeperThan(value.scope(), limit);
+}
+
 /// Recursion ends at the limit, so the depth of the argument does not matter.
 bool isDeeperThan(bson::View level, int limit) {
   if (limit < 0) return true;
-  for (const bson::Element& element : level) {
-    const Type type = element.value.type;
-    if ((type == Type::document || type == Type::array) && isDeeperThan(element.value.asDocument(), limit - 1)) {
-      return true;
-    }
-    if (type == Type::codeWithScope && isDeeperThan(element.value.scope(), limit - 1)) return true;
-  }
-  return false;
+  return std::any_of(level.begin(), level.end(),
+                     [limit](const bson::Element& element) { return isLevelDeeperThan(element.value, limit - 1); });
 }
 
 }  // namespace

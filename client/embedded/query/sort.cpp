@@ -40,7 +40,7 @@ bool isDescending(const Element& element) {
     refuseQuery(notADirection, "$sort takes 1 or -1 under " + quoted(element.key) + ", not " + kindOf(element.value),
                 element.key);
   }
-  const auto direction = exactInteger(element.value);
+  const std::int64_t direction = exactInteger(element.value).value_or(0);
   if (direction != 1 && direction != -1) {
     refuseQuery(notOneOrMinusOne, "$sort takes 1 or -1 under " + quoted(element.key), element.key);
   }

@@ -25,7 +25,7 @@ std::string show(const Decimal& number) {
 }
 
 std::string sum(const std::string& left, const std::string& right) {
-  const std::string forward = show(decimal(left).plus(decimal(right)));
+  std::string forward = show(decimal(left).plus(decimal(right)));
   EXPECT_EQ(forward, show(decimal(right).plus(decimal(left))));
   return forward;
 }

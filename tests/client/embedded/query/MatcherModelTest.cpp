@@ -190,7 +190,7 @@ struct Condition {
 
 Condition condition(Dice& dice, const Nodes& values) {
   static const std::vector<std::string> names = {"$eq", "$gt", "$lt"};
-  const std::string name = names[static_cast<std::size_t>(dice.below(3))];
+  const std::string& name = names[static_cast<std::size_t>(dice.below(3))];
   const Node operand = name == "$eq" ? dice.value(2) : dice.scalar();
   // Comparing with null is a case of its own, tested elsewhere.
   const bool comparable = name == "$eq" || operand.kind != Node::Kind::null;
@@ -226,7 +226,7 @@ Question askField(Dice& dice, const Node& document, int depth) {
     }
     case 3: {
       // The same random numbers for each element give the same question, asked of each.
-      const unsigned seed = static_cast<unsigned>(dice.below(1000000));
+      const auto seed = static_cast<unsigned>(dice.below(1000000));
       Dice text(seed);
       const std::string inner = ask(text, Node{}, depth - 1).text;
       bool any = false;

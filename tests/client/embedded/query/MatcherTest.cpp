@@ -319,7 +319,7 @@ TEST(Matcher, UnknownOperatorsAreRefusedAtEveryLevel) {
 
 TEST(Matcher, OperatorsOfAServerThatAreNotSupportedAreNamed) {
   for (const char* name : {"$expr", "$where", "$text", "$jsonSchema", "$function", "$accumulator", "$out", "$merge"}) {
-    const std::string query = "{\"" + std::string(name) + "\": \"x\"}";
+    const std::string query = "{\"" + std::string(name) + R"(": "x"})";
     EXPECT_EQ(select(query, {}), "unsupported 0") << name;
     EXPECT_NE(messageOf(query).find(name), std::string::npos);
   }
@@ -592,7 +592,7 @@ TEST(Matcher, AnExplodingPatternIsAnErrorNotAMiss) {
 
 TEST(Matcher, ALongTextDoesNotOverflowTheStack) {
   const std::string text(200000, 'a');
-  const std::string found = select(R"({"a": {"$regex": "^(?:a|b)*$"}})", {"{\"a\": \"" + text + "\"}"});
+  const std::string found = select(R"({"a": {"$regex": "^(?:a|b)*$"}})", {R"({"a": ")" + text + "\"}"});
   EXPECT_TRUE(found == "1" || found == "query 0") << found;
 }
 

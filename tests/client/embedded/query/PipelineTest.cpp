@@ -416,7 +416,7 @@ TEST(GroupStage, ChecksItsFields) {
 TEST(GroupStage, HoldsABoundedAmountOfMemory) {
   Documents documents;
   for (int i = 0; i < 100; ++i)
-    documents.push_back("{\"a\": " + std::to_string(i) + ", \"b\": \"" + std::string(500, 'x') + "\"}");
+    documents.push_back("{\"a\": " + std::to_string(i) + R"(, "b": ")" + std::string(500, 'x') + "\"}");
   EXPECT_EQ(run(R"([{"$group": {"_id": "$a"}}])", documents, 10000), "query 292");
   EXPECT_EQ(run(R"([{"$group": {"_id": null, "b": {"$push": "$b"}}}])", documents, 10000), "query 292");
   EXPECT_EQ(run(R"([{"$group": {"_id": null, "b": {"$addToSet": "$b"}}}, {"$project": {"b": 0}}])", documents, 10000),

@@ -18,6 +18,7 @@ std::string sorted(const std::string& order, const std::vector<std::string>& doc
     const testing::Bytes specification = bytes(order);
     const SortOrder sort({bson::Type::document, specification.data(), specification.size()});
     std::vector<std::pair<SortOrder::Key, std::size_t>> keys;
+    keys.reserve(documents.size());
     for (const std::string& document : documents) keys.emplace_back(sort.key(view(bytes(document))), keys.size() + 1);
     std::stable_sort(keys.begin(), keys.end(),
                      [&](const auto& left, const auto& right) { return sort.compare(left.first, right.first) < 0; });
