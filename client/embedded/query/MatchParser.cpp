@@ -384,8 +384,9 @@ std::unique_ptr<const MatchNode> parseQuery(View query) {
   for (const Element& element : query) {
     if (auto node = parseTop(element)) nodes.push_back(std::move(node));
   }
-  if (nodes.size() == 1) return std::move(nodes.front());
-  return std::make_unique<AllNodes>(std::move(nodes));
+  if (nodes.size() != 1) return std::make_unique<AllNodes>(std::move(nodes));
+  auto only = std::move(nodes.front());
+  return only;
 }
 
 }  // namespace database_client::embedded
