@@ -62,7 +62,8 @@ struct TlsFiles {
 struct Request {
   std::string name{};
   std::string database{};
-  std::string json{};                ///< canonical extended JSON
+  std::string json{};                ///< canonical extended JSON; empty for a message above 1 MiB
+  int documents = 0;                 ///< the number of documents of an insert
   std::vector<std::uint8_t> wire{};  ///< the message as it came
 };
 

@@ -68,15 +68,17 @@ class RandomFault : public SecantusTest, public ::testing::WithParamInterface<bo
         });
         break;
       case 1:
-        note(i, [&] { client.update("d", "pushed", document(R"({"_id": 1})"), entry, 1, 9); });
+        note(i, [&] { client.update("d", "pushed", ofId(i / 100), entry, 1, 9); });
         break;
       case 2:
-        note(i, [&] { client.update("d", "inserted", one, one, 1, 1); });
+        note(i, [&] { client.update("d", "inserted", ofId(i), one, 1, 1); });
         break;
       default:
         read();
     }
   }
+
+  static ObjectProperties ofId(int i) { return document(R"({"_id": )" + std::to_string(i) + "}"); }
 
   template <class Action>
   void note(int i, Action action) {
