@@ -1,0 +1,88 @@
+#include "tests/contract/Contract.h"
+
+namespace database_test {
+
+namespace {
+
+const char* const otherCode = "refuses it under another code, or not at all";
+const char* const bsonKinds = "drops the connection over this kind of value, or changes it";
+
+}  // namespace
+
+// docs/servers.md lists the same; a test compares the two.
+const std::vector<WrongAnswer>& knownWrongAnswers() {
+  static const std::vector<WrongAnswer> all{
+      {"secantus", "AddFieldsReachesEachElementOfAnArray", "leaves an array on the path alone"},
+      {"secantus", "AllOverAPathThroughAnArrayTakesEachElement", "finds nothing"},
+      {"secantus", "AllWithAnArrayMatchesTheFieldItself", "finds only an element that is the array"},
+      {"secantus", "AnExclusionStageReachesThroughAnArray", "leaves an array on the path alone"},
+      {"secantus", "AnExpressionsPathGathersWhatItFindsInAnArray", "takes it as missing"},
+      {"secantus", "AnExpressionsPathTakesNoIndex", "takes the element"},
+      {"secantus", "AnUnknownAccumulatorIsRefused", otherCode},
+      {"secantus", "BinaryComparesByLengthThenKindThenBytes", "compares bytes alone"},
+      {"secantus", "ComparingToUndefinedIsAnError", otherCode},
+      {"secantus", "CountTellsTheNumberOrNothing", "gives a zero where a server gives no document"},
+      {"secantus", "ElemMatchOfFieldsEntersNestedArraysByIndex", "takes objects only"},
+      {"secantus", "EmptyArraysAndEmptyObjectsAreDifferentKeys", "takes them as one"},
+      {"secantus", "ModWantsTwoNumbersAndADivisor", otherCode},
+      {"secantus", "NullDoesNotMatchWhereAnArrayHasNothingToGoOnWith", "matches them"},
+      {"secantus", "OptionsInTwoPlacesAreRefused", otherCode},
+      {"secantus", "SumBeyond64BitsBecomesADouble", "fails"},
+      {"secantus", "SumOfDoublesIsCompensated", "adds without compensation"},
+      {"secantus", "TheCustomDataOfAUserIsKept", "drops it"},
+      {"java", "ABulkInsertReportsWhatFailedAndStoresTheRest", "takes equal ids of one batch"},
+      {"java", "ANumericPartIsAlsoAKey", "takes it as an index only"},
+      {"java", "APathEntersTheObjectsOfAnArray", "enters arrays inside arrays too"},
+      {"java", "APatternThatIsNoneIsRefused", otherCode},
+      {"java", "AStoredPatternIsFoundByAnEqualOne", "compares the pattern without its options"},
+      {"java", "AddFieldsReachesEachElementOfAnArray", "takes a path as a name"},
+      {"java", "AddFieldsSetsReplacesAndCreatesObjects", "takes a path as a name"},
+      {"java", "AddToSetKeepsEachValueOnce", "tells equal numbers of two kinds apart"},
+      {"java", "AllIsEqualityWithEachValue", "wants an array"},
+      {"java", "AllWithAnArrayMatchesTheFieldItself", "finds only an element that is the array"},
+      {"java", "AnArrayOperandMatchesTheWholeOrAnElement", "finds only the whole"},
+      {"java", "AnEmptyProjectIsRefused", otherCode},
+      {"java", "AnExpressionsPathGathersWhatItFindsInAnArray", "drops the connection"},
+      {"java", "AnExpressionsPathTakesNoIndex", "drops the connection"},
+      {"java", "AnUnknownPatternOptionIsRefused", otherCode},
+      {"java", "AppendRefusesWhatIsNoArray", "takes null as an empty array"},
+      {"java", "BinaryComparesByLengthThenKindThenBytes", bsonKinds},
+      {"java", "CategoryNotExists", "negates a pattern for each element apart"},
+      {"java", "ComparingToUndefinedIsAnError", otherCode},
+      {"java", "CountWantsAPlainName", otherCode},
+      {"java", "DescriptionNotExists", "negates a pattern for each element apart"},
+      {"java", "DifferentElementsMaySatisfyEachCondition", "wants one element for all"},
+      {"java", "GroupsMustBeArraysOfObjectsAndNotEmpty", otherCode},
+      {"java", "InMayNotHoldOperators", otherCode},
+      {"java", "KeptKeysStayInTheDocumentsOrder", "gives the order of the projection"},
+      {"java", "KindsWithoutAnAccessorComeBackUnchanged", bsonKinds},
+      {"java", "LimitMustBePositiveAndSkipNotNegative", otherCode},
+      {"java", "MatchWantsAQuery", otherCode},
+      {"java", "ModWantsTwoNumbersAndADivisor", otherCode},
+      {"java", "NanIsNeitherBelowNorAboveNumbers", "puts NaN above the numbers"},
+      {"java", "NotWithAScalarIsAnError", otherCode},
+      {"java", "NullComparesWithMissingWhereEqualityIsMeant", "finds nothing"},
+      {"java", "NullDoesNotMatchWhereAnArrayHasNothingToGoOnWith", "matches them"},
+      {"java", "NullOnAPathMatchesWhereItEnds", "matches scalars in an array"},
+      {"java", "OptionsInTwoPlacesAreRefused", otherCode},
+      {"java", "PushSkipsMissingAndKeepsNull", "skips null"},
+      {"java", "SetRefusesAScalarOrNullInTheWay", "replaces null"},
+      {"java", "SetRefusesAnEmptyPartOfAPath", otherCode},
+      {"java", "SortPutsNanBelowAllNumbers", "puts NaN above the numbers"},
+      {"java", "SortWantsDirections", otherCode},
+      {"java", "SumBeyond64BitsBecomesADouble", "overflows"},
+      {"java", "SumOfDoublesIsCompensated", "adds without compensation"},
+      {"java", "SymbolsCompareAsStrings", bsonKinds},
+      {"java", "UnsetWantsStrings", otherCode},
+  };
+  return all;
+}
+
+std::string knownWrong(const std::string& engine, const std::string& test) {
+  for (const WrongAnswer& answer : knownWrongAnswers()) {
+    if (engine.rfind(answer.engine, 0) == 0 && test == answer.test) return answer.reason;
+  }
+  return {};
+}
+
+}  // namespace database_test

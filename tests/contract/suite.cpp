@@ -1,0 +1,7 @@
+#include "tests/contract/Contract.h"
+
+namespace database_test {
+
+INSTANTIATE_TEST_SUITE_P(Engines, StoreContract, ::testing::ValuesIn(engineNames()), engineName);
+
+}  // namespace database_test

@@ -1,0 +1,75 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <list>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "database_client/DataBaseClient.h"
+
+/// What the tests of more than one folder share.
+namespace database_test {
+
+/// How a client reaches a store.
+struct Address {
+  std::string host;
+  int port = 0;
+};
+
+/// Why an engine cannot be used here.
+class EngineMissing : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// The names of all engines that tests know, whether they are here or not, "embedded" first:
+///
+/// - `embedded`: one file;
+/// - `deployment`: what DATABASE_TEST_URI names; one that holds records or users of the library is refused, unless
+///   DATABASE_TEST_DESTROY is 1;
+/// - `mongod`: the program of this name on the PATH;
+/// - `secantus`, `secantusStandalone`: SecantusDB as a replica set of one and as a single server;
+/// - `java`: mongo-java-server.
+std::vector<std::string> engineNames();
+
+/// Where an engine is reached. A server is started once for the whole test program, on a port of 127.0.0.1 and with a
+/// data folder of its own, and stopped at its end. Throws `EngineMissing`.
+const Address& startedEngine(const std::string& name);
+
+/// Whether the engine keeps users; mongo-java-server has no command for them.
+bool hasUsers(const std::string& name);
+
+/// A line for each engine: whether the run got it, and why not.
+std::string engineReport(const std::vector<std::string>& names);
+
+/// Connects without a user; throws `std::runtime_error` with the client's reason.
+void connectTo(database_client::DataBaseClient& client, const Address& address);
+
+/// Removes every document, the store's own collections excepted.
+void emptyStore(database_client::DataBaseClient& client);
+/// Drops every user but the administrator.
+void dropUsers(database_client::DataBaseClient& client);
+
+/// A test that gets `client`, connected to the empty store of the engine that its parameter names, set up as the
+/// library wants it. It is skipped, with the reason, where the engine is missing.
+class EngineTest : public ::testing::TestWithParam<std::string> {
+ protected:
+  void SetUp() override;
+  /// Connects another client to the same store.
+  void connect(database_client::DataBaseClient& other) const;
+  const Address& address() const { return address_; }
+  static std::string engine() { return GetParam().substr(0, GetParam().find('_')); }
+
+  database_client::DataBaseClient client;
+
+ private:
+  Address address_;
+};
+
+/// The name of a parameter as a part of a test's name.
+std::string engineName(const ::testing::TestParamInfo<std::string>& info);
+
+}  // namespace database_test
