@@ -123,7 +123,7 @@ void Collection::rollback() {
 void Collection::rebuildIndex() {
   if (!index_) return;
   touch();
-  index_->clear();
+  index_->startAnew();
   RowScan rows(*this);
   while (rows.next()) index_->add(rows.rid(), rows.body());
 }

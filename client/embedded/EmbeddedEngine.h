@@ -72,6 +72,7 @@ class EmbeddedEngine : public Engine {
   DeploymentStep setUpRole(bool dryRun);
   DeploymentStep setUpAdministrator(bool dryRun, const std::string& password);
   void checkCollection(Collection& collection, CheckReport& report);
+  void compactIndex(Collection& collection);
 
   Store store_;
   Session session_;

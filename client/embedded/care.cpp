@@ -89,14 +89,25 @@ CheckReport EmbeddedEngine::check() {
   return found;
 }
 
+/// Merges the index, or builds it anew where that makes it better or is the only way.
+void EmbeddedEngine::compactIndex(Collection& collection) {
+  store_.touch(collection);
+  try {
+    collection.index()->compact();
+    if (collection.index()->isAtItsBest()) return;
+  } catch (const Error& error) {
+    if (error.kind() != Error::Kind::storage || !store_.connection().inTransaction()) throw;
+  }
+  collection.rebuildIndex();
+}
+
 void EmbeddedEngine::compact() {
   {
     Store::Writing writing(store_, Store::Extent::many);
     session_.require(Action::administerStore, "admin", "compact the store");
     for (Collection* collection : store_.collections()) {
       if (collection->index() == nullptr) continue;
-      store_.touch(*collection);
-      collection->index()->compact();
+      compactIndex(*collection);
     }
     writing.commit();
   }

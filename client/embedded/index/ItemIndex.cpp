@@ -228,6 +228,16 @@ void ItemIndex::clear() {
   loaded_ = true;
 }
 
+void ItemIndex::startAnew() {
+  const ItemPaths before = *paths_;
+  clear();
+  paths_ = std::make_unique<ItemPaths>(before.trackedOnly());
+}
+
+bool ItemIndex::isAtItsBest() {
+  return paths().allTrackedAreClean();
+}
+
 void ItemIndex::settle() {
   if (pending_->empty()) {
     synchronize();

@@ -69,8 +69,14 @@ class ItemIndex {
   void rollback();
   /// Merges all segments into one, in the transaction that is open.
   void compact();
-  /// Removes everything. With `add` for every document and `flush` the index is built anew.
+  /// Removes everything.
   void clear();
+  /// Removes everything but the knowledge of which paths have items: with `add` for every document and `flush` the
+  /// index is built anew, and then better than `isAtItsBest` may say it is.
+  void startAnew();
+  /// Whether aggregations over all paths can be answered. A path that had something else before it had items can only
+  /// be mended by building the index anew.
+  bool isAtItsBest();
 
   // For planning, statistics and checks; they write first what was gathered.
 

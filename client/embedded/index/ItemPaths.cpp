@@ -152,6 +152,27 @@ std::string ItemPaths::dotted(Id id) const {
   return path;
 }
 
+ItemPaths ItemPaths::trackedOnly() const {
+  ItemPaths kept;
+  std::vector<Id> ids(nodes_.size(), root);
+  std::vector<bool> needed(nodes_.size());
+  for (std::size_t id = nodes_.size() - 1; id > 0; --id) {  // children come after their parents
+    if (isTracked(static_cast<Id>(id))) needed[id] = true;
+    if (needed[id]) needed[nodes_[id].parent] = true;
+  }
+  for (std::size_t id = 1; id < nodes_.size(); ++id) {
+    if (!needed[id]) continue;
+    ids[id] = kept.append(ids[nodes_[id].parent], nodes_[id].key);
+    if (isTracked(static_cast<Id>(id))) kept.track(ids[id]);
+  }
+  return kept;
+}
+
+bool ItemPaths::allTrackedAreClean() const {
+  return std::all_of(nodes_.begin(), nodes_.end(),
+                     [](const Node& node) { return (node.flags & tracked) == 0 || (node.flags & clean) != 0; });
+}
+
 bool isArrayPosition(std::string_view key) {
   return !key.empty() && std::all_of(key.begin(), key.end(), [](char c) { return c >= '0' && c <= '9'; });
 }

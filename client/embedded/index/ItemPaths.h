@@ -47,6 +47,9 @@ class ItemPaths {
   /// Whether surely no document ever had anything but null, an empty array or nothing at all there.
   bool neverUsed(std::string_view dotted) const;
   std::string dotted(Id id) const;
+  /// The tracked paths alone, for an index without documents: all are clean.
+  ItemPaths trackedOnly() const;
+  bool allTrackedAreClean() const;
   std::size_t size() const { return nodes_.size(); }
 
   bool changed() const { return changed_; }
