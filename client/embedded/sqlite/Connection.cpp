@@ -2,7 +2,9 @@
 
 #include <sqlite3.h>
 
-#include <cstring>
+#include <algorithm>
+#include <chrono>
+#include <thread>
 #include <utility>
 
 #include "client/embedded/sqlite/Failure.h"
@@ -20,11 +22,38 @@ void require(int code, const std::string& file, const char* doing) {
 
 }  // namespace
 
+/// Waits for a lock that another holds. The steps are short and uneven, so that every one of several waiting writers
+/// gets its turn; SQLite's own steps grow to a tenth of a second, and one that writes without pause would always win.
+class Connection::Patience {
+ public:
+  explicit Patience(int milliseconds) : limit_(milliseconds) {}
+
+  static int wait(void* patience, int attempt) { return static_cast<Patience*>(patience)->waitOnce(attempt) ? 1 : 0; }
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  bool waitOnce(int attempt) {
+    const auto now = Clock::now();
+    if (attempt == 0) begun_ = now;
+    if (now - begun_ >= limit_) return false;
+    std::uint8_t uneven = 0;
+    sqlite3_randomness(sizeof uneven, &uneven);
+    const std::chrono::microseconds step((attempt < 1000 ? 100 : 1000) + 4 * uneven);
+    std::this_thread::sleep_for(std::min<Clock::duration>(step, begun_ + limit_ - now));
+    return true;
+  }
+
+  std::chrono::milliseconds limit_;
+  Clock::time_point begun_{};
+};
+
 Connection::Connection(sqlite3* database, std::string file) : database_(database), file_(std::move(file)) {}
 
 Connection::Connection(Connection&& other) noexcept
     : database_(std::exchange(other.database_, nullptr)),
       file_(std::move(other.file_)),
+      patience_(std::move(other.patience_)),
       idle_(std::move(other.idle_)),
       idleCount_(std::exchange(other.idleCount_, 0)) {}
 
@@ -49,7 +78,8 @@ Connection Connection::open(const std::string& name, int flags, int busyMillisec
   Connection connection(database, name);
   require(code, name, "open it");
   connection.harden();
-  require(sqlite3_busy_timeout(database, busyMilliseconds), name, "open it");
+  connection.patience_ = std::make_unique<Patience>(busyMilliseconds);
+  require(sqlite3_busy_handler(database, Patience::wait, connection.patience_.get()), name, "open it");
   return connection;
 }
 

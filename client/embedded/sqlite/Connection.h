@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -68,6 +69,7 @@ class Connection {
 
  private:
   friend class Statement;
+  class Patience;
 
   Connection(sqlite3* database, std::string file);
   static Connection open(const std::string& name, int flags, int busyMilliseconds);
@@ -78,6 +80,7 @@ class Connection {
 
   sqlite3* database_;
   std::string file_;
+  std::unique_ptr<Patience> patience_{};
   std::unordered_map<std::string, std::vector<sqlite3_stmt*>> idle_;
   std::size_t idleCount_ = 0;
 };
