@@ -11,7 +11,6 @@
 namespace database_test {
 
 using database_client::DataBaseClient;
-using database_client::Error;
 using database_client::ObjectProperties;
 
 namespace {

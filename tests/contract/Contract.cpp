@@ -6,7 +6,6 @@
 
 namespace database_test {
 
-using database_client::Error;
 using database_client::ObjectProperties;
 
 namespace {

@@ -24,9 +24,9 @@ class StoreContract : public EngineTest {
 
   /// Inserts documents, one after the other, and fails the test when one is refused.
   void given(std::initializer_list<const char*> documents);
-  std::string inserted(const std::string& document);
+  std::string inserted(const std::string& text);
   /// `operation` as `update` takes it, 1, 3 or 9; `flags` 1 inserts when nothing matches.
-  std::string updated(const std::string& selector, const std::string& document, int operation, int flags = 0);
+  std::string updated(const std::string& selector, const std::string& text, int operation, int flags = 0);
   std::string replaced(const std::string& selector, const std::string& document, int flags = 0) {
     return updated(selector, document, database_client::UpdateOperation::replace, flags);
   }

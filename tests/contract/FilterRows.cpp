@@ -51,7 +51,8 @@ FilterRow record(std::string name, std::string expected, const std::function<voi
 using Rows = std::vector<FilterRow>;
 
 Rows texts() {
-  const auto text = [](std::string name, std::string expected, Op operation, std::string value, std::string options) {
+  const auto text = [](std::string name, std::string expected, Op operation, const std::string& value,
+                       const std::string& options) {
     return object(std::move(name), std::move(expected),
                   [=](ObjectFilter& f) { f.setFilterString(operation, "s", value, options); });
   };
@@ -194,8 +195,8 @@ Rows groups() {
 }
 
 Rows categories() {
-  const auto category = [](std::string name, std::string expected, Op operation, std::string of, std::string value,
-                           std::string options = "") {
+  const auto category = [](std::string name, std::string expected, Op operation, const std::string& of,
+                           const std::string& value, const std::string& options = "") {
     return record(std::move(name), std::move(expected),
                   [=](DatabaseFilter& f) { f.setCategory(operation, of, value, options); });
   };

@@ -10,7 +10,6 @@
 namespace database_test {
 
 using database_client::BulkFailure;
-using database_client::Error;
 using database_client::ObjectProperties;
 
 // Insert.

@@ -72,9 +72,11 @@ TemporaryFolder::~TemporaryFolder() {
   std::filesystem::remove_all(path_, ignored);
 }
 
-Process::Process(const std::vector<std::string>& command, const std::string& folder) : id_(-1) {
+Process::Process(const std::vector<std::string>& command, const std::string& folder) {
+  std::vector<std::string> words = command;
   std::vector<char*> arguments;
-  for (const std::string& word : command) arguments.push_back(const_cast<char*>(word.c_str()));
+  arguments.reserve(words.size() + 1);
+  for (std::string& word : words) arguments.push_back(word.data());
   arguments.push_back(nullptr);
   const pid_t parent = getpid();
   id_ = fork();
@@ -121,7 +123,7 @@ std::string onPath(const std::string& program) {
   std::istringstream folders(path == nullptr ? "" : path);
   std::string folder;
   while (std::getline(folders, folder, ':')) {
-    const std::string candidate = folder + "/" + program;
+    std::string candidate = folder + "/" + program;
     if (access(candidate.c_str(), X_OK) == 0) return candidate;
   }
   return {};

@@ -36,7 +36,7 @@ class Process {
   void stop();
 
  private:
-  pid_t id_;
+  pid_t id_ = -1;
 };
 
 /// A port on 127.0.0.1 that nobody listened on a moment ago.
