@@ -4,7 +4,8 @@
 #include <sqlite3.h>
 #include <unistd.h>
 
-#include <cstdio>
+#include <string>
+#include <utility>
 
 #include "client/embedded/StoreFile.h"
 #include "client/embedded/sqlite/Failure.h"
@@ -23,7 +24,7 @@ class Unfinished {
   Unfinished(const Unfinished&) = delete;
   Unfinished& operator=(const Unfinished&) = delete;
   ~Unfinished() {
-    if (!finished_) std::remove(path_.c_str());
+    if (!finished_) unlink(path_.c_str());
   }
   void finish() { finished_ = true; }
 

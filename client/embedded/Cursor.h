@@ -31,6 +31,8 @@ class Cursor : public Detachable {
   /// Throws what `Matcher` throws. Of a null collection nothing matches. With `documentsAreRead` false the plan is one
   /// for whoever only counts.
   Cursor(Collection* collection, bson::View query, Page page = {}, bool documentsAreRead = true);
+  Cursor(const Cursor&) = delete;
+  Cursor& operator=(const Cursor&) = delete;
   ~Cursor() override;
 
   /// Moves to the next match; false at the end.

@@ -36,8 +36,6 @@ EmbeddedEngine::EmbeddedEngine(const StoreAddress& address, const ConnectRequest
   session_.authenticate(request.authDatabase, request.user, request.password);
 }
 
-EmbeddedEngine::~EmbeddedEngine() = default;
-
 Collection* EmbeddedEngine::reading(const Namespace& where, const char* operation) {
   const bool isUserList = where.database == "admin" && where.collection == "system.users";
   session_.require(isUserList ? Action::listUsers : Action::read, where.database, operation,

@@ -6,18 +6,12 @@
 
 #include "client/Engine.h"
 #include "client/embedded/Collection.h"
-#include "client/embedded/Cursor.h"
 #include "client/embedded/Store.h"
 #include "client/embedded/StoreAddress.h"
 #include "client/embedded/users/Rights.h"
 #include "client/embedded/users/Session.h"
 
 namespace database_client::embedded {
-
-class Pipeline;
-class Update;
-class UserDirectory;
-struct User;
 
 /// The engine for one file. Each call is one transaction: it does everything or nothing, and reads from one state of
 /// the store. A receiver of results may use the same client, also to write; what the call has still to hand over is
@@ -26,7 +20,6 @@ class EmbeddedEngine : public Engine {
  public:
   /// Throws Error{storage} where the store cannot be opened, Error{authentication} where it refuses the user.
   EmbeddedEngine(const StoreAddress& address, const ConnectRequest& request);
-  ~EmbeddedEngine() override;
 
   bool isOpen() const noexcept override { return true; }
 
@@ -61,17 +54,10 @@ class EmbeddedEngine : public Engine {
  private:
   Collection* reading(const Namespace& where, const char* operation);
   void requireWrite(const Namespace& where, const char* operation);
-  void insertNew(Collection& collection, bson::View document);
-  bool updateFirst(Collection* collection, bson::View selector, const Update& change);
-  bool updateAll(Collection* collection, bson::View selector, const Update& change);
-  void aggregateOver(Collection* collection, const Pipeline& pipeline, bson::View stages, const Receiver& receive);
-
   void requireUserRights(const std::string& database, const std::vector<Grant>& grants, const char* operation,
                          const std::string& user);
-  void requireRoles(UserDirectory& directory, const std::vector<Grant>& grants);
   DeploymentStep setUpRole(bool dryRun);
   DeploymentStep setUpAdministrator(bool dryRun, const std::string& password);
-  void checkCollection(Collection& collection, CheckReport& report);
   void compactIndex(Collection& collection);
 
   Store store_;

@@ -124,14 +124,12 @@ Store::Writing::~Writing() {
 void Store::Writing::undo() noexcept {
   transaction_.reset();
   store_.dropSince(madeBefore_);
-  if (!store_.explicit_) {
-    store_.forget();
-  } else if (!store_.connection_.inTransaction() || (extent_ == Extent::one && store_.touches_ != touchedBefore_)) {
-    // The index can only forget all that it gathered, and earlier calls of the transaction are in it.
-    store_.breakTransaction();
-  } else if (extent_ == Extent::many) {
-    store_.forget();
-  }
+  const bool isAlone = !store_.explicit_;
+  const bool isBroken = !isAlone && (!store_.connection_.inTransaction() ||
+                                     (extent_ == Extent::one && store_.touches_ != touchedBefore_));
+  // The index can only forget all that it gathered, and earlier calls of a transaction may be in it.
+  if (isBroken) store_.breakTransaction();
+  if (isAlone || extent_ == Extent::many) store_.forget();
 }
 
 void Store::breakTransaction() noexcept {
@@ -239,6 +237,7 @@ std::vector<Collection*> Store::collections() {
     while (rows.step()) names.emplace_back(rows.text(0), rows.text(1));
   }
   std::vector<Collection*> all;
+  all.reserve(names.size());
   for (const auto& [database, name] : names) all.push_back(find(database, name));
   return all;
 }

@@ -204,7 +204,7 @@ Connection openMemory() {
 }
 
 std::string prepareFile(const StoreAddress& address) {
-  const std::string path = resolveFolder(address.path);
+  std::string path = resolveFolder(address.path);
   struct stat status {};
   if (isThere(path, status)) return path;
   if (!address.create) refuse(path, "there is no such file");
@@ -231,7 +231,7 @@ Connection openStore(const StoreAddress& address) {
 }
 
 std::string createPrivateFile(const std::string& path) {
-  const std::string resolved = resolveFolder(path);
+  std::string resolved = resolveFolder(path);
   if (!createEmpty(resolved)) refuse(resolved, "there is a file already");
   return resolved;
 }

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "client/DocumentAccess.h"
+#include "client/embedded/Cursor.h"
 #include "client/embedded/EmbeddedEngine.h"
 #include "client/embedded/index/ItemStatistics.h"
 #include "client/embedded/query/Pipeline.h"

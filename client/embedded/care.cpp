@@ -60,9 +60,7 @@ void guarded(CheckReport& found, const Part& part) {
   }
 }
 
-}  // namespace
-
-void EmbeddedEngine::checkCollection(Collection& collection, CheckReport& found) {
+void checkCollection(Collection& collection, CheckReport& found) {
   const std::size_t before = found.problems.size();
   RowScan rows(collection);
   for (; rows.next(); ++found.documents) {
@@ -75,6 +73,8 @@ void EmbeddedEngine::checkCollection(Collection& collection, CheckReport& found)
     report(found, collection.label() + ", index: " + problem);
   }
 }
+
+}  // namespace
 
 CheckReport EmbeddedEngine::check() {
   CheckReport found;

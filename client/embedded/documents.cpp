@@ -4,6 +4,7 @@
 
 #include "client/DocumentAccess.h"
 #include "client/ObjectId.h"
+#include "client/embedded/Cursor.h"
 #include "client/embedded/EmbeddedEngine.h"
 #include "client/embedded/duplicateKey.h"
 #include "client/embedded/query/Projection.h"
@@ -61,6 +62,37 @@ void apply(Collection& collection, std::int64_t rid, View stored, const Update& 
   if (!changed.empty()) collection.replace(rid, stored, viewOf(changed));
 }
 
+void insertNew(Collection& collection, View document) {
+  if (!collection.insert(document)) throw duplicateKey(collection.label(), document.find("_id"));
+}
+
+/// False when nothing matches; so does `updateAll`.
+bool updateFirst(Collection* collection, View selector, const Update& change) {
+  std::int64_t rid = 0;
+  std::vector<Byte> stored;
+  {
+    Cursor cursor(collection, selector, {0, 1});
+    if (!cursor.next()) return false;
+    rid = cursor.rid();
+    const View found = cursor.body();
+    stored.assign(found.data, found.data + found.size);
+  }
+  apply(*collection, rid, viewOf(stored), change);
+  return true;
+}
+
+bool updateAll(Collection* collection, View selector, const Update& change) {
+  // All matches are known before the first changes, so that none is met twice.
+  const std::vector<std::int64_t> rids = matchingRids(collection, selector);
+  if (rids.empty()) return false;
+  RowReader reader(*collection);
+  for (const std::int64_t rid : rids) {
+    const std::vector<Byte> stored = copyOf(reader, rid);
+    apply(*collection, rid, viewOf(stored), change);
+  }
+  return true;
+}
+
 }  // namespace
 
 void EmbeddedEngine::requireWrite(const Namespace& where, const char* operation) {
@@ -68,10 +100,6 @@ void EmbeddedEngine::requireWrite(const Namespace& where, const char* operation)
   session_.require(Action::write, where.database, operation, label);
   if (label != "admin.system.users" && label != "admin.system.roles") return;
   throw Error(Error::Kind::authorization, label + " is written by the operations on users alone", {label, 13});
-}
-
-void EmbeddedEngine::insertNew(Collection& collection, View document) {
-  if (!collection.insert(document)) throw duplicateKey(collection.label(), document.find("_id"));
 }
 
 void EmbeddedEngine::insert(const Namespace& where, const ObjectProperties& document) {
@@ -97,32 +125,6 @@ std::list<BulkFailure> EmbeddedEngine::insertMany(const Namespace& where,
   }
   writing.commit();
   return failures;
-}
-
-bool EmbeddedEngine::updateFirst(Collection* collection, View selector, const Update& change) {
-  std::int64_t rid = 0;
-  std::vector<Byte> stored;
-  {
-    Cursor cursor(collection, selector, {0, 1});
-    if (!cursor.next()) return false;
-    rid = cursor.rid();
-    const View found = cursor.body();
-    stored.assign(found.data, found.data + found.size);
-  }
-  apply(*collection, rid, viewOf(stored), change);
-  return true;
-}
-
-bool EmbeddedEngine::updateAll(Collection* collection, View selector, const Update& change) {
-  // All matches are known before the first changes, so that none is met twice.
-  const std::vector<std::int64_t> rids = matchingRids(collection, selector);
-  if (rids.empty()) return false;
-  RowReader reader(*collection);
-  for (const std::int64_t rid : rids) {
-    const std::vector<Byte> stored = copyOf(reader, rid);
-    apply(*collection, rid, viewOf(stored), change);
-  }
-  return true;
 }
 
 void EmbeddedEngine::update(const Namespace& where, const ObjectProperties& selector, const ObjectProperties& document,

@@ -76,6 +76,14 @@ bool areSame(const std::vector<Grant>& left, const std::vector<Grant>& right) {
   return std::is_permutation(left.begin(), left.end(), right.begin(), right.end());
 }
 
+void requireRoles(UserDirectory& directory, const std::vector<Grant>& grants) {
+  for (const Grant& grant : grants) {
+    const bool isOwnData = grant == Grant{ownDataRole, ownDataDatabase};
+    if (isBuiltIn(grant) || (isOwnData && directory.hasOwnDataRole())) continue;
+    reject(roleNotFound, "there is no role " + nameOf(grant.database, grant.role), "roles");
+  }
+}
+
 }  // namespace
 
 void EmbeddedEngine::requireUserRights(const std::string& database, const std::vector<Grant>& grants,
@@ -83,14 +91,6 @@ void EmbeddedEngine::requireUserRights(const std::string& database, const std::v
   session_.require(Action::administerUsers, database, operation, nameOf(database, user));
   for (const Grant& grant : grants) {
     session_.require(Action::administerUsers, grant.database, "grant the role " + grant.role, grant.database);
-  }
-}
-
-void EmbeddedEngine::requireRoles(UserDirectory& directory, const std::vector<Grant>& grants) {
-  for (const Grant& grant : grants) {
-    const bool isOwnData = grant == Grant{ownDataRole, ownDataDatabase};
-    if (isBuiltIn(grant) || (isOwnData && directory.hasOwnDataRole())) continue;
-    reject(roleNotFound, "there is no role " + nameOf(grant.database, grant.role), "roles");
   }
 }
 

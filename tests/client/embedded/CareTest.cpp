@@ -17,8 +17,9 @@ class EmbeddedCare : public ::testing::Test {
  protected:
   static void fill(Client& client, int count) {
     std::vector<ObjectProperties> documents;
+    documents.reserve(static_cast<std::size_t>(count));
     for (int i = 0; i < count; ++i) {
-      documents.push_back(ObjectProperties::fromJson("{\"_id\": " + std::to_string(i) + ", \"text\": \"" +
+      documents.push_back(ObjectProperties::fromJson("{\"_id\": " + std::to_string(i) + R"(, "text": ")" +
                                                      std::string(500, 'x') + "\"}"));
     }
     client.engine->insertMany(client.where(), documents);

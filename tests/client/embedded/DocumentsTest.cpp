@@ -24,7 +24,7 @@ class EmbeddedDocuments : public ::testing::Test {
     return found;
   }
   void insertNumbers(int count) {
-    for (int i = 1; i <= count; ++i) client.insert("{\"_id\": " + std::to_string(i) + ", \"n\": 0}");
+    for (int i = 1; i <= count; ++i) client.insert("{\"_id\": " + std::to_string(i) + R"(, "n": 0})");
   }
 
   Client client{":memory:"};

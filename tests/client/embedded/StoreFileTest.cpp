@@ -87,16 +87,16 @@ TEST_F(StoreFile, RefusesAnEmptyFileThatMayNotBeMadeAStore) {
 }
 
 TEST_F(StoreFile, IsForItsOwnerAloneWhateverTheUmask) {
-  for (const mode_t mask : {0000, 0022, 0777}) {
+  for (const mode_t mask : {0000U, 0022U, 0777U}) {
     const mode_t before = umask(mask);
     auto connection = openStore(StoreAddress::parse(path));
     connection.execute("INSERT INTO collections(database, name) VALUES('a', 'b')");
     umask(before);
     EXPECT_EQ(modeOf(path) + modeOf(path + "-wal") + modeOf(path + "-shm"), "600600600") << mask;
     connection.execute("DELETE FROM collections");
-    std::remove(path.c_str());
-    std::remove((path + "-wal").c_str());
-    std::remove((path + "-shm").c_str());
+    testing::removeFile(path);
+    testing::removeFile(path + "-wal");
+    testing::removeFile(path + "-shm");
   }
 }
 

@@ -195,7 +195,7 @@ TEST_F(EmbeddedUsers, AreRefusedWithOneTextWhateverIsWrong) {
   create(client, "ann");
   const auto text = [this](const std::string& user, const std::string& password) {
     try {
-      Client(path, "databaseManager", user, password);
+      const Client known(path, "databaseManager", user, password);
       return std::string("connected");
     } catch (const Error& error) {
       return std::string(error.what());
@@ -340,9 +340,9 @@ class EmbeddedRights : public EmbeddedUsers {
     mark(Client::outcome([&] { engine.explain(who.where(), {}); }));
     mark(Client::outcome([&] { engine.collectionNames("test"); }));
     marks += " ";
-    mark(who.insert("{\"_id\": \"" + name + "\"}"));
-    mark(who.update("{\"_id\": \"" + name + "\"}", R"({"a": 1})", UpdateKind::setInAll));
-    mark(who.remove("{\"_id\": \"" + name + "\"}"));
+    mark(who.insert(R"({"_id": ")" + name + R"("})"));
+    mark(who.update(R"({"_id": ")" + name + R"("})", R"({"a": 1})", UpdateKind::setInAll));
+    mark(who.remove(R"({"_id": ")" + name + R"("})"));
     marks += " ";
     mark(users(who, R"({"user": "own"})"));
     mark(create(who, "made by " + name));

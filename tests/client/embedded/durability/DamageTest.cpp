@@ -26,6 +26,7 @@ class EmbeddedDamage : public ::testing::Test {
   EmbeddedDamage() {
     Client client(path);
     std::vector<ObjectProperties> all;
+    all.reserve(documents);
     for (int i = 0; i < documents; ++i) all.push_back(ObjectProperties::fromJson(documentOf(i, i % 7)));
     client.engine->insertMany(client.where(), all);
   }
@@ -72,7 +73,7 @@ TEST_F(EmbeddedDamage, IsNeverTakenForADocumentAndNeverMendedSilently) {
     ++outcomes[outcome];
     EXPECT_TRUE(outcome == "whole" || outcome == "refused" || outcome == "missed") << outcome;
     EXPECT_EQ(contentOf(path), damaged);
-    for (const char* side : {"-wal", "-shm", "-journal"}) std::remove((path + side).c_str());
+    for (const char* side : {"-wal", "-shm", "-journal"}) testing::removeFile(path + side);
   }
   EXPECT_GT(outcomes["refused"], 0);
   std::printf("seed %u: %ld rounds, %d refused, %d found by the check, %d harmless\n", seed, rounds,

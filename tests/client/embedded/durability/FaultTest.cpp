@@ -26,8 +26,8 @@ struct Operation {
 };
 
 std::string record(int id, const std::string& color) {
-  return "{\"_id\": " + std::to_string(id) + R"(, "tags": [{"name": "Color", "value": ")" + color +
-         "\"}], \"text\": \"" + std::string(3000, 'x') + "\"}";
+  return R"({"_id": )" + std::to_string(id) + R"(, "tags": [{"name": "Color", "value": ")" + color +
+         R"("}], "text": ")" + std::string(3000, 'x') + "\"}";
 }
 
 void insertMany(Client& client, int first, int count) {
@@ -124,12 +124,12 @@ class EmbeddedFault : public ::testing::TestWithParam<Situation> {
   }
   static void TearDownTestSuite() { delete prepared; }
 
-  void copy(const std::string& from, const std::string& to) const {
+  static void copy(const std::string& from, const std::string& to) {
     for (const char* side : {"", "-wal"}) {
-      std::remove((to + side).c_str());
+      testing::removeFile(to + side);
       if (isThere(from + side)) writeFile(to + side, contentOf(from + side));
     }
-    std::remove((to + "-shm").c_str());
+    testing::removeFile(to + "-shm");
   }
   static std::string reopened(const std::string& path) {
     Client client(path);
@@ -171,7 +171,7 @@ TEST_P(EmbeddedFault, LeavesTheStoreAsItWasWhereverItHits) {
     bool unknown = false;
     {
       Client client(path);
-      files.failAt(nth, GetParam().forGood, GetParam().fault);
+      FaultyFiles::failAt(nth, GetParam().forGood, GetParam().fault);
       try {
         operations()[GetParam().operation].run(client);
       } catch (const Error& error) {
@@ -180,7 +180,7 @@ TEST_P(EmbeddedFault, LeavesTheStoreAsItWasWhereverItHits) {
       }
       // What a crash right now would leave to the next process.
       copy(path, crashed);
-      files.failNoMore();
+      FaultyFiles::failNoMore();
       if (outcome == "ok") {
         EXPECT_EQ(stateWithoutNewCollection(client), after);
       } else {
@@ -193,7 +193,7 @@ TEST_P(EmbeddedFault, LeavesTheStoreAsItWasWhereverItHits) {
     EXPECT_EQ(reopened(path), outcome == "ok" ? after : before);
     const std::string recovered = reopened(crashed);
     EXPECT_TRUE(recovered == (outcome == "ok" ? after : before) || (unknown && recovered == after)) << recovered;
-    if (!files.hasHit() || HasFailure()) break;
+    if (!FaultyFiles::hasHit() || HasFailure()) break;
     ++positions;
     // Every position takes minutes; the usual run tries the first ones and then ever fewer.
     if (!isLong) nth += nth / 4;
@@ -224,13 +224,13 @@ TEST_P(EmbeddedFaultAtMaking, LeavesAFileThatIsMadeAStoreNextTime) {
   long positions = 0;
   for (long nth = 1;; ++nth) {
     SCOPED_TRACE("operation number " + std::to_string(nth));
-    for (const char* side : {"", "-wal", "-shm", "-journal"}) std::remove((path + side).c_str());
-    files.failAt(nth, GetParam(), FaultyFiles::Fault::inputOutput);
+    for (const char* side : {"", "-wal", "-shm", "-journal"}) testing::removeFile(path + side);
+    FaultyFiles::failAt(nth, GetParam(), FaultyFiles::Fault::inputOutput);
     const std::string outcome = Client::outcome([this] { Client client(path); });
-    files.failNoMore();
+    FaultyFiles::failNoMore();
     EXPECT_TRUE(outcome == "ok" || outcome == "storage 0") << outcome;
     EXPECT_EQ(checkNow(), "1");
-    if (!files.hasHit() || HasFailure()) break;
+    if (!FaultyFiles::hasHit() || HasFailure()) break;
     ++positions;
   }
   EXPECT_GT(positions, 0);

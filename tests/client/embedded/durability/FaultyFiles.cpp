@@ -163,7 +163,7 @@ void FaultyFiles::failNoMore() {
   state.untilFault = 0;
 }
 
-bool FaultyFiles::hasHit() const {
+bool FaultyFiles::hasHit() {
   return state.hit;
 }
 

@@ -16,10 +16,10 @@ class FaultyFiles {
   ~FaultyFiles();
 
   /// Lets operation number `nth` (from 1) from now on fail: that one alone, or all from there on.
-  void failAt(long nth, bool forGood, Fault fault);
-  void failNoMore();
+  static void failAt(long nth, bool forGood, Fault fault);
+  static void failNoMore();
   /// Whether a fault has hit since the last `failAt`.
-  bool hasHit() const;
+  static bool hasHit();
 };
 
 }  // namespace database_client::testing

@@ -1,10 +1,11 @@
 #include <gtest/gtest.h>
-#include <signal.h>
 #include <sys/wait.h>
 
 #include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <iostream>
 #include <memory>
 #include <optional>
 #include <random>
@@ -104,12 +105,13 @@ class Writer {
   }
   void insertAll(const Step& step) {
     std::vector<ObjectProperties> documents;
+    documents.reserve(static_cast<std::size_t>(step.count));
     for (std::int32_t i = 0; i < step.count; ++i) {
       documents.push_back(ObjectProperties::fromJson(documentOf(step.id + i, step.version)));
     }
     if (!client_.engine->insertMany(client_.where(), documents).empty()) _exit(8);
   }
-  void compact() {
+  void compact() const {
     try {
       client_.engine->compact();
     } catch (const Error& error) {
@@ -163,7 +165,7 @@ class EmbeddedKill : public ::testing::Test {
         try {
           Writer(path, *logs.back(), i, seed, models[static_cast<std::size_t>(i)]).run();
         } catch (const std::exception& error) {
-          std::fprintf(stderr, "writer: %s\n", error.what());
+          std::cerr << "writer: " << error.what() << std::endl;
           _exit(7);
         }
       }

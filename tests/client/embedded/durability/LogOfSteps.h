@@ -91,9 +91,9 @@ inline std::string documentOf(std::int32_t id, std::int32_t version) {
   const std::string number = std::to_string(version);
   std::string text;
   for (int i = 0; i < 40 + (id * 7 + version) % 200; ++i) text += static_cast<char>('a' + (id + version + i) % 26);
-  return "{\"_id\": " + std::to_string(id) + ", \"version\": " + number +
+  return "{\"_id\": " + std::to_string(id) + R"(, "version": )" + number +
          R"(, "items": [{"name": "version", "value": )" + number + R"(}, {"name": "id", "value": )" +
-         std::to_string(id) + "}], \"text\": \"" + text + "\"}";
+         std::to_string(id) + R"(}], "text": ")" + text + "\"}";
 }
 
 }  // namespace database_client::testing

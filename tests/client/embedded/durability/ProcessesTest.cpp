@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <iostream>
 #include <memory>
 #include <string>
 #include <vector>
@@ -81,7 +82,7 @@ class EmbeddedProcesses : public ::testing::Test {
       try {
         child.pipe->send(work());
       } catch (const std::exception& error) {
-        std::fprintf(stderr, "child: %s\n", error.what());
+        std::cerr << "child: " << error.what() << std::endl;
         _exit(1);
       }
       _exit(0);

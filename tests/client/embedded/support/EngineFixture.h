@@ -30,19 +30,20 @@ class Client {
     }
   }
 
-  std::string insert(const std::string& document) {
+  std::string insert(const std::string& document) const {
     return outcome([&] { engine->insert(where(), ObjectProperties::fromJson(document)); });
   }
-  std::string update(const std::string& selector, const std::string& document, UpdateKind kind, bool upsert = false) {
+  std::string update(const std::string& selector, const std::string& document, UpdateKind kind,
+                     bool upsert = false) const {
     return outcome([&] {
       engine->update(where(), ObjectProperties::fromJson(selector), ObjectProperties::fromJson(document), kind, upsert);
     });
   }
-  std::string remove(const std::string& query) {
+  std::string remove(const std::string& query) const {
     return outcome([&] { engine->remove(where(), ObjectProperties::fromJson(query)); });
   }
   /// The results, one behind the other.
-  std::string find(const std::string& query, const std::string& projection = "{}", int limit = 0, int skip = 0) {
+  std::string find(const std::string& query, const std::string& projection = "{}", int limit = 0, int skip = 0) const {
     std::string found;
     const std::string result = outcome([&] {
       const auto condition = ObjectProperties::fromJson(query);
@@ -54,9 +55,9 @@ class Client {
     });
     return result == "ok" ? found : result;
   }
-  std::string all() { return find("{}"); }
+  std::string all() const { return find("{}"); }
   /// `stages` is an array.
-  std::string aggregate(const std::string& stages) {
+  std::string aggregate(const std::string& stages) const {
     std::string found;
     const std::string result = outcome([&] {
       auto whole = ObjectProperties::fromJson("{\"pipeline\": " + stages + "}");
@@ -69,16 +70,16 @@ class Client {
     });
     return result == "ok" ? found : result;
   }
-  std::string count(const std::string& query) {
+  std::string count(const std::string& query) const {
     long long number = 0;
     const std::string result = outcome([&] { number = engine->count(where(), ObjectProperties::fromJson(query)); });
     return result == "ok" ? std::to_string(number) : result;
   }
-  std::string explain(const std::string& query) {
+  std::string explain(const std::string& query) const {
     return engine->explain(where(), ObjectProperties::fromJson(query)).toJson();
   }
   /// The number of documents and what was found wrong.
-  std::string check() {
+  std::string check() const {
     const CheckReport report = engine->check();
     std::string text = std::to_string(report.documents);
     for (const std::string& problem : report.problems) text += "; " + problem;

@@ -46,6 +46,11 @@ inline void writeFile(const std::string& path, const std::string& content) {
   std::ofstream(path, std::ios::binary) << content;
 }
 
+/// Removes a file, if it is there.
+inline void removeFile(const std::string& path) {
+  unlink(path.c_str());
+}
+
 inline bool isThere(const std::string& path) {
   struct stat status {};
   return lstat(path.c_str(), &status) == 0;
@@ -56,7 +61,7 @@ inline std::string modeOf(const std::string& path) {
   struct stat status {};
   if (lstat(path.c_str(), &status) != 0) return "none";
   char digits[8];
-  std::snprintf(digits, sizeof digits, "%03o", status.st_mode & 0777U);
+  static_cast<void>(std::snprintf(digits, sizeof digits, "%03o", status.st_mode & 0777U));
   return digits;
 }
 
