@@ -157,7 +157,17 @@ class Store {
     connection_.execute("PRAGMA cache_size=-65536");
     connection_.execute("CREATE TABLE documents(rid INTEGER PRIMARY KEY, id BLOB NOT NULL UNIQUE, body BLOB NOT NULL)");
     connection_.execute("CREATE TABLE blobs(key INTEGER PRIMARY KEY, bytes BLOB NOT NULL)");
-    if (indexed) index_ = std::make_unique<ItemIndex>(blobs_, 1);
+    if (!indexed) return;
+    index_ = std::make_unique<ItemIndex>(
+        blobs_, 1, ItemIndex::Options(),
+        [this](std::int64_t after, const std::function<void(std::int64_t, bson::View)>& receive) {
+          auto rows = connection_.statement("SELECT rid, body FROM documents WHERE rid > ?1 ORDER BY rid");
+          rows.bind(1, after);
+          while (rows.step()) {
+            const sqlite::Blob body = rows.blob(1);
+            receive(rows.integer(0), {static_cast<const bson::Byte*>(body.data), body.size});
+          }
+        });
   }
   ~Store() { std::filesystem::remove_all(directory_); }
   Store(const Store&) = delete;

@@ -3,6 +3,7 @@
 #include <xxhash.h>
 
 #include <cstring>
+#include <functional>
 
 #include "client/embedded/Schema.h"
 #include "client/embedded/Store.h"
@@ -34,7 +35,14 @@ Collection::Collection(Store& store, std::int64_t number, const std::string& dat
       database_(database),
       name_(name),
       holdsCredentials_(database == "admin" && name == "system.users") {
-  if (!isAdministration(database, name)) index_ = std::make_unique<ItemIndex>(store.blobs(), number);
+  if (!isAdministration(database, name)) {
+    index_ =
+        std::make_unique<ItemIndex>(store.blobs(), number, ItemIndex::Options(),
+                                    [this](std::int64_t after, const std::function<void(std::int64_t, View)>& receive) {
+                                      RowScan rows(*this, after);
+                                      while (rows.next()) receive(rows.rid(), rows.body());
+                                    });
+  }
   const std::string table = schema::documentsTable(number);
   sql_.insert = "INSERT INTO " + table + "(id, sum, body) VALUES(?1, ?2, ?3) ON CONFLICT(id) DO NOTHING";
   sql_.update = "UPDATE " + table + " SET sum = ?2, body = ?3 WHERE rid = ?1";
@@ -123,9 +131,7 @@ void Collection::rollback() {
 void Collection::rebuildIndex() {
   if (!index_) return;
   touch();
-  index_->startAnew();
-  RowScan rows(*this);
-  while (rows.next()) index_->add(rows.rid(), rows.body());
+  index_->rebuild();
 }
 
 RowReader::RowReader(Collection& collection)

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <limits>
 #include <utility>
 
 #include "client/embedded/index/ItemExtractor.h"
@@ -10,6 +11,7 @@
 #include "client/embedded/index/PendingItems.h"
 #include "client/embedded/index/Segment.h"
 #include "client/embedded/index/SegmentWriter.h"
+#include "client/embedded/index/bytes.h"
 
 namespace database_client::embedded {
 
@@ -21,6 +23,8 @@ constexpr int segmentBits = 26;
 constexpr std::uint32_t lastSegment = (1U << segmentBits) - 1;
 constexpr std::uint64_t mostBlobs = (1U << blockBits) - 8;  // one term can fill several blobs at once
 constexpr std::uint64_t unitOfLevels = 1024;
+constexpr std::size_t unlimited = std::size_t{1} << 40;
+constexpr std::int64_t everything = std::numeric_limits<std::int64_t>::max();
 
 /// The level at which a segment of this size would be if it had been merged of small ones.
 std::uint32_t levelOf(std::uint64_t bytes, std::size_t fanOut) {
@@ -29,7 +33,23 @@ std::uint32_t levelOf(std::uint64_t bytes, std::size_t fanOut) {
   return level;
 }
 
+/// Takes the only blob of a segment that is not stored.
+class Nowhere : public BlobStore {
+ public:
+  std::string read(std::int64_t /*key*/) override { return {}; }
+  void write(std::int64_t /*key*/, std::string_view /*bytes*/) override {}
+  void erase(std::int64_t /*first*/, std::int64_t /*last*/) override {}
+  std::optional<std::int64_t> firstKey(std::int64_t /*first*/, std::int64_t /*last*/) override { return {}; }
+  std::uint64_t version() override { return 0; }
+};
+
 }  // namespace
+
+/// What queries see: the stored segments, and one in memory of the documents that are in none of them.
+struct ItemIndex::Tail {
+  ItemPaths paths;
+  Segments segments;
+};
 
 std::int64_t ItemIndex::firstKey(std::int64_t collection) {
   return collection << (segmentBits + blockBits);
@@ -41,10 +61,11 @@ std::int64_t ItemIndex::lastKey(std::int64_t collection) {
 
 ItemIndex::ItemIndex(BlobStore& store, std::int64_t collection) : ItemIndex(store, collection, Options()) {}
 
-ItemIndex::ItemIndex(BlobStore& store, std::int64_t collection, const Options& options)
+ItemIndex::ItemIndex(BlobStore& store, std::int64_t collection, const Options& options, DocumentsAfter documents)
     : store_(store),
       collection_(collection),
       options_(options),
+      documents_(std::move(documents)),
       paths_(std::make_unique<ItemPaths>()),
       pending_(std::make_unique<PendingItems>()),
       blocks_(std::make_unique<BlockCache>(store, options.cacheSize)) {}
@@ -64,7 +85,9 @@ void ItemIndex::synchronize() {
 
 void ItemIndex::load() {
   loaded_ = false;
+  tail_.reset();
   const std::string paths = store_.read(firstKey(collection_));
+  indexedUpTo_ = readIndexedUpTo(paths.empty());
   paths_ = paths.empty() ? std::make_unique<ItemPaths>() : std::make_unique<ItemPaths>(index::unseal(paths));
   Segments before;
   before.swap(segments_);
@@ -90,29 +113,68 @@ std::shared_ptr<const Segment> ItemIndex::known(const Segments& before, std::uin
   return std::make_shared<const Segment>(number, blobOf(number), std::move(head));
 }
 
+/// Without a note of it, all documents are in segments, unless there are none at all.
+std::int64_t ItemIndex::readIndexedUpTo(bool isNew) const {
+  const std::string blob = documents_ ? store_.read(firstKey(collection_) + 1) : std::string();
+  if (!blob.empty()) return static_cast<std::int64_t>(index::ByteReader(index::unseal(blob)).varint());
+  return documents_ && isNew ? 0 : everything;
+}
+
+void ItemIndex::setIndexedUpTo(std::int64_t rid) {
+  indexedUpTo_ = rid;
+  indexedUpToChanged_ = true;
+}
+
+/// Whether a document that changes is in no stored segment, so that there is nothing to be changed.
+bool ItemIndex::isInTail(std::int64_t rid) {
+  if (pending_->empty()) synchronize();
+  tail_.reset();
+  return rid > indexedUpTo_;
+}
+
 void ItemIndex::add(std::int64_t rid, bson::View body) {
-  change(rid, body, false);
+  if (!isInTail(rid)) return gather(rid, body, false);
+  lastAdded_ = std::max(lastAdded_, rid);
+  if (bulk_) {
+    gather(rid, body, false);
+    setIndexedUpTo(rid);
+  } else if (++addedToTail_ >= options_.bulkSize) {
+    indexTail();
+    bulk_ = true;
+  }
 }
 
 void ItemIndex::remove(std::int64_t rid, bson::View body) {
-  change(rid, body, true);
+  if (!isInTail(rid)) gather(rid, body, true);
 }
 
 void ItemIndex::replace(std::int64_t rid, bson::View before, bson::View after) {
-  change(rid, before, true);
-  change(rid, after, false);
+  if (isInTail(rid)) return;
+  gather(rid, before, true);
+  gather(rid, after, false);
 }
 
-void ItemIndex::change(std::int64_t rid, bson::View body, bool removed) {
-  if (pending_->empty()) synchronize();
+void ItemIndex::gather(std::int64_t rid, bson::View body, bool removed) {
   ItemExtractor extractor(*paths_);
   extractor.extract(body);
   pending_->change(static_cast<std::uint64_t>(rid), extractor, removed);
   if (pending_->entries() >= options_.pendingLimit) writePending();
 }
 
+void ItemIndex::indexTail() {
+  if (!documents_ || indexedUpTo_ == everything) return;
+  documents_(indexedUpTo_, [this](std::int64_t rid, bson::View body) {
+    gather(rid, body, false);
+    setIndexedUpTo(rid);
+  });
+}
+
 void ItemIndex::flush() {
-  if (pending_->empty() && !paths_->changed()) return;
+  if (addedToTail_ > 0 && lastAdded_ - indexedUpTo_ >= options_.tailLimit) indexTail();
+  addedToTail_ = 0;
+  lastAdded_ = 0;
+  bulk_ = false;
+  if (pending_->empty() && !paths_->changed() && !indexedUpToChanged_) return;
   writePending();
   mergeWhereDue();
 }
@@ -122,6 +184,11 @@ void ItemIndex::rollback() {
   paths_ = std::make_unique<ItemPaths>();
   blocks_->clear();
   segments_.clear();
+  tail_.reset();
+  indexedUpToChanged_ = false;
+  addedToTail_ = 0;
+  lastAdded_ = 0;
+  bulk_ = false;
   loaded_ = false;
 }
 
@@ -132,6 +199,13 @@ void ItemIndex::writePending() {
     store_.write(firstKey(collection_), bytes);
     paths_->setUnchanged();
   }
+  if (indexedUpToChanged_) {
+    std::string bytes;
+    index::putVarint(bytes, static_cast<std::uint64_t>(indexedUpTo_));
+    index::seal(bytes);
+    store_.write(firstKey(collection_) + 1, bytes);
+    indexedUpToChanged_ = false;
+  }
   if (pending_->empty()) return;
   const std::uint32_t number = nextNumber();
   index::SegmentWriter writer(store_, blobOf(number), options_.blockSize, options_.chunkSize);
@@ -141,6 +215,7 @@ void ItemIndex::writePending() {
 }
 
 void ItemIndex::finish(index::SegmentWriter& writer, std::uint32_t number, std::uint32_t level) {
+  tail_.reset();
   segments_.push_back(std::make_shared<const Segment>(number, blobOf(number), writer.finish(level)));
 }
 
@@ -201,6 +276,7 @@ void ItemIndex::merge(const Segments& inputs, std::uint32_t level) {
 }
 
 void ItemIndex::drop(const Segment& segment) {
+  tail_.reset();
   const std::uint32_t number = segment.number();
   store_.erase(blobOf(number), blobOf(number + 1) - 1);
   segments_.erase(std::remove_if(segments_.begin(), segments_.end(),
@@ -209,7 +285,8 @@ void ItemIndex::drop(const Segment& segment) {
 }
 
 void ItemIndex::compact() {
-  synchronize();
+  if (pending_->empty()) synchronize();
+  indexTail();
   writePending();
   if (segments_.size() < 2) return;
   const Segments inputs = segments_;
@@ -224,14 +301,19 @@ void ItemIndex::clear() {
   segments_.clear();
   store_.erase(firstKey(collection_), lastKey(collection_));
   paths_ = std::make_unique<ItemPaths>();
+  tail_.reset();
+  indexedUpTo_ = documents_ ? 0 : everything;
+  indexedUpToChanged_ = false;
   version_ = store_.version();
   loaded_ = true;
 }
 
-void ItemIndex::startAnew() {
+void ItemIndex::rebuild() {
   const ItemPaths before = *paths_;
   clear();
+  // A path that had items once is tracked from the start, so that it is clean.
   paths_ = std::make_unique<ItemPaths>(before.trackedOnly());
+  indexTail();
 }
 
 bool ItemIndex::isAtItsBest() {
@@ -246,14 +328,33 @@ void ItemIndex::settle() {
   }
 }
 
-const ItemPaths& ItemIndex::paths() {
+const ItemIndex::Tail& ItemIndex::withTail() {
   settle();
-  return *paths_;
+  if (tail_) return *tail_;
+  auto tail = std::make_unique<Tail>(Tail{*paths_, segments_});
+  PendingItems pending;
+  ItemExtractor extractor(tail->paths);
+  const auto take = [&](std::int64_t rid, bson::View body) {
+    extractor.extract(body);
+    pending.change(static_cast<std::uint64_t>(rid), extractor, false);
+  };
+  if (documents_ && indexedUpTo_ != everything) documents_(indexedUpTo_, take);
+  if (!pending.empty()) {
+    Nowhere nowhere;
+    index::SegmentWriter writer(nowhere, 0, unlimited, unlimited);
+    pending.write(writer);
+    tail->segments.push_back(std::make_shared<const Segment>(0, 0, writer.finish(0)));
+  }
+  tail_ = std::move(tail);
+  return *tail_;
+}
+
+const ItemPaths& ItemIndex::paths() {
+  return withTail().paths;
 }
 
 const ItemIndex::Segments& ItemIndex::segments() {
-  settle();
-  return segments_;
+  return withTail().segments;
 }
 
 BlockCache& ItemIndex::blocks() {

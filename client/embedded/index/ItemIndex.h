@@ -11,6 +11,10 @@
 
 namespace database_client::embedded {
 
+/// Gives the documents with record numbers above `after`, in ascending order.
+using DocumentsAfter =
+    std::function<void(std::int64_t after, const std::function<void(std::int64_t rid, bson::View body)>& receive)>;
+
 class BlockCache;
 class ItemPaths;
 class PendingItems;
@@ -23,15 +27,21 @@ class SegmentWriter;
 ///
 /// It is told of every change to a document and kept in the same transaction: changes gather in memory and `flush`, to
 /// be called before each commit, appends them as one sorted segment; segments are merged as they grow in number. After
-/// a transaction that was rolled back, `rollback` drops what was gathered. What is kept in memory of the stored
-/// segments is read anew when `BlobStore::version` changed, which each call looks at; a call must therefore be made
-/// inside the transaction it belongs to.
+/// a transaction that was rolled back, `rollback` drops what was gathered.
+///
+/// Documents that were added last, one by one, are not worth a segment each: they are left to gather in the collection,
+/// and a query makes a segment of them in memory. This needs a way to read them; without one all are written at once.
+///
+/// What is kept in memory of the stored segments is read anew when `BlobStore::version` changed, which each call looks
+/// at; a call must therefore be made inside the transaction it belongs to.
 ///
 /// The store must outlive the index. Failures are `Error`; after one, the transaction is to be rolled back.
 class ItemIndex {
  public:
   struct Options {
     std::size_t pendingLimit = 400'000;         ///< entries gathered before a segment is written early
+    std::int64_t tailLimit = 64;                ///< documents added one by one before a segment is made of them
+    std::size_t bulkSize = 8;                   ///< documents in one transaction from which on they are written at once
     std::size_t fanOut = 8;                     ///< segments of one level that are merged into one of the next
     std::size_t smallFanOut = 32;               ///< the same for the smallest segments, those of single documents
     std::size_t mergeLimit = 32 * 1024 * 1024;  ///< bytes; a merge within a write makes no larger segment
@@ -49,7 +59,7 @@ class ItemIndex {
   /// `collection` is between 1 and 2^20 - 1, and the keys of its blobs are `firstKey(collection)` to
   /// `lastKey(collection)`.
   ItemIndex(BlobStore& store, std::int64_t collection);
-  ItemIndex(BlobStore& store, std::int64_t collection, const Options& options);
+  ItemIndex(BlobStore& store, std::int64_t collection, const Options& options, DocumentsAfter documents = {});
   ItemIndex(const ItemIndex&) = delete;
   ItemIndex& operator=(const ItemIndex&) = delete;
   ~ItemIndex();
@@ -59,6 +69,7 @@ class ItemIndex {
 
   // Changes. `rid` is positive; record numbers that only grow make the smallest index.
 
+  /// The document is among those that `DocumentsAfter` gives.
   void add(std::int64_t rid, bson::View body);
   /// `body` is what the document was.
   void remove(std::int64_t rid, bson::View body);
@@ -71,11 +82,10 @@ class ItemIndex {
   void compact();
   /// Removes everything.
   void clear();
-  /// Removes everything but the knowledge of which paths have items: with `add` for every document and `flush` the
-  /// index is built anew, and then better than `isAtItsBest` may say it is.
-  void startAnew();
+  /// Makes the index anew of all documents, which `DocumentsAfter` gives.
+  void rebuild();
   /// Whether aggregations over all paths can be answered. A path that had something else before it had items can only
-  /// be mended by building the index anew.
+  /// be mended by making the index anew.
   bool isAtItsBest();
 
   // For planning, statistics and checks; they write first what was gathered.
@@ -86,11 +96,18 @@ class ItemIndex {
   Size size();
 
  private:
+  struct Tail;
+
   std::int64_t blobOf(std::uint32_t segment) const;
   void synchronize();
   void load();
   std::shared_ptr<const Segment> known(const Segments& before, std::uint32_t number) const;
-  void change(std::int64_t rid, bson::View body, bool removed);
+  std::int64_t readIndexedUpTo(bool isNew) const;
+  bool isInTail(std::int64_t rid);
+  void gather(std::int64_t rid, bson::View body, bool removed);
+  void setIndexedUpTo(std::int64_t rid);
+  void indexTail();
+  const Tail& withTail();
   void writePending();
   void settle();
   void finish(index::SegmentWriter& writer, std::uint32_t number, std::uint32_t level);
@@ -104,12 +121,19 @@ class ItemIndex {
   BlobStore& store_;
   std::int64_t collection_;
   Options options_;
+  DocumentsAfter documents_;
   std::uint64_t version_ = 0;
   bool loaded_ = false;
   std::unique_ptr<ItemPaths> paths_;
   std::unique_ptr<PendingItems> pending_;
   std::unique_ptr<BlockCache> blocks_;
-  Segments segments_;
+  Segments segments_;             // as they are stored
+  std::int64_t indexedUpTo_ = 0;  // documents beyond are in no segment that is stored
+  bool indexedUpToChanged_ = false;
+  std::int64_t lastAdded_ = 0;   // in this transaction
+  std::size_t addedToTail_ = 0;  // in this transaction
+  bool bulk_ = false;            // this transaction adds many
+  std::unique_ptr<Tail> tail_;   // null: to be made
 };
 
 }  // namespace database_client::embedded

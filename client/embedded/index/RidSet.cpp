@@ -29,7 +29,10 @@ std::size_t RidSet::lowerBound(Rid number) const {
 
 RidSet::Page& RidSet::page(Rid number) {
   if (last_ < pages_.size() && pages_[last_]->number == number) return *pages_[last_];
-  last_ = lowerBound(number);
+  // Where no page is missing, a page's place follows from its number.
+  const Rid guess = pages_.empty() ? 0 : number - pages_.front()->number;
+  const bool isThere = guess < pages_.size() && pages_[guess]->number == number;
+  last_ = isThere ? guess : lowerBound(number);
   if (last_ == pages_.size() || pages_[last_]->number != number) {
     auto fresh = std::make_unique<Page>();
     fresh->number = number;
