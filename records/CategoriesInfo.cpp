@@ -2,7 +2,7 @@
 
 namespace database_provider {
 
-CategoriesInfo::CategoriesInfo() : ItemsView("category") {}
+CategoriesInfo::CategoriesInfo() : ItemsView({"category", "name"}) {}
 
 bool CategoriesInfo::setCategory(const std::string& name, const std::string& value) {
   if (name.empty()) return false;
@@ -18,13 +18,13 @@ bool CategoriesInfo::setCategory(const std::string& name, const std::string& val
 
 bool CategoriesInfo::setCategory_helper(const std::string& name, const std::string& value) const {
   if (name.empty() || value.empty()) return false;
-  cache().setValueString(name, value);
+  setItem(name, [&](ObjectProperties& item) { item.setValueString("value", value); });
   return true;
 }
 
 std::string CategoriesInfo::categoryValue(const std::string& name, const std::string& defaultValue) const {
-  extract();
-  return cache().valueAsString(name, defaultValue);
+  return read(name, defaultValue,
+              [&](const ObjectProperties& item) { return item.valueAsString("value", defaultValue); });
 }
 
 void CategoriesInfo::removeCategory(const std::string& name) {
@@ -43,9 +43,8 @@ void CategoriesInfo::loadItem(const ObjectProperties& item) const {
   setCategory_helper(item.valueAsString("name", ""), item.valueAsString("value", ""));
 }
 
-void CategoriesInfo::writeItem(ObjectProperties& target, const std::string& name) const {
-  target.setValueString("name", name);
-  target.setValueString("value", cache().valueAsString(name, ""));
+bool CategoriesInfo::isAsLoaded(const ObjectProperties& item) const {
+  return !item.valueAsString("value", "").empty();
 }
 
 }  // namespace database_provider

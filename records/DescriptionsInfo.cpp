@@ -2,7 +2,17 @@
 
 namespace database_provider {
 
-DescriptionsInfo::DescriptionsInfo() : ItemsView("description") {}
+DescriptionsInfo::DescriptionsInfo() : ItemsView({"description", "name"}) {}
+
+template <class SetValue>
+bool DescriptionsInfo::addDescription(const std::string& name, PropertyType type, SetValue setValue) const {
+  if (name.empty()) return false;
+  setItem(name, [&](ObjectProperties& item) {
+    setValue(item);
+    item.setValueInt32("type", static_cast<int>(type));
+  });
+  return true;
+}
 
 bool DescriptionsInfo::modifiedWhen(bool condition) {
   if (condition) setModified();
@@ -42,74 +52,64 @@ bool DescriptionsInfo::addDescriptionTime(const std::string& name, const long lo
 }
 
 bool DescriptionsInfo::addDescriptionString_helper(const std::string& name, const std::string& value) const {
-  if (name.empty() || value.empty()) return false;
-  cache().setValueString(name, value);
-  return true;
+  if (value.empty()) return false;
+  return addDescription(name, PropertyType::string,
+                        [&](ObjectProperties& item) { item.setValueString("value", value); });
 }
 
 bool DescriptionsInfo::addDescriptionBool_helper(const std::string& name, const bool& value) const {
-  if (name.empty()) return false;
-  cache().setValueBool(name, value);
-  return true;
+  return addDescription(name, PropertyType::boolean,
+                        [&](ObjectProperties& item) { item.setValueBool("value", value); });
 }
 
 bool DescriptionsInfo::addDescriptionInt_helper(const std::string& name, const int& value) const {
-  if (name.empty()) return false;
-  cache().setValueInt32(name, value);
-  return true;
+  return addDescription(name, PropertyType::int32, [&](ObjectProperties& item) { item.setValueInt32("value", value); });
 }
 
 bool DescriptionsInfo::addDescriptionDouble_helper(const std::string& name, const double& value) const {
-  if (name.empty()) return false;
-  cache().setValueDouble(name, value);
-  return true;
+  return addDescription(name, PropertyType::real, [&](ObjectProperties& item) { item.setValueDouble("value", value); });
 }
 
 bool DescriptionsInfo::addDescriptionLongLong_helper(const std::string& name, const long long& value) const {
-  if (name.empty()) return false;
-  cache().setValueInt64(name, value);
-  return true;
+  return addDescription(name, PropertyType::int64, [&](ObjectProperties& item) { item.setValueInt64("value", value); });
 }
 
 bool DescriptionsInfo::addDescriptionTime_helper(const std::string& name, const long long& value) const {
-  if (name.empty()) return false;
-  cache().setValueTime(name, value);
-  return true;
+  return addDescription(name, PropertyType::time, [&](ObjectProperties& item) { item.setValueTime("value", value); });
 }
 
 std::string DescriptionsInfo::descriptionAsString(const std::string& name, const std::string& defaultValue) const {
-  extract();
-  return cache().valueAsString(name, defaultValue);
+  return read(name, defaultValue,
+              [&](const ObjectProperties& item) { return item.valueAsString("value", defaultValue); });
 }
 
 int DescriptionsInfo::descriptionAsInt(const std::string& name, int defaultValue) const {
-  extract();
-  return cache().valueAsInt32(name, defaultValue);
+  return read(name, defaultValue,
+              [&](const ObjectProperties& item) { return item.valueAsInt32("value", defaultValue); });
 }
 
 double DescriptionsInfo::descriptionAsDouble(const std::string& name, double defaultValue) const {
-  extract();
-  return cache().valueAsDouble(name, defaultValue);
+  return read(name, defaultValue,
+              [&](const ObjectProperties& item) { return item.valueAsDouble("value", defaultValue); });
 }
 
 bool DescriptionsInfo::descriptionAsBool(const std::string& name, bool defaultValue) const {
-  extract();
-  return cache().valueAsBool(name, defaultValue);
+  return read(name, defaultValue,
+              [&](const ObjectProperties& item) { return item.valueAsBool("value", defaultValue); });
 }
 
 long long DescriptionsInfo::descriptionAsLongLong(const std::string& name, long long defaultValue) const {
-  extract();
-  return cache().valueAsInt64(name, defaultValue);
+  return read(name, defaultValue,
+              [&](const ObjectProperties& item) { return item.valueAsInt64("value", defaultValue); });
 }
 
 long long DescriptionsInfo::descriptionAsTime(const std::string& name, long long defaultValue) const {
-  extract();
-  return cache().valueAsTime(name, defaultValue);
+  return read(name, defaultValue,
+              [&](const ObjectProperties& item) { return item.valueAsTime("value", defaultValue); });
 }
 
 void DescriptionsInfo::descriptionType(const std::string& name, PropertyType& type) const {
-  extract();
-  type = cache().type(name);
+  type = read(name, PropertyType::undefined, [](const ObjectProperties& item) { return item.type("value"); });
 }
 
 void DescriptionsInfo::removeDescription(const std::string& name) {
@@ -122,6 +122,13 @@ void DescriptionsInfo::removeAllDescriptions() {
 
 void DescriptionsInfo::enumDescriptionsNames(std::list<std::string>& names) const {
   names = ItemsView::names();
+}
+
+bool DescriptionsInfo::isAsLoaded(const ObjectProperties& item) const {
+  const PropertyType kind = item.type("value");
+  if (static_cast<int>(kind) != item.valueAsInt32("type", 0)) return false;
+  if (kind == PropertyType::string) return !item.valueAsString("value", "").empty();
+  return kind > PropertyType::string && kind <= PropertyType::time;
 }
 
 void DescriptionsInfo::loadItem(const ObjectProperties& item) const {
@@ -148,12 +155,6 @@ void DescriptionsInfo::loadItem(const ObjectProperties& item) const {
     default:
       break;
   }
-}
-
-void DescriptionsInfo::writeItem(ObjectProperties& target, const std::string& name) const {
-  target.setValueString("name", name);
-  target.copyValue("value", cache(), name);
-  target.setValueInt32("type", static_cast<int>(cache().type(name)));
 }
 
 }  // namespace database_provider

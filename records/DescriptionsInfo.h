@@ -46,7 +46,10 @@ class DATABASE_PROVIDER_EXPORT DescriptionsInfo : public ItemsView {
  private:
   bool modifiedWhen(bool condition);
   void loadItem(const ObjectProperties& item) const override;
-  void writeItem(ObjectProperties& target, const std::string& name) const override;
+  bool isAsLoaded(const ObjectProperties& item) const override;
+  /// Stores a value by `setValue`; false for an empty name.
+  template <class SetValue>
+  bool addDescription(const std::string& name, PropertyType type, SetValue setValue) const;
 };
 
 }  // namespace database_provider

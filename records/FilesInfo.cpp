@@ -7,9 +7,6 @@
 
 namespace database_provider {
 
-using database_client::Entered;
-using database_client::Group;
-
 struct FilesInfo::File {
   int type = 0;
   std::string host{};
@@ -25,7 +22,7 @@ struct FilesInfo::File {
   }
 };
 
-FilesInfo::FilesInfo() : ItemsView("files", "additionalData") {}
+FilesInfo::FilesInfo() : ItemsView({"files", "fileId", "additionalData"}) {}
 
 bool FilesInfo::addFileInfo(const ObjectType& type, const std::string& host, const std::string& path,
                             std::string& fileId) {
@@ -54,22 +51,14 @@ std::string FilesInfo::createFileId() const {
 }
 
 FilesInfo::File FilesInfo::file(const std::string& fileId) const {
-  const Entered entry = Entered::group(cache(), fileId);
-  return entry ? File::read(cache()) : File();
+  return read(fileId, File(), [](const ObjectProperties& item) { return File::read(item); });
 }
 
 void FilesInfo::setFile(const std::string& fileId, const File& file) const {
-  // Complete before it is placed, so that a refused text leaves no half of a reference.
-  ObjectProperties scratch;
-  {
-    const Group entry(scratch, "file");
-    file.write(scratch);
-  }
-  cache().copyValue(fileId, scratch, "file");
+  setItem(fileId, [&](ObjectProperties& item) { file.write(item); });
 }
 
 void FilesInfo::getFileInfo(const std::string& fileId, ObjectType& type, std::string& host, std::string& path) const {
-  extract();
   File found = file(fileId);
   type = static_cast<ObjectType>(found.type);
   host = std::move(found.host);
@@ -94,13 +83,12 @@ void FilesInfo::removeAllFilesInfo() {
   removeAll();
 }
 
-void FilesInfo::loadItem(const ObjectProperties& item) const {
-  setFile(item.valueAsString("fileId", ""), File::read(item));
+bool FilesInfo::isAsLoaded(const ObjectProperties& /*item*/) const {
+  return true;
 }
 
-void FilesInfo::writeItem(ObjectProperties& target, const std::string& fileId) const {
-  target.setValueString("fileId", fileId);
-  file(fileId).write(target);
+void FilesInfo::loadItem(const ObjectProperties& item) const {
+  setFile(item.valueAsString("fileId", ""), File::read(item));
 }
 
 }  // namespace database_provider

@@ -15,8 +15,8 @@ namespace database_provider {
 /// const operations fill these copies, so a record must not be shared between threads without a lock.
 ///
 /// Nothing here fails for want of data: what is absent reads as the caller's default, an empty list, or an output left
-/// as described. Names and texts that no document can hold (a NUL in a name, no UTF-8) throw
-/// `database_client::Error`, and the record is as it was.
+/// as described. Names and texts that no document can hold (no UTF-8, too long) throw `database_client::Error`, and the
+/// record is as it was.
 class DATABASE_PROVIDER_EXPORT DatabaseRecordInterface {
  public:
   DatabaseRecordInterface() = default;

@@ -141,10 +141,73 @@ TEST_F(Categories, ItemsAreKeyedInPlainDecimal) {
 
 TEST_F(Categories, ATextThatNoDocumentHoldsIsRefusedAndChangesNothing) {
   load(redAndRound);
-  EXPECT_THROW(view.setCategory(std::string("a\0b", 3), "x"), database_client::Error);
   EXPECT_THROW(view.setCategory("Color", "\xff"), database_client::Error);
+  EXPECT_THROW(view.setCategory("Size", "\xff"), database_client::Error);
+  EXPECT_THROW(view.setCategory("\xff", "big"), database_client::Error);
   EXPECT_EQ(categories(view), "Color=red Shape=round");
   EXPECT_EQ(written(), redAndRound);
+}
+
+TEST_F(Categories, ARefusedFirstOneLeavesTheSectionUsable) {
+  load("{}");
+  EXPECT_THROW(view.setCategory("Color", "\xff"), database_client::Error);
+  EXPECT_TRUE(view.setCategory("Color", "red"));
+  EXPECT_EQ(written(), R"({"recordInfo": {"category": [{"name": "Color", "value": "red"}]}})");
+}
+
+TEST_F(Categories, ANulInANameOrValueIsKept) {
+  const std::string text("a\0b", 3);
+  load("{}");
+  view.setCategory(text, text);
+  CategoriesInfo again;
+  again.setRecord(view.getRecord());
+  EXPECT_EQ(again.categoryValue(text, "?"), text);
+}
+
+TEST_F(Categories, ReadOneByOneAreThoseThatAreListed) {
+  const char* const json = R"({"recordInfo": {"category": [{"name": "a", "value": "1"}, {"name": "b", "value": "2"}, )"
+                           R"({"name": "a", "value": ""}, {"name": "b", "value": "3"}, {"name": "c", "value": 4}, )"
+                           R"({"name": "", "value": "5"}, {"value": "6"}]}})";
+  load(json);
+  EXPECT_EQ(view.categoryValue("a", "?"), "1") << "the later one has no value";
+  EXPECT_EQ(view.categoryValue("b", "?") + view.categoryValue("c", "?") + view.categoryValue("", "?"), "3??");
+  EXPECT_EQ(categories(view), "a=1 b=3");
+  load(json);
+  for (int i = 0; i < 40; ++i) {
+    EXPECT_EQ(view.categoryValue("b", "?") + view.categoryValue("absent", "?"), "3?") << i;
+  }
+}
+
+TEST_F(Categories, AreThoseOfTheFirstReadWhateverTheDocumentBecomes) {
+  load(redAndRound);
+  EXPECT_EQ(view.categoryValue("Color", "?"), "red");
+  document = ObjectProperties();
+  EXPECT_EQ(view.categoryValue("Shape", "?"), "round");
+  EXPECT_EQ(categories(view), "Color=red Shape=round");
+}
+
+TEST_F(Categories, RemovedAndAddedAgainAreNumberedAnew) {
+  load("{}");
+  for (const char* name : {"a", "b", "c", "d"}) view.setCategory(name, "1");
+  view.removeCategory("a");
+  view.removeCategory("c");
+  view.setCategory("a", "2");
+  EXPECT_EQ(categories(view), "b=1 d=1 a=2");
+  EXPECT_EQ(written(), R"({"recordInfo": {"category": [{"name": "b", "value": "1"}, {"name": "d", "value": "1"}, )"
+                       R"({"name": "a", "value": "2"}]}})");
+  const ObjectProperties& record = *view.getRecord();
+  const database_client::Entered info = database_client::Entered::group(record, "recordInfo");
+  const database_client::Entered array = database_client::Entered::array(record, "category");
+  EXPECT_EQ(testing::joined(record.childKeys()), "0 1 2");
+}
+
+TEST_F(Categories, AllRemovedOneByOneAndOneAddedAreOne) {
+  load(redAndRound);
+  view.removeCategory("Color");
+  view.removeCategory("Shape");
+  EXPECT_EQ(written(), R"({"recordInfo": {"category": []}})");
+  view.setCategory("a", "1");
+  EXPECT_EQ(written(), R"({"recordInfo": {"category": [{"name": "a", "value": "1"}]}})");
 }
 
 TEST_F(Categories, AreCopiedIntoAnotherDocumentEditedOrNot) {

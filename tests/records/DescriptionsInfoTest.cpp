@@ -155,6 +155,21 @@ TEST_F(Descriptions, StoredItemsOfAnUnknownTypeDoNotAppear) {
   EXPECT_EQ(descriptions(view), "good=string:x");
 }
 
+TEST_F(Descriptions, ReadOneByOneAreThoseThatAreListed) {
+  const char* const items = R"({"name": "x", "value": 1, "type": 6}, {"name": "x", "value": "", "type": 4}, )"
+                            R"({"name": "y", "value": 5.0, "type": 6}, {"name": "z", "value": 7, "type": 8}, )"
+                            R"({"name": "w", "value": "text", "type": 6}, {"name": "v", "value": true, "type": 3}, )"
+                            R"({"name": "u", "value": 3, "type": 6}, {"name": "u", "value": 4, "type": 6})";
+  for (const auto& [name, expected] :
+       {std::pair("x", "int32:1"), std::pair("y", "int32:5"), std::pair("z", "double:7.000000"),
+        std::pair("w", "int32:0"), std::pair("v", "none"), std::pair("u", "int32:4")}) {
+    load(items);
+    EXPECT_EQ(description(view, name), expected) << name;
+  }
+  load(items);
+  EXPECT_EQ(descriptions(view), "x=int32:1 y=int32:5 z=double:7.000000 w=int32:0 u=int32:4");
+}
+
 TEST_F(Descriptions, StoredItemsWithoutANameOrTextAreDropped) {
   load(R"({"value": 1, "type": 6}, {"name": "", "value": 1, "type": 6}, {"name": "empty", "value": "", "type": 4})");
   EXPECT_EQ(descriptions(view), "");
