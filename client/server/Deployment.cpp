@@ -1,5 +1,6 @@
 #include "client/server/Deployment.h"
 
+#include <algorithm>
 #include <string>
 #include <utility>
 
@@ -111,10 +112,8 @@ bool isAscending(const ObjectProperties& keys, const std::string& key) {
 bool isSame(const ObjectProperties& index, const IndexRequest& request) {
   const Entered keys = Entered::group(index, "key");
   if (!keys || index.childKeys() != std::list<std::string>(request.keys.begin(), request.keys.end())) return false;
-  for (const std::string& key : request.keys) {
-    if (!isAscending(index, key)) return false;
-  }
-  return true;
+  return std::all_of(request.keys.begin(), request.keys.end(),
+                     [&index](const std::string& key) { return isAscending(index, key); });
 }
 
 bool isIndexThere(Session& session, const IndexRequest& request) {

@@ -53,6 +53,7 @@ class Lent {
 class Written {
  public:
   explicit Written(bson::Writer&& writer) : bytes_(writer.take()), lent_({bytes_.data(), bytes_.size()}) {}
+  ~Written() = default;
   Written(const Written&) = delete;
   Written& operator=(const Written&) = delete;
 

@@ -169,10 +169,9 @@ bool isWritingStage(bson::View stage) {
 }
 
 bool writes(bson::View stages) {
-  for (const bson::Element& stage : stages) {
-    if (stage.value.isDocument() && isWritingStage(stage.value.asDocument())) return true;
-  }
-  return false;
+  return std::any_of(stages.begin(), stages.end(), [](const bson::Element& stage) {
+    return stage.value.isDocument() && isWritingStage(stage.value.asDocument());
+  });
 }
 
 bool isRefusal(const Error& error) {

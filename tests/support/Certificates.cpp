@@ -16,7 +16,7 @@ struct Free {
   void operator()(EVP_PKEY* key) const noexcept { EVP_PKEY_free(key); }
   void operator()(X509* certificate) const noexcept { X509_free(certificate); }
   void operator()(X509_EXTENSION* extension) const noexcept { X509_EXTENSION_free(extension); }
-  void operator()(std::FILE* file) const noexcept { std::fclose(file); }
+  void operator()(std::FILE* file) const noexcept { static_cast<void>(std::fclose(file)); }
 };
 template <class Object>
 using Owned = std::unique_ptr<Object, Free>;
@@ -97,7 +97,7 @@ TlsFiles Certificates::issue(const std::string& name, const CertificateRequest& 
   X509_set_issuer_name(certificate.get(), X509_get_subject_name(authority.get()));
   addExtension(certificate.get(), NID_subject_alt_name, (isAddress(request.host) ? "IP:" : "DNS:") + request.host);
   X509_sign(certificate.get(), authorityKey.get(), EVP_sha256());
-  const TlsFiles files{folder_ + "/" + name + ".pem", folder_ + "/" + name + ".key"};
+  TlsFiles files{folder_ + "/" + name + ".pem", folder_ + "/" + name + ".key"};
   save(files.certificate, certificate.get());
   save(files.key, key.get());
   return files;

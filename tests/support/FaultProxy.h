@@ -47,7 +47,7 @@ class FaultProxy {
   void carry(Pair& pair, bool request);
   void pass(int to, const char* bytes, std::size_t size) const;
   void disturb(Pair& pair, Fault fault, const char* bytes, std::size_t size);
-  void end(Pair& pair, bool reset);
+  static void end(Pair& pair, bool reset);
 
   int target_;
   int port_ = 0;

@@ -1,13 +1,14 @@
 #include "tests/support/ScriptedServer.h"
 
 #include <bson/bson.h>
-#include <signal.h>
 #include <sys/socket.h>
 
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <csignal>
 #include <cstring>
+#include <iostream>
 #include <stdexcept>
 #include <utility>
 
@@ -36,19 +37,29 @@ struct Header {
   std::int32_t opCode;
 };
 
-// The library's name for a document carries an alignment that a template argument would lose.
-using Document = struct _bson_t;
+/// Owns a document of libbson, whose alignment a smart pointer's argument would lose.
+class Bson {
+ public:
+  explicit Bson(bson_t* document) : document_(document) {}
+  Bson(Bson&& other) noexcept : document_(std::exchange(other.document_, nullptr)) {}
+  Bson(const Bson&) = delete;
+  Bson& operator=(const Bson&) = delete;
+  Bson& operator=(Bson&&) = delete;
+  ~Bson() {
+    if (document_ != nullptr) bson_destroy(document_);
+  }
 
-struct FreeBson {
-  void operator()(Document* document) const noexcept { bson_destroy(document); }
+  bson_t* get() const { return document_; }
+
+ private:
+  bson_t* document_;
 };
-using Bson = std::unique_ptr<Document, FreeBson>;
 
 Bson fromJson(const std::string& json) {
   bson_error_t error{};
   Bson document(bson_new_from_json(reinterpret_cast<const std::uint8_t*>(json.data()),
                                    static_cast<ssize_t>(json.size()), &error));
-  if (!document) throw std::invalid_argument("script: " + std::string(error.message) + " in " + json);
+  if (document.get() == nullptr) throw std::invalid_argument("script: " + std::string(error.message) + " in " + json);
   return document;
 }
 
@@ -92,7 +103,7 @@ bson_t documentAt(const std::vector<std::uint8_t>& bytes, std::size_t at) {
 void appendSequence(bson_t* command, const std::vector<std::uint8_t>& body, std::size_t at, std::size_t end) {
   const std::string name(reinterpret_cast<const char*>(body.data() + at));
   at += name.size() + 1;
-  Bson array(bson_new());
+  const Bson array(bson_new());
   for (int i = 0; at < end; ++i) {
     const bson_t document = documentAt(body, at);
     bson_append_document(array.get(), std::to_string(i).c_str(), -1, &document);
@@ -237,7 +248,7 @@ Step refusal(int code, const std::string& text, const std::string& more) {
   return answer(R"({"ok": 0, "code": )" + std::to_string(code) + R"(, "errmsg": )" + quoted(text) + more + "}");
 }
 
-ScriptedServer::ScriptedServer(const Pose& pose, const TlsFiles& tls) : tls_(tls), pose_(pose) {
+ScriptedServer::ScriptedServer(Pose pose, TlsFiles tls) : tls_(std::move(tls)), pose_(std::move(pose)) {
   start();
 }
 
@@ -320,7 +331,7 @@ void ScriptedServer::serve(Connection& connection) {
     while (serveOne(connection)) {
     }
   } catch (const std::exception& error) {
-    std::fprintf(stderr, "scripted server: %s\n", error.what());
+    std::cerr << "scripted server: " << error.what() << '\n';
   }
   connection.stream.shutdown();
   connection.over = true;
@@ -378,7 +389,7 @@ Step ScriptedServer::stepFor(const Request& request) {
   received_.push_back(request);
   std::vector<Step>& steps = scripts_[request.name];
   if (!steps.empty()) {
-    const Step step = steps.front();
+    Step step = steps.front();
     steps.erase(steps.begin());
     return step;
   }

@@ -50,7 +50,7 @@ Step answerOf(const std::vector<std::uint8_t>& bytes);
 Step batch(const std::string& documents);
 /// The answer's document with a batch of this one document, whose bytes are not looked at.
 std::vector<std::uint8_t> withBatch(const std::vector<std::uint8_t>& document);
-Step refusal(int code, const std::string& message, const std::string& more = "");
+Step refusal(int code, const std::string& text, const std::string& more = "");
 
 /// A server certificate and its key, in PEM files.
 struct TlsFiles {
@@ -72,7 +72,7 @@ struct Request {
 class ScriptedServer {
  public:
   ScriptedServer() : ScriptedServer(Pose{}) {}
-  explicit ScriptedServer(const Pose& pose, const TlsFiles& tls = {});
+  explicit ScriptedServer(Pose pose, TlsFiles tls = {});
   ~ScriptedServer();
   ScriptedServer(const ScriptedServer&) = delete;
   ScriptedServer& operator=(const ScriptedServer&) = delete;
@@ -99,7 +99,7 @@ class ScriptedServer {
   void accept();
   void serve(Connection& connection);
   bool serveOne(Connection& connection);
-  bool perform(Connection& connection, const Step& step, std::int32_t requestId, bool legacy);
+  static bool perform(Connection& connection, const Step& step, std::int32_t requestId, bool legacy);
   Step stepFor(const Request& request);
   Step defaultStep(const Request& request) const;
   std::string hello() const;

@@ -13,7 +13,7 @@ namespace database_test {
 class Capture {
  public:
   Capture() {
-    std::fflush(nullptr);
+    flush();
     for (std::size_t i = 0; i < taken_.size(); ++i) dup2(fileno(file_.get()), descriptor(i));
   }
   ~Capture() { giveBack(); }
@@ -33,12 +33,13 @@ class Capture {
 
  private:
   struct Close {
-    void operator()(std::FILE* file) const noexcept { std::fclose(file); }
+    void operator()(std::FILE* file) const noexcept { static_cast<void>(std::fclose(file)); }
   };
 
+  static void flush() { static_cast<void>(std::fflush(nullptr)); }
   static int descriptor(std::size_t i) { return static_cast<int>(i) + STDOUT_FILENO; }
   void giveBack() {
-    std::fflush(nullptr);
+    flush();
     for (std::size_t i = 0; i < taken_.size(); ++i) {
       if (taken_[i] < 0) continue;
       dup2(taken_[i], descriptor(i));

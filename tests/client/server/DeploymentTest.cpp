@@ -18,7 +18,6 @@ using database_test::refusal;
 using database_test::ScriptedServer;
 using database_test::Step;
 using ::testing::HasSubstr;
-using ::testing::Not;
 
 constexpr int members = 3;
 

@@ -19,7 +19,6 @@ using database_test::FaultProxy;
 using database_test::refusal;
 using database_test::Step;
 using ::testing::HasSubstr;
-using ::testing::Not;
 
 const std::string lost = "connection retryable";
 const std::string lostWrite = "connection retryable outcomeUnknown";
@@ -396,13 +395,12 @@ TEST_F(Failure, NameThatNoStoreAcceptsIsNotSent) {
                                                                {std::string(64, 'd'), "c"},
                                                                {"d", "$c"},
                                                                {"d", std::string(256, 'c')}};
-  for (const auto& [database, collection] : names) {
-    EXPECT_EQ(outcome([&] {
-                client.find(database, collection, empty, empty, documents, 0, 0);
-                return "ok";
-              }),
-              "query")
-        << database << "." << collection;
+  for (const auto& name : names) {
+    const auto search = [&] {
+      client.find(name.first, name.second, empty, empty, documents, 0, 0);
+      return "ok";
+    };
+    EXPECT_EQ(outcome(search), "query") << name.first << "." << name.second;
   }
   EXPECT_EQ(timesSent("find"), 0U);
 }

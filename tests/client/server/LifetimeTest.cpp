@@ -13,7 +13,6 @@ namespace database_client {
 namespace {
 
 using database_test::refusal;
-using ::testing::EndsWith;
 
 /// How often something is repeated: a few hundred times, or as DATABASE_TEST_ROUNDS says.
 std::string rounds() {

@@ -15,7 +15,6 @@ namespace {
 using database_test::failing;
 using database_test::refusal;
 using database_test::Step;
-using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::Not;
 

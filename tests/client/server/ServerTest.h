@@ -73,8 +73,10 @@ class ClientTest : public ::testing::Test {
   std::string insertMany(int number) {
     return outcome([&] {
       std::vector<ObjectProperties> documents;
+      documents.reserve(static_cast<std::size_t>(number));
       for (int i = 0; i < number; ++i) documents.push_back(document(R"({"_id": )" + std::to_string(i) + "}"));
       std::vector<const ObjectProperties*> pointers;
+      pointers.reserve(documents.size());
       for (const ObjectProperties& one : documents) pointers.push_back(&one);
       std::vector<std::string> ids;
       std::string text = "ok";

@@ -1,6 +1,6 @@
 #include <gmock/gmock.h>
-#include <stdlib.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <memory>
 
@@ -16,7 +16,6 @@ using database_test::Certificates;
 using database_test::Pose;
 using database_test::ScriptedServer;
 using ::testing::HasSubstr;
-using ::testing::Not;
 
 /// A folder with certificates, made once for all tests of this file.
 class Folder {

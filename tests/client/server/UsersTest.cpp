@@ -10,7 +10,6 @@ namespace {
 using database_test::answer;
 using database_test::batch;
 using database_test::refusal;
-using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::Not;
 using ::testing::StartsWith;
@@ -90,7 +89,7 @@ TEST_F(Users, RemovalSendsTheName) {
 }
 
 TEST_F(Users, RefusalsKeepTheServersCode) {
-  server.script("createUser", {refusal(51003, "User \\\"anna@d\\\" already exists"), refusal(31, "No role named x")});
+  server.script("createUser", {refusal(51003, "User already exists"), refusal(31, "No role named x")});
   server.script("updateUser", {refusal(11, "Could not find user")});
   const auto create = [&] {
     client.createUser("d", "anna", "pw", roles, ObjectProperties());

@@ -1,9 +1,9 @@
 // Runs one thing in a process of its own and tells in one line what it did to that process.
 
 #include <mongoc/mongoc.h>
-#include <signal.h>
 
 #include <clocale>
+#include <csignal>
 #include <cstdlib>
 #include <iostream>
 #include <string>
