@@ -32,7 +32,8 @@ class Lifetime : public ServerTest {
     return text;
   }
   std::string probe(const std::string& what, const std::string& environment = "") const {
-    return run(environment + " " DRIVER_PROBE " " + what + " mongodb://" + server.host() + "/ " + rounds());
+    const std::string program = DRIVER_PROBE;
+    return run(environment + " " + program + " " + what + " mongodb://" + server.host() + "/ " + rounds());
   }
 };
 
@@ -57,8 +58,9 @@ TEST_F(Lifetime, OpeningUsingAndClosingLeavesNothingBehind) {
 }
 
 TEST_F(Lifetime, LoadingAndUnloadingLeavesNothingBehind) {
-  EXPECT_EQ(run(LOADING_PROBE " " DATABASE_PROVIDER_LIBRARY " mongodb://" + server.host() + "/ " + rounds()),
-            "files 0, memory steady\n");
+  const std::string program = LOADING_PROBE;
+  const std::string library = DATABASE_PROVIDER_LIBRARY;
+  EXPECT_EQ(run(program + " " + library + " mongodb://" + server.host() + "/ " + rounds()), "files 0, memory steady\n");
   EXPECT_GE(timesSent("ping"), std::stoul(rounds()));
 }
 
