@@ -154,6 +154,60 @@ TEST_P(LibraryContract, CategoryValuesAreCounted) {
   EXPECT_THAT(statistics, UnorderedElementsAre(Pair("Waseca", 2), Pair("Morris", 1)));
 }
 
+TEST_P(LibraryContract, TheNameOfACountedCategoryIsAPatternForTheWholeNameWhateverItsCase) {
+  written({{"Site", "Waseca"}});
+  const auto valuesOf = [&](const std::string& name) {
+    std::map<std::string, int> statistics;
+    experiments->categoriesStatistics(name, statistics);
+    return statistics.size();
+  };
+  EXPECT_EQ(valuesOf("sITE"), 1U);
+  EXPECT_EQ(valuesOf("S.te"), 1U);
+  EXPECT_EQ(valuesOf("Sit"), 0U);
+}
+
+TEST_P(LibraryContract, ACategoryHeldTwiceIsCountedTwiceAndAnEmptyValueUnderTheEmptyKey) {
+  const auto record = newRecord();
+  record->setD(
+      std::make_unique<ObjectProperties>(
+          document("{'recordInfo':{'category':[{'name':'Site','value':'Waseca'},{'name':'Site','value':'Waseca'},"
+                   "{'name':'Site','value':''}]}}"))
+          .release());
+  std::string id;
+  experiments->writeRecord(record.get(), id);
+  std::map<std::string, int> statistics;
+  experiments->categoriesStatistics("Site", statistics);
+  EXPECT_THAT(statistics, UnorderedElementsAre(Pair("Waseca", 2), Pair("", 1)));
+}
+
+TEST_P(LibraryContract, SourcesAreListedByHostAndKind) {
+  const auto record = newRecord();
+  std::unique_ptr<DatabaseSourceInfoInterface> database(createDatabaseSourceInfo());
+  database->setHost("h");
+  database->setPort(5000000000);
+  record->setDatabaseSourceInfo(database.release());
+  std::string first;
+  experiments->writeRecord(record.get(), first);
+  std::unique_ptr<DataServerSourceInfoInterface> server(createDataServerSourceInfo());
+  server->setHost("h");
+  server->setSection("part");
+  record->setDataServerSourceInfo(server.release());
+  std::string second;
+  experiments->writeRecord(record.get(), second);
+
+  std::map<std::string, DatabaseSourceInfoInterface*> databases;
+  std::map<std::string, DataServerSourceInfoInterface*> servers;
+  experiments->enumDatabaseSources("h", databases);
+  experiments->enumDatabaseSources("elsewhere", databases);
+  experiments->enumDataserveSources("h", servers);
+  EXPECT_THAT(databases, ElementsAre(Pair(first, ::testing::Pointee(::testing::Property(
+                                                     &DatabaseSourceInfoInterface::port, 5000000000)))));
+  EXPECT_THAT(servers, ElementsAre(Pair(second, ::testing::Pointee(::testing::Property(
+                                                    &DataServerSourceInfoInterface::section, "part")))));
+  for (const auto& [id, source] : databases) delete source;
+  for (const auto& [id, source] : servers) delete source;
+}
+
 TEST_P(LibraryContract, DescriptionNamesInUseAreListedByKind) {
   const auto record = newRecord();
   record->addDescriptionInt("year", 1931);

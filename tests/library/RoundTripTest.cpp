@@ -72,7 +72,7 @@ class RoundTrip : public ::testing::TestWithParam<bool> {
     experiments->read(filter, found, limit, skip);
     return found;
   }
-  Records read(const DatabaseProviderInterface& provider, const DatabaseFilter& filter) const {
+  static Records read(const DatabaseProviderInterface& provider, const DatabaseFilter& filter) {
     std::map<std::string, DatabaseRecordInterface*> found;
     provider.read(filter, found, 0, 0);
     Records records;
