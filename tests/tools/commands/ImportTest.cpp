@@ -1,0 +1,204 @@
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <thread>
+
+#include "tests/tools/commands/Recordctl.h"
+
+namespace {
+
+/// Rows with a bad year from number `firstBad` on.
+std::string rows(int count, int firstBad) {
+  std::string result;
+  for (int i = 1; i <= count; ++i)
+    result += std::string("{\"site\": \"s\", \"year\": ") + (i < firstBad ? "1931" : "1931.5") + "}\n";
+  return result;
+}
+
+const std::vector<std::string> yearColumns{"--category", "site", "--description", "year:int"};
+
+std::vector<std::string> with(std::vector<std::string> arguments, const std::vector<std::string>& more) {
+  arguments.insert(arguments.end(), more.begin(), more.end());
+  return arguments;
+}
+
+}  // namespace
+
+TEST_F(Recordctl, AnImportTellsHowManyRecordsItMade) {
+  const std::string plots = file("plots.csv", "site,yield\nWaseca,48.5\nMorris,30\n");
+  const std::string out = output({"import", plots, "--category", "site", "--description", "yield:double"});
+  EXPECT_EQ(out.substr(0, out.find(',')), "2 records imported");
+  const std::string json = output({"import", plots, "--category", "site", "--json"});
+  EXPECT_EQ(json.substr(0, json.find("\"seconds\"")), "{\"imported\": 2, \"failed\": 0, ");
+  EXPECT_EQ(countRecords(), 4);
+}
+
+TEST_F(Recordctl, ADoubleAloneIsImported) {
+  output({"import", file("a.jsonl", "{\"yield\": 27}\n"), "--description", "yield:double"});
+  EXPECT_EQ(withoutIds(output({"list", "--json"})),
+            "{\"id\": \"ID\", \"categories\": {}, \"descriptions\": {\"yield\": 27.0}}\n");
+}
+
+TEST_F(Recordctl, A64BitNumberAloneIsImported) {
+  output({"import", file("a.jsonl", "{\"n\": 5000000000}\n"), "--description", "n:long"});
+  EXPECT_EQ(withoutIds(output({"list", "--json"})),
+            "{\"id\": \"ID\", \"categories\": {}, \"descriptions\": {\"n\": 5000000000}}\n");
+}
+
+TEST_F(Recordctl, BadRowsAreToldAndTheOthersGoIn) {
+  const std::string data = file("a.jsonl", rows(3, 3));
+  const Outcome outcome = run(with({"import", data}, yearColumns));
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.err, data + ":3: year: expected int (a whole number of 32 bits), found 1931.5\n");
+  EXPECT_EQ(countRecords(), 2);
+}
+
+TEST_F(Recordctl, AfterTwentyBadRowsTheRestIsCounted) {
+  const Outcome outcome = run(with({"import", file("a.jsonl", rows(30, 6)), "--json"}, yearColumns));
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(countLines(outcome.err), 21U) << outcome.err;
+  EXPECT_NE(outcome.err.find("recordctl: and 5 more bad rows\n"), std::string::npos) << outcome.err;
+  EXPECT_EQ(outcome.out.substr(0, 32), "{\"imported\": 5, \"failed\": 25, \"s");
+}
+
+TEST_F(Recordctl, AllOrNothingWritesNothingWhenARowIsBad) {
+  importPlots();
+  const Outcome outcome = run(with({"import", file("a.jsonl", rows(1500, 1500)), "--all-or-nothing"}, yearColumns));
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_NE(outcome.err.find("nothing was written"), std::string::npos) << outcome.err;
+  EXPECT_EQ(outcome.out.substr(0, outcome.out.find(", in")), "0 records imported, 1 row failed");
+  EXPECT_EQ(countRecords(), 4);
+  EXPECT_EQ(run(with({"import", file("b.jsonl", rows(1500, 9999)), "--all-or-nothing"}, yearColumns)).status, 0);
+  EXPECT_EQ(countRecords(), 1504);
+}
+
+TEST_F(Recordctl, AColumnThatNoRowHasIsWrongUseBeforeAnythingIsWritten) {
+  const Outcome outcome = run({"import", file("a.json", R"([{"site": "x"}])"), "--category", "site,farm"});
+  EXPECT_EQ(outcome.status, 2);
+  EXPECT_EQ(outcome.err, "recordctl: no row has the column \"farm\"\n");
+  EXPECT_FALSE(storeExists());
+}
+
+TEST_F(Recordctl, AFileThatIsNoJsonIsWrongInputBeforeAnythingIsWritten) {
+  const Outcome outcome = run({"import", file("a.json", R"([{"site": "x"}, {"site")"), "--category", "site"});
+  EXPECT_EQ(outcome.status, 2);
+  EXPECT_FALSE(storeExists());
+}
+
+TEST_F(Recordctl, StandardInputIsReadUnderItsFormat) {
+  EXPECT_EQ(run({"import", "-", "--category", "site"}, "site\nx\n").status, 2);
+  output({"import", "-", "--format", "csv", "--category", "site"}, "site\nx\n");
+  EXPECT_EQ(countRecords(), 1);
+}
+
+TEST_F(Recordctl, RowsBeforeABrokenPlaceOfStandardInputStayAndAreTold) {
+  std::string input = "[";
+  for (int i = 0; i < 1500; ++i) input += "{\"site\": \"x\"},";
+  const Outcome outcome = run({"import", "-", "--format", "json", "--category", "site"}, input + "{");
+  EXPECT_EQ(outcome.status, 2);
+  EXPECT_NE(outcome.err.find("1000 records were written before this"), std::string::npos) << outcome.err;
+  EXPECT_EQ(countRecords(), 1000);
+}
+
+TEST_F(Recordctl, SeveralFilesOfSeveralFormatsAreOneImport) {
+  output({"import", file("a.json", R"([{"site": "x"}])"), file("b.csv", "site\ny\n"),
+          file("c.jsonl", "{\"site\":\"z\"}"), "--category", "site"});
+  EXPECT_EQ(output({"facets", "site", "--json"}),
+            "{\"value\": \"x\", \"count\": 1}\n{\"value\": \"y\", \"count\": 1}\n{\"value\": \"z\", \"count\": 1}\n");
+}
+
+TEST_F(Recordctl, CategoriesOfAnImportAreAddedBehindTheConfiguredOnes) {
+  output({"categories", "set", "variety,farm"});
+  importPlots();
+  const std::string names = output({"names"});
+  EXPECT_LT(names.find("variety"), names.find("farm"));
+  EXPECT_LT(names.find("farm"), names.find("site"));
+}
+
+TEST_F(Recordctl, AScenarioHasNoDataSource) {
+  const Outcome outcome = run({"import", file("a.jsonl", "{}"), "--kind", "scenario", "--source-host", "station7"});
+  EXPECT_EQ(outcome.status, 2);
+  EXPECT_EQ(outcome.err, "recordctl: --source-host: a scenario has no data source\n");
+}
+
+TEST_F(Recordctl, FilesOfAKindThatTheRecordsDoNotHaveAreRefused) {
+  const std::string data = file("a.jsonl", "{\"p\": \"x.avi\"}");
+  EXPECT_EQ(run({"import", data, "--file", "media:h:p"}).status, 2);
+  output({"import", data, "--file", "media:h:p", "--kind", "scenario"});
+  EXPECT_EQ(countLines(output({"list", "--json", "--kind", "scenario"})), 1U);
+}
+
+TEST_F(Recordctl, AnInterruptKeepsWhatWasAcknowledged) {
+  int pipe = -1;
+  const int process = start({"import", "-", "--format", "jsonl", "--category", "site"}, pipe);
+  const std::string input = rows(2500, 9999);
+  ASSERT_EQ(::write(pipe, input.data(), input.size()), static_cast<ssize_t>(input.size()));
+  for (int i = 0; i < 600 && run({"list", "--json", "--skip", "1999"}).out.empty(); ++i)
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  ASSERT_EQ(::kill(process, SIGINT), 0);
+  EXPECT_EQ(finish(process), 130);
+  ::close(pipe);
+  EXPECT_EQ(countRecords(), 2000);
+}
+
+TEST_F(Recordctl, ExportedRecordsComeBackByteForByte) {
+  importPlots();
+  output({"import", file("s.jsonl", "{\"n\": 5000000000, \"t\": {\"$date\": \"2020-01-31T10:00:00Z\"}}"),
+          "--description", "n:long,t:time", "--source-host", "station7"});
+  const std::string exported = output({"export"});
+  EXPECT_EQ(countLines(exported), 5U);
+  const std::string records = file("all.records", exported);
+  environment["RECORDCTL_STORE"] = "file:" + path("other.db");
+  output({"import", records, "--format", "records", "--keep-ids"});
+  EXPECT_EQ(output({"export"}), exported);
+}
+
+TEST_F(Recordctl, AnIdThatIsThereAlreadyIsAFailedRow) {
+  importPlots();
+  const std::string records = file("all.records", output({"export"}));
+  const Outcome outcome = run({"import", records, "--format", "records", "--keep-ids"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.err.substr(0, outcome.err.find('\n')), records + ":1: _id: a record of this id is there already");
+  EXPECT_EQ(countRecords(), 4);
+}
+
+TEST_F(Recordctl, RecordsGetNewIdsUnlessTheyAreKept) {
+  importPlots();
+  const std::string records = file("all.records", output({"export"}));
+  output({"import", records, "--format", "records"});
+  EXPECT_EQ(countRecords(), 8);
+  EXPECT_EQ(run({"import", records, "--format", "records", "--category", "site"}).status, 2);
+  EXPECT_EQ(run({"import", file("a.jsonl", "{}"), "--keep-ids"}).status, 2);
+}
+
+TEST_F(Recordctl, SumoConfigurationsBecomeScenarios) {
+  const std::string folder = "/usr/share/sumo/tools";
+  if (!std::filesystem::exists(folder)) GTEST_SKIP() << "no " << folder << "; the package sumo-tools has it";
+  const std::string out = output({"import-sumo", folder, "--host", "road1"});
+  EXPECT_EQ(out.substr(0, out.find(',')), "15 records imported");
+  EXPECT_EQ(countLines(output({"list", "--json", "--kind", "scenario", "--where", "not has begin"})), 6U);
+  EXPECT_EQ(countLines(output({"list", "--json", "--kind", "scenario", "--where", "begin=0"})), 9U);
+  EXPECT_EQ(
+      withoutIds(output({"export", "--kind", "scenario", "--format", "csv", "--where", "name='game/hiking/hiking'"})),
+      "id,name,network\r\nID,game/hiking/hiking,hiking.net.xml\r\n");
+}
+
+TEST_F(Recordctl, ASumoScenarioRefersToItsFiles) {
+  std::filesystem::create_directory(path("net"));
+  file("net/a.sumocfg", R"(<configuration><input><net-file value="a.net.xml"/><route-files value="r.xml,../s.xml"/>
+                           <additional-files value="/x/add.xml"/></input><time><end value="90"/></time></configuration>)");
+  file("net/bad.sumocfg", "<configuration>");
+  const Outcome outcome = run({"import-sumo", path("net"), "--host", "road1"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.err.compare(0, path("net/bad.sumocfg").size() + 11, path("net/bad.sumocfg") + ": not XML: "), 0)
+      << outcome.err;
+  const std::string list = output({"list", "--json", "--kind", "scenario"});
+  EXPECT_EQ(withoutIds(list),
+            "{\"id\": \"ID\", \"categories\": {\"name\": \"a\", \"network\": \"a.net.xml\"}, "
+            "\"descriptions\": {\"end\": 90.0}}\n");
+  const std::string shown = output({"show", list.substr(8, 24), "--kind", "scenario"});
+  for (const std::string& line : {"xml   road1  " + path("net/a.net.xml"), "xml   road1  " + path("net/r.xml"),
+                                  "xml   road1  " + path("s.xml"), std::string("xml   road1  /x/add.xml")})
+    EXPECT_NE(shown.find(line + "\n"), std::string::npos) << line << "\n" << shown;
+}

@@ -1,0 +1,152 @@
+#include "tests/tools/commands/Recordctl.h"
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+
+extern char** environ;
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string read(const fs::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+std::vector<char*> pointersTo(std::vector<std::string>& texts) {
+  std::vector<char*> result;
+  for (std::string& text : texts) result.push_back(text.data());
+  result.push_back(nullptr);
+  return result;
+}
+
+void redirect(int descriptor, const fs::path& path, int flags) {
+  const int opened = ::open(path.c_str(), flags, 0600);
+  if (opened < 0 || ::dup2(opened, descriptor) < 0) ::_exit(126);
+}
+
+int statusOf(int waited) {
+  return WIFEXITED(waited) ? WEXITSTATUS(waited) : 1000 + WTERMSIG(waited);
+}
+
+}  // namespace
+
+Recordctl::Recordctl() {
+  std::string name = (fs::temp_directory_path() / "recordctl_test_XXXXXX").string();
+  if (::mkdtemp(name.data()) == nullptr) throw std::runtime_error(std::strerror(errno));
+  folder_ = name;
+}
+
+Recordctl::~Recordctl() {
+  std::error_code ignored;
+  fs::remove_all(folder_, ignored);
+}
+
+std::vector<std::string> Recordctl::environmentOfRun() const {
+  std::vector<std::string> result;
+  for (char** entry = environ; *entry != nullptr; ++entry) {
+    const std::string text = *entry;
+    const bool isOurs = text.compare(0, 10, "RECORDCTL_") == 0 || text.compare(0, 8, "COLUMNS=") == 0;
+    if (!isOurs) result.push_back(text);
+  }
+  auto added = environment;
+  added.emplace("RECORDCTL_STORE", "file:" + path("store.db"));
+  for (const auto& [name, value] : added) result.push_back(name + "=" + value);
+  return result;
+}
+
+Outcome Recordctl::run(const std::vector<std::string>& arguments, const std::string& input) const {
+  file("stdin", input);
+  std::vector<std::string> command{RECORDCTL_PATH};
+  command.insert(command.end(), arguments.begin(), arguments.end());
+  std::vector<std::string> variables = environmentOfRun();
+  const auto argv = pointersTo(command);
+  const auto envp = pointersTo(variables);
+  const pid_t process = ::fork();
+  if (process == 0) {
+    redirect(STDIN_FILENO, path("stdin"), O_RDONLY);
+    redirect(STDOUT_FILENO, path("stdout"), O_WRONLY | O_CREAT | O_TRUNC);
+    redirect(STDERR_FILENO, path("stderr"), O_WRONLY | O_CREAT | O_TRUNC);
+    ::execve(argv[0], argv.data(), envp.data());
+    ::_exit(127);
+  }
+  const int status = finish(process);
+  return {status, read(path("stdout")), read(path("stderr"))};
+}
+
+int Recordctl::start(const std::vector<std::string>& arguments, int& pipe) const {
+  int ends[2];
+  if (::pipe2(ends, O_CLOEXEC) != 0) throw std::runtime_error(std::strerror(errno));
+  std::vector<std::string> command{RECORDCTL_PATH};
+  command.insert(command.end(), arguments.begin(), arguments.end());
+  std::vector<std::string> variables = environmentOfRun();
+  const auto argv = pointersTo(command);
+  const auto envp = pointersTo(variables);
+  const pid_t process = ::fork();
+  if (process == 0) {
+    ::dup2(ends[0], STDIN_FILENO);
+    redirect(STDOUT_FILENO, "/dev/null", O_WRONLY);
+    redirect(STDERR_FILENO, "/dev/null", O_WRONLY);
+    ::execve(argv[0], argv.data(), envp.data());
+    ::_exit(127);
+  }
+  ::close(ends[0]);
+  pipe = ends[1];
+  return process;
+}
+
+int Recordctl::finish(int process) {
+  int waited = 0;
+  while (::waitpid(process, &waited, 0) < 0) {
+    if (errno != EINTR) throw std::runtime_error(std::strerror(errno));
+  }
+  return statusOf(waited);
+}
+
+std::string Recordctl::output(const std::vector<std::string>& arguments, const std::string& input) const {
+  const Outcome outcome = run(arguments, input);
+  EXPECT_EQ(outcome.status, 0) << outcome.err;
+  return outcome.out;
+}
+
+std::string Recordctl::file(const std::string& name, const std::string& content) const {
+  std::ofstream(path(name), std::ios::binary) << content;
+  return path(name);
+}
+
+void Recordctl::importPlots() const {
+  const std::string plots = file("plots.json",
+                                 R"([{"site": "Waseca", "variety": "Trebi", "yield": 48.5, "year": 1931},
+                                     {"site": "Waseca", "variety": "No. 457", "yield": 30, "year": 1932},
+                                     {"site": "Morris", "variety": "Trebi", "yield": 29.9, "year": 1932},
+                                     {"site": "Morris", "yield": null, "note": {"by": ["x", 1]}}])");
+  output({"import", plots, "--category", "site,variety", "--description", "yield:double,year:int"});
+}
+
+long long Recordctl::countRecords() const {
+  return static_cast<long long>(countLines(output({"list", "--json"})));
+}
+
+std::string withoutIds(const std::string& text) {
+  std::string result;
+  for (std::size_t i = 0; i < text.size();) {
+    const std::size_t length = std::min(text.find_first_not_of("0123456789abcdef", i), text.size()) - i;
+    const std::size_t taken = std::max<std::size_t>(length, 1);
+    result += length == 24 ? "ID" : text.substr(i, taken);
+    i += taken;
+  }
+  return result;
+}
+
+std::size_t countLines(const std::string& text) {
+  return static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
+}

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <map>
+#include <string>
+#include <vector>
+
+/// How a run of the command ended.
+struct Outcome {
+  int status = -1;
+  std::string out{};
+  std::string err{};
+};
+
+/// Runs the command as a process, in an empty folder and with a store in a file of that folder.
+class Recordctl : public ::testing::Test {
+ protected:
+  Recordctl();
+  ~Recordctl() override;
+
+  Outcome run(const std::vector<std::string>& arguments, const std::string& input = "") const;
+  /// Runs what must succeed, and gives what it wrote.
+  std::string output(const std::vector<std::string>& arguments, const std::string& input = "") const;
+  /// Starts the command with a pipe as its standard input; `finish` waits for it.
+  int start(const std::vector<std::string>& arguments, int& pipe) const;
+  static int finish(int process);
+
+  std::string file(const std::string& name, const std::string& content) const;
+  std::string path(const std::string& name) const { return folder_ / name; }
+  bool storeExists() const { return std::filesystem::exists(folder_ / "store.db"); }
+  /// Imports four plots.
+  void importPlots() const;
+  long long countRecords() const;
+
+  std::map<std::string, std::string> environment{};
+
+ private:
+  std::vector<std::string> environmentOfRun() const;
+
+  std::filesystem::path folder_;
+};
+
+/// A text with "ID" in the place of each object id.
+std::string withoutIds(const std::string& text);
+
+std::size_t countLines(const std::string& text);

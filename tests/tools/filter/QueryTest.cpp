@@ -1,0 +1,86 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "tools/filter/Parser.h"
+#include "tools/filter/Query.h"
+
+using namespace database_provider::recordctl;
+
+namespace {
+
+std::string query(const std::string& text) {
+  return queryOf(parseFilter(text)).toJson();
+}
+
+std::string category(const std::string& condition) {
+  return R"({"recordInfo.category": {"$elemMatch": {"name": "a", "value": )" + condition + "}}}";
+}
+
+std::string description(const std::string& condition) {
+  return R"({"recordInfo.description": {"$elemMatch": {"name": "a", "value": )" + condition + "}}}";
+}
+
+std::string either(const std::string& onCategory, const std::string& onDescription) {
+  return R"({"$or": [)" + category(onCategory) + ", " + description(onDescription) + "]}";
+}
+
+}  // namespace
+
+TEST(FilterQuery, AnEmptyTextIsTheEmptyQuery) {
+  EXPECT_EQ(query(""), "{}");
+}
+
+TEST(FilterQuery, ABareNameStandsForCategoryOrDescription) {
+  EXPECT_EQ(query("a=x"), either(R"("x")", R"("x")"));
+  EXPECT_EQ(query("category:a=x"), category(R"("x")"));
+  EXPECT_EQ(query("description:a=x"), description(R"("x")"));
+}
+
+TEST(FilterQuery, ACategoryComparesWithTheTextAsTyped) {
+  EXPECT_EQ(query("a=30"), either(R"("30")", "30"));
+  EXPECT_EQ(query("a=1e3"), either(R"("1e3")", "1000.0"));
+  EXPECT_EQ(query("a=true"), either(R"("true")", "true"));
+  EXPECT_EQ(query("a=5000000000"), either(R"("5000000000")", "5000000000"));
+  EXPECT_EQ(query("a>2020-01-31"), either(R"({"$gt": "2020-01-31"})", R"({"$gt": {"$date": "2020-01-31T00:00:00Z"}})"));
+}
+
+TEST(FilterQuery, AQuotedValueIsATextEverywhere) {
+  EXPECT_EQ(query("a=\"30\""), either(R"("30")", R"("30")"));
+}
+
+TEST(FilterQuery, NotEqualAsksForAnItemOfTheName) {
+  EXPECT_EQ(query("category:a!=x"), category(R"({"$ne": "x"})"));
+  EXPECT_EQ(query("not category:a=x"), R"({"$nor": [)" + category(R"("x")") + "]}");
+}
+
+TEST(FilterQuery, AListIsOneCondition) {
+  EXPECT_EQ(query("category:a in (x, 30)"), category(R"({"$in": ["x", "30"]})"));
+  EXPECT_EQ(query("description:a in (x, 30, true)"), description(R"({"$in": ["x", 30, true]})"));
+}
+
+TEST(FilterQuery, AnIdIsAnObjectIdWhereItHasTheForm) {
+  EXPECT_EQ(query("id=6b0193fea39dd677b205ee81"), R"({"_id": {"$oid": "6b0193fea39dd677b205ee81"}})");
+  EXPECT_EQ(query("id=42"), R"({"_id": "42"})");
+  EXPECT_EQ(query("id in (42, 6b0193fea39dd677b205ee81)"),
+            R"({"_id": {"$in": ["42", {"$oid": "6b0193fea39dd677b205ee81"}]}})");
+}
+
+TEST(FilterQuery, ChainsAreFlat) {
+  EXPECT_EQ(query("id=1 or id=2 or id=3"), R"({"$or": [{"_id": "1"}, {"_id": "2"}, {"_id": "3"}]})");
+  EXPECT_EQ(query("id=1 and (id=2 and id=3)"), R"({"$and": [{"_id": "1"}, {"$and": [{"_id": "2"}, {"_id": "3"}]}]})");
+}
+
+TEST(FilterQuery, TheDeepestTextFitsADocument) {
+  std::string text = "a=1";
+  for (int i = 0; i < maximalFilterDepth; ++i) text = "(b=1 or c=2 and " + text + ")";
+  EXPECT_NO_THROW(database_client::ObjectProperties::fromJson(query(text)));
+  text = "a=1";
+  for (int i = 0; i < maximalFilterDepth; ++i) text = "not " + text;
+  EXPECT_NO_THROW(database_client::ObjectProperties::fromJson(query(text)));
+}
+
+TEST(FilterQuery, AFilterHoldsTheQuery) {
+  for (const char* text : {"", "a=x", "not (a=1 or b in (2, 3))", "has a or not has b", "id!=7"})
+    EXPECT_EQ(filterOf(text).toObjectProeprties().toJson(), query(text)) << text;
+}

@@ -1,0 +1,63 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "tools/core/Errors.h"
+#include "tools/input/Columns.h"
+
+using namespace database_provider::recordctl;
+
+namespace {
+
+/// The columns of one option each, or what is wrong.
+std::string columns(const std::vector<std::string>& categories, const std::vector<std::string>& descriptions,
+                    const std::vector<std::string>& files) {
+  try {
+    const Columns parsed = parseColumns(categories, descriptions, files);
+    std::string result;
+    for (const std::string& name : parsed.categories) result += "[" + name + "]";
+    for (const auto& column : parsed.descriptions)
+      result += "[" + column.name + ":" + columnTypeName(column.type) + "]";
+    for (const auto& column : parsed.files)
+      result += "[" + objectTypeName(column.kind) + ":" + column.host + ":" + column.name + "]";
+    return result;
+  } catch (const UsageError& error) {
+    return error.what();
+  }
+}
+
+}  // namespace
+
+TEST(Columns, ListsAndRepeatedOptionsAddUp) {
+  EXPECT_EQ(columns({"site,variety", "farm"}, {"yield:double,year:int"}, {"xml:h1:plan", "Archive::raw"}),
+            "[site][variety][farm][yield:double][year:int][xml:h1:plan][archive::raw]");
+}
+
+TEST(Columns, ABackslashMakesAnOrdinaryCharacter) {
+  EXPECT_EQ(columns({"a\\,b,c\\\\d"}, {"e\\:f:long"}, {"xml:h\\:1:g\\,h"}), "[a,b][c\\d][e:f:long][xml:h:1:g,h]");
+}
+
+TEST(Columns, NamesAreNeitherEmptyNorTwice) {
+  EXPECT_EQ(columns({"a,,b"}, {}, {}), "--category: a name is empty");
+  EXPECT_EQ(columns({"a", "a"}, {}, {}), "--category: \"a\" stands twice");
+  EXPECT_EQ(columns({}, {"a:int,a:long"}, {}), "--description: \"a\" stands twice");
+  EXPECT_EQ(columns({"year"}, {"year:int"}, {}), "[year][year:int]");
+}
+
+TEST(Columns, ADescriptionNeedsAKnownType) {
+  EXPECT_EQ(columns({}, {"a"}, {}),
+            "--description: expected NAME:TYPE, found \"a\"; types are string, bool, int, long, double, time");
+  EXPECT_EQ(columns({}, {"a:float"}, {}),
+            "--description: unknown type \"float\" of \"a\"; types are string, bool, int, long, double, time");
+}
+
+TEST(Columns, AFileNeedsAKindAHostAndAColumn) {
+  EXPECT_EQ(columns({}, {}, {"xml:a"}), "--file: expected KIND:HOST:COLUMN, found \"xml:a\"");
+  EXPECT_EQ(columns({}, {}, {"pdf:h:a"}),
+            "--file: unknown kind \"pdf\"; xml, media, archive, document and extraXml are known");
+}
+
+TEST(Columns, EveryColumnIsNamedOnce) {
+  EXPECT_EQ(parseColumns({"a,b"}, {"b:int,c:int"}, {"xml::a", "xml::d"}).names(),
+            (std::vector<std::string>{"a", "b", "c", "d"}));
+}

@@ -1,0 +1,179 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "tests/tools/input/TemporaryFile.h"
+#include "tools/core/Errors.h"
+#include "tools/input/RowReader.h"
+
+using namespace database_provider::recordctl;
+
+namespace {
+
+std::string shown(const Row& row) {
+  if (!row.problem.empty()) return std::to_string(row.number) + "!" + row.problem;
+  return std::to_string(row.number) + row.document().toJson();
+}
+
+/// The rows of a file, one after the other; what is wrong with the file stands at the end, without its name.
+std::string rowsOf(const std::string& content, RowFormat format) {
+  const TemporaryFile file(content);
+  std::string result;
+  try {
+    const auto reader = openRows(file.path(), format);
+    Row row;
+    while (reader->next(row)) result += shown(row) + "\n";
+    EXPECT_FALSE(reader->next(row)) << "the end stays the end";
+  } catch (const UsageError& error) {
+    result += "error" + std::string(error.what()).substr(file.path().size());
+  }
+  return result;
+}
+
+std::string json(const std::string& content) {
+  return rowsOf(content, RowFormat::json);
+}
+std::string jsonl(const std::string& content) {
+  return rowsOf(content, RowFormat::jsonl);
+}
+std::string csv(const std::string& content) {
+  return rowsOf(content, RowFormat::csv);
+}
+
+}  // namespace
+
+TEST(JsonArrayReader, RowsAreTheObjectsOfTheArray) {
+  EXPECT_EQ(json("[ {\"a\": 1},\n{\"b\": [1, {\"c\": null}]} ]\n"), "1{\"a\": 1}\n2{\"b\": [1, {\"c\": null}]}\n");
+}
+
+TEST(JsonArrayReader, AnEmptyArrayHasNoRows) {
+  EXPECT_EQ(json(" [ ] "), "");
+}
+
+TEST(JsonArrayReader, ElementsThatAreNoObjectsAreBadRows) {
+  EXPECT_EQ(json("[1,[2],\"x\",null,{}]"),
+            "1!expected an object\n2!expected an object\n3!expected an object\n4!expected an object\n5{}\n");
+}
+
+TEST(JsonArrayReader, WhatIsNoJsonEndsTheReading) {
+  EXPECT_EQ(json("[{\"a\":1},{\"a\":}]"), "1{\"a\": 1}\nerror:2: not JSON: Invalid value. (at byte 5 of the row)");
+  EXPECT_EQ(json("[{\"a\":1}"), "1{\"a\": 1}\nerror:2: not JSON: the array has no end");
+  EXPECT_EQ(json("["), "error:1: not JSON: the array has no end");
+  EXPECT_EQ(json("[{\"a\":1} {\"a\":2}]"), "1{\"a\": 1}\nerror:2: not JSON: expected a comma or the end of the array");
+  EXPECT_EQ(json("[{\"a\":1},]").substr(0, 27), "1{\"a\": 1}\nerror:2: not JSON");
+  EXPECT_EQ(json("[] x"), "error: something follows the end of the array");
+}
+
+TEST(JsonArrayReader, AFileThatIsNoArrayIsRefused) {
+  EXPECT_EQ(json(""), "error: expected a JSON array of objects");
+  EXPECT_EQ(json("{\"a\":1}"), "error: expected an array of objects; objects on lines are --format jsonl");
+}
+
+TEST(JsonArrayReader, TextThatIsNoUtf8IsRefused) {
+  EXPECT_NE(json("[{\"a\":\"\xff\"}]").find("not JSON: Invalid encoding"), std::string::npos);
+}
+
+TEST(JsonArrayReader, AByteOrderMarkIsPassedOver) {
+  EXPECT_EQ(json("\xEF\xBB\xBF[{\"a\":1}]"), "1{\"a\": 1}\n");
+}
+
+TEST(JsonArrayReader, NumbersOfTheRowsOwnLevelAreKeptAsTyped) {
+  const TemporaryFile file("[{\"a\":1.50,\"b\":{\"c\":7.0},\"d\":[1e0],\"e\":-1E+2}]");
+  const auto reader = openRows(file.path(), RowFormat::json);
+  Row row;
+  ASSERT_TRUE(reader->next(row));
+  EXPECT_EQ(row.numbers, (std::map<std::string, std::string>{{"a", "1.50"}, {"e", "-1E+2"}}));
+  EXPECT_EQ(row.keys, (std::vector<std::string>{"a", "b", "d", "e"}));
+}
+
+TEST(JsonArrayReader, ADeepRowIsNoDangerToTheStack) {
+  const std::string deep = std::string(100'000, '[') + std::string(100'000, ']');
+  const TemporaryFile file("[{\"a\":" + deep + "}]");
+  const auto reader = openRows(file.path(), RowFormat::json);
+  Row row;
+  ASSERT_TRUE(reader->next(row));
+  EXPECT_THROW(row.document(), database_client::Error);
+}
+
+TEST(JsonArrayReader, RowsReachOverTheBuffersEdge) {
+  std::string content = "[";
+  for (int i = 0; i < 20'000; ++i) content += (i == 0 ? "" : ",") + std::string("{\"n\":") + std::to_string(i) + "}";
+  const TemporaryFile file(content + "]");
+  const auto reader = openRows(file.path(), RowFormat::json);
+  Row row;
+  int count = 0;
+  while (reader->next(row)) ASSERT_EQ(row.document().valueAsInt32("n", -1), count++);
+  EXPECT_EQ(count, 20'000);
+}
+
+TEST(JsonLinesReader, EmptyLinesArePassedOver) {
+  EXPECT_EQ(jsonl("{\"a\":1}\r\n\n  \n{\"a\":2}"), "1{\"a\": 1}\n2{\"a\": 2}\n");
+  EXPECT_EQ(jsonl(""), "");
+}
+
+TEST(JsonLinesReader, ALineThatIsNoJsonIsABadRow) {
+  EXPECT_EQ(jsonl("{\"a\":\n{\"a\":2}\n7\n{} {}\n"),
+            "1!not JSON: Invalid value. (at byte 5 of the row)\n2{\"a\": 2}\n3!expected an object\n"
+            "4!not JSON: something follows the object\n");
+}
+
+TEST(CsvReader, TheHeaderNamesTheColumns) {
+  EXPECT_EQ(csv("a,b\n1,x\n2,y\n"), "1{\"a\": \"1\", \"b\": \"x\"}\n2{\"a\": \"2\", \"b\": \"y\"}\n");
+}
+
+TEST(CsvReader, QuotesHoldCommasQuotesAndLineEnds) {
+  EXPECT_EQ(csv("a,b\r\n\"x,y\",\"say \"\"so\"\"\r\ntwice\"\r\n"),
+            "1{\"a\": \"x,y\", \"b\": \"say \\\"so\\\"\\r\\ntwice\"}\n");
+}
+
+TEST(CsvReader, BlanksBelongToTheCell) {
+  EXPECT_EQ(csv("a,b\n x , \n"), "1{\"a\": \" x \", \"b\": \" \"}\n");
+}
+
+TEST(CsvReader, TheLastLineNeedsNoEnd) {
+  EXPECT_EQ(csv("a\n1"), "1{\"a\": \"1\"}\n");
+}
+
+TEST(CsvReader, AHeaderAloneHasNoRows) {
+  EXPECT_EQ(csv("a,b\n"), "");
+  EXPECT_EQ(csv("a,b"), "");
+}
+
+TEST(CsvReader, AByteOrderMarkIsPassedOver) {
+  EXPECT_EQ(csv("\xEF\xBB\xBF\"a\"\n1\n"), "1{\"a\": \"1\"}\n");
+}
+
+TEST(CsvReader, ARowOfAnotherLengthIsBad) {
+  EXPECT_EQ(csv("a,b\n1\n1,2\n1,2,3\n"),
+            "1!expected 2 cells, found 1\n2{\"a\": \"1\", \"b\": \"2\"}\n3!expected 2 cells, found 3\n");
+}
+
+TEST(CsvReader, AStrayQuoteEndsTheReading) {
+  EXPECT_EQ(csv("a,b\nx\"y,2\n"), "error:1: not CSV: a quote stands inside a cell that is not quoted");
+  EXPECT_EQ(csv("a,b\n1,\"2\n"), "error:1: not CSV: a quote is not closed");
+}
+
+TEST(CsvReader, AColumnNameThatStandsTwiceIsRefused) {
+  EXPECT_EQ(csv("a,b,a\n"), "error: the header has \"a\" twice");
+  EXPECT_EQ(csv(""), "error: the file is empty; expected a header");
+}
+
+TEST(RowFormat, TheEndingTellsTheFormatUnlessOneIsNamed) {
+  EXPECT_EQ(rowFormat("", "plots.json"), RowFormat::json);
+  EXPECT_EQ(rowFormat("", "plots.jsonl"), RowFormat::jsonl);
+  EXPECT_EQ(rowFormat("", "plots.ndjson"), RowFormat::jsonl);
+  EXPECT_EQ(rowFormat("", "plots.csv"), RowFormat::csv);
+  EXPECT_EQ(rowFormat("records", "plots.json"), RowFormat::records);
+  EXPECT_THROW(rowFormat("", "plots.txt"), UsageError);
+  EXPECT_THROW(rowFormat("", "-"), UsageError);
+  EXPECT_THROW(rowFormat("xml", "plots.json"), UsageError);
+}
+
+TEST(RowReader, AFileThatIsNotThereIsNamed) {
+  try {
+    openRows("/nowhere/plots.json", RowFormat::json);
+    FAIL() << "no error";
+  } catch (const UsageError& error) {
+    EXPECT_STREQ(error.what(), "/nowhere/plots.json: No such file or directory");
+  }
+}

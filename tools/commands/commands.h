@@ -1,0 +1,28 @@
+#pragma once
+
+#include "tools/core/Command.h"
+#include "tools/core/Session.h"
+
+namespace database_provider::recordctl {
+
+// Each adds one command to the command line; the session must outlive it.
+
+void addImport(const Command& commands, Session& session);
+void addImportSumo(const Command& commands, Session& session);
+void addList(const Command& commands, Session& session);
+void addShow(const Command& commands, Session& session);
+void addNames(const Command& commands, Session& session);
+void addCategoriesCommand(const Command& commands, Session& session);
+void addFacets(const Command& commands, Session& session);
+void addSources(const Command& commands, Session& session);
+void addExport(const Command& commands, Session& session);
+void addRemove(const Command& commands, Session& session);
+void addUsers(const Command& commands, Session& session);
+void addSettings(const Command& commands, Session& session);
+void addInit(const Command& commands, Session& session);
+void addExplain(const Command& commands, Session& session);
+void addCheck(const Command& commands, Session& session);
+void addCompact(const Command& commands, Session& session);
+void addCopy(const Command& commands, Session& session);
+
+}  // namespace database_provider::recordctl

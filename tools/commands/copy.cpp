@@ -1,0 +1,179 @@
+#include <iostream>
+#include <memory>
+#include <utility>
+
+#include "tools/commands/commands.h"
+#include "tools/commands/options.h"
+#include "tools/core/Interrupt.h"
+#include "tools/core/Progress.h"
+#include "tools/core/Text.h"
+
+namespace database_provider::recordctl {
+
+namespace {
+
+struct CopyOptions {
+  std::string from{};
+  std::string to{};
+  Login fromLogin{};
+};
+
+struct Counts {
+  std::size_t copied = 0;
+  std::size_t alike = 0;
+  std::size_t different = 0;
+};
+
+struct Place {
+  std::string database;
+  std::string collection;
+  std::vector<std::string> key;  ///< what tells one document from another
+};
+
+/// Everything of the library that can be read; users are not, since a store never hands out their credentials.
+std::vector<Place> places() {
+  std::vector<Place> result;
+  for (const RecordKind kind : {RecordKind::experiment, RecordKind::scenario}) {
+    const RecordPlace place = placeOf(kind);
+    result.push_back({place.database, place.collection, {"_id"}});
+    result.push_back({place.database, "configuration", {}});
+  }
+  result.push_back({databaseTypeToString(DatabaseType::databaseManager), "customization", {"user", "tag"}});
+  return result;
+}
+
+/// Copies the documents of one place, in batches.
+class PlaceCopy {
+ public:
+  PlaceCopy(DataBaseClient& to, const Place& place, Counts& counts, Progress& progress)
+      : to_(to), place_(place), counts_(counts), progress_(progress) {}
+
+  void add(ObjectProperties&& document) {
+    checkInterrupt();
+    size_ += document.toBson().size();
+    batch_.push_back(std::move(document));
+    if (batch_.size() >= mostDocuments || size_ >= mostBytes) flush();
+  }
+
+  void flush() {
+    std::vector<const ObjectProperties*> missing;
+    for (const ObjectProperties& document : batch_) {
+      if (place_.key == idAlone || !isThere(document)) missing.push_back(&document);
+    }
+    if (!missing.empty()) insert(missing);
+    batch_.clear();
+    size_ = 0;
+    progress_.update(0, counts_.copied + counts_.alike + counts_.different);
+  }
+
+ private:
+  static constexpr std::size_t mostDocuments = 1000;
+  static constexpr std::size_t mostBytes = 8U << 20U;
+  const std::vector<std::string> idAlone{"_id"};
+
+  /// The store itself tells which ids are there; looking for each of them first would take far longer.
+  void insert(const std::vector<const ObjectProperties*>& documents) {
+    std::vector<std::string> ids;
+    const auto failures = to_.insertMany(place_.database, place_.collection, documents, ids);
+    for (const auto& failure : failures) {
+      const ObjectProperties& document = *documents.at(failure.index);
+      const bool isDuplicate = failure.error.kind() == database_client::Error::Kind::duplicateKey;
+      if (!isDuplicate || !isThere(document)) tellDifferent(document, failure.error.what());
+    }
+    counts_.copied += documents.size() - failures.size();
+  }
+
+  ObjectProperties queryFor(const ObjectProperties& document) const {
+    ObjectProperties query;
+    for (const std::string& key : place_.key) query.copyValue(key, document, key);
+    return query;
+  }
+
+  /// Looks for the document's counterpart and compares the two; false when there is none.
+  bool isThere(const ObjectProperties& document) {
+    bool isFound = false;
+    to_.findEach(place_.database, place_.collection, queryFor(document), ObjectProperties(), 1, 0,
+                 [&](ObjectProperties& other) {
+                   isFound = true;
+                   if (areAlike(document, other))
+                     ++counts_.alike;
+                   else
+                     tellDifferent(document, "differs, and stays as it is");
+                   return false;
+                 });
+    return isFound;
+  }
+
+  /// Documents that are told apart by other keys may have ids of their own.
+  bool areAlike(ObjectProperties left, ObjectProperties right) const {
+    if (place_.key != idAlone) {
+      left.removeKey("_id");
+      right.removeKey("_id");
+    }
+    return left.toBson() == right.toBson();
+  }
+
+  void tellDifferent(const ObjectProperties& document, const std::string& reason) {
+    ++counts_.different;
+    progress_.hide();
+    std::cerr << place_.database << '/' << place_.collection;
+    if (!place_.key.empty()) std::cerr << ' ' << printable(queryFor(document).toJson());
+    std::cerr << ": " << printable(reason) << '\n';
+  }
+
+  DataBaseClient& to_;
+  const Place& place_;
+  Counts& counts_;
+  Progress& progress_;
+  std::vector<ObjectProperties> batch_{};
+  std::size_t size_ = 0;
+};
+
+void tell(const Session& session, const Counts& counts) {
+  const std::size_t all = counts.copied + counts.alike + counts.different;
+  if (session.json()) {
+    ObjectProperties result;
+    result.setValueInt64("records", static_cast<std::int64_t>(all));
+    result.setValueInt64("problems", static_cast<std::int64_t>(counts.different));
+    return writeJson(result);
+  }
+  std::cout << counts.copied << " documents copied, " << counts.alike << " were there already, " << counts.different
+            << " differ\n";
+}
+
+void copy(Session& session, const CopyOptions& options) {
+  const Login& login = session.options.login;
+  const bool hasOwnLogin = !options.fromLogin.user.empty();
+  const std::string password = passwordOf(login);
+  const auto from =
+      hasOwnLogin ? connectTo(options.from, options.fromLogin.user, passwordOf(options.fromLogin), Access::existing)
+                  : connectTo(options.from, login.user, password, Access::existing);
+  const auto to = connectTo(options.to, login.user, password, Access::create);
+  Counts counts;
+  Progress progress(0);
+  for (const Place& place : places()) {
+    PlaceCopy copying(*to, place, counts, progress);
+    from->findEach(place.database, place.collection, {}, {}, 0, 0, [&](ObjectProperties& document) {
+      copying.add(std::move(document));
+      return true;
+    });
+    copying.flush();
+  }
+  progress.hide();
+  if (counts.different > 0) session.noteFailure();
+  tell(session, counts);
+}
+
+}  // namespace
+
+void addCopy(const Command& commands, Session& session) {
+  auto options = std::make_shared<CopyOptions>();
+  const Command command = commands.add("copy", "Copy records, configuration and settings to another store");
+  command.argument("FROM", options->from, "a store, as --store takes it");
+  command.argument("TO", options->to, "another one; what it has already stays");
+  command.option("--from-user", "NAME", options->fromLogin.user, "who asks FROM, where that is not --user");
+  command.option("--from-password-file", "FILE", options->fromLogin.passwordFile, "the password of --from-user");
+  command.run([&session, options] { copy(session, *options); });
+}
+
+}  // namespace database_provider::recordctl

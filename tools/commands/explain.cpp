@@ -1,0 +1,33 @@
+#include <iostream>
+#include <memory>
+
+#include "tools/commands/commands.h"
+#include "tools/commands/options.h"
+
+namespace database_provider::recordctl {
+
+namespace {
+
+void explain(Session& session, const SelectionOptions& options) {
+  const RecordPlace place = placeOf(options.kind.kind());
+  const Selection selection = options.selection();
+  const ObjectProperties plan =
+      session.store(Access::existing).explain(place.database, place.collection, selection.filter.toObjectProeprties());
+  if (session.json()) return writeJson(plan);
+  const std::string index = plan.valueAsString("index", "");
+  std::cout << "query     " << selection.filter.toObjectProeprties().toJson() << '\n'
+            << "index     " << (index.empty() ? "none: every record is read" : index) << '\n'
+            << "examined  " << plan.valueAsInt64("examined", 0) << '\n'
+            << "returned  " << plan.valueAsInt64("returned", 0) << '\n';
+}
+
+}  // namespace
+
+void addExplain(const Command& commands, Session& session) {
+  auto options = std::make_shared<SelectionOptions>();
+  const Command command = commands.add("explain", "How the store finds what a filter selects");
+  options->addTo(command);
+  command.run([&session, options] { explain(session, *options); });
+}
+
+}  // namespace database_provider::recordctl

@@ -1,0 +1,103 @@
+#include <iostream>
+#include <memory>
+
+#include "tools/commands/commands.h"
+#include "tools/commands/options.h"
+#include "tools/core/Terminal.h"
+#include "tools/core/Text.h"
+
+namespace database_provider::recordctl {
+
+namespace {
+
+struct RemoveOptions {
+  std::vector<std::string> ids{};
+  SelectionOptions selection{};
+  bool all = false;
+  bool yes = false;
+  bool dryRun = false;
+};
+
+DatabaseFilter filterOfIds(const std::vector<std::string>& ids) {
+  ObjectProperties query;
+  query.beginGroup("_id");
+  query.beginArray("$in");
+  for (std::size_t i = 0; i < ids.size(); ++i) query.setValueId(std::to_string(i), ids[i]);
+  query.endArray();
+  query.endGroup();
+  DatabaseFilter result;
+  result.fromObjectProperties(query);
+  return result;
+}
+
+/// What is to go. An empty filter never stands for everything; whoever means that says so.
+DatabaseFilter filterOf(const RemoveOptions& options) {
+  const bool hasFilter = !options.selection.where.empty();
+  if (static_cast<int>(!options.ids.empty()) + static_cast<int>(hasFilter) + static_cast<int>(options.all) > 1)
+    throw UsageError("IDs, --where and --all exclude each other");
+  if (!options.ids.empty()) return filterOfIds(options.ids);
+  DatabaseFilter filter = options.selection.selection().filter;
+  if (!options.all && filter.toObjectProeprties().isEmpty())
+    throw UsageError("what is to be removed? Give IDs, --where FILTER, or --all for every record");
+  return filter;
+}
+
+std::string records(long long count) {
+  return std::to_string(count) + (count == 1 ? " record" : " records");
+}
+
+bool isAllowed(const RemoveOptions& options, long long count) {
+  if (options.yes || count == 0) return true;
+  if (!standardInputIsTerminal()) throw UsageError("nobody can be asked; --yes removes " + records(count));
+  return confirmed("Remove " + records(count) + "?");
+}
+
+void tellMissing(Session& session, const RemoveOptions& options, long long count) {
+  const auto missing = static_cast<long long>(options.ids.size()) - count;
+  if (options.ids.empty() || missing <= 0) return;
+  std::cerr << "recordctl: " << missing << " of the ids " << (missing == 1 ? "is" : "are") << " not there\n";
+  session.noteFailure();
+}
+
+void tell(const Session& session, const RemoveOptions& options, long long count) {
+  if (session.json()) {
+    ObjectProperties result;
+    result.setValueInt64("removed", options.dryRun ? 0 : count);
+    writeJson(result);
+  } else {
+    std::cout << records(count) << (options.dryRun ? " would be removed" : " removed") << '\n';
+  }
+}
+
+void remove(Session& session, const RemoveOptions& options) {
+  const DatabaseFilter filter = filterOf(options);
+  const RecordKind kind = options.selection.kind.kind();
+  const RecordPlace place = placeOf(kind);
+  const auto provider = session.provider(kind, Access::existing);
+  DataBaseClient& client = session.store(Access::existing);
+  const ObjectProperties query = filter.toObjectProeprties();
+  const long long count = client.count(place.database, place.collection, query);
+  if (options.dryRun) return tell(session, options, count);
+  if (!isAllowed(options, count)) {
+    std::cerr << "recordctl: nothing was removed\n";
+    return tell(session, options, 0);
+  }
+  provider->remove(filter);
+  tell(session, options, count - client.count(place.database, place.collection, query));
+  tellMissing(session, options, count);
+}
+
+}  // namespace
+
+void addRemove(const Command& commands, Session& session) {
+  auto options = std::make_shared<RemoveOptions>();
+  const Command command = commands.add("remove", "Remove records");
+  command.optionalArguments("ID", options->ids, "ids of records");
+  options->selection.addTo(command);
+  command.flag("--all", options->all, "every record");
+  command.flag("--yes,-y", options->yes, "do not ask");
+  command.flag("--dry-run", options->dryRun, "only say how many");
+  command.run([&session, options] { remove(session, *options); });
+}
+
+}  // namespace database_provider::recordctl

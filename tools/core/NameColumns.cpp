@@ -1,0 +1,115 @@
+#include "tools/core/NameColumns.h"
+
+#include <algorithm>
+
+#include "tools/core/Errors.h"
+#include "tools/core/Show.h"
+#include "tools/core/Text.h"
+
+namespace database_provider::recordctl {
+
+namespace {
+
+Name parseName(const std::string& text) {
+  const auto parts = splitEscaped(text, ':');
+  if (parts.size() == 1 && text == "id") return {Field::id, ""};
+  Name result{Field::any, unescaped(parts.back())};
+  if (parts.size() == 2 && parts.front() == "category")
+    result.field = Field::category;
+  else if (parts.size() == 2 && parts.front() == "description")
+    result.field = Field::description;
+  else if (parts.size() != 1)
+    throw UsageError("--columns: before a colon stands category or description, found " + inQuotes(text));
+  if (result.text.empty()) throw UsageError("--columns: a name is empty");
+  return result;
+}
+
+Table::Cell cellOf(const StoredRecord& stored, const Name& name) {
+  if (name.field == Field::id) return {stored.id};
+  if (name.field == Field::description) return descriptionCell(*stored.record, name.text);
+  std::string category = stored.record->categoryValue(name.text, "");
+  if (!category.empty() || name.field == Field::category) return {std::move(category)};
+  return descriptionCell(*stored.record, name.text);
+}
+
+}  // namespace
+
+NameColumns NameColumns::parse(const std::string& text) {
+  NameColumns result;
+  for (const std::string& piece : splitEscaped(text, ',')) result.columns_.push_back({parseName(piece), true});
+  return result;
+}
+
+NameColumns NameColumns::ofNames(const std::vector<std::string>& firstCategories) {
+  NameColumns result;
+  result.columns_.push_back({{Field::id, ""}, true});
+  for (const std::string& name : firstCategories) result.columns_.push_back({{Field::category, name}, false});
+  return result;
+}
+
+bool NameColumns::has(Field field, const std::string& name) const {
+  return std::any_of(columns_.begin(), columns_.end(), [&](const Column& column) {
+    return column.name.text == name && (column.name.field == field || column.name.field == Field::any);
+  });
+}
+
+/// Categories stand before descriptions.
+void NameColumns::add(Field field, const std::string& name) {
+  auto place = columns_.end();
+  if (field == Field::category) {
+    place = std::find_if(columns_.begin(), columns_.end(),
+                         [](const Column& column) { return column.name.field == Field::description; });
+  }
+  columns_.insert(place, {{field, name}, true});
+}
+
+void NameColumns::addNamesOf(const DatabaseRecordInterface& record) {
+  for (const std::string& name : categoryNames(record)) {
+    if (!has(Field::category, name)) add(Field::category, name);
+  }
+  for (const std::string& name : descriptionNames(record)) {
+    if (!has(Field::description, name)) add(Field::description, name);
+  }
+  for (Column& column : columns_) {
+    if (column.name.field == Field::category && !record.categoryValue(column.name.text, "").empty())
+      column.isUsed = true;
+  }
+}
+
+bool NameColumns::cover(const DatabaseRecordInterface& record) const {
+  const auto categories = categoryNames(record);
+  const auto descriptions = descriptionNames(record);
+  return std::all_of(categories.begin(), categories.end(),
+                     [this](const std::string& name) { return has(Field::category, name); }) &&
+         std::all_of(descriptions.begin(), descriptions.end(),
+                     [this](const std::string& name) { return has(Field::description, name); });
+}
+
+void NameColumns::dropUnused() {
+  columns_.erase(std::remove_if(columns_.begin(), columns_.end(), [](const Column& column) { return !column.isUsed; }),
+                 columns_.end());
+}
+
+/// A name that is both a category and a description is shown with its prefix.
+std::vector<Table::Column> NameColumns::headings() const {
+  std::vector<Table::Column> result;
+  for (const Column& column : columns_) {
+    const Name& name = column.name;
+    const bool isTwice = std::count_if(columns_.begin(), columns_.end(), [&](const Column& other) {
+                           return other.name.text == name.text && other.name.field != Field::id;
+                         }) > 1;
+    std::string heading = name.field == Field::id ? "id" : name.text;
+    if (name.field == Field::category && isTwice) heading = "category:" + heading;
+    if (name.field == Field::description && isTwice) heading = "description:" + heading;
+    result.push_back({heading, name.field == Field::id});
+  }
+  return result;
+}
+
+Table::Row NameColumns::rowOf(const StoredRecord& stored) const {
+  Table::Row result;
+  for (const Column& column : columns_) result.push_back(cellOf(stored, column.name));
+  return result;
+}
+
+}  // namespace database_provider::recordctl

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "tools/core/Records.h"
+#include "tools/core/Table.h"
+#include "tools/filter/Expression.h"
+
+namespace database_provider::recordctl {
+
+/// The columns of a table of records: the id, categories and descriptions.
+class NameColumns {
+ public:
+  /// Those that are asked for: "A,B", each a name, `category:NAME`, `description:NAME` or `id`. Throws `UsageError`.
+  static NameColumns parse(const std::string& text);
+  /// The id; categories and descriptions come with `addNamesOf`, the ones given here first.
+  static NameColumns ofNames(const std::vector<std::string>& firstCategories);
+
+  /// Adds what a record has and no column shows yet.
+  void addNamesOf(const DatabaseRecordInterface& record);
+  /// Whether every category and description of the record has its column.
+  bool cover(const DatabaseRecordInterface& record) const;
+  /// Leaves out the categories given first that no record had.
+  void dropUnused();
+
+  std::vector<Table::Column> headings() const;
+  Table::Row rowOf(const StoredRecord& stored) const;
+
+ private:
+  struct Column {
+    Name name;
+    bool isUsed;
+  };
+
+  bool has(Field field, const std::string& name) const;
+  void add(Field field, const std::string& name);
+
+  std::vector<Column> columns_{};
+};
+
+}  // namespace database_provider::recordctl

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <database_provider/database_provider.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace database_provider::recordctl {
+
+enum class RecordKind { experiment, scenario };
+
+/// Where the records of a kind are kept.
+struct RecordPlace {
+  std::string database;
+  std::string collection;
+};
+
+RecordPlace placeOf(RecordKind kind);
+
+/// The provider of a kind, working through `client`, which must outlive it.
+std::unique_ptr<DatabaseProviderInterface> providerOf(RecordKind kind, DataBaseClient& client);
+
+/// An empty record of a kind.
+std::unique_ptr<DatabaseRecordInterface> newRecordOf(RecordKind kind);
+
+/// The record of a document, which loses its "_id" to it.
+struct StoredRecord {
+  std::string id;
+  std::unique_ptr<DatabaseRecordInterface> record;
+};
+StoredRecord recordOf(RecordKind kind, ObjectProperties&& document);
+
+/// What selects records: at most `limit` (0: all) of those that the filter selects, after the first `skip`.
+struct Selection {
+  DatabaseFilter filter{};
+  int limit = 0;
+  int skip = 0;
+};
+
+/// Hands over the records that a selection holds, in the store's order, one at a time.
+void forEachRecord(RecordKind kind, DataBaseClient& client, const Selection& selection,
+                   const std::function<void(StoredRecord)>& receive);
+
+/// As `forEachRecord`, the documents as they are stored. `projection` as in `DataBaseClient::find`.
+void forEachDocument(RecordKind kind, DataBaseClient& client, const Selection& selection,
+                     const ObjectProperties& projection, const std::function<void(ObjectProperties&)>& receive);
+
+}  // namespace database_provider::recordctl

@@ -1,0 +1,83 @@
+#pragma once
+
+#include <database_provider/database_provider.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "tools/core/Errors.h"
+#include "tools/core/Records.h"
+
+namespace database_provider::recordctl {
+
+/// Who asks, as it was given on the command line.
+struct Login {
+  std::string user{};
+  std::string passwordFile{};
+};
+
+/// What stands before every command.
+struct GlobalOptions {
+  std::string store{};
+  Login login{};
+  bool json = false;
+};
+
+/// Whether a store in a file that is not there is made.
+enum class Access { existing, create };
+
+/// An address as `--store` takes it: "file:PATH", a host, a host and its port, or a "mongodb://" address.
+struct StoreAddress {
+  std::string host;
+  int port = 27017;
+
+  /// Throws `UsageError`; also for a "mongodb://" address with a password in it that was an argument, since arguments
+  /// can be read by everybody on the machine.
+  static StoreAddress parse(const std::string& text, Access access);
+};
+
+/// The password from a file, from RECORDCTL_PASSWORD, or from a prompt; empty without a user.
+std::string passwordOf(const Login& login);
+
+/// The first line of a file.
+std::string readPasswordFile(const std::string& path);
+
+/// A store that cannot be reached, or that refuses.
+class StoreError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// Connects, or throws `StoreError` with the reason.
+std::unique_ptr<DataBaseClient> connectTo(const std::string& store, const std::string& user,
+                                          const std::string& password, Access access);
+
+/// One run of the command: the options, the connection that they ask for, and how the run ends.
+class Session {
+ public:
+  GlobalOptions options{};
+
+  bool json() const { return options.json; }
+  /// The connection, made by the first call.
+  DataBaseClient& store(Access access);
+  std::unique_ptr<DatabaseProviderInterface> provider(RecordKind kind, Access access);
+  /// The users of the store; the connection is one of its own.
+  std::unique_ptr<UsersDatabaseInterface> users(Access access);
+
+  /// Some rows or records failed; the rest went on.
+  void noteFailure() { status_ = ExitStatus::someFailed; }
+  ExitStatus status() const { return status_; }
+
+ private:
+  const std::string& password();
+
+  std::optional<std::string> password_{};
+  std::unique_ptr<DataBaseClient> client_{};
+  ExitStatus status_ = ExitStatus::done;
+};
+
+/// Writes one JSON object as a line to standard output.
+void writeJson(const ObjectProperties& document);
+
+}  // namespace database_provider::recordctl

@@ -1,0 +1,97 @@
+#include "tools/input/InputFile.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "tools/core/Errors.h"
+#include "tools/core/Interrupt.h"
+#include "tools/input/Row.h"
+
+namespace database_provider::recordctl {
+
+namespace {
+
+constexpr std::size_t bufferSize = 1U << 16U;
+constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
+
+[[noreturn]] void fail(const std::string& path) {
+  throw UsageError(path + ": " + std::strerror(errno));
+}
+
+}  // namespace
+
+InputFile::InputFile(const std::string& path)
+    : path_(path),
+      descriptor_(path == "-" ? STDIN_FILENO : ::open(path.c_str(), O_RDONLY | O_CLOEXEC)),
+      buffer_(bufferSize) {
+  if (descriptor_ < 0) fail(path_);
+  struct stat status {};
+  if (::fstat(descriptor_, &status) == 0 && S_ISREG(status.st_mode)) size_ = static_cast<std::uint64_t>(status.st_size);
+  skipByteOrderMark();
+}
+
+InputFile::~InputFile() {
+  if (descriptor_ > STDIN_FILENO) ::close(descriptor_);
+}
+
+bool InputFile::fill() {
+  next_ = end_ = 0;
+  for (;;) {
+    checkInterrupt();
+    const ssize_t count = ::read(descriptor_, buffer_.data(), buffer_.size());
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) fail(path_);
+    end_ = static_cast<std::size_t>(count);
+    return count > 0;
+  }
+}
+
+void InputFile::skipByteOrderMark() {
+  if (!hasMore() || buffer_.front() != byteOrderMark.front()) return;
+  while (end_ < byteOrderMark.size()) {  // a pipe may hand over less at a time
+    const ssize_t count = ::read(descriptor_, buffer_.data() + end_, buffer_.size() - end_);
+    if (count <= 0) return;
+    end_ += static_cast<std::size_t>(count);
+  }
+  if (std::string_view(buffer_.data(), byteOrderMark.size()) == byteOrderMark) next_ = consumed_ = byteOrderMark.size();
+}
+
+char InputFile::take() {
+  if (!hasMore()) return '\0';
+  ++consumed_;
+  return buffer_[next_++];
+}
+
+std::string_view InputFile::takeChunk() {
+  if (!hasMore()) return {};
+  const std::string_view result(buffer_.data() + next_, end_ - next_);
+  consumed_ += result.size();
+  next_ = end_;
+  return result;
+}
+
+bool InputFile::takeLine(std::string& line) {
+  line.clear();
+  if (!hasMore()) return false;
+  while (hasMore()) {
+    const char* begin = buffer_.data() + next_;
+    const char* end = buffer_.data() + end_;
+    const char* stop = std::find(begin, end, '\n');
+    line.append(begin, stop);
+    const bool isWhole = stop != end;
+    const auto used = static_cast<std::size_t>(stop - begin) + (isWhole ? 1 : 0);
+    next_ += used;
+    consumed_ += used;
+    if (isWhole) break;
+    if (line.size() > maximalRowSize) throw UsageError(path_ + ": a line is longer than any record can be");
+  }
+  if (!line.empty() && line.back() == '\r') line.pop_back();
+  return true;
+}
+
+}  // namespace database_provider::recordctl

@@ -1,0 +1,111 @@
+#include "tools/input/SumoConfig.h"
+
+#include <algorithm>
+#include <initializer_list>
+#include <pugixml.hpp>
+
+#include "tools/core/Errors.h"
+#include "tools/core/Text.h"
+#include "tools/values/Number.h"
+
+namespace database_provider::recordctl {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// SUMO takes an option under its names wherever it stands; the groups around it are for readers.
+std::optional<std::string> valueOf(const pugi::xml_node& root, std::initializer_list<const char*> names) {
+  const pugi::xml_node found = root.find_node([&](const pugi::xml_node& node) {
+    const std::string name = node.name();
+    return std::any_of(names.begin(), names.end(), [&](const char* candidate) { return name == candidate; });
+  });
+  if (!found) return std::nullopt;
+  for (const char* attribute : {"value", "v"}) {
+    if (found.attribute(attribute)) return found.attribute(attribute).value();
+  }
+  return found.text().get();
+}
+
+std::string trimmed(const std::string& text) {
+  const std::size_t begin = text.find_first_not_of(" \t\r\n");
+  if (begin == std::string::npos) return "";
+  return text.substr(begin, text.find_last_not_of(" \t\r\n") - begin + 1);
+}
+
+/// Seconds, or "[days:]hours:minutes:seconds".
+std::optional<double> parseSeconds(const std::string& text) {
+  const auto parts = splitEscaped(text, ':');
+  if (parts.size() == 1) return parseReal(text);
+  if (parts.size() != 3 && parts.size() != 4) return std::nullopt;
+  double result = 0;
+  for (std::size_t i = 0; i < parts.size(); ++i) {
+    const auto number = parseReal(parts[i]);
+    if (!number || *number < 0) return std::nullopt;
+    const bool isHours = parts.size() == 4 && i == 1;
+    result = result * (i == 0 ? 1 : isHours ? 24 : 60) + *number;
+  }
+  return result;
+}
+
+std::optional<double> timeOf(const pugi::xml_node& root, std::initializer_list<const char*> names) {
+  const auto text = valueOf(root, names);
+  if (!text) return std::nullopt;
+  const auto seconds = parseSeconds(trimmed(*text));
+  if (!seconds) throw SumoError(*names.begin(), "expected seconds or hours:minutes:seconds, found " + inQuotes(*text));
+  return seconds;
+}
+
+std::vector<std::string> pathsOf(const pugi::xml_node& root, std::initializer_list<const char*> names,
+                                 const fs::path& folder) {
+  std::vector<std::string> result;
+  const auto text = valueOf(root, names);
+  if (!text) return result;
+  std::string rest = *text;
+  std::replace(rest.begin(), rest.end(), ',', '\n');
+  for (std::size_t begin = 0; begin <= rest.size();) {
+    const std::size_t end = std::min(rest.find('\n', begin), rest.size());
+    const std::string path = trimmed(rest.substr(begin, end - begin));
+    if (!path.empty()) result.push_back((folder / path).lexically_normal().string());
+    begin = end + 1;
+  }
+  return result;
+}
+
+}  // namespace
+
+SumoConfig readSumoConfig(const fs::path& file) {
+  pugi::xml_document document;
+  const pugi::xml_parse_result parsed = document.load_file(file.c_str());
+  if (!parsed)
+    throw SumoError(
+        "", "not XML: " + std::string(parsed.description()) + " (at byte " + std::to_string(parsed.offset) + ")");
+  const pugi::xml_node root = document.document_element();
+  const std::string name = root.name();
+  if (name != "configuration" && name != "sumoConfiguration")
+    throw SumoError("", "expected a configuration, found " + inQuotes(name));
+  const fs::path folder = file.parent_path();
+  SumoConfig result;
+  result.begin = timeOf(root, {"begin", "b"});
+  result.end = timeOf(root, {"end", "e"});
+  result.stepLength = timeOf(root, {"step-length"});
+  result.networks = pathsOf(root, {"net-file", "net", "n"}, folder);
+  result.routes = pathsOf(root, {"route-files", "route", "routes", "r"}, folder);
+  result.additionals = pathsOf(root, {"additional-files", "additional", "a"}, folder);
+  return result;
+}
+
+std::vector<fs::path> findSumoConfigs(const fs::path& folder) {
+  std::vector<fs::path> result;
+  try {
+    for (const auto& entry : fs::recursive_directory_iterator(folder)) {
+      if (entry.path().extension() == ".sumocfg" && entry.is_regular_file()) result.push_back(entry.path());
+    }
+  } catch (const fs::filesystem_error& error) {
+    throw UsageError(folder.string() + ": " + error.code().message());
+  }
+  std::sort(result.begin(), result.end());
+  return result;
+}
+
+}  // namespace database_provider::recordctl

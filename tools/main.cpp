@@ -1,0 +1,87 @@
+#include <array>
+#include <clocale>
+#include <cstdlib>
+#include <iostream>
+
+#include "tools/commands/commands.h"
+#include "tools/core/Interrupt.h"
+#include "tools/core/Session.h"
+
+namespace {
+
+using namespace database_provider::recordctl;
+using database_client::Error;
+
+/// An unknown user, an unknown role, an empty password, a user who is there already.
+bool isAboutArguments(int code) {
+  return code == 11 || code == 31 || code == 50687 || code == 51003;
+}
+
+ExitStatus statusOf(const Error& error) {
+  switch (error.kind()) {
+    case Error::Kind::document:
+    case Error::Kind::query:
+    case Error::Kind::unsupported:
+      return ExitStatus::wrongUse;
+    case Error::Kind::duplicateKey:
+      return ExitStatus::someFailed;
+    case Error::Kind::server:
+      return isAboutArguments(error.code()) ? ExitStatus::wrongUse : ExitStatus::storeRefused;
+    default:
+      return ExitStatus::storeRefused;
+  }
+}
+
+ExitStatus fail(const std::exception& error, ExitStatus status) {
+  std::cout.flush();
+  std::cerr << "recordctl: " << error.what() << '\n';
+  return status;
+}
+
+void addCommands(const Command& root, Session& session) {
+  constexpr std::array add = {addImport, addImportSumo, addList,   addShow,    addNames, addCategoriesCommand,
+                              addFacets, addSources,    addExport, addRemove,  addUsers, addSettings,
+                              addInit,   addExplain,    addCheck,  addCompact, addCopy};
+  for (const auto& command : add) command(root, session);
+}
+
+void addGlobalOptions(const Command& root, GlobalOptions& options) {
+  root.option("--store", "ADDRESS", options.store,
+              "file:PATH, a host, HOST:PORT or mongodb://...; else RECORDCTL_STORE");
+  root.option("--user", "NAME", options.login.user, "who asks; without it nobody in particular");
+  root.option("--password-file", "FILE", options.login.passwordFile,
+              "a file with the password; else RECORDCTL_PASSWORD or a prompt");
+  root.flag("--json", options.json, "results as JSON, an object a line");
+}
+
+ExitStatus run(int argc, const char* const* argv) {
+  const CommandLine commandLine("recordctl", "Keeps records of experiments and scenarios in a document store.",
+                                RECORDCTL_VERSION);
+  Session session;
+  if (const char* store = std::getenv("RECORDCTL_STORE")) session.options.store = store;
+  addGlobalOptions(commandLine.root(), session.options);
+  addCommands(commandLine.root(), session);
+  return commandLine.run(argc, argv) ? session.status() : ExitStatus::wrongUse;
+}
+
+ExitStatus runAndTell(int argc, const char* const* argv) {
+  try {
+    return run(argc, argv);
+  } catch (const Interrupted& error) {
+    return fail(error, ExitStatus::interrupted);
+  } catch (const StoreError& error) {
+    return fail(error, ExitStatus::storeRefused);
+  } catch (const Error& error) {
+    return fail(error, statusOf(error));
+  } catch (const std::exception& error) {
+    return fail(error, ExitStatus::wrongUse);
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  std::setlocale(LC_CTYPE, "C.UTF-8");
+  watchForInterrupts();
+  return static_cast<int>(runAndTell(argc, argv));
+}

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <variant>
+
+#include "tools/filter/Expression.h"
+
+namespace database_provider::recordctl {
+
+/// The kinds of description that an import makes.
+enum class ColumnType { string, boolean, int32, int64, real, time };
+
+/// The type of a name: string, bool, int, long, double or time.
+std::optional<ColumnType> columnType(const std::string& name);
+/// The name of a type, as above.
+std::string columnTypeName(ColumnType type);
+/// All names, for messages.
+std::string columnTypeNames();
+
+/// What a file holds in one column of one row.
+struct Cell {
+  /// A group or an array, or a value of a kind that neither a description nor a category has.
+  struct Other {
+    std::string kind;
+  };
+
+  std::variant<std::monostate, bool, std::int64_t, double, Time, std::string, Other> value{};
+  std::string typed{};  ///< a number as it was typed, where that is known
+
+  /// Nothing at all, or an empty text.
+  bool isAbsent() const;
+};
+
+/// What a cell becomes; as the alternatives of `setDescription` are.
+using Converted = std::variant<std::string, bool, int, std::int64_t, double, Time>;
+
+/// A cell that does not fit its column; the message says what was expected and what was found.
+class ConversionError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// The value of a cell that is not absent, as a description of this type. Throws `ConversionError`.
+Converted convert(const Cell& cell, ColumnType type);
+
+/// The text of a cell that is not absent, as a category has it: of a number what was typed, of a boolean true or false.
+std::string textOf(const Cell& cell);
+
+}  // namespace database_provider::recordctl
