@@ -1,0 +1,23 @@
+// A filter typed by a person: any text is read or refused, and what is read makes a query that a store can be sent.
+
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+
+#include "tools/filter/Parser.h"
+#include "tools/filter/Query.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  using namespace database_provider::recordctl;
+  const std::string text(data, data + size);
+  try {
+    const database_provider::ObjectProperties query = queryOf(parseFilter(text));
+    const bool isBlank = text.find_first_not_of(" \t\r\n") == std::string::npos;
+    if (query.isEmpty() != isBlank) std::abort();
+  } catch (const FilterError& error) {
+    if (error.position() > text.size() || error.show(text).empty()) std::abort();
+  } catch (const database_client::Error& error) {
+    if (error.kind() != database_client::Error::Kind::document) std::abort();
+  }
+  return 0;
+}
