@@ -1,6 +1,5 @@
 #include "records/FilesInfo.h"
 
-#include <algorithm>
 #include <cstdlib>
 #include <ctime>
 #include <utility>
@@ -40,12 +39,11 @@ bool FilesInfo::addFileInfo_helper(const ObjectType& type, const std::string& ho
 }
 
 std::string FilesInfo::createFileId() const {
-  const std::list<std::string> existing = names();
   // Ids need to be unique within their record only, which the search below sees to; nothing here is a secret.
   // NOLINTBEGIN(cert-msc30-c, cert-msc32-c, cert-msc50-cpp, cert-msc51-cpp, concurrency-mt-unsafe)
   std::srand(static_cast<unsigned>(std::time(nullptr)));
   std::string id = std::to_string(std::rand());
-  while (std::find(existing.begin(), existing.end(), id) != existing.end()) id = std::to_string(std::rand());
+  while (contains(id)) id = std::to_string(std::rand());
   // NOLINTEND(cert-msc30-c, cert-msc32-c, cert-msc50-cpp, cert-msc51-cpp, concurrency-mt-unsafe)
   return id;
 }

@@ -40,6 +40,12 @@ std::list<std::string> ItemsView::names() const {
   return names;
 }
 
+bool ItemsView::contains(const std::string& name) const {
+  extract();
+  takeApart();
+  return keys_.count(name) != 0;
+}
+
 void ItemsView::removeItem(const std::string& name) {
   extract();
   takeApart();

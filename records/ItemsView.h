@@ -26,6 +26,7 @@ class DATABASE_PROVIDER_EXPORT ItemsView : public SectionView {
   explicit ItemsView(const Layout& layout) : layout_(layout) {}
 
   std::list<std::string> names() const;
+  bool contains(const std::string& name) const;
   void removeItem(const std::string& name);
 
   /// What `get` reads at the level of the item of this name; `value` when there is none.

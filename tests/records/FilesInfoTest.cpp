@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <ctime>
 #include <set>
 
 #include "records/FilesInfo.h"
@@ -57,6 +59,23 @@ TEST_F(Files, AddedInTheSameSecondHaveDifferentDecimalIds) {
     EXPECT_EQ(id.find_first_not_of("0123456789"), std::string::npos) << id;
     EXPECT_TRUE(id == "0" || id.front() != '0') << id;
   }
+}
+
+TEST_F(Files, HaveIdsFromThePlatformsGeneratorSeededWithTheSecond) {
+  std::time_t second = 0;
+  std::string first;
+  std::string next;
+  do {  // again when a second has passed in between
+    FilesInfo files;
+    second = std::time(nullptr);
+    files.addFileInfo(ObjectType::xmlObject, "h", "p", first);
+    files.addFileInfo(ObjectType::xmlObject, "h", "p", next);
+  } while (second != std::time(nullptr));
+  std::srand(static_cast<unsigned>(second));
+  // NOLINTBEGIN(cert-msc50-cpp): what is tested
+  EXPECT_EQ(first, std::to_string(std::rand()));
+  EXPECT_EQ(next, std::to_string(std::rand())) << "the seed is the same, so the first number is taken";
+  // NOLINTEND(cert-msc50-cpp)
 }
 
 TEST_F(Files, EmptyHostAndPathAreTaken) {
