@@ -192,6 +192,11 @@ TEST_P(StoreContract, SortPutsAnEmptyArrayBeforeNull) {
   EXPECT_EQ(aggregated("[{'$sort':{'a':1}},{'$project':{'a':0}}]"), "{'_id':2}\n{'_id':1}");
 }
 
+TEST_P(StoreContract, SortTakesNullForElementsThatLackTheKey) {
+  given({"{'_id':1,'a':[{'b':5},7]}", "{'_id':2,'a':{'b':1}}"});
+  EXPECT_EQ(aggregated("[{'$sort':{'a.b':1}},{'$project':{'_id':1}}]"), "{'_id':1}\n{'_id':2}");
+}
+
 TEST_P(StoreContract, SortTakesSeveralKeys) {
   given({"{'_id':1,'a':1,'b':1}", "{'_id':2,'a':1,'b':2}", "{'_id':3,'a':0,'b':9}"});
   EXPECT_EQ(aggregated("[{'$sort':{'a':1,'b':-1}},{'$project':{'_id':1}}]"), "{'_id':3}\n{'_id':2}\n{'_id':1}");

@@ -341,6 +341,11 @@ TEST_P(StoreContract, AllMayHoldElementMatches) {
   EXPECT_EQ(found("{'a':{'$all':[{'$elemMatch':{'x':1,'y':2}},{'$elemMatch':{'x':3}}]}}"), "1");
 }
 
+TEST_P(StoreContract, AllOfNullCoversMissing) {
+  given({"{'_id':1}", "{'_id':2,'a':1}"});
+  EXPECT_EQ(found("{'a':{'$all':[null]}}"), "1");
+}
+
 TEST_P(StoreContract, AnEmptyAllMatchesNothing) {
   given({"{'_id':1,'a':[]}", "{'_id':2,'a':1}"});
   EXPECT_EQ(found("{'a':{'$all':[]}}"), "");
@@ -368,6 +373,12 @@ TEST_P(StoreContract, ModTruncatesAndPassesOverWhatIsNoNumber) {
          "{'_id':5,'a':-7}", "{'_id':6,'a':8}"});
   EXPECT_EQ(found("{'a':{'$mod':[4,3]}}"), "1 2");
   EXPECT_EQ(found("{'a':{'$mod':[4,-3]}}"), "5");
+}
+
+TEST_P(StoreContract, ModIsExactForLongIntegers) {
+  given({"{'_id':1,'a':{'$numberLong':'9007199254740993'}}", "{'_id':2,'a':{'$numberLong':'9223372036854775807'}}"});
+  EXPECT_EQ(found("{'a':{'$mod':[3,0]}}"), "1");
+  EXPECT_EQ(found("{'a':{'$mod':[2,1]}}"), "1 2");
 }
 
 TEST_P(StoreContract, ModWantsTwoNumbersAndADivisor) {

@@ -253,6 +253,23 @@ TEST_P(StoreContract, SetWithoutAMatchMayInsertWithTheSelectorsEqualities) {
   EXPECT_EQ(counted("{'_id':9,'b':5,'c':{'d':6},'e':{'$exists':false},'f':7,'g':8}"), "1");
 }
 
+TEST_P(StoreContract, ADocumentThatSetInsertsHasTheSelectorsKeysInOrder) {
+  EXPECT_EQ(set("{'_id':9,'b.x':1,'$and':[{'Z':5}],'a':2}", "{'c':3}", 1), "ok");
+  EXPECT_EQ(all(), "{'_id':9,'Z':5,'a':2,'b':{'x':1},'c':3}");
+}
+
+TEST_P(StoreContract, ASelectorThatDemandsTwoValuesOfOneFieldInsertsNothing) {
+  EXPECT_EQ(set("{'a.b':1,'$and':[{'a':2}]}", "{'c':3}", 1), "error 54");
+  EXPECT_EQ(set("{'a':1,'$and':[{'a':2}]}", "{'c':3}", 1), "error 54");
+  EXPECT_EQ(all(), "");
+}
+
+TEST_P(StoreContract, SetAddsNewKeysInTheOrderOfTheirNames) {
+  given({"{'_id':1,'m':1}"});
+  EXPECT_EQ(set("{'_id':1}", "{'z':1,'b.y':2,'a':3,'b.c':4}"), "ok");
+  EXPECT_EQ(all(), "{'_id':1,'m':1,'a':3,'b':{'c':4,'y':2},'z':1}");
+}
+
 TEST_P(StoreContract, SetKeepsAnExistingKeysPlace) {
   given({"{'_id':1,'a':1,'b':2}"});
   EXPECT_EQ(set("{'_id':1}", "{'a':{'x':1}}"), "ok");

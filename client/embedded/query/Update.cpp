@@ -1,6 +1,7 @@
 #include "client/embedded/query/Update.h"
 
 #include <algorithm>
+#include <functional>
 #include <string>
 #include <utility>
 
@@ -232,7 +233,9 @@ class Equalities {
     }
   }
 
-  std::vector<Byte> document() const {
+  /// The keys are ordered by name, as a server seeds a document.
+  std::vector<Byte> document() {
+    tree_.sort(std::less<>());
     Writer out;
     writeLevel(tree_, out, true);
     return out.take();

@@ -29,7 +29,7 @@ unsigned long long setting(const char* variable, unsigned long long otherwise) {
 
 Grammar grammarFor(const std::string& engine) {
   Grammar grammar;
-  if (engine.rfind("secantus", 0) == 0) grammar = {false, false, false, false};
+  if (engine.rfind("secantus", 0) == 0) grammar = {false, false, false, false, false};
   return grammar;
 }
 
@@ -164,6 +164,19 @@ TEST_P(Differential, UpdatesLeaveTheSame) {
       const std::string failure =
           outcome([&] { each.update("experiment", "random", document(selector), document(change), flags, operation); });
       return failure + "\n" + found(each, "{}", "{}");
+    });
+  });
+}
+
+TEST_P(Differential, UpsertsSeedTheSame) {
+  run([this] {
+    for (DataBaseClient* each : {&client, &embedded}) each->remove("experiment", "random", ObjectProperties{});
+    const std::string selector = generator->selector();
+    const std::string change = generator->change();
+    compare("upsert " + selector, change, [&](DataBaseClient& each) {
+      const std::string failure =
+          outcome([&] { each.update("experiment", "random", document(selector), document(change), 1, 3); });
+      return failure + "\n" + found(each, "{}", "{'_id':0}");
     });
   });
 }

@@ -101,7 +101,11 @@ std::string Generator::comparison() {
 }
 
 std::string Generator::condition(int depth) {
-  switch (below(12)) {
+  switch (below(grammar_.hasExactMod ? 14 : 12)) {
+    case 12:
+      return "{'$all':[" + scalar() + "]}";
+    case 13:
+      return "{'$mod':[" + std::to_string(1 + below(3)) + "," + std::to_string(below(3)) + "]}";
     case 0:
       return "{'$ne':" + operand() + "}";
     case 1:
@@ -143,6 +147,16 @@ std::string Generator::change() {
   return "{'" + path() + "':" + value(1) + "}";
 }
 
+std::string Generator::selector() {
+  const std::string first = path();
+  std::string other = name();
+  while (other.front() == first.front()) other = name();
+  std::string conditions = "'" + first + "':" + scalar();
+  if (chance(30)) return "{" + conditions + ",'" + other + "':{'$gt':" + scalar() + "}}";
+  if (chance(30)) conditions += ",'$and':[{'" + other + "':{'$eq':" + scalar() + "}}]";
+  return "{" + conditions + "}";
+}
+
 std::string Generator::addition() {
   return "{'" + name() + "':" + value(1) + "}";
 }
@@ -158,7 +172,9 @@ std::string Generator::group() {
 }
 
 std::string Generator::stage() {
-  switch (below(7)) {
+  switch (below(8)) {
+    case 7:
+      return "{'$sort':{'" + expressionPath() + "':" + (chance(50) ? "1" : "-1") + ",'_id':1}},{'$limit':5}";
     case 0:
       return "{'$match':" + filter(1) + "}";
     case 1:

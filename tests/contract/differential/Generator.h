@@ -12,7 +12,8 @@ struct Grammar {
   bool hasNumericParts = true;        ///< "a.0" in paths
   bool hasElementFields = true;       ///< `$elemMatch` over fields of elements
   bool hasEmptyKeys = true;           ///< empty arrays as keys of groups
-  bool hasPathsThroughArrays = true;  ///< in the expressions and exclusions of stages
+  bool hasExactMod = true;            ///< `$mod` of long integers, and `$all` of null
+  bool hasPathsThroughArrays = true;  ///< in what stages compute, leave out and sort by
 };
 
 /// Random documents, filters, updates and pipelines as JSON with single quotes. Few names and values, so that they
@@ -24,6 +25,8 @@ class Generator {
   std::string document(int id);
   std::string filter() { return filter(2); }
   std::string projection();
+  /// A filter with equalities, which an insert takes over when nothing matches.
+  std::string selector();
   /// The keys of a `$set`.
   std::string change();
   /// The one key of an append.
