@@ -29,10 +29,27 @@ class Scan : public Candidates {
   bool recheck_;
 };
 
-/// The documents with certain ids.
+/// The document with one id.
 class ById : public Candidates {
  public:
-  ById(Collection& collection, const std::vector<Value>& ids, bool recheck) : reader_(collection), recheck_(recheck) {
+  ById(Collection& collection, const Value& id, bool recheck) : row_(collection, id), recheck_(recheck) {
+    index_ = "_id";
+  }
+  bool next() override { return !std::exchange(asked_, true) && row_.find(); }
+  std::int64_t rid() const override { return row_.rid(); }
+  bool recheck() const override { return recheck_; }
+  View body() override { return row_.body(); }
+
+ private:
+  RowById row_;
+  bool asked_ = false;
+  bool recheck_;
+};
+
+/// The documents with certain ids.
+class ByIds : public Candidates {
+ public:
+  ByIds(Collection& collection, const std::vector<Value>& ids, bool recheck) : reader_(collection), recheck_(recheck) {
     index_ = "_id";
     for (const Value& id : ids) {
       if (const auto rid = collection.ridOf(id)) rids_.push_back(*rid);
@@ -111,15 +128,22 @@ std::optional<std::vector<Value>> idsOf(View query) {
   return std::nullopt;
 }
 
-bool isWholeQuery(View query) {
-  return query.count() == 1 && query.begin()->key == "_id" && !isOperators(query.begin()->value);
-}
-
 }  // namespace
+
+bool namesOneId(View query) {
+  if (query.empty()) return false;
+  const auto first = query.begin();
+  const bool isAlone = first->start + first->size() == query.data + query.size - 1;
+  return isAlone && first->key == "_id" && isKey(first->value) && !isOperators(first->value);
+}
 
 std::unique_ptr<Candidates> planCandidates(Collection& collection, View query, const Wanted& wanted) {
   if (wanted.everything) return std::make_unique<Scan>(collection, true);
-  if (const auto ids = idsOf(query)) return std::make_unique<ById>(collection, *ids, !isWholeQuery(query));
+  if (namesOneId(query)) return std::make_unique<ById>(collection, query.begin()->value, false);
+  if (const auto ids = idsOf(query)) {
+    if (ids->size() == 1) return std::make_unique<ById>(collection, ids->front(), true);
+    return std::make_unique<ByIds>(collection, *ids, true);
+  }
   if (wanted.usesIndex && collection.index() != nullptr) {
     PlanRequest request;
     request.documents = collection.estimate();

@@ -39,6 +39,9 @@ struct Wanted {
   std::uint64_t matches = 0;     ///< read at most, 0: all
 };
 
+/// Whether the query is {_id: value}, which a look-up answers without comparing anything more.
+bool namesOneId(bson::View query);
+
 /// Chooses between "_id", the index over the items, and a scan.
 std::unique_ptr<Candidates> planCandidates(Collection& collection, bson::View query, const Wanted& wanted);
 

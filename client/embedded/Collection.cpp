@@ -50,6 +50,7 @@ Collection::Collection(Store& store, std::int64_t number, const std::string& dat
   sql_.count = "SELECT count(*) FROM " + table;
   sql_.estimate = "SELECT max(rid) FROM " + table;
   sql_.ridOfId = "SELECT rid FROM " + table + " WHERE id = ?1";
+  sql_.readById = "SELECT rid, sum, body FROM " + table + " WHERE id = ?1";
   sql_.read = "SELECT sum, body FROM " + table + " WHERE rid = ?1";
   sql_.scan = "SELECT rid, sum, body, id FROM " + table + " WHERE rid > ?1 ORDER BY rid";
 }
@@ -141,6 +142,21 @@ View RowReader::read(std::int64_t rid) {
   statement_.reset();
   if (!statement_.bind(1, rid).step()) return {};
   return collection_.trusted(rid, statement_.integer(0), statement_.blob(1));
+}
+
+RowById::RowById(Collection& collection, const bson::Value& id)
+    : collection_(collection),
+      key_(canonicalKey(id)),
+      statement_(collection.store_.connection().statement(collection.sql_.readById)) {
+  statement_.bindBlob(1, key_.data(), key_.size());
+}
+
+bool RowById::find() {
+  return statement_.step();
+}
+
+View RowById::body() const {
+  return collection_.trusted(rid(), statement_.integer(1), statement_.blob(2));
 }
 
 RowScan::RowScan(Collection& collection, std::int64_t after)

@@ -52,6 +52,7 @@ class Collection {
   void rebuildIndex();
 
  private:
+  friend class RowById;
   friend class RowReader;
   friend class RowScan;
 
@@ -65,7 +66,7 @@ class Collection {
   bool holdsCredentials_;
   std::unique_ptr<ItemIndex> index_;
   struct Statements {
-    std::string insert, update, remove, count, estimate, ridOfId, read, scan;
+    std::string insert, update, remove, count, estimate, ridOfId, readById, read, scan;
   } sql_;
 };
 
@@ -78,6 +79,22 @@ class RowReader {
 
  private:
   Collection& collection_;
+  sqlite::Statement statement_;
+};
+
+/// Looks for one document by its "_id".
+class RowById {
+ public:
+  RowById(Collection& collection, const bson::Value& id);
+  /// False when there is none.
+  bool find();
+  std::int64_t rid() const { return statement_.integer(0); }
+  /// Valid as long as this object.
+  bson::View body() const;
+
+ private:
+  const Collection& collection_;
+  std::string key_;
   sqlite::Statement statement_;
 };
 

@@ -23,11 +23,16 @@ std::vector<bson::Byte> withoutCredentials(View user) {
   return writer.take();
 }
 
-std::unique_ptr<Candidates> candidatesOf(Collection* collection, View query, const Matcher& matcher, const Page& page,
+/// None for a query that needs no comparing and holds nothing that could be refused.
+std::unique_ptr<Matcher> matcherOf(View query) {
+  return namesOneId(query) ? nullptr : std::make_unique<Matcher>(query);
+}
+
+std::unique_ptr<Candidates> candidatesOf(Collection* collection, View query, const Matcher* matcher, const Page& page,
                                          bool documentsAreRead) {
   if (collection == nullptr) return nullptr;
   Wanted wanted;
-  wanted.everything = matcher.matchesEverything();
+  wanted.everything = matcher != nullptr && matcher->matchesEverything();
   wanted.documentsAreRead = documentsAreRead;
   wanted.matches = page.limit == 0 ? 0 : page.limit + page.skip;
   return planCandidates(*collection, query, wanted);
@@ -38,8 +43,8 @@ std::unique_ptr<Candidates> candidatesOf(Collection* collection, View query, con
 Cursor::Cursor(Collection* collection, View query, Page page, bool documentsAreRead)
     : collection_(collection),
       page_(page),
-      matcher_(std::make_unique<Matcher>(query)),
-      candidates_(candidatesOf(collection, query, *matcher_, page, documentsAreRead)) {}
+      matcher_(matcherOf(query)),
+      candidates_(candidatesOf(collection, query, matcher_.get(), page, documentsAreRead)) {}
 
 Cursor::~Cursor() = default;
 

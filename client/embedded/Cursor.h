@@ -1,8 +1,8 @@
 #pragma once
 
 #include <cstdint>
-#include <deque>
 #include <exception>
+#include <list>
 #include <memory>
 #include <string>
 #include <vector>
@@ -56,7 +56,7 @@ class Cursor : public Detachable {
 
   Collection* collection_;
   Page page_;
-  std::unique_ptr<Matcher> matcher_;
+  std::unique_ptr<Matcher> matcher_;  ///< null for a look-up by "_id" alone
   std::unique_ptr<Candidates> candidates_;
   std::uint64_t handed_ = 0;
   long long examined_ = 0;
@@ -65,7 +65,7 @@ class Cursor : public Detachable {
   std::vector<bson::Byte> redacted_{};
 
   bool detached_ = false;
-  std::deque<std::vector<bson::Byte>> ahead_{};
+  std::list<std::vector<bson::Byte>> ahead_{};
   std::vector<bson::Byte> current_{};
   std::exception_ptr failure_{};
 };

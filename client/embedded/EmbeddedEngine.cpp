@@ -38,8 +38,8 @@ EmbeddedEngine::EmbeddedEngine(const StoreAddress& address, const ConnectRequest
 
 Collection* EmbeddedEngine::reading(const Namespace& where, const char* operation) {
   const bool isUserList = where.database == "admin" && where.collection == "system.users";
-  session_.require(isUserList ? Action::listUsers : Action::read, where.database, operation,
-                   where.database + "." + where.collection);
+  const Action action = isUserList ? Action::listUsers : Action::read;
+  if (!session_.may(action, where.database)) session_.refuse(operation, where.database + "." + where.collection);
   return store_.find(where.database, where.collection);
 }
 

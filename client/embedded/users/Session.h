@@ -24,6 +24,7 @@ class Session {
   /// message.
   void require(Action action, const std::string& database, const std::string& operation,
                const std::string& target = {});
+  [[noreturn]] void refuse(const std::string& operation, const std::string& target) const;
   bool may(Action action, const std::string& database);
   /// The same for a client that is no user at all.
   void requireUser(const std::string& operation);
@@ -33,7 +34,6 @@ class Session {
 
  private:
   void refresh();
-  [[noreturn]] void refuse(const std::string& operation, const std::string& target) const;
 
   Store& store_;
   bool hasUser_ = false;
