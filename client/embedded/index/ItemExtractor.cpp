@@ -1,6 +1,7 @@
 #include "client/embedded/index/ItemExtractor.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace database_client::embedded {
 
@@ -12,6 +13,12 @@ bool hasPlainKey(const bson::Element& element) {
 
 bool isNested(const bson::Value& value) {
   return value.isDocument() || value.isArray();
+}
+
+/// Compares with a key of known length, which takes no call.
+template <std::size_t size>
+bool is(std::string_view key, const char (&name)[size]) {
+  return key.size() == size - 1 && std::memcmp(key.data(), name, size - 1) == 0;
 }
 
 bool isNothing(const bson::Value& value) {
@@ -31,7 +38,7 @@ void ItemExtractor::extract(bson::View document) {
 bool ItemExtractor::walk(bson::View level, ItemPaths::Id path, Way way) {
   bool isItem = false;
   for (const bson::Element& element : level) {
-    isItem = isItem || element.key == "name" || element.key == "value";
+    isItem = isItem || is(element.key, "name") || is(element.key, "value");
     if (hasPlainKey(element)) visit(level, element, path, way);
   }
   return isItem;
@@ -104,16 +111,15 @@ bool ItemExtractor::readItem(bson::View document, Item& item, bool& isItem, bool
   bool plain = true;
   for (const bson::Element& field : document) {
     nested = nested || isNested(field.value);
-    if (field.key.size() < 4 || field.key.size() > 5) continue;
-    if (field.key == "name") {
+    if (is(field.key, "name")) {
       ++names;
       item.named = true;
       plain = plain && field.value.type == bson::Type::string;
       if (plain) item.name = field.value.asString();
-    } else if (field.key == "value") {
+    } else if (is(field.key, "value")) {
       ++values;
       item.value = field.value;
-    } else if (field.key == "type") {
+    } else if (is(field.key, "type")) {
       ++types;
       item.typed = true;
       plain = plain && field.value.type == bson::Type::int32;

@@ -67,6 +67,7 @@ ItemIndex::ItemIndex(BlobStore& store, std::int64_t collection, const Options& o
       options_(options),
       documents_(std::move(documents)),
       paths_(std::make_unique<ItemPaths>()),
+      extractor_(std::make_unique<ItemExtractor>(*paths_)),
       pending_(std::make_unique<PendingItems>()),
       blocks_(std::make_unique<BlockCache>(store, options.cacheSize)) {}
 
@@ -88,7 +89,7 @@ void ItemIndex::load() {
   tail_.reset();
   const std::string paths = store_.read(firstKey(collection_));
   indexedUpTo_ = readIndexedUpTo(paths.empty());
-  paths_ = paths.empty() ? std::make_unique<ItemPaths>() : std::make_unique<ItemPaths>(index::unseal(paths));
+  setPaths(paths.empty() ? std::make_unique<ItemPaths>() : std::make_unique<ItemPaths>(index::unseal(paths)));
   Segments before;
   before.swap(segments_);
   std::int64_t from = blobOf(1);
@@ -154,10 +155,14 @@ void ItemIndex::replace(std::int64_t rid, bson::View before, bson::View after) {
   gather(rid, after, false);
 }
 
+void ItemIndex::setPaths(std::unique_ptr<ItemPaths> paths) {
+  paths_ = std::move(paths);
+  extractor_ = std::make_unique<ItemExtractor>(*paths_);
+}
+
 void ItemIndex::gather(std::int64_t rid, bson::View body, bool removed) {
-  ItemExtractor extractor(*paths_);
-  extractor.extract(body);
-  pending_->change(static_cast<std::uint64_t>(rid), extractor, removed);
+  extractor_->extract(body);
+  pending_->change(static_cast<std::uint64_t>(rid), *extractor_, removed);
   if (pending_->entries() >= options_.pendingLimit) writePending();
 }
 
@@ -181,7 +186,7 @@ void ItemIndex::flush() {
 
 void ItemIndex::rollback() {
   pending_->clear();
-  paths_ = std::make_unique<ItemPaths>();
+  setPaths(std::make_unique<ItemPaths>());
   blocks_->clear();
   segments_.clear();
   tail_.reset();
@@ -300,7 +305,7 @@ void ItemIndex::clear() {
   blocks_->clear();
   segments_.clear();
   store_.erase(firstKey(collection_), lastKey(collection_));
-  paths_ = std::make_unique<ItemPaths>();
+  setPaths(std::make_unique<ItemPaths>());
   tail_.reset();
   indexedUpTo_ = documents_ ? 0 : everything;
   indexedUpToChanged_ = false;
@@ -312,7 +317,7 @@ void ItemIndex::rebuild() {
   const ItemPaths before = *paths_;
   clear();
   // A path that had items once is tracked from the start, so that it is clean.
-  paths_ = std::make_unique<ItemPaths>(before.trackedOnly());
+  setPaths(std::make_unique<ItemPaths>(before.trackedOnly()));
   indexTail();
 }
 

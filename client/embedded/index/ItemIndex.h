@@ -16,6 +16,7 @@ using DocumentsAfter =
     std::function<void(std::int64_t after, const std::function<void(std::int64_t rid, bson::View body)>& receive)>;
 
 class BlockCache;
+class ItemExtractor;
 class ItemPaths;
 class PendingItems;
 class Segment;
@@ -104,6 +105,7 @@ class ItemIndex {
   std::shared_ptr<const Segment> known(const Segments& before, std::uint32_t number) const;
   std::int64_t readIndexedUpTo(bool isNew) const;
   bool isInTail(std::int64_t rid);
+  void setPaths(std::unique_ptr<ItemPaths> paths);
   void gather(std::int64_t rid, bson::View body, bool removed);
   void setIndexedUpTo(std::int64_t rid);
   void indexTail();
@@ -125,6 +127,7 @@ class ItemIndex {
   std::uint64_t version_ = 0;
   bool loaded_ = false;
   std::unique_ptr<ItemPaths> paths_;
+  std::unique_ptr<ItemExtractor> extractor_;  // works on `paths_`
   std::unique_ptr<PendingItems> pending_;
   std::unique_ptr<BlockCache> blocks_;
   Segments segments_;             // as they are stored

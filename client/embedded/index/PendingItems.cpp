@@ -27,7 +27,10 @@ std::uint64_t headOf(std::string_view payload) {
 }
 
 void appendHead(std::string& out, std::uint64_t head, std::size_t size) {
-  for (std::size_t i = 0; i < std::min(size, headSize); ++i) out.push_back(static_cast<char>(head >> (56 - 8 * i)));
+  const std::uint64_t reversed = __builtin_bswap64(head);
+  char all[headSize];
+  std::memcpy(all, &reversed, headSize);
+  out.append(all, std::min(size, headSize));
 }
 
 }  // namespace

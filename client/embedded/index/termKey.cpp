@@ -3,6 +3,7 @@
 #include <xxhash.h>
 
 #include <cmath>
+#include <cstring>
 #include <limits>
 
 #include "client/embedded/index/bytes.h"
@@ -142,7 +143,10 @@ std::string readName(ByteReader& reader) {
 }  // namespace
 
 void putBigEndian(std::string& out, std::uint64_t number, int bytes) {
-  for (int shift = (bytes - 1) * 8; shift >= 0; shift -= 8) out.push_back(static_cast<char>(number >> shift));
+  const std::uint64_t reversed = __builtin_bswap64(number);
+  char all[sizeof reversed];
+  std::memcpy(all, &reversed, sizeof reversed);
+  out.append(all + sizeof all - bytes, static_cast<std::size_t>(bytes));
 }
 
 std::uint64_t bigEndian(std::string_view bytes) {
