@@ -15,10 +15,6 @@ class RidSet {
  public:
   using Rid = std::uint64_t;
 
-  RidSet() = default;
-  RidSet(RidSet&&) noexcept = default;
-  RidSet& operator=(RidSet&&) noexcept = default;
-
   void add(Rid rid) { page(rid / pageSize).words[wordOf(rid)] |= bitOf(rid); }
   void addRange(Rid first, Rid count);
   void unite(const RidSet& other);
