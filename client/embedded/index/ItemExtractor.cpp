@@ -104,7 +104,7 @@ void ItemExtractor::walkElements(bson::View array, ItemPaths::Id path) {
 }
 
 /// False when the item makes the document irregular.
-bool ItemExtractor::readItem(bson::View document, Item& item, bool& isItem, bool& nested) const {
+bool ItemExtractor::readItem(bson::View document, Item& item, bool& isItem, bool& nested) {
   int names = 0;
   int values = 0;
   int types = 0;

@@ -49,7 +49,7 @@ class ItemExtractor {
   void visitArray(bson::View array, ItemPaths::Id path, Way way);
   void visitOther(ItemPaths::Id path, Way way);
   void walkElements(bson::View array, ItemPaths::Id path);
-  bool readItem(bson::View document, Item& item, bool& isItem, bool& nested) const;
+  static bool readItem(bson::View document, Item& item, bool& isItem, bool& nested);
   void addIrregular(ItemPaths::Id path);
   void settle();
 

@@ -1,5 +1,6 @@
 #include "client/embedded/index/ItemStatistics.h"
 
+#include <algorithm>
 #include <limits>
 #include <map>
 #include <optional>
@@ -123,10 +124,9 @@ class Counting {
     const index::KeyRange range = index::allOf(path_, TermKind::name);
     std::unordered_map<std::string, std::int64_t> counts;
     if (!countTerms(range, counts)) return false;
-    for (const auto& [key, count] : counts) {
-      if (count != 0 && !groups_.add(idOfName(index::parseKey(key)), count)) return false;
-    }
-    return true;
+    return std::all_of(counts.begin(), counts.end(), [this](const auto& term) {
+      return term.second == 0 || groups_.add(idOfName(index::parseKey(term.first)), term.second);
+    });
   }
 
   bool countValues() {
@@ -151,15 +151,14 @@ class Counting {
   bool countValuesOf(const index::KeyRange& range) {
     std::unordered_map<std::string, std::int64_t> counts;
     if (!countTerms(range, counts)) return false;
-    for (const auto& [key, count] : counts) {
-      if (count == 0) continue;
-      const index::ParsedKey parsed = index::parseKey(key);
-      if (index::isLookedUp(parsed.valueClass)) {
-        scan_.collect(key, key + '\0', lookedUp_);
-      } else if (!groups_.add(idOfValue(parsed.valueClass, parsed.payload), count)) {
-        return false;
-      }
-    }
+    return std::all_of(counts.begin(), counts.end(),
+                       [this](const auto& term) { return term.second == 0 || addValue(term.first, term.second); });
+  }
+
+  bool addValue(const std::string& key, std::int64_t count) {
+    const index::ParsedKey parsed = index::parseKey(key);
+    if (!index::isLookedUp(parsed.valueClass)) return groups_.add(idOfValue(parsed.valueClass, parsed.payload), count);
+    scan_.collect(key, key + '\0', lookedUp_);
     return true;
   }
 

@@ -75,7 +75,7 @@ class PendingItems {
   std::size_t place(ItemPaths::Id path, const Item& item) const;
   void rehash();
   void addValue(Slot& slot, const bson::Value& value, Mark mark);
-  void addType(Slot& slot, const Item& item, Mark mark);
+  static void addType(Slot& slot, const Item& item, Mark mark);
   void addIrregular(ItemPaths::Id path, Mark mark);
 
   bool tailsAreLess(const ValueEntry& a, const ValueEntry& b) const;
