@@ -2,8 +2,7 @@
 
 #include <cstdint>
 
-/// What things cost, in nanoseconds, as the benchmark of the index shows them on one machine; only their proportions
-/// matter.
+/// What things cost, in nanoseconds, roughly and on one machine; only their proportions matter.
 namespace database_client::embedded::index::cost {
 
 /// Collecting the records of terms into a set.

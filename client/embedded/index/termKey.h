@@ -64,7 +64,7 @@ struct NumberBounds {
   std::string after;
 };
 /// nullopt for a decimal128.
-std::optional<NumberBounds> boundsOfNumber(const bson::Value& number);
+std::optional<NumberBounds> boundsOfNumber(const bson::Value& value);
 
 /// Builds keys in one buffer.
 class KeyBuilder {
