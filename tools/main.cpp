@@ -7,9 +7,10 @@
 #include "tools/core/Interrupt.h"
 #include "tools/core/Session.h"
 
+namespace database_provider::recordctl {
+
 namespace {
 
-using namespace database_provider::recordctl;
 using database_client::Error;
 
 /// An unknown user, an unknown role, an empty password, a user who is there already.
@@ -64,6 +65,8 @@ ExitStatus run(int argc, const char* const* argv) {
   return commandLine.run(argc, argv) ? session.status() : ExitStatus::wrongUse;
 }
 
+}  // namespace
+
 ExitStatus runAndTell(int argc, const char* const* argv) {
   try {
     return run(argc, argv);
@@ -78,10 +81,10 @@ ExitStatus runAndTell(int argc, const char* const* argv) {
   }
 }
 
-}  // namespace
+}  // namespace database_provider::recordctl
 
 int main(int argc, char** argv) {
-  std::setlocale(LC_CTYPE, "C.UTF-8");
-  watchForInterrupts();
-  return static_cast<int>(runAndTell(argc, argv));
+  static_cast<void>(std::setlocale(LC_CTYPE, "C.UTF-8"));
+  database_provider::recordctl::watchForInterrupts();
+  return static_cast<int>(database_provider::recordctl::runAndTell(argc, argv));
 }

@@ -68,7 +68,9 @@ std::string details(const ObjectProperties& source) {
     if (key == "id" || key == "type" || key == "host") continue;
     const bool isNumber = source.type(key) == PropertyType::int64;
     const std::string value = isNumber ? std::to_string(source.valueAsInt64(key, 0)) : source.valueAsString(key, "");
-    if (!value.empty()) result += (result.empty() ? "" : ", ") + key + " " + value;
+    if (value.empty()) continue;
+    if (!result.empty()) result += ", ";
+    result.append(key).append(" ").append(value);
   }
   return result;
 }

@@ -43,7 +43,7 @@ std::list<Role> parseRoles(const std::vector<std::string>& texts) {
 }
 
 std::string askTwice(const std::string& user) {
-  const std::string password = askPassword("New password of " + user + ": ");
+  std::string password = askPassword("New password of " + user + ": ");
   if (askPassword("The same again: ") != password) throw UsageError("the two passwords differ");
   return password;
 }

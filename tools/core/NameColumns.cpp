@@ -99,8 +99,8 @@ std::vector<Table::Column> NameColumns::headings() const {
                            return other.name.text == name.text && other.name.field != Field::id;
                          }) > 1;
     std::string heading = name.field == Field::id ? "id" : name.text;
-    if (name.field == Field::category && isTwice) heading = "category:" + heading;
-    if (name.field == Field::description && isTwice) heading = "description:" + heading;
+    if (name.field == Field::category && isTwice) heading.insert(0, "category:");
+    if (name.field == Field::description && isTwice) heading.insert(0, "description:");
     result.push_back({heading, name.field == Field::id});
   }
   return result;

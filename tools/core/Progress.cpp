@@ -1,7 +1,7 @@
 #include "tools/core/Progress.h"
 
 #include <algorithm>
-#include <cstdio>
+#include <cmath>
 #include <iostream>
 #include <string>
 
@@ -11,15 +11,14 @@ namespace database_provider::recordctl {
 
 namespace {
 
-using namespace std::chrono_literals;
-
 constexpr int barWidth = 30;
+constexpr std::chrono::milliseconds betweenBars(200);
+constexpr std::chrono::milliseconds betweenLines(10'000);
 
 std::string inSeconds(double seconds) {
-  const auto whole = static_cast<long long>(seconds + 0.5);
-  char text[32];
-  std::snprintf(text, sizeof text, "%lld:%02lld", whole / 60, whole % 60);
-  return text;
+  const long long whole = std::llround(seconds);
+  const std::string rest = std::to_string(whole % 60);
+  return std::to_string(whole / 60) + (rest.size() < 2 ? ":0" : ":") + rest;
 }
 
 std::string percent(double part) {
@@ -46,7 +45,7 @@ void Progress::hide() {
 
 void Progress::update(std::uint64_t position, std::uint64_t records) {
   const auto now = Clock::now();
-  if (now - shown_ < (isTerminal_ ? 200ms : 10'000ms)) return;
+  if (now - shown_ < (isTerminal_ ? betweenBars : betweenLines)) return;
   shown_ = now;
   const double part = total_ == 0 ? 0 : std::min(1.0, static_cast<double>(position) / static_cast<double>(total_));
   const double rate = static_cast<double>(records) / seconds();
@@ -69,7 +68,7 @@ void Progress::writeBar(double part, double rate) const {
   std::cerr << std::flush;
 }
 
-void Progress::writeLine(std::uint64_t records, double part, double rate) const {
+void Progress::writeLine(std::uint64_t records, double part, double rate) {
   std::cerr << "recordctl: " << records << " records";
   if (part > 0) std::cerr << ", " << percent(part);
   std::cerr << ", " << static_cast<long long>(rate) << " records/s" << std::endl;

@@ -24,7 +24,7 @@ class Progress {
   using Clock = std::chrono::steady_clock;
 
   void writeBar(double part, double rate) const;
-  void writeLine(std::uint64_t records, double part, double rate) const;
+  static void writeLine(std::uint64_t records, double part, double rate);
 
   std::uint64_t total_;
   bool isTerminal_;

@@ -17,6 +17,8 @@ namespace database_provider::recordctl {
 class CsvReader : public RowReader {
  public:
   explicit CsvReader(const std::string& path);
+  CsvReader(const CsvReader&) = delete;
+  CsvReader& operator=(const CsvReader&) = delete;
   ~CsvReader() override;
 
   bool next(Row& row) override;

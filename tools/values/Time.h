@@ -11,7 +11,7 @@ namespace database_provider::recordctl {
 /// is UTC; what is finer than a millisecond is cut off. Nothing for any other text, and for days that no calendar has.
 std::optional<long long> parseTime(std::string_view text);
 
-/// The text of a time that `parseTime` reads back; a count of milliseconds beyond the years 0 to 9999 stays a number.
-std::string formatTime(long long milliseconds);
+/// The text that `parseTime` reads as this count of milliseconds; beyond the years 0 to 9999 it stays a number.
+std::string formatTime(long long count);
 
 }  // namespace database_provider::recordctl
