@@ -42,15 +42,15 @@ bool hasCount(const bson_t* reply) {
 }
 
 // Whether every element can be walked over; a damaged length would end the walk early, and silently.
-bool isWalkable(bson_iter_t at) {
-  while (bson_iter_next(&at)) {
+bool isWalkable(bson_iter_t* at) {
+  while (bson_iter_next(at)) {
   }
-  return at.err_off == 0;
+  return at->err_off == 0;
 }
 
 bool isWalkable(const bson_t* document) {
   bson_iter_t at;
-  return bson_iter_init(&at, document) && isWalkable(at);
+  return bson_iter_init(&at, document) && isWalkable(&at);
 }
 
 bool isBatchWalkable(const bson_t* reply, const char* path) {
@@ -59,7 +59,7 @@ bool isBatchWalkable(const bson_t* reply, const char* path) {
   bson_iter_t element;
   if (!bson_iter_init(&top, reply) || !bson_iter_find_descendant(&top, path, &batch)) return true;
   if (!BSON_ITER_HOLDS_ARRAY(&batch) || !bson_iter_recurse(&batch, &element)) return false;
-  return isWalkable(element);
+  return isWalkable(&element);
 }
 
 // The driver would take a damaged batch for one that ends there.
@@ -68,7 +68,7 @@ bool isWhole(const bson_t* reply) {
   if (!isWalkable(reply)) return false;
   if (!bson_iter_init_find(&cursor, reply, "cursor")) return true;
   bson_iter_t inside;
-  if (!BSON_ITER_HOLDS_DOCUMENT(&cursor) || !bson_iter_recurse(&cursor, &inside) || !isWalkable(inside)) return false;
+  if (!BSON_ITER_HOLDS_DOCUMENT(&cursor) || !bson_iter_recurse(&cursor, &inside) || !isWalkable(&inside)) return false;
   return isBatchWalkable(reply, "cursor.firstBatch") && isBatchWalkable(reply, "cursor.nextBatch");
 }
 
