@@ -60,7 +60,7 @@ class ByIds : public Candidates {
   bool next() override { return ++at_ < rids_.size() + 1; }
   std::int64_t rid() const override { return rids_[at_ - 1]; }
   bool recheck() const override { return recheck_; }
-  View body() override { return reader_.read(rid()); }
+  View body() override { return reader_.require(rid()); }
 
  private:
   RowReader reader_;
@@ -81,7 +81,7 @@ class ByItems : public Candidates {
   }
   std::int64_t rid() const override { return candidate_.rid; }
   bool recheck() const override { return candidate_.recheck; }
-  View body() override { return reader_.read(candidate_.rid); }
+  View body() override { return reader_.require(candidate_.rid); }
 
  private:
   RowReader reader_;

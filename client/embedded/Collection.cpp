@@ -60,10 +60,12 @@ Collection::~Collection() = default;
 View Collection::trusted(std::int64_t rid, std::int64_t sum, sqlite::Blob body) const {
   const bool isWhole = body.size >= smallestDocument && bodySum(body.data, body.size) == sum;
   if (isWhole && bson::load<std::uint32_t>(body.data) == body.size) return {body.data, body.size};
+  refuse("a document of " + label() + " is damaged (record " + std::to_string(rid) + ")");
+}
+
+void Collection::refuse(const std::string& what) const {
   const std::string& file = store_.connection().file();
-  throw Error(Error::Kind::storage,
-              "store " + file + ": a document of " + label() + " is damaged (record " + std::to_string(rid) + ")",
-              {file});
+  throw Error(Error::Kind::storage, "store " + file + ": " + what, {file});
 }
 
 void Collection::touch() {
@@ -142,6 +144,13 @@ View RowReader::read(std::int64_t rid) {
   statement_.reset();
   if (!statement_.bind(1, rid).step()) return {};
   return collection_.trusted(rid, statement_.integer(0), statement_.blob(1));
+}
+
+View RowReader::require(std::int64_t rid) {
+  const View found = read(rid);
+  if (found.data != nullptr) return found;
+  collection_.refuse("an index of " + collection_.label() + " is damaged: it names record " + std::to_string(rid) +
+                     ", which is not there");
 }
 
 RowById::RowById(Collection& collection, const bson::Value& id)

@@ -57,6 +57,7 @@ class Collection {
   friend class RowScan;
 
   void touch();
+  [[noreturn]] void refuse(const std::string& what) const;
   bson::View trusted(std::int64_t rid, std::int64_t sum, sqlite::Blob body) const;
 
   Store& store_;
@@ -76,6 +77,8 @@ class RowReader {
   explicit RowReader(Collection& collection);
   /// Null `data` when there is no such document; valid until the next call.
   bson::View read(std::int64_t rid);
+  /// The same where an index says that there is one: Error{storage} when there is none.
+  bson::View require(std::int64_t rid);
 
  private:
   Collection& collection_;

@@ -5,7 +5,6 @@
 #include "client/bson/Writer.h"
 #include "client/embedded/Candidates.h"
 #include "client/embedded/query/Matcher.h"
-#include "database_client/Error.h"
 
 namespace database_client::embedded {
 
@@ -83,10 +82,6 @@ std::int64_t Cursor::rid() const {
 
 void Cursor::read() {
   body_ = candidates_->body();
-  if (body_.data == nullptr) {
-    throw Error(Error::Kind::storage, "the index of " + collection_->label() + " names record " +
-                                          std::to_string(candidates_->rid()) + ", which is not there");
-  }
   if (collection_->holdsCredentials()) {
     redacted_ = withoutCredentials(body_);
     body_ = {redacted_.data(), redacted_.size()};

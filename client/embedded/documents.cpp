@@ -53,7 +53,7 @@ std::vector<std::int64_t> matchingRids(Collection* collection, View query) {
 
 /// The stored document in bytes of our own, since writing it moves what was read.
 std::vector<Byte> copyOf(RowReader& reader, std::int64_t rid) {
-  const View stored = reader.read(rid);
+  const View stored = reader.require(rid);
   return {stored.data, stored.data + stored.size};
 }
 

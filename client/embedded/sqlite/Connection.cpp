@@ -16,6 +16,9 @@ namespace {
 /// More than a store of usual size ever needs; one with thousands of collections prepares some of them anew.
 constexpr std::size_t maximumIdle = 1024;
 
+/// Above all that a store holds, and far below what a damaged length would make SQLite ask memory for.
+constexpr int longestValue = 64 * 1024 * 1024;
+
 void require(int code, const std::string& file, const char* doing) {
   if (code != SQLITE_OK) fail(code, file, doing);
 }
@@ -93,6 +96,7 @@ void Connection::harden() {
   require(sqlite3_db_config(database_, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr), file_, "open it");
   // NOLINTEND(cppcoreguidelines-pro-type-vararg)
   sqlite3_limit(database_, SQLITE_LIMIT_ATTACHED, 0);
+  sqlite3_limit(database_, SQLITE_LIMIT_LENGTH, longestValue);
 }
 
 sqlite3_stmt* Connection::prepare(const std::string& sql, unsigned flags) {

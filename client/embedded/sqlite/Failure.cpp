@@ -2,8 +2,6 @@
 
 #include <sqlite3.h>
 
-#include <new>
-
 #include "database_client/Error.h"
 
 namespace database_client::embedded::sqlite {
@@ -34,6 +32,9 @@ const char* reason(int code) {
       return "access is denied";
     case SQLITE_TOOBIG:
       return "a value is too long";
+    case SQLITE_NOMEM:
+      // A damaged length asks for any amount.
+      return "there is not enough memory, or the file is damaged";
     default:
       return sqlite3_errstr(code);
   }
@@ -47,7 +48,6 @@ bool isLock(int code) {
 }  // namespace
 
 void fail(int code, const std::string& file, const char* doing) {
-  if ((code & primaryCodeMask) == SQLITE_NOMEM) throw std::bad_alloc();
   Error::Details details;
   details.where = file;
   details.retryable = isLock(code);

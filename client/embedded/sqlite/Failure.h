@@ -5,7 +5,7 @@
 namespace database_client::embedded::sqlite {
 
 /// Throws the `Error` that belongs to a result code of SQLite: of kind timeout (retryable) when another holds the lock,
-/// else of kind storage; std::bad_alloc for want of memory. The text is made of `file`, `doing` and the fixed text for
+/// else of kind storage. The text is made of `file`, `doing` and the fixed text for
 /// the code: SQLite's own message may quote values and is never used.
 [[noreturn]] void fail(int code, const std::string& file, const char* doing);
 

@@ -135,7 +135,7 @@ std::optional<User> UserDirectory::find(const std::string& database, const std::
   const auto rid = kept->ridOf(IdValue(idOf(database, name)).value());
   if (!rid) return std::nullopt;
   RowReader reader(*kept);
-  return read(reader.read(*rid));
+  return read(reader.require(*rid));
 }
 
 void UserDirectory::insert(const User& user) {
