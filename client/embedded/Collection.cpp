@@ -148,9 +148,11 @@ View RowReader::read(std::int64_t rid) {
 
 View RowReader::require(std::int64_t rid) {
   const View found = read(rid);
-  if (found.data != nullptr) return found;
-  collection_.refuse("an index of " + collection_.label() + " is damaged: it names record " + std::to_string(rid) +
-                     ", which is not there");
+  if (found.data == nullptr) {
+    collection_.refuse("an index of " + collection_.label() + " is damaged: it names record " + std::to_string(rid) +
+                       ", which is not there");
+  }
+  return found;
 }
 
 RowById::RowById(Collection& collection, const bson::Value& id)

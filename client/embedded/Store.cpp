@@ -231,14 +231,16 @@ Collection& Store::obtain(const std::string& database, const std::string& name) 
 }
 
 std::vector<Collection*> Store::collections() {
-  std::vector<std::pair<std::string, std::string>> names;
-  {
-    auto rows = connection_.statement("SELECT database, name FROM collections ORDER BY database, name");
-    while (rows.step()) names.emplace_back(rows.text(0), rows.text(1));
-  }
   std::vector<Collection*> all;
-  all.reserve(names.size());
-  for (const auto& [database, name] : names) all.push_back(find(database, name));
+  // Not through `find`: in a damaged file its index may lack what the table has.
+  auto rows = connection_.statement("SELECT number, database, name FROM collections ORDER BY database, name");
+  while (rows.step()) {
+    const std::string database(rows.text(1));
+    const std::string name(rows.text(2));
+    const auto known = collections_.find(labelOf(database, name));
+    const bool isKnown = known != collections_.end();
+    all.push_back(isKnown ? known->second.get() : &remember(rows.integer(0), database, name));
+  }
   return all;
 }
 

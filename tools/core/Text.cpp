@@ -1,8 +1,7 @@
 #include "tools/core/Text.h"
 
-#include <wchar.h>
-
 #include <cstdint>
+#include <cwchar>
 #include <optional>
 
 namespace database_provider::recordctl {

@@ -68,6 +68,7 @@ Columns::File parseFile(const std::string& text) {
 template <class Items>
 std::vector<std::string> namesOf(const Items& items) {
   std::vector<std::string> result;
+  result.reserve(items.size());
   for (const auto& item : items) result.push_back(item.name);
   return result;
 }

@@ -78,7 +78,7 @@ void tellImported(const Session& session, std::size_t imported, std::size_t fail
     return;
   }
   char time[32];
-  std::snprintf(time, sizeof time, "%.1f", seconds);
+  static_cast<void>(std::snprintf(time, sizeof time, "%.1f", seconds));
   std::cout << imported << (imported == 1 ? " record" : " records") << " imported";
   if (failed > 0) std::cout << ", " << failed << (failed == 1 ? " row" : " rows") << " failed";
   std::cout << ", in " << time << " s\n";

@@ -32,9 +32,9 @@ class Recording {
   std::size_t Tell() const { return static_cast<std::size_t>(file_.position() - begin_); }
 
   // The parser's output side, for parsing in place, which does not happen.
-  char* PutBegin() { return nullptr; }
+  static char* PutBegin() { return nullptr; }
   void Put(char) {}
-  std::size_t PutEnd(const char*) { return 0; }
+  static std::size_t PutEnd(const char*) { return 0; }
 
  private:
   InputFile& file_;
