@@ -104,6 +104,8 @@ std::vector<Byte> Writer::take() {
   return std::move(bytes_);
 }
 
+// The number fills as much of the text as is ever read.
+// cppcheck-suppress uninitMemberVar
 IndexKey::IndexKey(std::size_t index)
     : length_(static_cast<std::size_t>(std::to_chars(text_, text_ + sizeof text_, index).ptr - text_)) {}
 

@@ -89,7 +89,7 @@ void list(Session& session, const ListOptions& options) {
   if (!options.columns.empty()) given = NameColumns::parse(options.columns);
   DataBaseClient& client = session.store(Access::existing);
   if (session.json()) {
-    forEachRecord(kind, client, selection, [](StoredRecord stored) { writeJson(toJson(stored)); });
+    forEachRecord(kind, client, selection, [](const StoredRecord& stored) { writeJson(toJson(stored)); });
     return;
   }
   RecordTable table(given ? *given : usualColumns(session, kind), given.has_value());

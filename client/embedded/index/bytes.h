@@ -19,7 +19,7 @@ inline void putVarint(std::string& out, std::uint64_t value) {
 }
 
 inline std::uint64_t zigzag(std::int64_t value) {
-  return (static_cast<std::uint64_t>(value) << 1) ^ static_cast<std::uint64_t>(value >> 63);
+  return (static_cast<std::uint64_t>(value) << 1) ^ (value < 0 ? ~std::uint64_t{0} : 0);
 }
 inline std::int64_t unzigzag(std::uint64_t value) {
   return static_cast<std::int64_t>(value >> 1) ^ -static_cast<std::int64_t>(value & 1);
