@@ -212,4 +212,23 @@ void Copy_Libbson(benchmark::State& state) {
 }
 BENCHMARK(Copy_Libbson);
 
+/// n look-ups, back to front, in a level of n keys of a document that was just fetched.
+void LookUps_Document(benchmark::State& state) {
+  const auto count = static_cast<std::size_t>(state.range(0));
+  std::vector<std::string> names;
+  ObjectProperties written;
+  for (std::size_t i = 0; i < count; ++i) {
+    names.push_back("key " + std::to_string(i));
+    written.setValueInt32(names.back(), 1);
+  }
+  for (auto _ : state) {
+    const ObjectProperties fetched(written);
+    int sum = 0;
+    for (auto name = names.rbegin(); name != names.rend(); ++name) sum += fetched.valueAsInt32(*name, 0);
+    benchmark::DoNotOptimize(sum);
+  }
+  state.SetComplexityN(state.range(0));
+}
+BENCHMARK(LookUps_Document)->RangeMultiplier(10)->Range(100, 10000)->Complexity(benchmark::oNLogN);
+
 }  // namespace
