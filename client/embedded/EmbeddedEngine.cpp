@@ -1,7 +1,9 @@
 #include "client/embedded/EmbeddedEngine.h"
 
 #include <memory>
+#include <optional>
 
+#include "client/DocumentAccess.h"
 #include "client/embedded/StoreFile.h"
 #include "client/embedded/users/UserDirectory.h"
 
@@ -11,6 +13,10 @@ namespace {
 
 bool isShared(const StoreAddress& address) {
   return !address.isMemory() && !address.exclusive;
+}
+
+bool isUserList(const Namespace& where) {
+  return where.database == "admin" && where.collection == "system.users";
 }
 
 /// The administrator is part of every store, from its making on.
@@ -37,10 +43,20 @@ EmbeddedEngine::EmbeddedEngine(const StoreAddress& address, const ConnectRequest
 }
 
 Collection* EmbeddedEngine::reading(const Namespace& where, const char* operation) {
-  const bool isUserList = where.database == "admin" && where.collection == "system.users";
-  const Action action = isUserList ? Action::listUsers : Action::read;
+  const Action action = isUserList(where) ? Action::listUsers : Action::read;
   if (!session_.may(action, where.database)) session_.refuse(operation, where.database + "." + where.collection);
   return store_.find(where.database, where.collection);
+}
+
+// Users may see themselves, whatever their rights over others: the query for it, when this is what the query asks.
+std::optional<ObjectProperties> EmbeddedEngine::lookUpOfSelf(const Namespace& where, const ObjectProperties& query) {
+  const bson::View view = DocumentAccess::view(query);
+  if (!isUserList(where) || view.count() != 1 || session_.may(Action::listUsers, where.database)) return std::nullopt;
+  if (session_.user().empty() || query.valueAsString("user", "") != session_.user()) return std::nullopt;
+  ObjectProperties self;
+  self.setValueString("user", session_.user());
+  self.setValueString("db", session_.database());
+  return self;
 }
 
 void EmbeddedEngine::beginTransaction() {

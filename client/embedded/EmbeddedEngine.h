@@ -1,6 +1,7 @@
 #pragma once
 
 #include <list>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -10,6 +11,7 @@
 #include "client/embedded/StoreAddress.h"
 #include "client/embedded/users/Rights.h"
 #include "client/embedded/users/Session.h"
+#include "client/embedded/users/UserDirectory.h"
 
 namespace database_client::embedded {
 
@@ -53,9 +55,12 @@ class EmbeddedEngine : public Engine {
 
  private:
   Collection* reading(const Namespace& where, const char* operation);
+  std::optional<ObjectProperties> lookUpOfSelf(const Namespace& where, const ObjectProperties& query);
   void requireWrite(const Namespace& where, const char* operation);
   void requireUserRights(const std::string& database, const std::vector<Grant>& grants, const char* operation,
                          const std::string& user);
+  void requireChangeRights(const std::optional<User>& known, const std::string& database,
+                           const std::vector<Grant>& grants, const std::string& user);
   DeploymentStep setUpRole(bool dryRun);
   DeploymentStep setUpAdministrator(bool dryRun, const std::string& password);
   void compactIndex(Collection& collection);

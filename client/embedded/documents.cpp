@@ -1,5 +1,6 @@
 // The operations on documents.
 
+#include <optional>
 #include <utility>
 
 #include "client/DocumentAccess.h"
@@ -160,7 +161,9 @@ void EmbeddedEngine::find(const Namespace& where, const FindRequest& request, co
   const Projection projection(DocumentAccess::view(request.projection));
   const Page page = pageOf(request.limit, request.skip);
   const Store::Reading reading(store_);
-  Cursor cursor(this->reading(where, "find"), DocumentAccess::view(request.query), page);
+  const std::optional<ObjectProperties> self = lookUpOfSelf(where, request.query);
+  Collection* collection = self ? store_.find(where.database, where.collection) : this->reading(where, "find");
+  Cursor cursor(collection, DocumentAccess::view(self ? *self : request.query), page);
   const Store::Registration registration(store_, cursor);
   bool more = true;
   while (more && cursor.next()) {

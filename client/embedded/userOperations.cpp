@@ -109,15 +109,23 @@ void EmbeddedEngine::createUser(const std::string& database, const std::string& 
   writing.commit();
 }
 
+void EmbeddedEngine::requireChangeRights(const std::optional<User>& known, const std::string& database,
+                                         const std::vector<Grant>& grants, const std::string& user) {
+  if (!known || !areSame(known->grants, grants)) {
+    session_.require(Action::replaceRoles, "admin", "replace the roles of the user", nameOf(database, user));
+    requireUserRights(database, grants, "change the user", user);
+    return;
+  }
+  const bool isOwn = session_.isUser(database, user) && session_.may(Action::changeOwnCustomData, database);
+  if (!isOwn) session_.require(Action::administerUsers, database, "change the user", nameOf(database, user));
+}
+
 void EmbeddedEngine::modifyUser(const std::string& database, const std::string& user, const ObjectProperties& roles,
                                 const ObjectProperties& customData) {
   const std::vector<Grant> grants = grantsOf(roles);
   Store::Writing writing(store_, Store::Extent::one);
   UserDirectory directory(store_);
-  const bool isOwn = session_.isUser(database, user) && session_.may(Action::changeOwnCustomData, database);
-  const auto self = isOwn ? directory.find(database, user) : std::nullopt;
-  // Who may change the own custom data has to leave the roles as they are.
-  if (!self || !areSame(self->grants, grants)) requireUserRights(database, grants, "change the user", user);
+  requireChangeRights(directory.find(database, user), database, grants, user);
   User changed = requireUser(directory, database, user);
   requireRoles(directory, grants);
   if (isAdministrator(changed) && !isRoot(grants)) {
@@ -179,9 +187,10 @@ DeploymentStep EmbeddedEngine::setUpAdministrator(bool dryRun, const std::string
 std::list<DeploymentStep> EmbeddedEngine::setUpDeployment(const DeploymentPlan& plan) {
   std::list<DeploymentStep> steps;
   Store::Writing writing(store_, Store::Extent::one);
-  session_.require(Action::administerStore, "admin", "set up the store");
+  session_.require(Action::administerUsers, ownDataDatabase, "make roles");
   steps.push_back(setUpRole(plan.dryRun));
   if (!plan.administratorPassword.empty()) {
+    session_.require(Action::administerUsers, "admin", "make the administrator");
     steps.push_back(setUpAdministrator(plan.dryRun, plan.administratorPassword));
   }
   if (!plan.dryRun) writing.commit();

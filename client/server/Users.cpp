@@ -2,6 +2,8 @@
 
 #include <cstring>
 #include <optional>
+#include <set>
+#include <string>
 #include <string_view>
 #include <utility>
 
@@ -33,6 +35,23 @@ bool isOwn(const Session& session, const UserName& name) {
   const mongoc_uri_t* uri = session.address().uri.get();
   const char* user = mongoc_uri_get_username(uri);
   return user != nullptr && name.user == user && name.database == mongoc_uri_get_auth_source(uri);
+}
+
+using Role = std::pair<std::string, std::string>;
+
+std::string textAt(bson::View group, const char* key) {
+  const bson::Value value = group.find(key);
+  const bool isText = value.data != nullptr && value.type == bson::Type::string;
+  return isText ? std::string(value.asString()) : std::string();
+}
+
+std::set<Role> rolesIn(bson::View roles) {
+  std::set<Role> result;
+  for (const bson::Element& role : roles) {
+    if (!role.value.isDocument()) continue;
+    result.emplace(textAt(role.value.asDocument(), "role"), textAt(role.value.asDocument(), "db"));
+  }
+  return result;
 }
 
 // The one name that a query asks for, an empty one when it asks for all, nothing for any other query.
@@ -96,6 +115,26 @@ std::list<ObjectProperties> askWithin(Session& session, const std::string& user)
   return ask(session, database, one({database, user}));
 }
 
+// False also when this connection may not know.
+bool hasRoles(Session& session, const UserName& name, const ObjectProperties& roles) {
+  try {
+    const std::list<ObjectProperties> users = ask(session, name.database, one(name));
+    if (users.empty()) return false;
+    const bson::Value held = DocumentAccess::view(users.front()).find("roles");
+    return held.data != nullptr && held.isArray() && rolesIn(held.asDocument()) == rolesIn(DocumentAccess::view(roles));
+  } catch (const Error& error) {
+    if (error.kind() != Error::Kind::authorization) throw;
+    return false;
+  }
+}
+
+void changeCustomData(Session& session, const UserName& name, const ObjectProperties& customData) {
+  bson::Writer command;
+  command.appendString("updateUser", name.user);
+  command.appendDocument("customData", DocumentAccess::view(customData));
+  send(session, callFor("change of user", name), name.database, std::move(command));
+}
+
 }  // namespace
 
 void createUser(Session& session, const UserName& name, const std::string& password, const UserGrants& grants) {
@@ -110,7 +149,14 @@ void modifyUser(Session& session, const UserName& name, const UserGrants& grants
   bson::Writer command;
   command.appendString("updateUser", name.user);
   appendGrants(command, grants);
-  send(session, callFor("change of user", name), name.database, std::move(command));
+  try {
+    send(session, callFor("change of user", name), name.database, std::move(command));
+  } catch (const Error& error) {
+    // Naming roles takes the right to give and take any, even when they stay as they are.
+    const bool remainsTheData = error.kind() == Error::Kind::authorization && hasRoles(session, name, grants.roles);
+    if (!remainsTheData) throw;
+    changeCustomData(session, name, grants.customData);
+  }
 }
 
 void changePassword(Session& session, const UserName& name, const std::string& password) {

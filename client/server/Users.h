@@ -19,6 +19,7 @@ struct UserGrants {
 };
 
 void createUser(Session& session, const UserName& name, const std::string& password, const UserGrants& grants);
+/// Where the roles stay as they are, the right to change the custom data is enough.
 void modifyUser(Session& session, const UserName& name, const UserGrants& grants);
 /// A session of this very user goes on under the new password.
 void changePassword(Session& session, const UserName& name, const std::string& password);

@@ -114,7 +114,8 @@ class DATABASE_CLIENT_EXPORT DataBaseClient {
   /// 31 for a role that the store does not know.
   virtual void createUser(const std::string& database, const std::string& user, const std::string& password,
                           const ObjectProperties& roles, const ObjectProperties& customData);
-  /// Replaces a user's roles and custom data; Error{server} with code 11 for an unknown user.
+  /// Replaces a user's roles and custom data; Error{server} with code 11 for an unknown user. Roles that stay as they
+  /// are take no right to change them, so that users may change their own custom data.
   virtual void modifyUser(const std::string& database, const std::string& user, const ObjectProperties& roles,
                           const ObjectProperties& customData);
   virtual void changePassword(const std::string& database, const std::string& user, const std::string& password);

@@ -246,7 +246,7 @@ TEST_P(LibraryContract, ScenariosAreApartFromExperiments) {
 TEST_P(LibraryContract, AProviderConnectsByItself) {
   const std::string id = written({{"Site", "Waseca"}});
   const std::unique_ptr<ExperimentDatabaseInterface> own(createExperimentDatabase());
-  ASSERT_TRUE(own->connect("", address().host, address().port, "", ""));
+  ASSERT_TRUE(own->connect(address().authDatabase, address().host, address().port, address().user, address().password));
   const auto record = newRecord();
   own->readRecord(record.get(), id);
   EXPECT_EQ(record->categoryValue("Site", ""), "Waseca");
@@ -263,7 +263,7 @@ class UsersLibraryContract : public StoreContract {
     StoreContract::SetUp();
     if (IsSkipped()) return;
     if (!hasUsers(engine())) GTEST_SKIP() << engine() << " has no command for users";
-    users->connectAsAdmin(address().host, address().port, "");
+    users->connectAsAdmin(address().host, address().port, address().password);
   }
 
   std::unique_ptr<UsersDatabaseInterface> users{createUsersDatabase()};

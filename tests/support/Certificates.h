@@ -2,9 +2,13 @@
 
 #include <string>
 
-#include "tests/support/ScriptedServer.h"
-
 namespace database_test {
+
+/// A server certificate and its key, in PEM files.
+struct TlsFiles {
+  std::string certificate{};
+  std::string key{};
+};
 
 struct CertificateRequest {
   std::string host = "127.0.0.1";  ///< an IP address, or a name

@@ -13,11 +13,13 @@
 #include <sstream>
 #include <thread>
 
+#include "tests/support/Certificates.h"
 #include "tests/support/Process.h"
 
 namespace database_test {
 
 using database_client::DataBaseClient;
+using database_client::DeploymentPlan;
 using database_client::ObjectProperties;
 
 namespace {
@@ -36,28 +38,26 @@ std::string lastLines(const std::string& path) {
   return text.size() > 2000 ? text.substr(text.size() - 2000) : text;
 }
 
+/// The command that starts a server on a port, with its data in a folder.
+using Command = std::function<std::vector<std::string>(const std::string& folder, int port)>;
+
 /// A server that this program started.
 class Server {
  public:
-  using Command = std::function<std::vector<std::string>(const std::string& folder, int port)>;
-
-  explicit Server(const Command& command)
-      : port_(freePort()), process_(command(folder_.path(), port_), folder_.path()) {
+  Server(const Command& command, const std::string& folder, int port)
+      : folder_(folder), process_(command(folder, port), folder) {
     const auto deadline = std::chrono::steady_clock::now() + startTime;
-    while (!accepts(port_)) {
+    while (!accepts(port)) {
       if (!process_.isRunning()) throw EngineMissing("its server ended at once: " + log());
       if (std::chrono::steady_clock::now() > deadline) throw EngineMissing("its server does not answer: " + log());
       std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
   }
 
-  int port() const { return port_; }
-
  private:
-  std::string log() const { return lastLines(folder_.path() + "/log"); }
+  std::string log() const { return lastLines(folder_ + "/log"); }
 
-  TemporaryFolder folder_;
-  int port_;
+  std::string folder_;
   Process process_;
 };
 
@@ -69,14 +69,45 @@ struct Started {
   std::string missing;
 };
 
-void startServer(Started& started, const Server::Command& command) {
-  started.server = std::make_unique<Server>(command);
-  started.address = {"127.0.0.1", started.server->port()};
+void startServer(Started& started, const Command& command) {
+  if (!started.folder) {
+    started.folder = std::make_unique<TemporaryFolder>();
+    started.address.host = "127.0.0.1";
+    started.address.port = freePort();
+  }
+  started.server = std::make_unique<Server>(command, started.folder->path(), started.address.port);
+}
+
+void makeAdministrator(Address& address) {
+  DataBaseClient client;
+  connectTo(client, address);
+  DeploymentPlan plan;
+  plan.administratorPassword = "the one & only";
+  client.setUpDeployment(plan);
+  address.authDatabase = address.user = "admin";
+  address.password = plan.administratorPassword;
+}
+
+// The administrator is made while nobody is asked who he is.
+void startControlledServer(Started& started, const Command& command) {
+  startServer(started, command);
+  makeAdministrator(started.address);
+  started.server.reset();
+  startServer(started, [&](const std::string& folder, int port) {
+    std::vector<std::string> controlled = command(folder, port);
+    controlled.emplace_back("--auth");
+    return controlled;
+  });
 }
 
 void startEmbedded(Started& started) {
   started.folder = std::make_unique<TemporaryFolder>();
-  started.address = {"file:" + started.folder->path() + "/store.db", 0};
+  started.address.host = "file:" + started.folder->path() + "/store.db";
+}
+
+void startEmbeddedControlled(Started& started) {
+  startEmbedded(started);
+  makeAdministrator(started.address);
 }
 
 std::list<std::unique_ptr<ObjectProperties>> documents(DataBaseClient& client, const std::string& database,
@@ -109,28 +140,39 @@ void refuseWhatIsInUse(const Address& address) {
 void findDeployment(Started& started) {
   const std::string uri = environment("DATABASE_TEST_URI");
   if (uri.empty()) throw EngineMissing("DATABASE_TEST_URI is not set");
-  started.address = {uri, 27017};
+  started.address.host = uri;
+  started.address.port = 27017;
   if (environment("DATABASE_TEST_DESTROY") != "1") refuseWhatIsInUse(started.address);
 }
 
-void startMongod(Started& started) {
+Command mongodCommand() {
   const std::string program = onPath("mongod");
   if (program.empty()) throw EngineMissing("there is no mongod on the PATH");
-  startServer(started, [&](const std::string& folder, int port) {
+  return [program](const std::string& folder, int port) {
     return std::vector<std::string>{program,    "--bind_ip", "127.0.0.1",     "--port", std::to_string(port),
                                     "--dbpath", folder,      "--nounixsocket"};
-  });
+  };
 }
 
-void startSecantus(Started& started, bool standalone) {
+Command secantusCommand(const std::vector<std::string>& options) {
   const std::string program = std::string(serversFolder) + "/secantus/bin/secantusd-py";
   if (access(program.c_str(), X_OK) != 0) throw EngineMissing("SecantusDB is not installed; see scripts/setup");
-  startServer(started, [&](const std::string& folder, int port) {
+  return [program, options](const std::string& folder, int port) {
     std::vector<std::string> command{program,          "--host",         "127.0.0.1",   "--port", std::to_string(port),
                                      "--storage-path", folder + "/data", "--log-level", "WARNING"};
-    if (standalone) command.emplace_back("--standalone");
+    command.insert(command.end(), options.begin(), options.end());
     return command;
-  });
+  };
+}
+
+void startSecantusTls(Started& started) {
+  started.folder = std::make_unique<TemporaryFolder>();
+  const Certificates certificates(started.folder->path());
+  const TlsFiles files = certificates.issue("server", {});
+  started.address.port = freePort();
+  startServer(started, secantusCommand({"--tls-cert-file", files.certificate, "--tls-key-file", files.key}));
+  started.address.host = "mongodb://127.0.0.1:" + std::to_string(started.address.port) +
+                         "/?tls=true&tlsCAFile=" + certificates.authority();
 }
 
 void startJava(Started& started) {
@@ -150,10 +192,14 @@ using Starter = std::function<void(Started&)>;
 const std::vector<std::pair<std::string, Starter>>& starters() {
   static const std::vector<std::pair<std::string, Starter>> all{
       {"embedded", startEmbedded},
+      {"embeddedControlled", startEmbeddedControlled},
       {"deployment", findDeployment},
-      {"mongod", startMongod},
-      {"secantus", [](Started& started) { startSecantus(started, false); }},
-      {"secantusStandalone", [](Started& started) { startSecantus(started, true); }},
+      {"mongod", [](Started& started) { startServer(started, mongodCommand()); }},
+      {"mongodControlled", [](Started& started) { startControlledServer(started, mongodCommand()); }},
+      {"secantus", [](Started& started) { startServer(started, secantusCommand({})); }},
+      {"secantusStandalone", [](Started& started) { startServer(started, secantusCommand({"--standalone"})); }},
+      {"secantusControlled", [](Started& started) { startControlledServer(started, secantusCommand({})); }},
+      {"secantusTls", startSecantusTls},
       {"java", startJava},
   };
   return all;
@@ -214,7 +260,9 @@ std::string engineReport(const std::vector<std::string>& names) {
 }
 
 void connectTo(DataBaseClient& client, const Address& address) {
-  if (!client.connect("", address.host, address.port, "", "")) throw std::runtime_error(client.failure());
+  const bool connected =
+      client.connect(address.authDatabase, address.host, address.port, address.user, address.password);
+  if (!connected) throw std::runtime_error(client.failure());
 }
 
 void emptyStore(DataBaseClient& client) {

@@ -13,10 +13,13 @@
 /// What the tests of more than one folder share.
 namespace database_test {
 
-/// How a client reaches a store.
+/// How a client reaches a store, and as whom it may do everything there.
 struct Address {
-  std::string host;
+  std::string host{};
   int port = 0;
+  std::string authDatabase{};
+  std::string user{};  ///< empty where access is not controlled
+  std::string password{};
 };
 
 /// Why an engine cannot be used here.
@@ -28,10 +31,12 @@ class EngineMissing : public std::runtime_error {
 /// The names of all engines that tests know, whether they are here or not, "embedded" first:
 ///
 /// - `embedded`: one file;
+/// - `embeddedControlled`: one file whose administrator has a password, so that access is controlled;
 /// - `deployment`: what DATABASE_TEST_URI names; one that holds records or users of the library is refused, unless
 ///   DATABASE_TEST_DESTROY is 1;
-/// - `mongod`: the program of this name on the PATH;
+/// - `mongod`, `mongodControlled`: the program of this name on the PATH, without and with access control;
 /// - `secantus`, `secantusStandalone`: SecantusDB as a replica set of one and as a single server;
+/// - `secantusControlled`, `secantusTls`: SecantusDB with access control, and behind TLS;
 /// - `java`: mongo-java-server.
 std::vector<std::string> engineNames();
 
@@ -45,7 +50,7 @@ bool hasUsers(const std::string& name);
 /// A line for each engine: whether the run got it, and why not.
 std::string engineReport(const std::vector<std::string>& names);
 
-/// Connects without a user; throws `std::runtime_error` with the client's reason.
+/// Connects as the one who may do everything; throws `std::runtime_error` with the client's reason.
 void connectTo(database_client::DataBaseClient& client, const Address& address);
 
 /// Removes every document, the store's own collections excepted.

@@ -8,6 +8,8 @@
 #include <thread>
 #include <vector>
 
+#include "tests/support/Certificates.h"
+
 namespace database_test {
 
 /// How a scripted server says what it is.
@@ -51,12 +53,6 @@ Step batch(const std::string& documents);
 /// The answer's document with a batch of this one document, whose bytes are not looked at.
 std::vector<std::uint8_t> withBatch(const std::vector<std::uint8_t>& document);
 Step refusal(int code, const std::string& text, const std::string& more = "");
-
-/// A server certificate and its key, in PEM files.
-struct TlsFiles {
-  std::string certificate{};
-  std::string key{};
-};
 
 /// What a scripted server was sent: one command, document sequences put back in their place.
 struct Request {

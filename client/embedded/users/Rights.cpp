@@ -30,9 +30,9 @@ const std::vector<Role>& overallRoles() {
       {"readAnyDatabase", {Action::read, Action::list}},
       {"readWriteAnyDatabase", {Action::read, Action::list, Action::write}},
       {"dbAdminAnyDatabase", {Action::list}},
-      {"userAdminAnyDatabase", {Action::administerUsers, Action::listUsers, Action::list}},
+      {"userAdminAnyDatabase", {Action::administerUsers, Action::replaceRoles, Action::listUsers, Action::list}},
       {"root",
-       {Action::read, Action::list, Action::write, Action::listUsers, Action::administerUsers,
+       {Action::read, Action::list, Action::write, Action::listUsers, Action::administerUsers, Action::replaceRoles,
         Action::administerStore}},
   };
   return roles;

@@ -22,9 +22,10 @@ enum class Action {
   list,                 ///< the names of collections
   listUsers,            ///< reading the users
   administerUsers,      ///< making, changing and removing the users of a database, granting its roles
+  replaceRoles,         ///< of a user, which takes away roles of whatever database; asked for "admin"
   changeOwnPassword,    ///< of a user of the database
   changeOwnCustomData,  ///< likewise
-  administerStore,      ///< care for the file, setting up
+  administerStore,      ///< care for the file
 };
 
 /// The role for every user of this library, made when a deployment is set up.

@@ -29,6 +29,9 @@ class Session {
   /// The same for a client that is no user at all.
   void requireUser(const std::string& operation);
   bool isUser(const std::string& database, const std::string& user) const;
+  /// Both empty without a user.
+  const std::string& database() const { return database_; }
+  const std::string& user() const { return user_; }
   /// Users and rights have been changed by this client.
   void changed() { version_ = 0; }
 

@@ -344,7 +344,7 @@ class EmbeddedRights : public EmbeddedUsers {
     mark(who.update(R"({"_id": ")" + name + R"("})", R"({"a": 1})", UpdateKind::setInAll));
     mark(who.remove(R"({"_id": ")" + name + R"("})"));
     marks += " ";
-    mark(users(who, R"({"user": "own"})"));
+    mark(users(who, R"({"user": "other"})"));
     mark(create(who, "made by " + name));
     mark(modify(who, "other", "{}"));
     mark(changePassword(who, "other", "x"));
@@ -388,7 +388,7 @@ TEST_F(EmbeddedRights, OfAUserWithItsOwnData) {
   EXPECT_EQ(row("own"), "---- --- ----- + ----");
 }
 TEST_F(EmbeddedRights, OfAKeeperOfUsers) {
-  EXPECT_EQ(row("keeper"), "---- --- -+++- + ----");
+  EXPECT_EQ(row("keeper"), "---- --- -+++- + +---");
 }
 TEST_F(EmbeddedRights, OfTheAdministrator) {
   EXPECT_EQ(row("admin"), "++++ +++ +++++ + ++++");

@@ -77,6 +77,45 @@ TEST_F(Users, ChangeReplacesRolesAndCustomDataAndLeavesThePassword) {
   EXPECT_THAT(sent("updateUser"), Not(HasSubstr("pwd")));
 }
 
+class OwnData : public Users {
+ protected:
+  std::string modify(const std::string& grants) {
+    return outcome([&] {
+      client.modifyUser("databaseManager", "anna", document(grants), document(R"({"x": 1})"));
+      return "ok";
+    });
+  }
+  const database_test::Step refused = refusal(13, "not authorized to revoke any role in the system");
+};
+
+TEST_F(OwnData, MayBeChangedWhereRolesThatStayMayNotBeNamed) {
+  server.script("updateUser", {refused, answer(R"({"ok": 1})")});
+  server.script("usersInfo", {answer(R"({"ok": 1, "users": [{"user": "anna", "db": "databaseManager", "roles":
+      [{"role": "readWrite", "db": "base"}, {"role": "read", "db": "experiment"}]}]})")});
+  EXPECT_EQ(modify(R"({"0": {"role": "read", "db": "experiment"}, "1": {"role": "readWrite", "db": "base"},
+      "2": {"role": "read", "db": "experiment"}})"),
+            "ok");
+  EXPECT_THAT(sent("usersInfo"), StartsWith(R"({ "usersInfo" : { "user" : "anna", "db" : "databaseManager" })"));
+  EXPECT_THAT(sent("updateUser"),
+              StartsWith(R"({ "updateUser" : "anna", "customData" : { "x" : { "$numberInt" : "1" } }, )"));
+  EXPECT_THAT(sent("updateUser"), Not(HasSubstr("roles")));
+}
+
+TEST_F(OwnData, IsNotChangedWhereTheRolesWouldChange) {
+  server.script("updateUser", {refused});
+  server.script("usersInfo", {answer(R"({"ok": 1, "users": [{"user": "anna", "db": "databaseManager", "roles":
+      [{"role": "readWrite", "db": "base"}]}]})")});
+  EXPECT_EQ(modify(R"({"0": {"role": "root", "db": "admin"}})"), "authorization 13");
+  EXPECT_EQ(timesSent("updateUser"), 1U);
+}
+
+TEST_F(OwnData, IsNotChangedWhereTheRolesAreNotTold) {
+  server.script("updateUser", {refused});
+  server.script("usersInfo", {refusal(13, "not authorized")});
+  EXPECT_EQ(modify(R"({"0": {"role": "read", "db": "base"}})"), "authorization 13");
+  EXPECT_EQ(timesSent("updateUser"), 1U);
+}
+
 TEST_F(Users, PasswordIsChangedAlone) {
   client.changePassword("d", "anna", "other");
   EXPECT_THAT(sent("updateUser"), StartsWith(R"({ "updateUser" : "anna", "pwd" : "other", )"));
