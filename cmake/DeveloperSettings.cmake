@@ -31,3 +31,10 @@ function(database_settings target)
     target_link_options(${target} PRIVATE -fsanitize=address,undefined)
   endif()
 endfunction()
+
+# A library that leaves no symbol open. With clang the sanitizers' symbols are in the program alone.
+function(database_complete target)
+  if(NOT DATABASE_PROVIDER_FUZZ)
+    target_link_options(${target} PRIVATE -Wl,--no-undefined)
+  endif()
+endfunction()
