@@ -107,37 +107,90 @@ ValueTest readValueTest(const Value& condition) {
   return test;
 }
 
+/// The conditions that have to hold together, as far as they are read.
+struct Level {
+  /// What the values of items of one name have to be, a condition each.
+  struct Named {
+    std::string path;
+    PathId id;
+    std::string name;
+    std::vector<ValueRanges> values;
+  };
+
+  void add(std::string_view path, PathId id, const std::string& name, ValueRanges value) {
+    for (Named& known : named) {
+      if (known.id == id && known.name == name) return known.values.push_back(std::move(value));
+    }
+    named.push_back({std::string(path), id, name, {std::move(value)}});
+  }
+
+  Conjunction& all;
+  std::vector<Named> named{};
+};
+
 class Reader {
  public:
   Reader(const ItemPaths& paths, const TermScan& scan) : paths_(paths), scan_(scan) {}
 
   QueryPartPtr read(bson::View query) const {
     auto all = std::make_unique<Conjunction>();
-    readInto(*all, query);
+    Level level{*all};
+    readInto(level, query);
+    for (Level::Named& items : level.named) addParts(*all, items);
     if (all->empty()) return nullptr;
     return all;
   }
 
  private:
-  void readInto(Conjunction& all, bson::View query) const {
+  void readInto(Level& level, bson::View query) const {
     for (const bson::Element& condition : query) {
-      if (!readCondition(all, condition)) all.setIncomplete();
+      if (!readCondition(level, condition)) level.all.setIncomplete();
     }
   }
 
   /// False when the condition is not answered whole.
-  bool readCondition(Conjunction& all, const bson::Element& condition) const {
+  bool readCondition(Level& level, const bson::Element& condition) const {
     if (condition.key == "$comment") return true;
-    if (condition.key == "$and") return readAnd(all, condition.value);
-    if (condition.key == "$or") return add(all, readOr(condition.value));
+    if (condition.key == "$and") return readAnd(level, condition.value);
+    if (condition.key == "$or") return add(level.all, readOr(condition.value));
     if (condition.key.substr(0, 1) == "$") return false;
-    if (isOperators(condition.value) && condition.value.asDocument().begin()->key == "$elemMatch") {
-      const bson::View operators = condition.value.asDocument();
-      const Value operand = operators.begin()->value;
-      return operand.isDocument() && readElementMatch(all, condition.key, operand.asDocument()) &&
-             operators.count() == 1;
+    if (isOfItems(condition.value)) return readItems(level, condition.key, condition.value.asDocument());
+    return readField(level.all, condition.key, condition.value);
+  }
+
+  /// Whether the condition speaks of whole items.
+  static bool isOfItems(const Value& condition) {
+    if (!isOperators(condition)) return false;
+    const bson::Element first = *condition.asDocument().begin();
+    return first.key == "$elemMatch" || (first.key == "$all" && isOfElementMatches(first.value));
+  }
+  static bool isOfElementMatches(const Value& operands) {
+    if (!operands.isArray() || operands.asDocument().empty()) return false;
+    const Value first = operands.asDocument().begin()->value;
+    return isOperators(first) && first.asDocument().begin()->key == "$elemMatch";
+  }
+
+  bool readItems(Level& level, std::string_view path, bson::View operators) const {
+    bool whole = true;
+    for (const bson::Element& element : operators) {
+      if (element.key == "$elemMatch") {
+        whole = readElementMatch(level, path, element.value) && whole;
+      } else if (element.key == "$all" && isOfElementMatches(element.value)) {
+        whole = readAllElementMatches(level, path, element.value.asDocument()) && whole;
+      } else {
+        whole = false;
+      }
     }
-    return readField(all, condition.key, condition.value);
+    return whole;
+  }
+
+  bool readAllElementMatches(Level& level, std::string_view path, bson::View operands) const {
+    bool whole = true;
+    for (const bson::Element& operand : operands) {
+      const bool isAlone = operand.value.isDocument() && operand.value.asDocument().count() == 1;
+      whole = isAlone && readElementMatch(level, path, operand.value.asDocument().find("$elemMatch")) && whole;
+    }
+    return whole;
   }
 
   static bool add(Conjunction& all, QueryPartPtr part) {
@@ -146,11 +199,11 @@ class Reader {
     return true;
   }
 
-  bool readAnd(Conjunction& all, const Value& branches) const {
+  bool readAnd(Level& level, const Value& branches) const {
     if (!branches.isArray()) return false;
     for (const bson::Element& branch : branches.asDocument()) {
       if (!branch.value.isDocument()) return false;
-      readInto(all, branch.value.asDocument());
+      readInto(level, branch.value.asDocument());
     }
     return true;
   }
@@ -167,8 +220,10 @@ class Reader {
     return any;
   }
 
-  /// One item has to meet all of `conditions`.
-  bool readElementMatch(Conjunction& all, std::string_view path, bson::View conditions) const {
+  /// One item has to meet all of `operand`'s conditions.
+  bool readElementMatch(Level& level, std::string_view path, const Value& operand) const {
+    if (!operand.isDocument()) return false;
+    const bson::View conditions = operand.asDocument();
     const Value name = conditions.find("name");
     const Value value = conditions.find("value");
     const bool named = name.data != nullptr && isTextCondition(name);
@@ -180,8 +235,22 @@ class Reader {
     if (named && state == ItemPaths::State::tracked) names = namesMeeting(id, name);
     const ValueTest test = value.data != nullptr ? readValueTest(value) : ValueTest();
     if (!named && test.ranges.includeMissing()) return false;
-    if (!add(all, makePart(path, names, named, value, test))) return false;
+    if (names && names->size() == 1 && answered == 2 && !test.patterns) {
+      level.add(path, id, names->front(), test.ranges);
+    } else if (!add(level.all, makePart(path, names, named, value, test))) {
+      return false;
+    }
     return answered == conditions.count();
+  }
+
+  /// Whether no document has two items of this name, irregular documents apart.
+  bool isUnique(PathId path, std::string_view name) const {
+    const KeyRange range = allNamed(path, TermKind::name, name);
+    std::int64_t items = 0;
+    scan_.eachPart(range.low, range.high, [&](const TermIterator& part) { items += part.term().counts.items(); });
+    RidSet records;
+    scan_.collect(range.low, range.high, records);
+    return records.count() == static_cast<std::uint64_t>(items);
   }
 
   bool readField(Conjunction& all, std::string_view field, const Value& condition) const {
@@ -205,6 +274,10 @@ class Reader {
         patterns = true;
         continue;
       }
+      if (element.key == "$all") {
+        whole = readDottedAll(all, path, key, element.value) && whole;
+        continue;
+      }
       bson::Writer single;
       single.append(element.key, element.value);
       whole = readDottedOperator(all, path, key, element, single) && whole;
@@ -212,6 +285,17 @@ class Reader {
     if (!patterns) return whole;
     const std::vector<bson::Byte> bytes = pattern.take();
     return readDotted(all, path, key, {Type::document, bytes.data(), bytes.size()}) && whole;
+  }
+
+  /// Some item each has to be equal to each operand.
+  bool readDottedAll(Conjunction& all, std::string_view path, std::string_view key, const Value& operands) const {
+    if (!operands.isArray() || operands.asDocument().empty()) return false;
+    bool whole = true;
+    for (const bson::Element& operand : operands.asDocument()) {
+      const bool isPlain = !operand.value.isArray() && !operand.value.isDocument();
+      whole = isPlain && readDotted(all, path, key, operand.value) && whole;
+    }
+    return whole;
   }
 
   bool readDottedOperator(Conjunction& all, std::string_view path, std::string_view key, const bson::Element& element,
@@ -251,6 +335,22 @@ class Reader {
     return names;
   }
 
+  /// Where no document has two items of the name, one item has to meet all conditions.
+  void addParts(Conjunction& all, Level::Named& items) const {
+    if (items.values.size() > 1 && isUnique(items.id, items.name)) {
+      for (std::size_t i = 1; i < items.values.size(); ++i) {
+        items.values[0] = items.values[0].intersectedWith(items.values[i]);
+      }
+      items.values.resize(1);
+    }
+    for (const ValueRanges& values : items.values) {
+      auto part = std::make_unique<ItemsPart>(scan_, items.path);
+      addItems(*part, items.id, items.name, values);
+      addIrregular(*part, items.id);
+      all.add(std::move(part));
+    }
+  }
+
   /// Null when the index does not know the path, or would have to look up too much.
   QueryPartPtr makePart(std::string_view path, const std::optional<std::vector<std::string>>& names, bool named,
                         const Value& value, const ValueTest& test) const {
@@ -259,21 +359,29 @@ class Reader {
     if (state == ItemPaths::State::unknown) return nullptr;
     auto part = std::make_unique<ItemsPart>(scan_, std::string(path));
     if (state == ItemPaths::State::absent) return part;
-    const bool byName = named && (value.data == nullptr || test.ranges.mayBeAnything());
     if (test.patterns) part->setTextFilter(matcherOf("v", value));
     const std::vector<std::string> looked = names ? *names : namesUnder(scan_, id);
     if (looked.size() > mostNames) return nullptr;
     for (const std::string& name : looked) {
-      if (byName) {
-        addNames(*part, id, name, value.data == nullptr);
+      if (named && value.data == nullptr) {
+        addNames(*part, id, name, true);
       } else {
-        addValues(*part, KeyBuilder().start(id, TermKind::value).name(name).key(), test.ranges);
+        addItems(*part, id, name, test.ranges);
       }
     }
     if (!named) addValues(*part, KeyBuilder().start(id, TermKind::value).noName().key(), test.ranges);
-    const KeyRange irregular = allOf(id, TermKind::irregular);
-    part->addTerms(irregular.low, irregular.high, false);
+    addIrregular(*part, id);
     return part;
+  }
+
+  static void addIrregular(ItemsPart& part, PathId path) {
+    const KeyRange irregular = allOf(path, TermKind::irregular);
+    part.addTerms(irregular.low, irregular.high, false);
+  }
+
+  static void addItems(ItemsPart& part, PathId path, std::string_view name, const ValueRanges& values) {
+    if (values.mayBeAnything()) return addNames(part, path, name, false);
+    addValues(part, KeyBuilder().start(path, TermKind::value).name(name).key(), values);
   }
 
   static void addNames(ItemsPart& part, PathId path, std::string_view name, bool sure) {

@@ -40,6 +40,9 @@ class RandomDocuments {
   bool oneIn(std::uint32_t times) { return below(times) == 0; }
   std::string name() { return std::string(1, static_cast<char>((oneIn(8) ? 'A' : 'a') + below(4))); }
 
+  /// From now on the items of an array have different names.
+  void keepNamesApart() { apart_ = true; }
+
   /// `odd` is how seldom something unusual is; 0: never.
   Bytes document(std::uint32_t odd) {
     odd_ = odd;
@@ -134,7 +137,7 @@ class RandomDocuments {
     if (isOdd()) {
       value(writer, "name");
     } else if (!isOdd()) {
-      writer.appendString("name", name());
+      writer.appendString("name", apart_ ? std::string(1, static_cast<char>('a' + next_++ % 4)) : name());
     }
     if (!isOdd()) value(writer, "value");
     if (isOdd()) value(writer, "value");
@@ -164,6 +167,8 @@ class RandomDocuments {
 
   std::mt19937 random_;
   std::uint32_t odd_ = 0;
+  bool apart_ = false;
+  std::uint32_t next_ = 0;
 };
 
 }  // namespace database_client::embedded
