@@ -152,6 +152,7 @@ void ItemsView::writeArray(ObjectProperties& level) const {
 }
 
 void ItemsView::renumber() const {
+  if (keys_.empty()) return emptyItems();
   ObjectProperties numbered;
   numbered.beginArray(layout_.array);
   std::unordered_map<std::string, int> keys;
@@ -161,7 +162,7 @@ void ItemsView::renumber() const {
     keys.emplace(name, key);
   }
   items_ = std::move(numbered);
-  if (!keys.empty()) items_.beginArray(layout_.array);
+  items_.beginArray(layout_.array);
   keys_ = std::move(keys);
   nextKey_ = static_cast<int>(keys_.size());
 }

@@ -210,6 +210,17 @@ TEST_F(Categories, AllRemovedOneByOneAndOneAddedAreOne) {
   EXPECT_EQ(written(), R"({"recordInfo": {"category": [{"name": "a", "value": "1"}]}})");
 }
 
+TEST_F(Categories, AllRemovedOneByOneAndWrittenAreNone) {
+  load(redAndRound);
+  view.removeCategory("Color");
+  view.removeCategory("Shape");
+  EXPECT_EQ(written(), R"({"recordInfo": {"category": []}})");
+  std::list<std::string> names{"old"};
+  view.enumCategoriesNames(names);
+  EXPECT_EQ(names.size(), 0U);
+  EXPECT_EQ(view.categoryValue("", "none"), "none");
+}
+
 TEST_F(Categories, AreCopiedIntoAnotherDocumentEditedOrNot) {
   load(redAndRound);
   ObjectProperties other =
