@@ -34,6 +34,15 @@ bool isRefusal(const Error& error) {
          error.kind() != Error::Kind::unsupported;
 }
 
+/// What the operations throw after `connect` was refused: to them, whatever the reason, there is no connection.
+Error refusal(const Error& reason) {
+  const bool isTold = reason.kind() == Error::Kind::authentication || reason.kind() == Error::Kind::connection;
+  if (isTold) return reason;
+  return {Error::Kind::connection,
+          reason.what(),
+          {reason.where(), reason.code(), reason.retryable(), reason.outcomeUnknown()}};
+}
+
 UpdateKind updateKind(int operation) {
   switch (operation) {
     case UpdateOperation::replace:
@@ -109,7 +118,7 @@ bool DataBaseClient::connect(const std::string& authDatabase, const std::string&
     connection_->engine = openEngine({authDatabase, host, port, user, password});
   } catch (const Error& error) {
     if (!isRefusal(error)) throw;
-    connection_->failure = error;
+    connection_->failure = refusal(error);
   }
   return connection_->engine != nullptr;
 }

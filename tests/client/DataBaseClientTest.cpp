@@ -66,6 +66,13 @@ TEST(Connect, NamedUserWithoutAPasswordIsRefusedAndTheReasonKept) {
   EXPECT_EQ(outcome([&] { client.find("d", "c", {}, {}, documents, 0, 0); }), "authentication password");
 }
 
+TEST(Connect, WhateverRefusedItTheOperationsSayThatThereIsNoConnection) {
+  DataBaseClient client;
+  EXPECT_FALSE(client.connect("admin", "file:/dev/null", 0, "", ""));
+  std::list<ObjectProperties*> documents;
+  EXPECT_EQ(outcome([&] { client.find("d", "c", {}, {}, documents, 0, 0); }), "connection /dev/null");
+}
+
 TEST(Connect, ArgumentsThatAreNoTextThrowAtOnce) {
   DataBaseClient client;
   const std::string withNul("a\0b", 3);
