@@ -76,11 +76,14 @@ bool areSame(const std::vector<Grant>& left, const std::vector<Grant>& right) {
   return std::is_permutation(left.begin(), left.end(), right.begin(), right.end());
 }
 
+/// The role that every user of the library gets comes with the first user who has it: a file needs no setting up.
 void requireRoles(UserDirectory& directory, const std::vector<Grant>& grants) {
   for (const Grant& grant : grants) {
-    const bool isOwnData = grant == Grant{ownDataRole, ownDataDatabase};
-    if (isBuiltIn(grant) || (isOwnData && directory.hasOwnDataRole())) continue;
-    reject(roleNotFound, "there is no role " + nameOf(grant.database, grant.role), "roles");
+    if (isBuiltIn(grant)) continue;
+    if (!(grant == Grant{ownDataRole, ownDataDatabase})) {
+      reject(roleNotFound, "there is no role " + nameOf(grant.database, grant.role), "roles");
+    }
+    if (!directory.hasOwnDataRole()) directory.makeOwnDataRole();
   }
 }
 

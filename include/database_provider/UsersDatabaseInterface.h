@@ -32,7 +32,8 @@ class DATABASE_PROVIDER_EXPORT UsersDatabaseInterface {
 
   /// Creates a user with these roles and two more that every user gets: changing the own password and custom data, and
   /// reading and writing "databaseManager". An undefined role or database throws `std::runtime_error` before anything
-  /// is sent.
+  /// is sent. A server has to be set up before (`DataBaseClient::setUpDeployment`), else it refuses the first of the
+  /// two with Error{server}, code 31.
   virtual void addUser(const std::string& name, const std::string& password, const std::list<Role>& roles,
                        const ObjectProperties& customData) const = 0;
   /// Replaces a user's roles, the two that every user gets again added, and custom data.

@@ -324,12 +324,7 @@ TEST_F(StoreFile, IsClosedWithItsProvider) {
 
 class StoredUsers : public StoreFile {
  protected:
-  StoredUsers() {
-    DataBaseClient client;
-    EXPECT_TRUE(client.connect("", folder.host(), 0, "", ""));
-    client.setUpDeployment({});
-    users->connectAsAdmin(folder.host(), 0, "");
-  }
+  StoredUsers() { users->connectAsAdmin(folder.host(), 0, ""); }
   std::string roles(const std::string& name, ObjectProperties& customData) const {
     std::list<UsersDatabaseInterface::Role> granted;
     users->getUserInfo(name, granted, customData);

@@ -146,11 +146,17 @@ TEST_F(EmbeddedUsers, GetOnlyRolesThatTheStoreKnows) {
   EXPECT_EQ(modify(client, "ann", R"({"0": {"role": "baker", "db": "a"}})"), "server 31");
 }
 
-TEST_F(EmbeddedUsers, GetTheRoleForTheirOwnDataOnceItWasMade) {
+TEST_F(EmbeddedUsers, GetTheRoleForTheirOwnDataWithoutSettingUp) {
   const std::string roles = std::string(R"({"0": )") + ownData + "}";
-  EXPECT_EQ(create(client, "ann", "x", roles), "server 31");
-  EXPECT_EQ(setUp(client), "role changeOwnPasswordCustomDataRole on databaseManager: done; ");
   EXPECT_EQ(create(client, "ann", "x", roles), "ok");
+  EXPECT_EQ(create(client, "bob"), "ok");
+  EXPECT_EQ(modify(client, "bob", roles), "ok");
+  EXPECT_EQ(setUp(client), "role changeOwnPasswordCustomDataRole on databaseManager: there; ");
+}
+
+TEST_F(EmbeddedUsers, GetTheRoleForTheirOwnDataFromSettingUpToo) {
+  EXPECT_EQ(setUp(client), "role changeOwnPasswordCustomDataRole on databaseManager: done; ");
+  EXPECT_EQ(create(client, "ann", "x", std::string(R"({"0": )") + ownData + "}"), "ok");
 }
 
 TEST_F(EmbeddedUsers, HaveTheirStoreSetUpRepeatedly) {
