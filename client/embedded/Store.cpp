@@ -83,6 +83,7 @@ void Store::endReading() {
 
 Store::Reading::Reading(Store& store) : store_(store) {
   store_.requireTransaction();
+  if (store_.readings_ == 0 && !store_.explicit_) store_.requireFile();
   if (store_.shared_ && !store_.connection_.inTransaction()) {
     store_.connection_.statement("BEGIN").run();
     store_.readTransaction_ = true;
@@ -155,6 +156,7 @@ void Store::commit() {
   endReading();
   try {
     requireTransaction();
+    requireFile();
     flush();
     explicit_->commit();
   } catch (...) {

@@ -49,7 +49,7 @@ class Store {
     Store& store_;
   };
 
-  /// How much a write does: one document at most, without a query; or more, which may fail half-way and is then undone
+  /// How much a write does: one document at most, asking no index; or more, which may fail half-way and is then undone
   /// alone.
   enum class Extent { one, many };
 

@@ -5,6 +5,7 @@
 
 #include "client/DocumentAccess.h"
 #include "client/ObjectId.h"
+#include "client/embedded/Candidates.h"
 #include "client/embedded/Cursor.h"
 #include "client/embedded/EmbeddedEngine.h"
 #include "client/embedded/duplicateKey.h"
@@ -43,6 +44,11 @@ Page pageOf(int limit, int skip) {
   if (limit < 0) throw Error(Error::Kind::query, "limit: a negative number", {"limit", negativeNumber});
   if (skip < 0) throw Error(Error::Kind::query, "skip: a negative number", {"skip", negativeNumber});
   return {static_cast<std::uint64_t>(skip), static_cast<std::uint64_t>(limit)};
+}
+
+/// A write of the document with one "_id" asks no index.
+Store::Extent extentOf(View query) {
+  return namesOneId(query) ? Store::Extent::one : Store::Extent::many;
 }
 
 std::vector<std::int64_t> matchingRids(Collection* collection, View query) {
@@ -133,7 +139,7 @@ void EmbeddedEngine::update(const Namespace& where, const ObjectProperties& sele
   const View query = DocumentAccess::view(selector);
   const Update change(kind, DocumentAccess::view(document));
   const bool onlyFirst = kind == UpdateKind::replaceFirst;
-  Store::Writing writing(store_, Store::Extent::many);
+  Store::Writing writing(store_, extentOf(query));
   requireWrite(where, "update");
   Collection* collection = store_.find(where.database, where.collection);
   const bool found = onlyFirst ? updateFirst(collection, query, change) : updateAll(collection, query, change);
@@ -146,10 +152,11 @@ void EmbeddedEngine::update(const Namespace& where, const ObjectProperties& sele
 }
 
 void EmbeddedEngine::remove(const Namespace& where, const ObjectProperties& query) {
-  Store::Writing writing(store_, Store::Extent::many);
+  const View condition = DocumentAccess::view(query);
+  Store::Writing writing(store_, extentOf(condition));
   requireWrite(where, "remove");
   Collection* collection = store_.find(where.database, where.collection);
-  const std::vector<std::int64_t> rids = matchingRids(collection, DocumentAccess::view(query));
+  const std::vector<std::int64_t> rids = matchingRids(collection, condition);
   if (!rids.empty()) {
     RowReader reader(*collection);
     for (const std::int64_t rid : rids) collection->remove(rid, viewOf(copyOf(reader, rid)));

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
+#include <cstdio>
+#include <set>
 #include <string>
 
 #include "tests/client/embedded/support/EngineFixture.h"
@@ -138,21 +140,60 @@ TEST_F(EmbeddedCare, CopiesOneStateWhileAnotherWrites) {
   EXPECT_EQ(Client(folder / "copy").check(), "51");
 }
 
-TEST_F(EmbeddedCare, NoticesThatTheFileWasRemoved) {
-  Client client(path);
-  fill(client, 1);
-  ASSERT_EQ(std::remove(path.c_str()), 0);
-  EXPECT_EQ(client.insert(R"({"_id": 7})"), "storage 0");
-  EXPECT_EQ(Client::outcome([&] { client.engine->beginTransaction(); }), "storage 0");
-  EXPECT_FALSE(testing::isThere(path));
+/// What every kind of operation comes to, each different outcome once.
+std::string outcomes(Client& client) {
+  std::set<std::string> found = {client.insert(R"({"_id": 2})"),
+                                 client.all(),
+                                 client.find(R"({"_id": 1})"),
+                                 client.count("{}"),
+                                 client.aggregate(R"([{"$match": {}}])"),
+                                 client.update("{}", R"({"a": 1})", UpdateKind::setInAll),
+                                 client.remove("{}")};
+  Engine& engine = *client.engine;
+  found.insert(Client::outcome([&] { engine.explain(client.where(), ObjectProperties()); }));
+  found.insert(Client::outcome([&] { engine.collectionNames("test"); }));
+  found.insert(Client::outcome([&] { engine.createUser("admin", "u", "p", ObjectProperties(), ObjectProperties()); }));
+  found.insert(Client::outcome([&] { engine.beginTransaction(); }));
+  found.insert(Client::outcome([&] { engine.check(); }));
+  found.insert(Client::outcome([&] { engine.compact(); }));
+  found.insert(Client::outcome([&] { engine.backup(client.collection); }));
+  std::string text;
+  for (const std::string& outcome : found) text += (text.empty() ? "" : ", ") + outcome;
+  return text;
 }
 
-TEST_F(EmbeddedCare, NoticesThatTheFileWasReplaced) {
+TEST_F(EmbeddedCare, EveryOperationNoticesThatTheFileWasRemoved) {
+  for (const char* options : {"", "?exclusive=true"}) {
+    Client client(path + options);
+    client.insert(R"({"_id": 1})");
+    ASSERT_EQ(std::remove(path.c_str()), 0);
+    EXPECT_EQ(outcomes(client), "storage 0") << options;
+    client.engine.reset();
+    for (const char* side : {"-wal", "-shm"}) std::remove((path + side).c_str());
+    EXPECT_EQ(Client(path).all(), "");
+  }
+}
+
+TEST_F(EmbeddedCare, EveryOperationNoticesThatTheFileWasReplacedAndLeavesItAlone) {
+  {
+    Client other(folder / "other");
+    other.insert(R"({"_id": "of the other"})");
+  }
+  const std::string content = contentOf(folder / "other");
   Client client(path);
-  fill(client, 1);
-  { Client other(folder / "other"); }
+  client.insert(R"({"_id": 1})");
   ASSERT_EQ(std::rename((folder / "other").c_str(), path.c_str()), 0);
-  EXPECT_EQ(client.insert(R"({"_id": 7})"), "storage 0");
+  EXPECT_EQ(outcomes(client), "storage 0");
+  client.engine.reset();
+  EXPECT_EQ(contentOf(path), content);
+}
+
+TEST_F(EmbeddedCare, ATransactionIsNotCommittedToAFileThatWasRemoved) {
+  Client client(path);
+  client.engine->beginTransaction();
+  client.insert(R"({"_id": 1})");
+  std::remove(path.c_str());
+  EXPECT_EQ(Client::outcome([&] { client.engine->commitTransaction(); }), "storage 0");
 }
 
 }  // namespace

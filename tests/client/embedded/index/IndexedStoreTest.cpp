@@ -98,6 +98,28 @@ TEST_F(IndexedStoreTest, AnUndoneTransactionLeavesTheIndexAsItWas) {
   EXPECT_EQ(sound(client), "201");
 }
 
+TEST_F(IndexedStoreTest, WritesByIdOfOneTransactionMakeOneSegment) {
+  Client client = open();
+  fill(client);
+  const auto segmentsMade = [this] {
+    auto file = sqlite::Connection::openFile(folder_ / "store", 1000);
+    return file.integer("SELECT (max(key) >> 17) & 0x3FFFFFF FROM blobs");
+  };
+  const std::int64_t before = segmentsMade();
+  client.engine->beginTransaction();
+  for (int i = 1; i <= 60; ++i) {
+    const std::string id = "{\"_id\": " + std::to_string(i) + "}";
+    client.update(id, record(i, "green", i), UpdateKind::replaceFirst, true);
+    client.update(id, R"({"seen": true})", UpdateKind::setInAll);
+    if (i > 50) client.remove(id);
+  }
+  EXPECT_EQ(client.update(R"({"_id": 4})", R"({"seen": 1})", UpdateKind::appendToArrayInAll), "query 2");
+  client.engine->commitTransaction();
+  EXPECT_EQ(segmentsMade() - before, 1);
+  EXPECT_EQ(client.count(colour("green")), "50");
+  EXPECT_EQ(sound(client), "190");
+}
+
 TEST_F(IndexedStoreTest, AFailedInsertIsNotIndexed) {
   Client client = open();
   fill(client);
