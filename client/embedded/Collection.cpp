@@ -36,12 +36,13 @@ Collection::Collection(Store& store, std::int64_t number, const std::string& dat
       name_(name),
       holdsCredentials_(database == "admin" && name == "system.users") {
   if (!isAdministration(database, name)) {
-    index_ =
-        std::make_unique<ItemIndex>(store.blobs(), number, ItemIndex::Options(),
-                                    [this](std::int64_t after, const std::function<void(std::int64_t, View)>& receive) {
-                                      RowScan rows(*this, after);
-                                      while (rows.next()) receive(rows.rid(), rows.body());
-                                    });
+    index_ = std::make_unique<ItemIndex>(
+        store.blobs(), number, ItemIndex::Options(),
+        [this](std::int64_t after, const std::function<void(std::int64_t, View)>& receive) {
+          RowScan rows(*this, after);
+          while (rows.next()) receive(rows.rid(), rows.body());
+        },
+        store.blocks());
   }
   const std::string table = schema::documentsTable(number);
   sql_.insert = "INSERT INTO " + table + "(id, sum, body) VALUES(?1, ?2, ?3) ON CONFLICT(id) DO NOTHING";

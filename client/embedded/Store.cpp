@@ -5,6 +5,7 @@
 
 #include "client/bson/validate.h"
 #include "client/embedded/Schema.h"
+#include "client/embedded/index/Segment.h"
 #include "database_client/Error.h"
 
 namespace database_client::embedded {
@@ -12,6 +13,8 @@ namespace database_client::embedded {
 using sqlite::Transaction;
 
 namespace {
+
+constexpr std::size_t cachedBytes = std::size_t{16} * 1024 * 1024;  ///< of all indexes together
 
 std::string labelOf(const std::string& database, const std::string& name) {
   return database + "." + name;
@@ -55,7 +58,10 @@ class Store::Blobs : public BlobStore {
 };
 
 Store::Store(sqlite::Connection connection, bool shared)
-    : connection_(std::move(connection)), shared_(shared), blobs_(std::make_unique<Blobs>(*this)) {}
+    : connection_(std::move(connection)),
+      shared_(shared),
+      blobs_(std::make_unique<Blobs>(*this)),
+      blocks_(std::make_shared<BlockCache>(*blobs_, cachedBytes)) {}
 
 Store::~Store() = default;
 

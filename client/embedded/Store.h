@@ -14,6 +14,8 @@
 
 namespace database_client::embedded {
 
+class BlockCache;
+
 /// Reads ahead what it still has to give, so that the store may be changed. See `Store::Writing`.
 class Detachable {
  public:
@@ -92,6 +94,8 @@ class Store {
 
   sqlite::Connection& connection() { return connection_; }
   BlobStore& blobs() { return *blobs_; }
+  /// What is kept in memory of the indexes of all collections.
+  const std::shared_ptr<BlockCache>& blocks() const { return blocks_; }
   /// Changes whenever others may have written, or a transaction was rolled back.
   std::uint64_t version() const { return version_; }
 
@@ -123,6 +127,7 @@ class Store {
   sqlite::Connection connection_;
   bool shared_;
   std::unique_ptr<BlobStore> blobs_;
+  std::shared_ptr<BlockCache> blocks_;
   std::uint64_t version_ = 1;
   std::int64_t dataVersion_ = -1;
   std::unordered_map<std::string, std::unique_ptr<Collection>> collections_{};

@@ -25,6 +25,7 @@ namespace {
 using sqlite::Connection;
 using sqlite::Transaction;
 
+constexpr int cachedBytes = 64 * 1024 * 1024;
 constexpr mode_t ownerOnly = S_IRUSR | S_IWUSR;
 
 [[noreturn]] void refuse(const std::string& path, const std::string& why) {
@@ -169,7 +170,8 @@ void makeStore(Connection& connection) {
 void configure(Connection& connection, const StoreAddress& address) {
   if (address.exclusive) connection.execute("PRAGMA locking_mode=EXCLUSIVE");
   connection.execute("PRAGMA cell_size_check=1");
-  connection.execute("PRAGMA cache_size=-32768");
+  // In pages: SQLite takes a size in bytes by pages of another size, as long as it has not read the file.
+  connection.execute("PRAGMA cache_size=" + std::to_string(cachedBytes / schema::pageSize));
   connection.execute("PRAGMA journal_size_limit=67108864");
   connection.execute("PRAGMA secure_delete=FAST");
 }

@@ -61,7 +61,8 @@ std::int64_t ItemIndex::lastKey(std::int64_t collection) {
 
 ItemIndex::ItemIndex(BlobStore& store, std::int64_t collection) : ItemIndex(store, collection, Options()) {}
 
-ItemIndex::ItemIndex(BlobStore& store, std::int64_t collection, const Options& options, DocumentsAfter documents)
+ItemIndex::ItemIndex(BlobStore& store, std::int64_t collection, const Options& options, DocumentsAfter documents,
+                     std::shared_ptr<BlockCache> blocks)
     : store_(store),
       collection_(collection),
       options_(options),
@@ -69,9 +70,11 @@ ItemIndex::ItemIndex(BlobStore& store, std::int64_t collection, const Options& o
       paths_(std::make_unique<ItemPaths>()),
       extractor_(std::make_unique<ItemExtractor>(*paths_)),
       pending_(std::make_unique<PendingItems>()),
-      blocks_(std::make_unique<BlockCache>(store, options.cacheSize)) {}
+      blocks_(blocks ? std::move(blocks) : std::make_shared<BlockCache>(store, options.cacheSize)) {}
 
-ItemIndex::~ItemIndex() = default;
+ItemIndex::~ItemIndex() {
+  forgetBlocks();
+}
 
 std::int64_t ItemIndex::blobOf(std::uint32_t segment) const {
   return firstKey(collection_) + (static_cast<std::int64_t>(segment) << blockBits);
@@ -101,7 +104,7 @@ void ItemIndex::load() {
   const bool allStay = std::all_of(before.begin(), before.end(), [&](const std::shared_ptr<const Segment>& segment) {
     return std::find(segments_.begin(), segments_.end(), segment) != segments_.end();
   });
-  if (!allStay) blocks_->clear();
+  if (!allStay) forgetBlocks();
   loaded_ = true;
 }
 
@@ -187,7 +190,7 @@ void ItemIndex::flush() {
 void ItemIndex::rollback() {
   pending_->clear();
   setPaths(std::make_unique<ItemPaths>());
-  blocks_->clear();
+  forgetBlocks();
   segments_.clear();
   tail_.reset();
   indexedUpToChanged_ = false;
@@ -228,7 +231,7 @@ std::uint32_t ItemIndex::nextNumber() {
   std::uint32_t last = 0;
   for (const auto& segment : segments_) last = std::max(last, segment->number());
   if (last < lastSegment) return last + 1;
-  blocks_->clear();
+  forgetBlocks();
   std::uint32_t unused = 1;
   while (std::any_of(segments_.begin(), segments_.end(), [&](const auto& s) { return s->number() == unused; }))
     ++unused;
@@ -289,6 +292,10 @@ void ItemIndex::drop(const Segment& segment) {
                   segments_.end());
 }
 
+void ItemIndex::forgetBlocks() {
+  blocks_->forget(firstKey(collection_), lastKey(collection_));
+}
+
 void ItemIndex::compact() {
   if (pending_->empty()) synchronize();
   indexTail();
@@ -302,7 +309,7 @@ void ItemIndex::compact() {
 
 void ItemIndex::clear() {
   pending_->clear();
-  blocks_->clear();
+  forgetBlocks();
   segments_.clear();
   store_.erase(firstKey(collection_), lastKey(collection_));
   setPaths(std::make_unique<ItemPaths>());

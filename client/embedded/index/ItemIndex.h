@@ -48,7 +48,7 @@ class ItemIndex {
     std::size_t mergeLimit = 32 * 1024 * 1024;  ///< bytes; a merge within a write makes no larger segment
     std::size_t blockSize = 16 * 1024;          ///< bytes of a block of terms
     std::size_t chunkSize = 32 * 1024;          ///< bytes of a block of record numbers
-    std::size_t cacheSize = 16 * 1024 * 1024;   ///< bytes of blocks held in memory
+    std::size_t cacheSize = 16 * 1024 * 1024;   ///< bytes of blocks held in memory, where no cache is given
   };
   struct Size {
     std::uint64_t segments = 0;
@@ -60,7 +60,9 @@ class ItemIndex {
   /// `collection` is between 1 and 2^20 - 1, and the keys of its blobs are `firstKey(collection)` to
   /// `lastKey(collection)`.
   ItemIndex(BlobStore& store, std::int64_t collection);
-  ItemIndex(BlobStore& store, std::int64_t collection, const Options& options, DocumentsAfter documents = {});
+  /// `blocks` may serve several indexes in `store`; null makes one of its own.
+  ItemIndex(BlobStore& store, std::int64_t collection, const Options& options, DocumentsAfter documents = {},
+            std::shared_ptr<BlockCache> blocks = nullptr);
   ItemIndex(const ItemIndex&) = delete;
   ItemIndex& operator=(const ItemIndex&) = delete;
   ~ItemIndex();
@@ -118,6 +120,7 @@ class ItemIndex {
   Segments mergeable(std::uint32_t level) const;
   void merge(const Segments& inputs, std::uint32_t level);
   void drop(const Segment& segment);
+  void forgetBlocks();
   std::uint32_t nextNumber();
 
   BlobStore& store_;
@@ -129,7 +132,7 @@ class ItemIndex {
   std::unique_ptr<ItemPaths> paths_;
   std::unique_ptr<ItemExtractor> extractor_;  // works on `paths_`
   std::unique_ptr<PendingItems> pending_;
-  std::unique_ptr<BlockCache> blocks_;
+  std::shared_ptr<BlockCache> blocks_;
   Segments segments_;             // as they are stored
   std::int64_t indexedUpTo_ = 0;  // documents beyond are in no segment that is stored
   bool indexedUpToChanged_ = false;

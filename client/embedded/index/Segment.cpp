@@ -62,10 +62,16 @@ BlockCache::Content BlockCache::get(const Segment& segment, std::uint64_t number
   return content;
 }
 
-void BlockCache::clear() {
-  entries_.clear();
-  byKey_.clear();
-  used_ = 0;
+void BlockCache::forget(std::int64_t first, std::int64_t last) {
+  for (auto entry = entries_.begin(); entry != entries_.end();) {
+    if (entry->key < first || entry->key > last) {
+      ++entry;
+      continue;
+    }
+    used_ -= entry->content->size();
+    byKey_.erase(entry->key);
+    entry = entries_.erase(entry);
+  }
 }
 
 namespace index {

@@ -62,7 +62,8 @@ class Segment {
   std::string_view inlinePostings_;
 };
 
-/// The blocks of segments that were read last, up to a number of bytes.
+/// The blocks of segments that were read last, up to a number of bytes; the segments may be those of several indexes in
+/// one `BlobStore`.
 class BlockCache {
  public:
   using Content = std::shared_ptr<const std::string>;
@@ -71,7 +72,9 @@ class BlockCache {
 
   /// The content of a block. What is read only once, in a merge, is not kept.
   Content get(const Segment& segment, std::uint64_t number, bool keep);
-  void clear();
+  /// Drops the blocks with keys from `first` to `last`.
+  void forget(std::int64_t first, std::int64_t last);
+  std::size_t used() const { return used_; }
 
  private:
   struct Entry {

@@ -457,6 +457,30 @@ TEST_F(ItemIndexTest, AnIndexWithoutANoteOfItsTailHasAllDocuments) {
   EXPECT_EQ(problems(), "");
 }
 
+TEST_F(ItemIndexTest, SeveralIndexesShareOneLimitOfMemory) {
+  const auto blocks = std::make_shared<BlockCache>(store_, 4096);
+  std::vector<std::unique_ptr<ItemIndex>> indexes;
+  for (std::int64_t collection = 1; collection <= 3; ++collection) {
+    indexes.push_back(std::make_unique<ItemIndex>(store_, collection, smallOptions(), DocumentsAfter(), blocks));
+    for (int i = 1; i <= 400; ++i) {
+      const std::string name = "n" + std::to_string(i * collection);
+      indexes.back()->add(i, viewOf(fromJson(R"({"a": [{"name": ")" + name + R"("}]})")));
+    }
+    indexes.back()->flush();
+  }
+  const auto names = [](ItemIndex& index) {
+    const index::TermScan scan(index);
+    ItemPaths::Id path = ItemPaths::root;
+    index.paths().state("a", path);
+    return namesUnder(scan, path).size();
+  };
+  for (const auto& index : indexes) EXPECT_EQ(names(*index), 400U);
+  EXPECT_GT(blocks->used(), 3000U);
+  EXPECT_LE(blocks->used(), 4096U);
+  indexes.clear();
+  EXPECT_EQ(blocks->used(), 0U);
+}
+
 /// Random changes, in transactions that commit or not, with the index opened anew in between.
 class RandomIndexTest : public ItemIndexTest, public testing::WithParamInterface<std::uint32_t> {
  protected:
