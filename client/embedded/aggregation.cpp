@@ -7,6 +7,7 @@
 #include "client/embedded/EmbeddedEngine.h"
 #include "client/embedded/index/ItemStatistics.h"
 #include "client/embedded/query/Pipeline.h"
+#include "client/embedded/query/errors.h"
 
 namespace database_client::embedded {
 
@@ -69,7 +70,7 @@ Pipeline::Source sourceOf(Cursor& cursor) {
 
 void EmbeddedEngine::aggregate(const Namespace& where, const ObjectProperties& stages, const Receiver& receive) {
   const View specification = DocumentAccess::view(stages);
-  const Pipeline pipeline(specification);
+  const Pipeline pipeline = parseUnder("pipeline", [specification] { return Pipeline(specification); });
   const Store::Reading reading(store_);
   Collection* collection = this->reading(where, "aggregate");
   const auto hand = [&receive](View document) { return receive(DocumentAccess::adopt(document)); };

@@ -141,7 +141,8 @@ StagePtr parseFacet(const Value& operand, std::size_t memoryLimit) {
       refuseQuery(notAnArray, "the field " + quoted(element.key) + " of $facet takes an array of stages", element.key);
     }
     checkStagesInside(element.value.asDocument());
-    pipelines.push_back({std::string(element.key), Pipeline(element.value.asDocument(), memoryLimit)});
+    pipelines.push_back({std::string(element.key),
+                         parseUnder(element.key, [&] { return Pipeline(element.value.asDocument(), memoryLimit); })});
   }
   return std::make_unique<FacetStage>(std::move(pipelines));
 }

@@ -146,7 +146,9 @@ AccumulatedField parseAccumulated(const Element& element) {
                 element.key);
   }
   const auto at = element.value.asDocument().begin();
-  return {std::string(element.key), accumulatorNamed(at->key), parseExpression(at->value)};
+  return parseUnder(element.key, [&] {
+    return AccumulatedField{std::string(element.key), accumulatorNamed(at->key), parseExpression(at->value)};
+  });
 }
 
 /// $group and then $sort, as one stage.

@@ -344,13 +344,20 @@ ConditionPtr parseField(const Element& element) {
   return parseEqual(element);
 }
 
+std::unique_ptr<const MatchNode> parseAlternative(const std::string& name, const Value& query) {
+  if (!query.isDocument()) refuseQuery(code::badValue, name + " takes documents, not " + kindOf(query));
+  return parseQuery(query.asDocument());
+}
+
 MatchNodes parseAlternatives(const Element& element) {
-  const char* const expected = "a non-empty array of documents";
-  if (!element.value.isArray() || element.value.asDocument().empty()) refuseOperand(element, expected);
+  if (!element.value.isArray()) refuseOperand(element, "a non-empty array of documents");
+  const std::string name(element.key);
+  if (element.value.asDocument().empty()) {
+    refuseQuery(code::badValue, name + " takes at least one document, not an empty array", element.key);
+  }
   MatchNodes nodes;
   for (const Element& item : element.value.asDocument()) {
-    if (!item.value.isDocument()) refuseOperand({element.start, element.key, item.value}, expected);
-    nodes.push_back(parseQuery(item.value.asDocument()));
+    nodes.push_back(parseUnder(name + '.' + std::string(item.key), [&] { return parseAlternative(name, item.value); }));
   }
   return nodes;
 }
@@ -367,7 +374,8 @@ std::unique_ptr<const MatchNode> parseTopOperator(const Element& element) {
 
 std::unique_ptr<const MatchNode> parseTop(const Element& element) {
   if (!element.key.empty() && element.key.front() == '$') return parseTopOperator(element);
-  return std::make_unique<FieldNode>(Path(element.key), parseField(element));
+  return std::make_unique<FieldNode>(Path(element.key),
+                                     parseUnder(element.key, [&element] { return parseField(element); }));
 }
 
 }  // namespace

@@ -82,6 +82,19 @@ StagePtr parseStage(const std::vector<Pipeline::Description>& stages, std::size_
   refuseQuery(unknownStage, "unknown stage " + quoted(name), name);
 }
 
+/// Errors are told under the stage's number and name.
+StagePtr parseNumberedStage(const std::vector<Pipeline::Description>& stages, std::size_t at, std::size_t memoryLimit) {
+  return parseUnder(std::to_string(at), [&] {
+    try {
+      return parseStage(stages, at, memoryLimit);
+    } catch (const Error& error) {
+      const std::string_view name = stages[at].name;
+      if (error.where() == name) throw;
+      throw under(name, error);
+    }
+  });
+}
+
 Pipeline::Description describe(const Element& stage) {
   if (!stage.value.isDocument()) {
     refuseQuery(stageNotADocument, std::string("a stage is a document, not ") + kindOf(stage.value), stage.key);
@@ -116,7 +129,7 @@ Pipeline::Pipeline(View stages, std::size_t memoryLimit)
     descriptions_.push_back(describe(stage));
   }
   for (std::size_t at = 0; at < descriptions_.size(); ++at) {
-    stages_.push_back(parseStage(descriptions_, at, memoryLimit));
+    stages_.push_back(parseNumberedStage(descriptions_, at, memoryLimit));
   }
 }
 Pipeline::Pipeline(Pipeline&& other) noexcept = default;

@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-#include "database_client/Error.h"
-
 namespace database_client::embedded {
 namespace {
 
@@ -38,6 +36,15 @@ void refuseUnsupported(std::string_view operatorName, const char* kind) {
 
 void refuseDocument(int code, const std::string& message, std::string_view where) {
   throw Error(Error::Kind::document, message, {std::string(where), code});
+}
+
+Error under(std::string_view key, const Error& error) {
+  const std::string inner = error.where();
+  const std::string path = inner.empty() ? std::string(key) : std::string(key) + '.' + inner;
+  std::string message = error.what();
+  const std::string named = quoted(inner) + ": ";
+  if (message.compare(0, named.size(), named) == 0) message.erase(0, named.size());
+  return {error.kind(), quoted(path) + ": " + message, {path, error.code()}};
 }
 
 const char* kindOf(const bson::Value& value) {

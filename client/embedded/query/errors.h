@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "client/bson/View.h"
+#include "database_client/Error.h"
 
 namespace database_client::embedded {
 
@@ -29,6 +30,18 @@ constexpr int documentTooLarge = 10334;
 [[noreturn]] void refuseUnsupported(std::string_view operatorName, const char* kind);
 /// Throws Error{document}.
 [[noreturn]] void refuseDocument(int code, const std::string& message, std::string_view where = {});
+
+/// `error` as one of what stands under `key`: its path begins with the key, and its message with its path.
+Error under(std::string_view key, const Error& error);
+/// What `parse` returns; an error of it is told as one under `key`.
+template <class Parse>
+auto parseUnder(std::string_view key, Parse parse) {
+  try {
+    return parse();
+  } catch (const Error& error) {
+    throw under(key, error);
+  }
+}
 
 /// The kind of a value in the words of error messages.
 const char* kindOf(const bson::Value& value);

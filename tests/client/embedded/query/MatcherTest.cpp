@@ -317,6 +317,16 @@ TEST(Matcher, UnknownOperatorsAreRefusedAtEveryLevel) {
   EXPECT_NE(messageOf(R"({"a": {"$foo": 1}})").find("$foo"), std::string::npos);
 }
 
+TEST(Matcher, ErrorsNameThePathAndWhatStandsThere) {
+  EXPECT_EQ(messageOf(R"({"a.b": {"$in": 5}})"), "\"a.b.$in\": $in takes an array, not an int32");
+  EXPECT_EQ(messageOf(R"({"a": {"$regex": "("}})").substr(0, 31), "\"a\": the regular expression \"(\"");
+  EXPECT_EQ(messageOf(R"({"a": {"$elemMatch": {"value": {"$size": "x"}}}})"),
+            "\"a.value.$size\": $size takes an integer that is not negative, not a string");
+  EXPECT_EQ(messageOf(R"({"$or": [{"a": 1}, {"b": {"$foo": 1}}]})"), "\"$or.1.b.$foo\": unknown operator: $foo");
+  EXPECT_EQ(messageOf(R"({"$and": []})"), "$and takes at least one document, not an empty array");
+  EXPECT_EQ(messageOf(R"({"$nor": [5]})"), "\"$nor.0\": $nor takes documents, not an int32");
+}
+
 TEST(Matcher, OperatorsOfAServerThatAreNotSupportedAreNamed) {
   for (const char* name : {"$expr", "$where", "$text", "$jsonSchema", "$function", "$accumulator", "$out", "$merge"}) {
     const std::string query = "{\"" + std::string(name) + R"(": "x"})";

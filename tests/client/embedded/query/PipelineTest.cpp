@@ -225,6 +225,17 @@ TEST(ProjectStage, RefusesOtherExpressionsByName) {
   EXPECT_NE(messageOf(R"([{"$project": {"x": {"$add": [1, 2]}}}])").find("$add"), std::string::npos);
 }
 
+TEST(Pipeline, ErrorsNameTheStageByNumberAndName) {
+  EXPECT_EQ(messageOf(R"([{"$limit": 0}])"), "\"0.$limit\": $limit has to be positive");
+  EXPECT_EQ(messageOf(R"([{"$match": {}}, {"$match": {"a": {"$in": 5}}}])"),
+            "\"1.$match.a.$in\": $in takes an array, not an int32");
+  EXPECT_EQ(messageOf(R"([{"$group": {"_id": 1, "x": {"$foo": 1}}}])"),
+            "\"0.$group.x.$foo\": unknown accumulator \"$foo\"");
+  EXPECT_EQ(messageOf(R"([{"$nope": 1}])"), "\"0.$nope\": unknown stage \"$nope\"");
+  EXPECT_EQ(messageOf(R"([{"$facet": {"f": [{"$sort": {"a": 2}}]}}])"),
+            "\"0.$facet.f.0.$sort.a\": $sort takes 1 or -1 under \"a\"");
+}
+
 TEST(ProjectStage, RefusesMalformedPaths) {
   EXPECT_EQ(stage(R"({"$project": {"x": "$"}})", {}), "query 16872");
   EXPECT_EQ(stage(R"({"$project": {"x": "$a."}})", {}), "query 40353");
