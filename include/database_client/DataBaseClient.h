@@ -70,6 +70,10 @@ struct CheckReport {
 /// sent, for a database, collection or user name that no store accepts; of kind document for a document above 16 MiB or
 /// 100 levels. A list passed in is filled with all results or left as it was. No message holds a password.
 ///
+/// What a query costs: in the embedded store, time grows with the matches alone for conditions on "_id", and for
+/// equality and ranges on the items of any array of {name, value} documents, by themselves or inside "$elemMatch"; most
+/// other queries read the collection. On a server its indexes decide (see `DeploymentPlan`). `explain` tells.
+///
 /// After a lost connection the next operation connects again. A read is retried once, a write only where the store
 /// makes that safe; a write whose outcome is not known says so with `Error::outcomeUnknown`.
 class DATABASE_CLIENT_EXPORT DataBaseClient {
@@ -118,6 +122,7 @@ class DATABASE_CLIENT_EXPORT DataBaseClient {
   /// are take no right to change them, so that users may change their own custom data.
   virtual void modifyUser(const std::string& database, const std::string& user, const ObjectProperties& roles,
                           const ObjectProperties& customData);
+  /// Of an unknown user, this and `dropUser` are Error{server} with code 11.
   virtual void changePassword(const std::string& database, const std::string& user, const std::string& password);
   virtual void dropUser(const std::string& database, const std::string& user);
 

@@ -13,7 +13,8 @@ namespace database_provider {
 ///
 /// A provider makes and owns a client until it is given another. It keeps nothing else: connection, cache and errors
 /// are the client's, and whatever the client throws reaches the caller. A null record throws `std::invalid_argument`
-/// before anything is sent. Used by one thread at a time.
+/// before anything is sent. Used by one thread at a time. What queries cost is said at
+/// `database_client::DataBaseClient`.
 class DATABASE_PROVIDER_EXPORT DatabaseProviderInterface {
  public:
   /// A description name in use, with one kind of value that it has, and how many descriptions are so.
@@ -37,7 +38,9 @@ class DATABASE_PROVIDER_EXPORT DatabaseProviderInterface {
   /// library, "admin" for the administrator).
   virtual bool connect(const std::string& authDatabase, const std::string& host, const int& port,
                        const std::string& user, const std::string& password) const = 0;
+  /// Closes the connection; true, also when there was none.
   virtual bool disconnect() const = 0;
+  /// Whether a connection is open, as far as the last answer proved.
   virtual bool isConnected() const = 0;
 
   /// Inserts the record's document and writes its new id to `id`.
@@ -60,7 +63,8 @@ class DATABASE_PROVIDER_EXPORT DatabaseProviderInterface {
   /// Removes every record that the filter selects; an empty filter selects all.
   virtual void remove(const DatabaseFilter& filter) const = 0;
 
-  /// Appends the description names in use, one entry for each kind of value of a name, in no particular order.
+  /// Appends the description names in use, one entry for each kind of value of a name, in no particular order. The
+  /// embedded store answers this and `categoriesStatistics` from an index, a server reads every record.
   virtual void enumDescriptionsNames(std::list<Description>& descriptions) const = 0;
   /// Replaces the catalogue of category names, one write for each name: after a failure it holds the first of them.
   virtual void setCategoriesNames(const std::list<std::string>& names) const = 0;
