@@ -1,4 +1,7 @@
 #include <gmock/gmock.h>
+#include <sys/wait.h>
+
+#include <csignal>
 
 #include "tests/client/server/SecantusTest.h"
 #include "tests/support/FaultProxy.h"
@@ -32,6 +35,12 @@ class Access : public SecantusTest {
                       ObjectProperties());
   }
   void controlAccess() { restart({"--auth"}); }
+  /// Stops the server as a debugger would; it has noticed at the end.
+  void stopProcess() const {
+    ::kill(process->id(), SIGSTOP);
+    siginfo_t stopped{};
+    ::waitid(P_PID, static_cast<id_t>(process->id()), &stopped, WSTOPPED | WNOWAIT);
+  }
   std::string users(const std::string& query) {
     return outcome([&] {
       std::list<ObjectProperties*> documents;
@@ -132,6 +141,19 @@ TEST_F(Access, ServerThatIsKilledAndStartedAgainIsFoundAgain) {
   EXPECT_EQ(insert(R"({"_id": 2})"), "connection retryable");
   EXPECT_FALSE(client.isConnected());
   start();
+  EXPECT_EQ(insert(R"({"_id": 2})"), "ok");
+  EXPECT_EQ(find(), "2");
+}
+
+TEST_F(Access, ServerThatIsStoppedIsATimeoutUntilItGoesOn) {
+  ASSERT_EQ(ClientTest::connect("mongodb://127.0.0.1:" + std::to_string(port) +
+                                "/?socketTimeoutMS=500&connectTimeoutMS=500&serverSelectionTimeoutMS=500"),
+            "true");
+  EXPECT_EQ(insert(), "ok");
+  stopProcess();
+  EXPECT_EQ(find(), "timeout retryable");
+  EXPECT_EQ(insert(R"({"_id": 2})"), "timeout retryable");  // not even greeted
+  ::kill(process->id(), SIGCONT);
   EXPECT_EQ(insert(R"({"_id": 2})"), "ok");
   EXPECT_EQ(find(), "2");
 }

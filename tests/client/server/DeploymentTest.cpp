@@ -198,6 +198,33 @@ TEST_F(Router, ReadOfAStaleShardIsAskedForAgain) {
   EXPECT_EQ(find(), "1");
 }
 
+TEST_F(Router, ShardThatRefusesAnIndexIsToldByTheRouter) {
+  server.script("createIndexes", {answer(R"({"ok": 0, "code": 85, "errmsg": "index exists with another name", "raw": {
+      "s1/a:1": {"ok": 1}, "s2/b:1": {"ok": 0, "code": 85, "errmsg": "index exists with another name"}}})")});
+  DeploymentPlan plan;
+  plan.indexes.push_back({"experiment", "records", {"a.name"}});
+  EXPECT_EQ(outcome([&] {
+              client.setUpDeployment(plan);
+              return "ok";
+            }),
+            "server 85");
+  EXPECT_THAT(message(), HasSubstr("another name"));
+}
+
+TEST_F(Router, UpdateOfSeveralShardsIsCountedAsOne) {
+  server.script("update", {answer(R"({"ok": 1, "n": 5, "nModified": 4, "electionId": null})")});
+  EXPECT_EQ(update(3), "ok");
+}
+
+TEST_F(Router, OtherRouterIsUsedWhenOneDies) {
+  ScriptedServer other(Pose{Pose::Role::router});
+  EXPECT_EQ(connect("mongodb://" + server.host() + "," + other.host() + "/"), "true");
+  server.stop();
+  EXPECT_EQ(insert(), "ok");
+  EXPECT_EQ(insert(), "ok");
+  EXPECT_GE(other.received("insert").size(), 2U);
+}
+
 TEST_F(Router, ExplanationOfSeveralShardsNamesTheIndex) {
   server.script("explain", {answer(R"({"ok": 1, "queryPlanner": {"winningPlan": {"stage": "SHARD_MERGE", "shards": [
       {"winningPlan": {"stage": "FETCH", "inputStage": {"stage": "IXSCAN", "indexName": "a_1"}}}]}},

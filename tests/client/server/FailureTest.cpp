@@ -229,6 +229,20 @@ TEST_F(Failure, CursorThatIsNotReadToItsEndIsKilled) {
   EXPECT_EQ(timesSent("killCursors"), 1U);
 }
 
+TEST_F(Failure, ReceiverThatThrowsEndsTheReadAndNothingElse) {
+  EXPECT_EQ(connect(), "true");
+  server.script(
+      "find",
+      {answer(R"({"ok": 1, "cursor": {"id": {"$numberLong": "7"}, "ns": "d.c", "firstBatch": [{"_id": 1}]}})")});
+  const auto read = [&] {
+    client.findEach("d", "c", document("{}"), document("{}"), 0, 0,
+                    [](ObjectProperties&) -> bool { throw std::runtime_error("enough"); });
+  };
+  EXPECT_THROW(read(), std::runtime_error);
+  EXPECT_EQ(timesSent("killCursors"), 1U);
+  EXPECT_EQ(find(), "0");
+}
+
 TEST_F(Failure, ClientLostWhileItsDocumentsAreReadIsLeftInPeace) {
   EXPECT_EQ(connect(), "true");
   server.script("find", {batch(R"({"_id": 1}, {"_id": 2}, {"_id": 3})")});
@@ -378,6 +392,48 @@ TEST_F(Failure, DocumentAtTheLimitIsSent) {
               return "ok";
             }),
             "ok");
+}
+
+TEST_F(Failure, FilterStageOrChangeOverTheLimitIsNotSent) {
+  EXPECT_EQ(connect(), "true");
+  const std::string half(9 * 1024 * 1024, 'x');
+  const ObjectProperties none;
+  std::list<ObjectProperties*> documents;
+  using Use = std::function<void(const ObjectProperties&)>;
+  const std::vector<Use> uses{
+      [&](const ObjectProperties& large) { client.find("d", "c", large, none, documents, 0, 0); },
+      [&](const ObjectProperties& large) { client.aggregate("d", "c", large, documents); },
+      [&](const ObjectProperties& large) { client.count("d", "c", large); },
+      [&](const ObjectProperties& large) { client.remove("d", "c", large); },
+      [&](const ObjectProperties& large) { client.update("d", "c", large, none, 0, 1); },
+      [&](const ObjectProperties& large) { client.update("d", "c", none, large, 0, 3); },
+  };
+  for (const Use& use : uses) {
+    EXPECT_EQ(outcome([&] {
+                ObjectProperties large;
+                large.beginArray("pipeline");
+                large.setValueString("0", half);
+                large.setValueString("1", half);
+                large.endArray();
+                use(large);
+                return "ok";
+              }),
+              "document");
+  }
+  for (const char* command : {"find", "aggregate", "delete", "update"}) EXPECT_EQ(timesSent(command), 0U) << command;
+}
+
+TEST_F(Failure, SelectorAndChangeThatAreTooLargeTogetherAreNotSent) {
+  EXPECT_EQ(connect(), "true");
+  ObjectProperties large;
+  large.setValueString("a", std::string(9 * 1024 * 1024, 'x'));
+  EXPECT_EQ(outcome([&] {
+              client.update("d", "c", large, large, 0, 3);
+              return "ok";
+            }),
+            "document");
+  EXPECT_EQ(timesSent("update"), 0U);
+  EXPECT_EQ(insert(), "ok");
 }
 
 TEST_F(Failure, NameThatNoStoreAcceptsIsNotSent) {

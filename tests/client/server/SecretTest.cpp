@@ -121,6 +121,62 @@ std::vector<Path> paths() {
          server.always("updateUser", failing(Step::Fate::close));
          client.changePassword("d", "anna", canary);
        }},
+      {"UserCreationCutOff",
+       [](auto& client, auto& server) {
+         open(client, server);
+         server.always("createUser", failing(Step::Fate::cut));
+         client.createUser("d", "anna", canary, ObjectProperties(), ObjectProperties());
+       }},
+      {"UserCreationAnsweredByGarbage",
+       [](auto& client, auto& server) {
+         open(client, server);
+         server.always("createUser", failing(Step::Fate::garbage));
+         client.createUser("d", "anna", canary, ObjectProperties(), ObjectProperties());
+       }},
+      {"UserCreationOnAServerThatIsDown",
+       [](auto& client, auto& server) {
+         open(client, server);
+         server.stop();
+         client.createUser("d", "anna", canary, ObjectProperties(), ObjectProperties());
+       }},
+      {"UserCreationWhileNotConnected",
+       [](auto& client, auto&) { client.createUser("d", "anna", canary, ObjectProperties(), ObjectProperties()); }},
+      {"UserCreationWithAPasswordThatIsNoText",
+       [](auto& client, auto& server) {
+         open(client, server);
+         client.createUser("d", "anna", canary + "\xFF", ObjectProperties(), ObjectProperties());
+       }},
+      {"PasswordChangeThatIsHeldUp",
+       [](auto& client, auto& server) {
+         client.connect("", "mongodb://" + server.host() + "/?socketTimeoutMS=200", 1, "", "");
+         server.always("updateUser", failing(Step::Fate::silence));
+         client.changePassword("d", "anna", canary);
+       }},
+      {"LoginWithAPasswordThatIsNoText",
+       [](auto& client, auto& server) {
+         client.connect("admin", "127.0.0.1", server.port(), "anna", canary + std::string("\0", 1));
+       }},
+      {"NameThatDoesNotResolve",
+       [](auto& client, auto&) { client.connect("admin", "no-such-host.invalid", 27017, "anna", canary); }},
+      {"ServiceThatDoesNotResolve",
+       [](auto& client, auto&) {
+         client.connect("", "mongodb+srv://anna:" + canary + "@records.no-such-host.invalid/", 1, "", "");
+       }},
+      {"UserOfAFileThatIsRefused",
+       [](auto& client, auto&) { client.connect("admin", "file::memory:", 0, "admin", canary); }},
+      {"FolderOfAFileThatIsMissing",
+       [](auto& client, auto&) { client.connect("admin", "file:/no/such/folder/store.db", 0, "admin", canary); }},
+      {"UserOfAFileThatIsThereAlready",
+       [](auto& client, auto&) {
+         client.connect("", "file::memory:", 0, "", "");
+         client.createUser("d", "anna", canary, ObjectProperties(), ObjectProperties());
+         client.createUser("d", "anna", canary, ObjectProperties(), ObjectProperties());
+       }},
+      {"UserOfAFileWhosePasswordHoldsWhatNoneMay",
+       [](auto& client, auto&) {
+         client.connect("", "file::memory:", 0, "", "");
+         client.createUser("d", "anna", canary + "\x01", ObjectProperties(), ObjectProperties());
+       }},
       {"RefusedSetUp",
        [](auto& client, auto& server) {
          open(client, server);

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstdlib>
+#include <fstream>
 #include <list>
 #include <memory>
 #include <optional>
@@ -30,14 +32,21 @@ inline std::string summary(const Error& error) {
 
 class Stopwatch {
  public:
-  long long milliseconds() const {
-    return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start_).count();
-  }
+  double milliseconds() const { return std::chrono::duration<double, std::milli>(Clock::now() - start_).count(); }
 
  private:
   using Clock = std::chrono::steady_clock;
   Clock::time_point start_ = Clock::now();
 };
+
+/// Appends to the file that DATABASE_TEST_TIMES names, if it does, what the caller saw and after what time.
+inline void noteTime(const std::string& what, double milliseconds) {
+  const char* path = std::getenv("DATABASE_TEST_TIMES");
+  if (path == nullptr) return;
+  const auto* test = ::testing::UnitTest::GetInstance()->current_test_info();
+  std::ofstream(path, std::ios::app) << test->test_suite_name() << '.' << test->name() << ": " << what << " after "
+                                     << milliseconds << " ms\n";
+}
 
 /// A client, and the verbs of which each tells in one line what the caller saw.
 class ClientTest : public ::testing::Test {
@@ -59,7 +68,10 @@ class ClientTest : public ::testing::Test {
       error = thrown;
       text = summary(thrown);
     }
-    elapsed = stopwatch.milliseconds();
+    const double milliseconds = stopwatch.milliseconds();
+    elapsed = static_cast<long long>(milliseconds);
+    constexpr double longWait = 100;
+    if (error || text == "false" || milliseconds > longWait) noteTime(text, milliseconds);
     return text;
   }
 

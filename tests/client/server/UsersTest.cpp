@@ -143,6 +143,28 @@ TEST_F(Users, RefusalsKeepTheServersCode) {
             "server 11");
 }
 
+TEST_F(Users, NameOrPasswordThatIsNoTextIsNotSent) {
+  const std::string withNul("a\0b", 3);
+  const auto create = [&](const std::string& user, const std::string& password) {
+    return outcome([&] {
+      client.createUser("d", user, password, roles, ObjectProperties());
+      return "ok";
+    });
+  };
+  const auto change = [&](const std::string& password) {
+    return outcome([&] {
+      client.changePassword("d", "anna", password);
+      return "ok";
+    });
+  };
+  for (const std::string& odd : {std::string("a\xFF"), withNul}) {
+    EXPECT_EQ(create(odd, "pw"), "query");
+    EXPECT_EQ(create("anna", odd), "query");
+    EXPECT_EQ(change(odd), "query");
+  }
+  EXPECT_EQ(timesSent("createUser") + timesSent("updateUser"), 0U);
+}
+
 TEST_F(Users, CommandsForUsersAreNotRepeated) {
   server.script("createUser", {database_test::failing(database_test::Step::Fate::close)});
   EXPECT_EQ(outcome([&] {
