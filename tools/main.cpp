@@ -33,10 +33,11 @@ ExitStatus statusOf(const Error& error) {
   }
 }
 
+/// What fails after a request to stop, such as a connection in the making, fails because of it.
 ExitStatus fail(const std::exception& error, ExitStatus status) {
   std::cout.flush();
-  std::cerr << "recordctl: " << error.what() << '\n';
-  return status;
+  std::cerr << "recordctl: " << (wasInterrupted() ? Interrupted().what() : error.what()) << '\n';
+  return wasInterrupted() ? ExitStatus::interrupted : status;
 }
 
 void addCommands(const Command& root, Session& session) {

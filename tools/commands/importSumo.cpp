@@ -67,6 +67,7 @@ void importSumo(Session& session, SumoOptions options) {
   BadRows bad([&progress] { progress.hide(); });
   addCategories(*providerOf(RecordKind::scenario, client), {nameCategory, networkCategory});
   BatchWriter writer(client, placeOf(RecordKind::scenario), bad);
+  std::uint64_t count = 0;
   for (const fs::path& file : files) {
     checkInterrupt();
     try {
@@ -77,6 +78,8 @@ void importSumo(Session& session, SumoOptions options) {
     } catch (const database_client::Error& error) {
       bad.add(file.string(), error.where(), error.what());
     }
+    ++count;
+    progress.update(count, count);
   }
   writer.flush();
   progress.hide();

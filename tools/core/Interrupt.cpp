@@ -1,5 +1,8 @@
 #include "tools/core/Interrupt.h"
 
+#include <poll.h>
+
+#include <cerrno>
 #include <csignal>
 
 #include "tools/core/Errors.h"
@@ -24,8 +27,25 @@ void watchForInterrupts() {
   for (const int signal : {SIGINT, SIGTERM}) sigaction(signal, &action, nullptr);
 }
 
+bool wasInterrupted() {
+  return requested != 0;
+}
+
 void checkInterrupt() {
-  if (requested != 0) throw Interrupted();
+  if (wasInterrupted()) throw Interrupted();
+}
+
+/// The signals are held back but for the wait itself, so that none is missed between the look at the request and it.
+void awaitInput(int descriptor) {
+  sigset_t watched;
+  sigset_t before;
+  sigemptyset(&watched);
+  for (const int signal : {SIGINT, SIGTERM}) sigaddset(&watched, signal);
+  sigprocmask(SIG_BLOCK, &watched, &before);
+  pollfd input{descriptor, POLLIN, 0};
+  while (!wasInterrupted() && ppoll(&input, 1, nullptr, &before) < 0 && errno == EINTR) continue;
+  sigprocmask(SIG_SETMASK, &before, nullptr);
+  checkInterrupt();
 }
 
 }  // namespace database_provider::recordctl

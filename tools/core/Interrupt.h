@@ -5,7 +5,12 @@ namespace database_provider::recordctl {
 /// From here on Ctrl-C and a termination request are remembered instead of ending the process; a second one ends it.
 void watchForInterrupts();
 
+bool wasInterrupted();
 /// Throws `Interrupted` when there was such a request.
 void checkInterrupt();
+
+/// Waits until there is something to be read, or nothing will come any more. A request ends the wait at whatever moment
+/// it comes, with `Interrupted`.
+void awaitInput(int descriptor);
 
 }  // namespace database_provider::recordctl

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <iostream>
 #include <string>
+#include <utility>
 
 #include "tools/core/Terminal.h"
 
@@ -27,24 +28,26 @@ std::string percent(double part) {
 
 }  // namespace
 
-Progress::Progress(std::uint64_t total)
-    : total_(total), isTerminal_(standardErrorIsTerminal()), start_(Clock::now()), shown_(start_) {}
+Progress::Progress(std::uint64_t total) : Progress(total, std::cerr, standardErrorIsTerminal(), Clock::now) {}
+
+Progress::Progress(std::uint64_t total, std::ostream& out, bool isTerminal, std::function<Clock::time_point()> now)
+    : total_(total), out_(out), isTerminal_(isTerminal), now_(std::move(now)), start_(now_()), shown_(start_) {}
 
 Progress::~Progress() {
   hide();
 }
 
 double Progress::seconds() const {
-  return std::chrono::duration<double>(Clock::now() - start_).count();
+  return std::chrono::duration<double>(now_() - start_).count();
 }
 
 void Progress::hide() {
-  if (isVisible_) std::cerr << "\r\x1b[K" << std::flush;
+  if (isVisible_) out_ << "\r\x1b[K" << std::flush;
   isVisible_ = false;
 }
 
 void Progress::update(std::uint64_t position, std::uint64_t records) {
-  const auto now = Clock::now();
+  const auto now = now_();
   if (now - shown_ < (isTerminal_ ? betweenBars : betweenLines)) return;
   shown_ = now;
   const double part = total_ == 0 ? 0 : std::min(1.0, static_cast<double>(position) / static_cast<double>(total_));
@@ -58,20 +61,20 @@ void Progress::update(std::uint64_t position, std::uint64_t records) {
 }
 
 void Progress::writeBar(double part, double rate) const {
-  std::cerr << "\r\x1b[K";
+  out_ << "\r\x1b[K";
   if (total_ > 0) {
     const auto full = static_cast<std::size_t>(part * barWidth);
-    std::cerr << '[' << std::string(full, '#') << std::string(barWidth - full, ' ') << "] " << percent(part) << ", ";
+    out_ << '[' << std::string(full, '#') << std::string(barWidth - full, ' ') << "] " << percent(part) << ", ";
   }
-  std::cerr << static_cast<long long>(rate) << " records/s";
-  if (part > 0) std::cerr << ", " << inSeconds(seconds() / part * (1 - part)) << " left";
-  std::cerr << std::flush;
+  out_ << static_cast<long long>(rate) << " records/s";
+  if (part > 0) out_ << ", " << inSeconds(seconds() / part * (1 - part)) << " left";
+  out_ << std::flush;
 }
 
-void Progress::writeLine(std::uint64_t records, double part, double rate) {
-  std::cerr << "recordctl: " << records << " records";
-  if (part > 0) std::cerr << ", " << percent(part);
-  std::cerr << ", " << static_cast<long long>(rate) << " records/s" << std::endl;
+void Progress::writeLine(std::uint64_t records, double part, double rate) const {
+  out_ << "recordctl: " << records << " records";
+  if (part > 0) out_ << ", " << percent(part);
+  out_ << ", " << static_cast<long long>(rate) << " records/s" << std::endl;
 }
 
 }  // namespace database_provider::recordctl

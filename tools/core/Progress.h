@@ -2,6 +2,8 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
+#include <iosfwd>
 
 namespace database_provider::recordctl {
 
@@ -9,8 +11,12 @@ namespace database_provider::recordctl {
 /// ten seconds.
 class Progress {
  public:
+  using Clock = std::chrono::steady_clock;
+
   /// `total` is 0 where the end is not known.
   explicit Progress(std::uint64_t total);
+  /// The same under another clock, told elsewhere.
+  Progress(std::uint64_t total, std::ostream& out, bool isTerminal, std::function<Clock::time_point()> now);
   ~Progress();
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
@@ -21,13 +27,13 @@ class Progress {
   double seconds() const;
 
  private:
-  using Clock = std::chrono::steady_clock;
-
   void writeBar(double part, double rate) const;
-  static void writeLine(std::uint64_t records, double part, double rate);
+  void writeLine(std::uint64_t records, double part, double rate) const;
 
   std::uint64_t total_;
+  std::ostream& out_;
   bool isTerminal_;
+  std::function<Clock::time_point()> now_;
   Clock::time_point start_;
   Clock::time_point shown_;
   bool isVisible_ = false;

@@ -50,6 +50,7 @@ class Silence {
 
 std::string askLine(const std::string& prompt) {
   std::cerr << prompt << std::flush;
+  awaitInput(STDIN_FILENO);
   std::string answer;
   std::getline(std::cin, answer);
   checkInterrupt();

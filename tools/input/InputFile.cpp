@@ -20,6 +20,7 @@ constexpr std::size_t bufferSize = 1U << 16U;
 constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
 
 [[noreturn]] void fail(const std::string& path) {
+  checkInterrupt();
   throw UsageError(path + ": " + std::strerror(errno));
 }
 
@@ -42,7 +43,7 @@ InputFile::~InputFile() {
 bool InputFile::fill() {
   next_ = end_ = 0;
   for (;;) {
-    checkInterrupt();
+    awaitInput(descriptor_);
     const ssize_t count = ::read(descriptor_, buffer_.data(), buffer_.size());
     if (count < 0 && errno == EINTR) continue;
     if (count < 0) fail(path_);

@@ -1,8 +1,6 @@
-#include <unistd.h>
+#include <sys/stat.h>
 
-#include <chrono>
-#include <csignal>
-#include <thread>
+#include <fstream>
 
 #include "tests/tools/commands/Recordctl.h"
 
@@ -130,15 +128,16 @@ TEST_F(Recordctl, FilesOfAKindThatTheRecordsDoNotHaveAreRefused) {
 }
 
 TEST_F(Recordctl, AnInterruptKeepsWhatWasAcknowledged) {
-  int pipe = -1;
-  const int process = start({"import", "-", "--format", "jsonl", "--category", "site"}, pipe);
-  const std::string input = rows(2500, 9999);
-  ASSERT_EQ(::write(pipe, input.data(), input.size()), static_cast<ssize_t>(input.size()));
-  for (int i = 0; i < 600 && run({"list", "--json", "--skip", "1999"}).out.empty(); ++i)
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-  ASSERT_EQ(::kill(process, SIGINT), 0);
-  EXPECT_EQ(finish(process), 130);
-  ::close(pipe);
+  const std::string rows = path("rows.jsonl");
+  ASSERT_EQ(::mkfifo(rows.c_str(), 0600), 0);
+  const auto terminal = onTerminal({"import", rows, "--category", "site"});
+  std::ofstream pipe(rows);  // open to the end, so that the command waits for more
+  for (int i = 1; i < 2100; ++i) pipe << "{\"site\": \"s\"}\n";
+  pipe << "no row\n" << std::flush;
+  terminal->readUntil(":2100: ");  // two batches of 1000 are in
+  terminal->type("\x03");
+  EXPECT_EQ(terminal->finish(), 130);
+  EXPECT_NE(terminal->rest().find("2000 records were written before this"), std::string::npos) << terminal->rest();
   EXPECT_EQ(countRecords(), 2000);
 }
 

@@ -34,7 +34,17 @@ void redirect(int descriptor, const fs::path& path, int flags) {
   if (opened < 0 || ::dup2(opened, descriptor) < 0) ::_exit(126);
 }
 
-int statusOf(int waited) {
+std::vector<std::string> commandWith(const std::vector<std::string>& arguments) {
+  std::vector<std::string> command{RECORDCTL_PATH};
+  command.insert(command.end(), arguments.begin(), arguments.end());
+  return command;
+}
+
+int finish(pid_t process) {
+  int waited = 0;
+  while (::waitpid(process, &waited, 0) < 0) {
+    if (errno != EINTR) throw std::runtime_error(std::strerror(errno));
+  }
   return WIFEXITED(waited) ? WEXITSTATUS(waited) : 1000 + WTERMSIG(waited);
 }
 
@@ -55,7 +65,8 @@ std::vector<std::string> Recordctl::environmentOfRun() const {
   std::vector<std::string> result;
   for (char** entry = environ; *entry != nullptr; ++entry) {
     const std::string text = *entry;
-    const bool isOurs = text.compare(0, 10, "RECORDCTL_") == 0 || text.compare(0, 8, "COLUMNS=") == 0;
+    const std::string name = text.substr(0, text.find('='));
+    const bool isOurs = name.compare(0, 10, "RECORDCTL_") == 0 || name == "COLUMNS" || name == "NO_COLOR";
     if (!isOurs) result.push_back(text);
   }
   auto added = environment;
@@ -66,8 +77,7 @@ std::vector<std::string> Recordctl::environmentOfRun() const {
 
 Outcome Recordctl::run(const std::vector<std::string>& arguments, const std::string& input) const {
   file("stdin", input);
-  std::vector<std::string> command{RECORDCTL_PATH};
-  command.insert(command.end(), arguments.begin(), arguments.end());
+  std::vector<std::string> command = commandWith(arguments);
   std::vector<std::string> variables = environmentOfRun();
   const auto argv = pointersTo(command);
   const auto envp = pointersTo(variables);
@@ -79,37 +89,12 @@ Outcome Recordctl::run(const std::vector<std::string>& arguments, const std::str
     ::execve(argv[0], argv.data(), envp.data());
     ::_exit(127);
   }
-  const int status = finish(process);
-  return {status, read(path("stdout")), read(path("stderr"))};
+  return {finish(process), read(path("stdout")), read(path("stderr"))};
 }
 
-int Recordctl::start(const std::vector<std::string>& arguments, int& pipe) const {
-  int ends[2];
-  if (::pipe2(ends, O_CLOEXEC) != 0) throw std::runtime_error(std::strerror(errno));
-  std::vector<std::string> command{RECORDCTL_PATH};
-  command.insert(command.end(), arguments.begin(), arguments.end());
-  std::vector<std::string> variables = environmentOfRun();
-  const auto argv = pointersTo(command);
-  const auto envp = pointersTo(variables);
-  const pid_t process = ::fork();
-  if (process == 0) {
-    ::dup2(ends[0], STDIN_FILENO);
-    redirect(STDOUT_FILENO, "/dev/null", O_WRONLY);
-    redirect(STDERR_FILENO, "/dev/null", O_WRONLY);
-    ::execve(argv[0], argv.data(), envp.data());
-    ::_exit(127);
-  }
-  ::close(ends[0]);
-  pipe = ends[1];
-  return process;
-}
-
-int Recordctl::finish(int process) {
-  int waited = 0;
-  while (::waitpid(process, &waited, 0) < 0) {
-    if (errno != EINTR) throw std::runtime_error(std::strerror(errno));
-  }
-  return statusOf(waited);
+std::unique_ptr<database_test::Terminal> Recordctl::onTerminal(const std::vector<std::string>& arguments,
+                                                               unsigned short columns) const {
+  return std::make_unique<database_test::Terminal>(commandWith(arguments), environmentOfRun(), columns);
 }
 
 std::string Recordctl::output(const std::vector<std::string>& arguments, const std::string& input) const {

@@ -4,8 +4,11 @@
 
 #include <filesystem>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
+
+#include "tests/support/Terminal.h"
 
 /// How a run of the command ended.
 struct Outcome {
@@ -23,9 +26,9 @@ class Recordctl : public ::testing::Test {
   Outcome run(const std::vector<std::string>& arguments, const std::string& input = "") const;
   /// Runs what must succeed, and gives what it wrote.
   std::string output(const std::vector<std::string>& arguments, const std::string& input = "") const;
-  /// Starts the command with a pipe as its standard input; `finish` waits for it.
-  int start(const std::vector<std::string>& arguments, int& pipe) const;
-  static int finish(int process);
+  /// Starts the command on a terminal.
+  std::unique_ptr<database_test::Terminal> onTerminal(const std::vector<std::string>& arguments,
+                                                      unsigned short columns = 80) const;
 
   std::string file(const std::string& name, const std::string& content) const;
   std::string path(const std::string& name) const { return folder_ / name; }
