@@ -5,6 +5,7 @@ namespace database_test {
 namespace {
 
 const char* const otherCode = "refuses it under another code, or not at all";
+const char* const equalIds = "takes equal ids of one batch";
 const char* const bsonKinds = "drops the connection over this kind of value, or changes it";
 
 }  // namespace
@@ -47,7 +48,10 @@ const std::vector<WrongAnswer>& knownWrongAnswers() {
       {"secantus", "rolesOfAnother", "lets whoever may change the own data change any user"},
       {"secantus", "setUp", "lets whoever may change the own data make roles"},
       {"secantus", "setUpTheAdministrator", "lets whoever may change the own data make roles"},
-      {"java", "ABulkInsertReportsWhatFailedAndStoresTheRest", "takes equal ids of one batch"},
+      {"java", "ABulkInsertReportsWhatFailedAndStoresTheRest", equalIds},
+      {"java", "ACopyBetweenTwoStoresOfOneSortKeepsEverything", equalIds},
+      {"java", "ACopyIntoAFileAndBackKeepsEverythingAndMayBeRepeated", equalIds},
+      {"java", "ACopyTellsWhatDiffersAndLeavesIt", equalIds},
       {"java", "ADocumentThatSetInsertsHasTheSelectorsKeysInOrder", "takes the order of the selector"},
       {"java", "ANumericPartIsAlsoAKey", "takes it as an index only"},
       {"java", "APathEntersTheObjectsOfAnArray", "enters arrays inside arrays too"},
@@ -60,6 +64,7 @@ const std::vector<WrongAnswer>& knownWrongAnswers() {
       {"java", "AllWithAnArrayMatchesTheFieldItself", "finds only an element that is the array"},
       {"java", "AllOfNullCoversMissing", "finds nothing"},
       {"java", "AnArrayOperandMatchesTheWholeOrAnElement", "finds only the whole"},
+      {"java", "AnIdThatIsThereAlreadyIsAFailedRow", equalIds},
       {"java", "AnEmptyProjectIsRefused", otherCode},
       {"java", "AnExpressionsPathGathersWhatItFindsInAnArray", "drops the connection"},
       {"java", "AnExpressionsPathTakesNoIndex", "drops the connection"},

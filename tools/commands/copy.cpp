@@ -22,12 +22,14 @@ struct Counts {
   std::size_t copied = 0;
   std::size_t alike = 0;
   std::size_t different = 0;
+  std::size_t records = 0;  ///< how many of all of them are records
 };
 
 struct Place {
   std::string database;
   std::string collection;
   std::vector<std::string> key;  ///< what tells one document from another
+  bool holdsRecords = false;
 };
 
 /// Everything of the library that can be read; users are not, since a store never hands out their credentials.
@@ -35,7 +37,7 @@ std::vector<Place> places() {
   std::vector<Place> result;
   for (const RecordKind kind : {RecordKind::experiment, RecordKind::scenario}) {
     const RecordPlace place = placeOf(kind);
-    result.push_back({place.database, place.collection, {"_id"}});
+    result.push_back({place.database, place.collection, {"_id"}, true});
     result.push_back({place.database, "configuration", {}});
   }
   result.push_back({databaseTypeToString(DatabaseType::databaseManager), "customization", {"user", "tag"}});
@@ -56,6 +58,7 @@ class PlaceCopy {
   }
 
   void flush() {
+    if (place_.holdsRecords) counts_.records += batch_.size();
     std::vector<const ObjectProperties*> missing;
     for (const ObjectProperties& document : batch_) {
       if (place_.key == idAlone || !isThere(document)) missing.push_back(&document);
@@ -130,10 +133,9 @@ class PlaceCopy {
 };
 
 void tell(const Session& session, const Counts& counts) {
-  const std::size_t all = counts.copied + counts.alike + counts.different;
   if (session.json()) {
     ObjectProperties result;
-    result.setValueInt64("records", static_cast<std::int64_t>(all));
+    result.setValueInt64("records", static_cast<std::int64_t>(counts.records));
     result.setValueInt64("problems", static_cast<std::int64_t>(counts.different));
     return writeJson(result);
   }

@@ -1,6 +1,7 @@
 #include <iostream>
 #include <iterator>
 #include <memory>
+#include <set>
 
 #include "tools/commands/commands.h"
 #include "tools/commands/options.h"
@@ -48,11 +49,13 @@ bool exists(Session& session, const SettingsOptions& options) {
 
 void writeTags(Session& session, const SettingsOptions& options) {
   const std::string database = databaseTypeToString(DatabaseType::databaseManager);
+  std::set<std::string> tags;
   session.store(Access::existing)
-      .findEach(database, collection, queryOf(options), ObjectProperties(), 0, 0, [](ObjectProperties& document) {
-        std::cout << printable(document.valueAsString("tag", "")) << '\n';
+      .findEach(database, collection, queryOf(options), ObjectProperties(), 0, 0, [&](ObjectProperties& document) {
+        tags.insert(document.valueAsString("tag", ""));
         return true;
       });
+  for (const std::string& tag : tags) std::cout << printable(tag) << '\n';
 }
 
 void get(Session& session, const SettingsOptions& options) {

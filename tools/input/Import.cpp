@@ -11,6 +11,7 @@
 
 #include "tools/core/Interrupt.h"
 #include "tools/core/Text.h"
+#include "tools/input/IdCheck.h"
 
 namespace database_provider::recordctl {
 
@@ -48,6 +49,14 @@ bool hasTransactions(DataBaseClient& client) {
     if (error.kind() != database_client::Error::Kind::unsupported) throw;
     return false;
   }
+}
+
+/// As the store does when the document is inserted, with an id that may still be missing.
+void checkSize(const ObjectProperties& document) {
+  constexpr std::size_t largest = 16U << 20U;
+  constexpr std::size_t sizeOfId = 17;
+  const std::size_t size = document.toBson().size() + (document.contains("_id") ? 0 : sizeOfId);
+  if (size > largest) throw BadRow("", "larger than 16 MiB");
 }
 
 }  // namespace
@@ -163,7 +172,14 @@ void Import::forEachRow(const Step& step) {
 bool Import::isEveryRowGood() {
   if (std::any_of(plan_.sources.begin(), plan_.sources.end(), [](const auto& s) { return s.canBeReadOnlyOnce(); }))
     throw UsageError("a pipe cannot be checked first, and this store has no transactions; give a file");
-  forEachRow([this](const InputSource& source, const Row& row) { documentOf(source, row); });
+  std::optional<IdCheck> ids;
+  if (plan_.keepIds) ids.emplace(session_.store(Access::create), placeOf(plan_.kind), bad_);
+  forEachRow([&](const InputSource& source, const Row& row) {
+    const auto document = documentOf(source, row);
+    checkSize(*document);
+    if (ids) ids->add(*document, {source.path, row.number});
+  });
+  if (ids) ids->flush();
   return bad_.count() == 0;
 }
 
