@@ -26,6 +26,10 @@ struct Path {
   std::function<void(DataBaseClient&, database_test::ScriptedServer&)> walk;
 };
 
+void PrintTo(const Path& path, std::ostream* out) {
+  *out << path.name;
+}
+
 void logIn(DataBaseClient& client, const database_test::ScriptedServer& server) {
   client.connect("admin", "127.0.0.1", server.port(), "anna", canary);
 }

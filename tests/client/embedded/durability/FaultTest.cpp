@@ -99,9 +99,17 @@ struct Situation {
   FaultyFiles::Fault fault;
 };
 
+std::string textOf(const Situation& situation) {
+  return std::string(operations()[situation.operation].name) + (situation.forGood ? "ForGood" : "Once") +
+         (situation.fault == FaultyFiles::Fault::full ? "Full" : "Failing");
+}
+
 std::string nameOf(const ::testing::TestParamInfo<Situation>& info) {
-  return std::string(operations()[info.param.operation].name) + (info.param.forGood ? "ForGood" : "Once") +
-         (info.param.fault == FaultyFiles::Fault::full ? "Full" : "Failing");
+  return textOf(info.param);
+}
+
+void PrintTo(const Situation& situation, std::ostream* out) {
+  *out << textOf(situation);
 }
 
 std::vector<Situation> situations() {
