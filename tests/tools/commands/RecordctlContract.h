@@ -1,7 +1,13 @@
 #pragma once
 
+#include <string>
+#include <vector>
+
 #include "tests/support/Engines.h"
 #include "tests/tools/commands/Recordctl.h"
+
+/// The engines that the commands are run on; access control has tests of its own.
+std::vector<std::string> recordctlEngines();
 
 /// What `init` wrote when it was run on an engine for the first times.
 struct SettingUp {
