@@ -52,6 +52,17 @@ TEST_F(Lifetime, NoSignalHandlerNoThreadNoLocaleIsLeft) {
   EXPECT_EQ(probe("surprises"), "threads 1, changed nothing\n");
 }
 
+TEST_F(Lifetime, DriverOfTheProgramWorksOn) {
+  EXPECT_EQ(probe("own"), "works\n");
+}
+
+// The driver, which lives on, would otherwise call code that is gone.
+TEST_F(Lifetime, LibraryStaysLoaded) {
+  const std::string program = LOADING_PROBE;
+  const std::string library = DATABASE_PROVIDER_LIBRARY;
+  EXPECT_EQ(run(program + " " + library + " mongodb://" + server.host() + "/ once"), "stays\n");
+}
+
 TEST_F(Lifetime, OpeningUsingAndClosingLeavesNothingBehind) {
   EXPECT_EQ(probe("rounds"), "files 0, memory steady\n");
   EXPECT_GE(timesSent("insert"), std::stoul(rounds()));

@@ -49,18 +49,54 @@ std::vector<struct sigaction> signalActions() {
   return actions;
 }
 
+sigset_t blockedSignals() {
+  sigset_t signals;
+  sigprocmask(SIG_SETMASK, nullptr, &signals);
+  return signals;
+}
+
+bool areSame(const sigset_t& left, const sigset_t& right) {
+  for (int signal = 1; signal < NSIG; ++signal) {
+    if (sigismember(&left, signal) != sigismember(&right, signal)) return false;
+  }
+  return true;
+}
+
 void surprises(const std::string& host) {
   const std::vector<struct sigaction> before = signalActions();
+  const sigset_t blocked = blockedSignals();
   const std::string locale = setlocale(LC_ALL, nullptr);
   use(host);
+  DataBaseClient open;
+  if (!open.connect("", host, 1, "", "")) return;
   const std::vector<struct sigaction> after = signalActions();
   std::string changed;
   for (std::size_t i = 0; i < before.size(); ++i) {
     if (before[i].sa_handler != after[i].sa_handler) changed += " " + std::to_string(i + 1);
   }
+  if (!areSame(blocked, blockedSignals())) changed += " mask";
   if (locale != setlocale(LC_ALL, nullptr)) changed += " locale";
   std::cout << "threads " << database_test::entriesOf("/proc/self/task") << ", changed"
             << (changed.empty() ? " nothing" : changed) << '\n';
+}
+
+// A program that uses the driver itself, before, beside and after this library.
+void own(const std::string& host) {
+  bson_t ping;
+  bson_init(&ping);
+  bson_append_int32(&ping, "ping", -1, 1);
+  const auto works = [&](mongoc_client_t* client) {
+    return mongoc_client_command_simple(client, "admin", &ping, nullptr, nullptr, nullptr);
+  };
+  mongoc_init();
+  mongoc_client_t* before = mongoc_client_new(host.c_str());
+  use(host);
+  mongoc_client_t* after = mongoc_client_new(host.c_str());
+  std::cout << (works(before) && works(after) ? "works" : "fails") << '\n';
+  mongoc_client_destroy(before);
+  mongoc_client_destroy(after);
+  bson_destroy(&ping);
+  mongoc_cleanup();
 }
 
 }  // namespace
@@ -73,6 +109,7 @@ int main(int argc, char** argv) {
   const int rounds = arguments.size() > 2 ? std::atoi(arguments[2].c_str()) : 0;
   if (what == "log") log(host);
   if (what == "surprises") surprises(host);
+  if (what == "own") own(host);
   if (what == "rounds") std::cout << database_test::growth(rounds, [&] { use(host); }) << '\n';
   return EXIT_SUCCESS;
 }

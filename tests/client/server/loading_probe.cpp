@@ -33,6 +33,11 @@ void loadAndUse(const char* library, const std::string& host) {
 
 int main(int argc, char** argv) {
   if (argc != 4) return EXIT_FAILURE;
+  if (std::string(argv[3]) == "once") {
+    loadAndUse(argv[1], argv[2]);
+    std::cout << (dlopen(argv[1], RTLD_NOW | RTLD_NOLOAD) != nullptr ? "stays" : "goes") << '\n';
+    return EXIT_SUCCESS;
+  }
   std::cout << database_test::growth(std::atoi(argv[3]), [&] { loadAndUse(argv[1], argv[2]); }) << '\n';
   return EXIT_SUCCESS;
 }
