@@ -2,6 +2,7 @@
 
 #include <bson/bson.h>
 #include <sys/socket.h>
+#include <zlib.h>
 
 #include <algorithm>
 #include <atomic>
@@ -16,6 +17,7 @@
 
 // The wire protocol: a message is {int32 length, int32 id, int32 responseTo, int32 opCode} and a body. OP_MSG (2013) is
 // {uint32 flags} and sections: a byte 0 and one document, or a byte 1 and {int32 size, cstring name, documents}.
+// OP_COMPRESSED (2012) is {int32 opCode, int32 size, byte compressor (2 for zlib), bytes} around the body of another.
 // OP_QUERY (2004), still used to say hello, is {int32 flags, cstring namespace, int32 skip, int32 count, document}; it
 // is answered by OP_REPLY (1), {int32 flags, int64 cursor, int32 from, int32 count, document}.
 
@@ -25,6 +27,7 @@ namespace {
 
 constexpr std::int32_t opReply = 1;
 constexpr std::int32_t opQuery = 2004;
+constexpr std::int32_t opCompressed = 2012;
 constexpr std::int32_t opMessage = 2013;
 constexpr std::uint32_t moreToCome = 2;
 constexpr std::uint32_t longestJson = 1024 * 1024;
@@ -127,6 +130,21 @@ Bson commandOfMessage(const std::vector<std::uint8_t>& body) {
     at += size;
   }
   return command;
+}
+
+// The body within a message that zlib compressed.
+std::vector<std::uint8_t> uncompressed(const std::vector<std::uint8_t>& body) {
+  constexpr std::uint8_t zlib = 2;
+  constexpr std::size_t before = 9;
+  if (body.size() < before || int32At(body, 0) != opMessage || body[8] != zlib) {
+    throw std::runtime_error("the client compressed in a way that it was not offered");
+  }
+  auto size = static_cast<uLongf>(int32At(body, 4));
+  std::vector<std::uint8_t> plain(size);
+  if (uncompress(plain.data(), &size, body.data() + before, body.size() - before) != Z_OK || size != plain.size()) {
+    throw std::runtime_error("the client sent a message that cannot be uncompressed");
+  }
+  return plain;
 }
 
 Bson commandOfQuery(const std::vector<std::uint8_t>& body) {
@@ -343,10 +361,16 @@ bool ScriptedServer::serveOne(Connection& connection) {
   if (header.length < static_cast<std::int32_t>(sizeof header) || header.length > longestMessage) return false;
   std::vector<std::uint8_t> body(static_cast<std::size_t>(header.length) - sizeof header);
   if (!connection.stream.read(body.data(), body.size())) return false;
+  const bool compressed = header.opCode == opCompressed;
+  if (compressed) {
+    body = uncompressed(body);
+    header.opCode = opMessage;
+  }
   const bool legacy = header.opCode == opQuery;
   if (!legacy && header.opCode != opMessage) return false;
   Request request = requestOf((legacy ? commandOfQuery(body) : commandOfMessage(body)).get());
   request.wire = body;
+  request.compressed = compressed;
   const Step step = stepFor(request);
   const bool expectsNone = !legacy && (static_cast<std::uint32_t>(int32At(body, 0)) & moreToCome) != 0;
   return expectsNone || perform(connection, step, header.id, legacy);
@@ -414,6 +438,7 @@ Step ScriptedServer::defaultStep(const Request& request) const {
 std::string ScriptedServer::hello() const {
   std::string text = R"({"ok": 1, "helloOk": true, "maxBsonObjectSize": 16777216, "maxMessageSizeBytes": 48000000,
       "maxWriteBatchSize": 100000, "minWireVersion": 0, "maxWireVersion": 17, "readOnly": false)";
+  if (pose_.takesZlib) text += R"(, "compression": ["zlib"])";
   const bool writable = pose_.role != Pose::Role::secondary;
   text += R"(, "ismaster": )" + std::string(writable ? "true" : "false");
   if (!pose_.mechanisms.empty()) text += R"(, "saslSupportedMechs": )" + listOf(pose_.mechanisms);

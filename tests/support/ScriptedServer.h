@@ -21,6 +21,7 @@ struct Pose {
   std::string primary{};                  ///< empty while there is none
   int election = 1;                       ///< the number of the election that made the primary
   std::vector<std::string> mechanisms{};  ///< in which a user may log in
+  bool takesZlib = false;                 ///< understands messages that zlib compressed
 };
 
 /// What a scripted server does with one request.
@@ -60,6 +61,7 @@ struct Request {
   std::string database{};
   std::string json{};                ///< canonical extended JSON; empty for a message above 1 MiB
   int documents = 0;                 ///< the number of documents of an insert
+  bool compressed = false;           ///< it came compressed
   std::vector<std::uint8_t> wire{};  ///< the message as it came
 };
 

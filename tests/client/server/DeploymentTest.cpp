@@ -242,6 +242,119 @@ TEST_F(Options, CompressorsAreOffered) {
   EXPECT_THAT(sent("hello"), HasSubstr(R"("compression" : [ "zstd", "snappy", "zlib" ])"));
 }
 
+TEST_F(Options, CompressorThatTheServerTakesIsUsed) {
+  Pose pose;
+  pose.takesZlib = true;
+  server.pose(pose);
+  EXPECT_EQ(connectWith("compressors=zlib&zlibCompressionLevel=9"), "true");
+  EXPECT_EQ(insert(), "ok");
+  EXPECT_TRUE(server.received("insert").back().compressed);
+}
+
+TEST_F(Options, CompressorThatTheServerDoesNotTakeIsNotUsed) {
+  EXPECT_EQ(connectWith("compressors=zlib"), "true");
+  EXPECT_EQ(insert(), "ok");
+  EXPECT_FALSE(server.received("insert").back().compressed);
+}
+
+TEST_F(Options, ReadPreferenceGoesWithEveryReadThroughARouter) {
+  server.pose({Pose::Role::router});
+  EXPECT_EQ(connectWith("readPreference=secondaryPreferred&readPreferenceTags=dc:ny,rack:1&readPreferenceTags="
+                        "&maxStalenessSeconds=120"),
+            "true");
+  EXPECT_EQ(find(), "0");
+  std::list<ObjectProperties*> none;
+  client.aggregate("d", "c", document(R"({"pipeline": []})"), none);
+  client.collectionNames("d");
+  for (const char* command : {"find", "aggregate"}) {
+    const std::string json = sent(command);
+    EXPECT_THAT(json, HasSubstr(R"("$readPreference" : { "mode" : "secondaryPreferred")")) << command;
+    EXPECT_THAT(json, HasSubstr(R"("tags" : [ { "dc" : "ny", "rack" : "1" }, {  } ])")) << command;
+    EXPECT_THAT(json, HasSubstr(R"("maxStalenessSeconds")")) << command;
+  }
+  EXPECT_EQ(insert(), "ok");
+  EXPECT_THAT(sent("insert"), ::testing::Not(HasSubstr("$readPreference")));
+}
+
+TEST_F(Options, WriteConcernGoesWithEveryWrite) {
+  EXPECT_EQ(connectWith("w=2&wtimeoutMS=77&journal=true"), "true");
+  EXPECT_EQ(insert(), "ok");
+  EXPECT_EQ(insertMany(2), "ok");
+  EXPECT_EQ(update(1), "ok");
+  EXPECT_EQ(remove(), "ok");
+  client.createUser("d", "anna", "pw", ObjectProperties(), ObjectProperties());
+  for (const char* command : {"insert", "update", "delete", "createUser"}) {
+    for (const database_test::Request& request : server.received(command)) {
+      EXPECT_THAT(request.json, HasSubstr(R"("writeConcern" : { "w" : { "$numberInt" : "2" }, "j" : true, "wtimeout")"))
+          << command;
+    }
+  }
+}
+
+TEST_F(Options, ReadConcernGoesWithEveryRead) {
+  EXPECT_EQ(connectWith("readConcernLevel=local"), "true");
+  EXPECT_EQ(find(), "0");
+  std::list<ObjectProperties*> none;
+  client.aggregate("d", "c", document(R"({"pipeline": []})"), none);
+  server.script("aggregate", {batch(R"({"_id": 1, "n": 4})")});
+  EXPECT_EQ(client.count("d", "c", ObjectProperties()), 4);
+  for (const char* command : {"find", "aggregate"}) {
+    for (const database_test::Request& request : server.received(command)) {
+      EXPECT_THAT(request.json, HasSubstr(R"("readConcern" : { "level" : "local" })")) << command;
+    }
+  }
+}
+
+TEST_F(Options, MechanismsOfTheUserAreAskedFor) {
+  connect("mongodb://anna:pw@" + server.host() + "/?authSource=staff");
+  EXPECT_THAT(sent("hello"), HasSubstr(R"("saslSupportedMechs" : "staff.anna")"));
+}
+
+TEST_F(Options, MechanismOfTheAddressIsTaken) {
+  connect("mongodb://anna:pw@" + server.host() + "/?authMechanism=SCRAM-SHA-1&authSource=staff");
+  const database_test::Request start = server.received("saslStart").back();
+  EXPECT_THAT(start.json, HasSubstr(R"("mechanism" : "SCRAM-SHA-1")"));
+  EXPECT_EQ(start.database, "staff");
+}
+
+TEST_F(Options, CertificateOfTheUserIsItsLogin) {
+  EXPECT_EQ(connect("mongodb://CN=anna@" + server.host() + "/?authMechanism=MONGODB-X509"), "true");
+  EXPECT_THAT(sent("authenticate"), HasSubstr(R"("mechanism" : "MONGODB-X509")"));
+  EXPECT_EQ(server.received("authenticate").back().database, "$external");
+}
+
+TEST_F(Options, DirectConnectionStaysWithASecondary) {
+  const std::string elsewhere = "127.0.0.1:1";
+  server.pose({Pose::Role::secondary, "set", {server.host(), elsewhere}, elsewhere});
+  EXPECT_EQ(connectWith("directConnection=true&readPreference=secondaryPreferred"), "true");
+  EXPECT_EQ(find(), "0");
+}
+
+TEST_F(Options, RepeatedWritesAreLeftOutWhereTheAddressSaysSo) {
+  server.pose({Pose::Role::router});
+  EXPECT_EQ(connectWith("retryWrites=false"), "true");
+  EXPECT_EQ(insert(), "ok");
+  EXPECT_THAT(sent("insert"), ::testing::Not(HasSubstr("txnNumber")));
+  EXPECT_EQ(connectWith("retryWrites=true"), "true");
+  EXPECT_EQ(insert(), "ok");
+  EXPECT_THAT(sent("insert"), HasSubstr("txnNumber"));
+}
+
+TEST_F(Options, RepeatedReadsAreThoseOfTheDriverWhereTheAddressSaysSo) {
+  server.pose({Pose::Role::router});
+  EXPECT_EQ(connectWith("retryReads=true"), "true");
+  server.script("find", {failing(Step::Fate::close), batch(R"({"_id": 1})")});
+  EXPECT_EQ(find(), "1");
+  EXPECT_EQ(timesSent("find"), 2U);
+}
+
+TEST_F(Options, SelectionTimeoutIsKept) {
+  server.pose({Pose::Role::secondary, "set", {server.host()}});
+  EXPECT_EQ(connectWith("replicaSet=set&serverSelectionTimeoutMS=900"), "false");
+  EXPECT_GE(elapsed, 500);
+  EXPECT_LT(elapsed, 3000);
+}
+
 TEST_F(Options, NameOfTheApplicationIsTold) {
   EXPECT_EQ(connectWith("appName=harvest"), "true");
   EXPECT_THAT(server.received("hello").front().json, HasSubstr("harvest"));
