@@ -176,9 +176,20 @@ void configure(Connection& connection, const StoreAddress& address) {
   connection.execute("PRAGMA secure_delete=FAST");
 }
 
+/// SQLite itself does not wait here while others have the file open.
+std::string switchToLog(Connection& connection) {
+  for (int attempt = 0;; ++attempt) {
+    try {
+      return connection.text("PRAGMA journal_mode=WAL");
+    } catch (const Error& error) {
+      if (error.kind() != Error::Kind::timeout || !connection.waitForLock(attempt)) throw;
+    }
+  }
+}
+
 void startLog(Connection& connection, const StoreAddress& address) {
   if (!connection.readOnly()) {
-    const auto mode = connection.text("PRAGMA journal_mode=WAL");
+    const std::string mode = switchToLog(connection);
     if (mode != "wal") refuse(connection.file(), "its file system cannot hold a write-ahead log");
   }
   connection.execute(address.synchronousFull ? "PRAGMA synchronous=FULL" : "PRAGMA synchronous=NORMAL");

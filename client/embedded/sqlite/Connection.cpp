@@ -99,6 +99,10 @@ void Connection::harden() {
   sqlite3_limit(database_, SQLITE_LIMIT_LENGTH, longestValue);
 }
 
+bool Connection::waitForLock(int attempt) {
+  return patience_ && Patience::wait(patience_.get(), attempt) != 0;
+}
+
 sqlite3_stmt* Connection::prepare(const std::string& sql, unsigned flags) {
   sqlite3_stmt* statement = nullptr;
   const int code =

@@ -49,6 +49,10 @@ class Connection {
   /// Drops the statements that were kept and are not on loan.
   void forgetStatements();
 
+  /// Waits a moment for a lock that another holds, where SQLite does not wait by itself; false when the time allowed
+  /// since attempt 0 is over.
+  bool waitForLock(int attempt);
+
   std::int64_t lastRowId() const;
   /// The rows that the last statement changed.
   int changes() const;
