@@ -1,30 +1,17 @@
 // The document against libbson's own calls, on a record of 5 categories, 20 descriptions, 3 files and a user block.
 #include <benchmark/benchmark.h>
-#include <bson/bson.h>
 
 #include <string>
 #include <vector>
 
-#include "client/DocumentAccess.h"
+#include "benchmarks/record.h"
 #include "database_client/ObjectProperties.h"
 
 namespace {
 
+using database_client::Entered;
 using database_client::ObjectProperties;
-
-struct Texts {
-  std::vector<std::string> index;
-  std::vector<std::string> names;
-  std::vector<std::string> values;
-  Texts() {
-    for (int i = 0; i < 20; ++i) {
-      index.push_back(std::to_string(i));
-      names.push_back("description or category " + std::to_string(i));
-      values.push_back("a value of some length " + std::to_string(i));
-    }
-  }
-};
-const Texts texts;  // NOLINT(cert-err58-cpp): a benchmark may end when it cannot begin
+using record::texts;
 
 struct Keys {
   std::string recordInfo = "recordInfo", category = "category", description = "description",
@@ -76,52 +63,6 @@ ObjectProperties build() {
   return d;
 }
 
-void appendText(bson_t* to, const std::string& key, const std::string& value) {
-  bson_append_utf8(to, key.data(), static_cast<int>(key.size()), value.data(), static_cast<int>(value.size()));
-}
-
-void buildLibbson(bson_t* d) {
-  bson_t info, list, item, additional;
-  BSON_APPEND_DOCUMENT_BEGIN(d, "recordInfo", &info);
-  BSON_APPEND_ARRAY_BEGIN(&info, "category", &list);
-  for (std::size_t i = 0; i < 5; ++i) {
-    BSON_APPEND_DOCUMENT_BEGIN(&list, texts.index[i].c_str(), &item);
-    appendText(&item, keys.name, texts.names[i]);
-    appendText(&item, keys.value, texts.values[i]);
-    bson_append_document_end(&list, &item);
-  }
-  bson_append_array_end(&info, &list);
-  BSON_APPEND_ARRAY_BEGIN(&info, "description", &list);
-  for (std::size_t i = 0; i < 20; ++i) {
-    BSON_APPEND_DOCUMENT_BEGIN(&list, texts.index[i].c_str(), &item);
-    appendText(&item, keys.name, texts.names[i]);
-    if (i % 2 == 0) {
-      BSON_APPEND_DOUBLE(&item, "value", static_cast<double>(i) * 0.5);
-      BSON_APPEND_INT32(&item, "type", 8);
-    } else {
-      appendText(&item, keys.value, texts.values[i]);
-      BSON_APPEND_INT32(&item, "type", 4);
-    }
-    bson_append_document_end(&list, &item);
-  }
-  bson_append_array_end(&info, &list);
-  BSON_APPEND_DOCUMENT_BEGIN(&info, "additionalData", &additional);
-  BSON_APPEND_ARRAY_BEGIN(&additional, "files", &list);
-  for (std::size_t i = 0; i < 3; ++i) {
-    BSON_APPEND_DOCUMENT_BEGIN(&list, texts.index[i].c_str(), &item);
-    appendText(&item, keys.fileId, texts.index[i]);
-    BSON_APPEND_INT32(&item, "type", 3);
-    appendText(&item, keys.host, texts.names[i]);
-    appendText(&item, keys.path, texts.values[i]);
-    bson_append_document_end(&list, &item);
-  }
-  bson_append_array_end(&additional, &list);
-  bson_append_document_end(&info, &additional);
-  bson_append_document_end(d, &info);
-  appendText(d, keys.user, texts.names[0]);
-  appendText(d, keys.comment, texts.values[0]);
-}
-
 void Build_Document(benchmark::State& state) {
   for (auto _ : state) benchmark::DoNotOptimize(build());
 }
@@ -130,7 +71,7 @@ BENCHMARK(Build_Document);
 void Build_LibbsonMacros(benchmark::State& state) {
   for (auto _ : state) {
     bson_t* d = bson_new();
-    buildLibbson(d);
+    record::append(d);
     benchmark::DoNotOptimize(d);
     bson_destroy(d);
   }
@@ -138,17 +79,10 @@ void Build_LibbsonMacros(benchmark::State& state) {
 BENCHMARK(Build_LibbsonMacros);
 
 double readTenth(const ObjectProperties& d) {
-  double result = 0;
-  d.enterGroup(keys.recordInfo);
-  d.enterArray(keys.description);
-  for (int i = 0; d.enterAt(i); ++i) {
-    if (d.valueAsString(keys.name, {}) == texts.names[10]) result = d.valueAsDouble(keys.value, 0);
-    d.endGroup();
-    if (result != 0) break;
-  }
-  d.endArray();
-  d.endGroup();
-  return result;
+  const Entered info = Entered::group(d, keys.recordInfo);
+  const Entered list = Entered::array(d, keys.description);
+  const Entered item = Entered::at(d, d.lastWith(keys.name, texts.names[10]));
+  return d.valueAsDouble(keys.value, 0);
 }
 
 void ReadOne_Document(benchmark::State& state) {
@@ -162,23 +96,9 @@ BENCHMARK(ReadOne_Document);
 
 void ReadOne_Libbson(benchmark::State& state) {
   bson_t* d = bson_new();
-  buildLibbson(d);
+  record::append(d);
   for (auto _ : state) {
-    bson_iter_t at, found, item;
-    bson_iter_init(&at, d);
-    double result = 0;
-    if (bson_iter_find_descendant(&at, "recordInfo.description", &found) && bson_iter_recurse(&found, &item)) {
-      while (bson_iter_next(&item)) {
-        bson_iter_t field;
-        bson_iter_recurse(&item, &field);
-        bson_iter_find(&field, "name");
-        if (bson_iter_utf8(&field, nullptr) != texts.names[10]) continue;
-        bson_iter_find(&field, "value");
-        result = bson_iter_double(&field);
-        break;
-      }
-    }
-    benchmark::DoNotOptimize(result);
+    benchmark::DoNotOptimize(record::readTenth(d));
   }
   bson_destroy(d);
 }
@@ -202,7 +122,7 @@ BENCHMARK(CopyAndEdit_Document);
 
 void Copy_Libbson(benchmark::State& state) {
   bson_t* d = bson_new();
-  buildLibbson(d);
+  record::append(d);
   for (auto _ : state) {
     bson_t* copy = bson_copy(d);
     benchmark::DoNotOptimize(copy);

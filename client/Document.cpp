@@ -20,33 +20,52 @@ constexpr std::size_t emptyLevelSize = 5;
 constexpr std::size_t stepsBeforeIndex = 128;
 constexpr std::size_t usualDepth = 6;
 
-/// One of 64 bits for a key.
-std::uint64_t bitOf(std::string_view key) {
-  std::uint64_t hash = key.size();
-  if (!key.empty()) {
-    hash += static_cast<unsigned char>(key.front()) * 0x51ULL + static_cast<unsigned char>(key.back()) * 0x1D3ULL +
-            static_cast<unsigned char>(key[key.size() / 2]) * 0x97DULL;
-  }
-  return std::uint64_t{1} << ((hash * 0x9E3779B97F4A7C15ULL) >> 58);
-}
-
-bool isAsciiWithoutNul(std::string_view text) {
-  bool result = true;
-  for (const char c : text) result &= static_cast<signed char>(c) > 0;
-  return result;
-}
-
 std::size_t elementSize(std::string_view key, std::size_t valueSize) {
   return 1 + key.size() + 1 + valueSize;
+}
+
+/// Compares names, which tend to differ at their end ("plot 1", "plot 2").
+bool areEqual(std::string_view a, std::string_view b) {
+  return a.size() == b.size() && (a.empty() || (a.back() == b.back() && a == b));
+}
+
+/// Whether the first value of a level under `key` is this text. In a record's items it is the first of all.
+bool holds(View level, std::string_view key, std::string_view text) {
+  const Byte* first = level.data + 4;
+  const bool isFirst = *first == static_cast<Byte>(Type::string) && bson::isKey(first + 1, key);
+  const Value value = isFirst ? Value{Type::string, first + 1 + key.size() + 1, 0} : level.find(key);
+  return value.data != nullptr && value.type == Type::string && areEqual(value.asString(), text);
 }
 
 bool isLevel(Type type) {
   return type == Type::document || type == Type::array;
 }
 
-}  // namespace
+/// Copies between one and two words: the first and the last, which may overlap.
+template <class Word>
+void copyEnds(Byte* to, const char* from, std::size_t size) {
+  const std::size_t last = size - sizeof(Word);
+  std::memcpy(to, from, sizeof(Word));
+  std::memcpy(to + last, from + last, sizeof(Word));
+}
 
-Document::Key::Key(std::string_view name) : text(name), bit(bitOf(name)), isPlain(isAsciiWithoutNul(name)) {}
+/// Copies a text that is short more often than not.
+Byte* copyText(Byte* to, std::string_view text) {
+  const char* from = text.data();
+  const std::size_t size = text.size();
+  if (size < 4) {
+    for (std::size_t i = 0; i < size; ++i) to[i] = static_cast<Byte>(from[i]);
+  } else if (size <= 8) {
+    copyEnds<std::uint32_t>(to, from, size);
+  } else if (size <= 16) {
+    copyEnds<std::uint64_t>(to, from, size);
+  } else {
+    std::memcpy(to, from, size);
+  }
+  return to + size;
+}
+
+}  // namespace
 
 std::size_t Document::endOf(const Level& level) const {
   return level.start + static_cast<std::size_t>(bson::load<std::int32_t>(bytes_.data() + level.start)) - 1;
@@ -75,7 +94,7 @@ std::size_t Document::offsetOf(const Key& key) {
       bson::isKey(data + level.hint + 1, key.text)) {
     return level.hint;
   }
-  if (level.seenAll && (level.seen & key.bit) == 0) return 0;
+  if (isKnownAbsent(level, key)) return 0;
   if (level.index) return level.index->find(data, key.text);
   return scan(level, key);
 }
@@ -137,6 +156,26 @@ std::size_t Document::offsetAt(int index) {
   return 0;
 }
 
+int Document::lastWith(std::string_view key, std::string_view text) {
+  Level& level = current();
+  if (level.missing) return -1;
+  int last = -1;
+  int position = 0;
+  const Byte* data = bytes_.data();
+  for (const Byte* at = data + level.start + 4; *at != 0; ++position) {
+    const Byte* start = at;
+    const auto type = static_cast<Type>(*at);
+    at += 1 + bson::shortCString(at + 1).size() + 1;
+    if (isLevel(type) && holds(bson::viewAt(at), key, text)) {
+      last = level.placeOrdinal = position;
+      level.place = static_cast<std::size_t>(start - data);
+    }
+    at += bson::valueSize(type, at);
+  }
+  level.count = position;
+  return last;
+}
+
 int Document::size() {
   Level& level = current();
   if (level.missing) return 0;
@@ -156,12 +195,10 @@ void Document::checkKey(const Key& key) {
   if (!bson::isUtf8(key.text)) refuse({}, "a key that is not valid UTF-8");
 }
 
-void Document::checkSize(std::string_view key, std::size_t added) {
-  std::size_t size = bytes_.size() + added;
-  for (auto level = nested_.rbegin(); level != nested_.rend() && level->missing; ++level) {
-    size += elementSize(level->key, emptyLevelSize);
-  }
-  if (size > bson::maximumSize) refuse(key, "the document would grow beyond 16 MiB");
+std::size_t Document::sizeOfMissing() const {
+  std::size_t size = 0;
+  for (const std::string& key : missing_) size += elementSize(key, emptyLevelSize);
+  return size;
 }
 
 void Document::checkDepth(std::string_view key) {
@@ -170,7 +207,7 @@ void Document::checkDepth(std::string_view key) {
 
 Byte* Document::put(std::string_view name, Type type, std::size_t size) {
   const Key key(name);
-  const std::size_t offset = offsetOf(key);
+  const std::size_t offset = isKnownAbsent(current(), key) ? 0 : offsetOf(key);
   if (offset == 0) return append(key, type, size);
   passOver(current(), offset, key);
   return overwrite(offset, type, size);
@@ -191,17 +228,18 @@ Byte* Document::append(const Key& key, Type type, std::size_t size) {
   if (current().missing) createMissing();
   Level& level = current();
   const std::size_t offset = endOf(level);
-  const bool wasEmpty = offset == level.start + 4;
-  Byte* data = resize(offset, 0, elementSize(key.text, size));
+  if (offset == level.start + 4) startCounting(level);
+  const std::size_t added = elementSize(key.text, size);
+  Byte* data = bytes_.splice(offset, 0, added);
+  addToLength(level, data, static_cast<std::int64_t>(added));
+  level.seen |= key.bit;
+  if (level.count >= 0) ++level.count;
   Byte* at = data + offset;
-  *at++ = static_cast<Byte>(type);
-  at = std::copy(key.text.begin(), key.text.end(), at);
-  *at++ = 0;
-  level.seen = (wasEmpty ? 0 : level.seen) | key.bit;
-  level.seenAll = level.seenAll || wasEmpty;
-  level.count = wasEmpty ? 1 : level.count < 0 ? -1 : level.count + 1;
+  *at = static_cast<Byte>(type);
+  at = copyText(at + 1, key.text);
+  *at = 0;
   if (level.index) level.index->append(data, static_cast<std::uint32_t>(offset));
-  return at;
+  return at + 1;
 }
 
 Byte* Document::resize(std::size_t offset, std::size_t oldSize, std::size_t newSize) {
@@ -211,11 +249,15 @@ Byte* Document::resize(std::size_t offset, std::size_t oldSize, std::size_t newS
   return data;
 }
 
-/// The bytes of `level` behind `offset` have moved.
-void Document::mend(Level& level, Byte* data, std::size_t offset, std::int64_t delta) noexcept {
+void Document::addToLength(Level& level, Byte* data, std::int64_t delta) noexcept {
   Byte* length = data + level.start;
   bson::store(length, static_cast<std::int32_t>(bson::load<std::int32_t>(length) + delta));
   level.grown += delta;
+}
+
+/// The bytes of `level` behind `offset` have moved.
+void Document::mend(Level& level, Byte* data, std::size_t offset, std::int64_t delta) noexcept {
+  addToLength(level, data, delta);
   if (level.hint > offset) level.hint = static_cast<std::size_t>(static_cast<std::int64_t>(level.hint) + delta);
   if (level.place > offset) level.place = static_cast<std::size_t>(static_cast<std::int64_t>(level.place) + delta);
   if (level.index) level.index->shift(static_cast<std::uint32_t>(offset), delta);
@@ -275,7 +317,7 @@ void Document::includeAtRoot(const bson::Buffer& other) {
 void Document::begin(std::string_view name, Type kind) {
   checkDepth(name);
   const Key key(name);
-  const std::size_t offset = offsetOf(key);
+  const std::size_t offset = isKnownAbsent(current(), key) ? 0 : offsetOf(key);
   if (offset == 0) {
     create(key, kind);
     return;
@@ -306,6 +348,7 @@ bool Document::enterAt(int index) {
 void Document::leave() noexcept {
   if (nested_.empty()) return;
   settle(nested_.size() > 1 ? nested_[nested_.size() - 2] : root_, nested_.back());
+  if (nested_.back().missing) missing_.pop_back();
   nested_.pop_back();
 }
 
@@ -317,38 +360,40 @@ void Document::leaveAll() noexcept {
 void Document::create(const Key& key, Type kind) {
   Byte* at = append(key, kind, emptyLevelSize);
   std::memcpy(at, bson::emptyDocument().data, emptyLevelSize);
-  push(static_cast<std::size_t>(at - bytes_.data()), kind);
-  nested_.back().seenAll = true;
-  nested_.back().count = 0;
+  startCounting(push(static_cast<std::size_t>(at - bytes_.data()), kind));
 }
 
 void Document::createMissing() {
-  std::vector<Step> missing;
-  for (; current().missing; nested_.pop_back()) missing.push_back({current().key, current().kind});
-  for (auto step = missing.rbegin(); step != missing.rend(); ++step) {
+  std::vector<Step> levels;
+  for (; current().missing; nested_.pop_back(), missing_.pop_back()) {
+    levels.push_back({std::move(missing_.back()), current().kind});
+  }
+  for (auto step = levels.rbegin(); step != levels.rend(); ++step) {
     Byte* at = put(step->key, step->kind, emptyLevelSize);
     std::memcpy(at, bson::emptyDocument().data, emptyLevelSize);
     push(static_cast<std::size_t>(at - bytes_.data()), step->kind);
   }
 }
 
-void Document::push(std::size_t start, Type kind) {
+Document::Level& Document::push(std::size_t start, Type kind) {
   if (nested_.empty()) nested_.reserve(usualDepth);
-  nested_.emplace_back();
-  nested_.back().start = start;
-  nested_.back().kind = kind;
+  Level& level = nested_.emplace_back();
+  level.start = start;
+  level.kind = kind;
+  return level;
 }
 
 void Document::pushMissing(std::string_view key, Type kind) {
-  nested_.emplace_back();
-  nested_.back().missing = true;
-  nested_.back().kind = kind;
-  nested_.back().key = key;
+  std::string text(key);
+  missing_.reserve(missing_.size() + 1);
+  push(0, kind).missing = true;
+  missing_.push_back(std::move(text));
 }
 
 std::string Document::keyOf(std::size_t nested) const {
   const Level& level = nested_[nested];
-  if (level.missing) return level.key;
+  const std::size_t outermostMissing = nested_.size() - missing_.size();
+  if (level.missing) return missing_[nested - outermostMissing];
   const std::size_t parent = nested == 0 ? root_.start : nested_[nested - 1].start;
   for (const Element& element : bson::viewAt(bytes_.data() + parent)) {
     if (element.value.data == bytes_.data() + level.start) return std::string(element.key);
@@ -374,6 +419,7 @@ std::vector<Document::Step> Document::steps() {
 
 void Document::returnTo(const std::vector<Step>& steps) {
   nested_.clear();
+  missing_.clear();
   for (const Step& step : steps) {
     if (current().missing || !enter(step.key, step.kind)) pushMissing(step.key, step.kind);
   }

@@ -11,6 +11,7 @@
 #include "client/bson/Buffer.h"
 #include "client/bson/LevelIndex.h"
 #include "client/bson/View.h"
+#include "client/bson/utf8.h"
 
 namespace database_client {
 
@@ -30,6 +31,8 @@ class Document {
   bson::Value find(std::string_view name);
   /// The element at a position of the current level; null `start` when there is none.
   bson::Element at(int index);
+  /// The position of the last group or array of the current level that has this text under this key; -1 for none.
+  int lastWith(std::string_view key, std::string_view text);
   /// The number of entries of the current level.
   int size();
   /// The bytes of the current level.
@@ -79,7 +82,6 @@ class Document {
 
     bson::Type kind = bson::Type::document;
     bool missing = false;
-    std::string key{};  ///< of a missing level: where it belongs
   };
   struct Step {
     std::string key;
@@ -87,13 +89,31 @@ class Document {
   };
   /// A key with what every look-up wants to know of it, found out once.
   struct Key {
-    explicit Key(std::string_view name);
+    explicit Key(std::string_view name) : text(name), bit(bitOf(name)), isPlain(bson::isPlain(name)) {}
     bool hasNul() const { return !isPlain && text.find('\0') != std::string_view::npos; }
 
     std::string_view text;
     std::uint64_t bit;  ///< one of 64; two keys may share one
-    bool isPlain;       ///< ASCII without NUL, as nearly every key is
+    bool isPlain;
   };
+
+  /// One of 64 bits for a key. The indices of an array's first thirty items have one each, and so have the keys that
+  /// stand side by side in a record.
+  static std::uint64_t bitOf(std::string_view key) {
+    const std::size_t size = key.size();
+    if (size == 0) return 1;
+    const auto at = [key](std::size_t i) { return static_cast<unsigned char>(key[i]); };
+    const std::size_t inner = size > 2 ? at(size / 2) + 2 * size : 0;
+    return std::uint64_t{1} << ((size == 1 ? at(0) : at(size - 1) + at(0) * 10U + inner) % 64);
+  }
+
+  /// From here on every key that the level gets is seen.
+  static void startCounting(Level& empty) {
+    empty.seen = 0;
+    empty.seenAll = true;
+    empty.count = 0;
+  }
+  static bool isKnownAbsent(const Level& level, const Key& key) { return level.seenAll && (level.seen & key.bit) == 0; }
 
   Level& current() { return nested_.empty() ? root_ : nested_.back(); }
   const Level& current() const { return nested_.empty() ? root_ : nested_.back(); }
@@ -110,13 +130,18 @@ class Document {
   std::size_t eraseAt(std::size_t offset, std::string_view key);
   void checkKey(const Key& key);
   void checkDepth(std::string_view key);
-  void checkSize(std::string_view key, std::size_t added);
+  void checkSize(std::string_view key, std::size_t added) {
+    const std::size_t size = bytes_.size() + added + (missing_.empty() ? 0 : sizeOfMissing());
+    if (size > bson::maximumSize) refuse(key, "the document would grow beyond 16 MiB");
+  }
+  std::size_t sizeOfMissing() const;
 
   void settle(Level& around, Level& inner) noexcept;
+  static void addToLength(Level& level, bson::Byte* data, std::int64_t delta) noexcept;
   static void mend(Level& level, bson::Byte* data, std::size_t offset, std::int64_t delta) noexcept;
   void create(const Key& key, bson::Type kind);
   void createMissing();
-  void push(std::size_t start, bson::Type kind);
+  Level& push(std::size_t start, bson::Type kind);
   void pushMissing(std::string_view key, bson::Type kind);
   std::string keyOf(std::size_t nested) const;
   std::vector<Step> steps();
@@ -125,6 +150,8 @@ class Document {
   bson::Buffer bytes_;
   Level root_;
   std::vector<Level> nested_;
+  /// Where the missing levels belong, which are always the innermost ones: their keys, the outermost first.
+  std::vector<std::string> missing_;
 };
 
 }  // namespace database_client

@@ -14,6 +14,8 @@ class DocumentAccess {
  public:
   /// The whole document's bytes; valid until it is next changed or destroyed.
   static bson::View view(const ObjectProperties& document);
+  /// The bytes of the current level, likewise.
+  static bson::View level(const ObjectProperties& document);
   /// Makes a document of bytes that are known to be valid BSON.
   static ObjectProperties adopt(bson::View trusted);
   static ObjectProperties adopt(std::vector<std::uint8_t>&& trusted);

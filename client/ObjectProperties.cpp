@@ -10,6 +10,7 @@
 #include "client/ObjectId.h"
 #include "client/bson/validate.h"
 #include "client/json/json.h"
+#include "client/propertyType.h"
 
 namespace database_client {
 
@@ -20,54 +21,6 @@ using bson::Value;
 using bson::View;
 
 namespace {
-
-PropertyType propertyType(Type type) {
-  switch (type) {
-    case Type::document:
-      return PropertyType::group;
-    case Type::array:
-      return PropertyType::array;
-    case Type::objectId:
-      return PropertyType::id;
-    case Type::string:
-      return PropertyType::string;
-    case Type::boolean:
-      return PropertyType::boolean;
-    case Type::int32:
-      return PropertyType::int32;
-    case Type::int64:
-      return PropertyType::int64;
-    case Type::real:
-      return PropertyType::real;
-    case Type::date:
-      return PropertyType::time;
-    case Type::null:
-      return PropertyType::null;
-    case Type::binary:
-      return PropertyType::binary;
-    case Type::regex:
-      return PropertyType::regularExpression;
-    case Type::code:
-      return PropertyType::code;
-    case Type::codeWithScope:
-      return PropertyType::codeWithScope;
-    case Type::timestamp:
-      return PropertyType::timestamp;
-    case Type::decimal128:
-      return PropertyType::decimal128;
-    case Type::minKey:
-      return PropertyType::minKey;
-    case Type::maxKey:
-      return PropertyType::maxKey;
-    case Type::symbol:
-      return PropertyType::symbol;
-    case Type::dbPointer:
-      return PropertyType::dbPointer;
-    case Type::undefined:
-      return PropertyType::undefinedValue;
-  }
-  return PropertyType::undefined;
-}
 
 template <class Number>
 void putNumber(Document& document, const std::string& key, Type type, Number value) {
@@ -83,8 +36,10 @@ void putString(Document& document, const std::string& key, const std::string& va
   at[4 + value.size()] = 0;
 }
 
-void putLevel(Document& document, const std::string& key, Type type, View content) {
-  if (document.depth() + 1 + bson::depth(content) > static_cast<std::size_t>(bson::maximumDepth)) {
+/// `levelsAbove` is how many levels the content had above it in a document within the limits.
+void putLevel(Document& document, const std::string& key, Type type, View content, std::size_t levelsAbove) {
+  const std::size_t above = document.depth() + 1;
+  if (above > levelsAbove && above + bson::depth(content) > static_cast<std::size_t>(bson::maximumDepth)) {
     document.refuse(key, "nested deeper than 100 levels");
   }
   std::memcpy(document.put(key, type, content.size), content.data, content.size);
@@ -200,7 +155,7 @@ bool ObjectProperties::copyValue(const std::string& key, const ObjectProperties&
   const Value value = other.document().find(otherKey);
   if (value.data == nullptr) return false;
   if (value.isDocument() || value.isArray()) {
-    putLevel(document(), key, value.type, value.asDocument());
+    putLevel(document(), key, value.type, value.asDocument(), other.document().depth() + 1);
   } else {
     std::memcpy(document().put(key, value.type, value.size), value.data, value.size);
   }
@@ -223,7 +178,7 @@ void ObjectProperties::include(const std::string& key, const ObjectProperties& o
   if (key == "/") {
     document().includeAtRoot(source);
   } else {
-    putLevel(document(), key, Type::document, source.view());
+    putLevel(document(), key, Type::document, source.view(), 0);
   }
 }
 
@@ -314,6 +269,11 @@ int ObjectProperties::size() const {
   return document().size();
 }
 
+int ObjectProperties::lastWith(const std::string& key, const std::string& value) const {
+  // No stored key holds a NUL.
+  return key.find('\0') == std::string::npos ? document().lastWith(key, value) : -1;
+}
+
 std::string ObjectProperties::nameAt(const int& index) const {
   return std::string(document().at(index).key);
 }
@@ -353,6 +313,10 @@ ObjectProperties ObjectProperties::fromJson(const std::string& extendedJson) {
 
 View DocumentAccess::view(const ObjectProperties& document) {
   return document.document_ ? document.document_->bytes().view() : bson::emptyDocument();
+}
+
+View DocumentAccess::level(const ObjectProperties& document) {
+  return document.document_ ? document.document_->level() : bson::emptyDocument();
 }
 
 ObjectProperties DocumentAccess::adopt(View trusted) {

@@ -12,7 +12,7 @@ constexpr std::size_t smallestCapacity = 512;
 }
 
 Buffer::Block* Buffer::allocate(std::size_t capacity) {
-  void* memory = ::operator new(sizeof(Block) + capacity);
+  void* memory = ::operator new(sizeof(Block) + capacity + slack);
   return new (memory) Block{{1}, 0, capacity};
 }
 

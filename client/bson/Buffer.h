@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 
 #include "client/bson/View.h"
@@ -31,7 +32,7 @@ class Buffer {
   Byte* splice(std::size_t offset, std::size_t oldSize, std::size_t newSize) {
     if (!isOnlyOwner() || block_->size - oldSize + newSize > block_->capacity) return grow(offset, oldSize, newSize);
     Byte* here = bytes(block_) + offset;
-    if (oldSize != newSize) std::memmove(here + newSize, here + oldSize, block_->size - offset - oldSize);
+    moveTail(here + newSize, here + oldSize, block_->size - offset - oldSize);
     block_->size += newSize - oldSize;
     return bytes(block_);
   }
@@ -42,6 +43,18 @@ class Buffer {
     std::size_t size;
     std::size_t capacity;
   };
+  /// Blocks are this much larger than their capacity, so that a short tail can be moved as if it were this long.
+  static constexpr std::size_t slack = 8;
+  static void moveTail(Byte* to, const Byte* from, std::size_t size) {
+    if (size > slack) {
+      std::memmove(to, from, size);
+    } else {
+      // What ends here is a document under construction: all that follows is the ends of the levels around.
+      std::uint64_t tail = 0;
+      std::memcpy(&tail, from, sizeof tail);
+      std::memcpy(to, &tail, sizeof tail);
+    }
+  }
   static Byte* bytes(Block* block) { return reinterpret_cast<Byte*>(block + 1); }
   static Block* allocate(std::size_t capacity);
   Byte* grow(std::size_t offset, std::size_t oldSize, std::size_t newSize);

@@ -4,45 +4,9 @@
 
 namespace database_client::bson {
 
-std::size_t valueSize(Type type, const Byte* value) {
-  const auto length = [value] { return static_cast<std::size_t>(load<std::int32_t>(value)); };
-  switch (type) {
-    case Type::int32:
-      return 4;
-    case Type::real:
-    case Type::date:
-    case Type::int64:
-    case Type::timestamp:
-      return 8;
-    case Type::string:
-    case Type::code:
-    case Type::symbol:
-      return 4 + length();
-    case Type::document:
-    case Type::array:
-    case Type::codeWithScope:
-      return length();
-    case Type::boolean:
-      return 1;
-    case Type::objectId:
-      return objectIdSize;
-    case Type::undefined:
-    case Type::null:
-    case Type::minKey:
-    case Type::maxKey:
-      return 0;
-    case Type::binary:
-      return 4 + 1 + length();
-    case Type::decimal128:
-      return 16;
-    case Type::dbPointer:
-      return 4 + length() + objectIdSize;
-    case Type::regex: {
-      const std::size_t pattern = cString(value).size() + 1;
-      return pattern + cString(value + pattern).size() + 1;
-    }
-  }
-  return 0;
+std::size_t regexSize(const Byte* value) {
+  const std::size_t pattern = cString(value).size() + 1;
+  return pattern + cString(value + pattern).size() + 1;
 }
 
 View Value::scope() const {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -55,11 +56,75 @@ void store(Byte* at, Number number) {
   std::memcpy(at, &number, sizeof number);
 }
 
+/// The number of bytes of a regular expression, which has no length field.
+std::size_t regexSize(const Byte* value);
+
+/// What a value's size follows from: a number of bytes that each value of its type has, and the length at its start.
+struct Extent {
+  Byte fixed = 0;
+  bool hasLength = false;
+};
+
+constexpr Extent extentOf(Type type) {
+  switch (type) {
+    case Type::int32:
+      return {4, false};
+    case Type::real:
+    case Type::date:
+    case Type::int64:
+    case Type::timestamp:
+      return {8, false};
+    case Type::boolean:
+      return {1, false};
+    case Type::objectId:
+      return {objectIdSize, false};
+    case Type::decimal128:
+      return {16, false};
+    case Type::document:
+    case Type::array:
+    case Type::codeWithScope:
+      return {0, true};
+    case Type::string:
+    case Type::code:
+    case Type::symbol:
+      return {4, true};
+    case Type::binary:
+      return {4 + 1, true};
+    case Type::dbPointer:
+      return {4 + objectIdSize, true};
+    case Type::undefined:
+    case Type::null:
+    case Type::minKey:
+    case Type::maxKey:
+    case Type::regex:
+      break;
+  }
+  return {};
+}
+
+/// `extentOf` by type byte.
+constexpr std::array<Extent, 256> extents = [] {
+  std::array<Extent, 256> table{};
+  for (std::size_t type = 0; type < table.size(); ++type) table[type] = extentOf(static_cast<Type>(type));
+  return table;
+}();
+
 /// The number of bytes of a value; 0 for a type byte that BSON does not have.
-std::size_t valueSize(Type type, const Byte* value);
+inline std::size_t valueSize(Type type, const Byte* value) {
+  if (type == Type::regex) return regexSize(value);
+  const Extent extent = extents[static_cast<Byte>(type)];
+  return extent.fixed + (extent.hasLength ? static_cast<std::size_t>(load<std::int32_t>(value)) : 0);
+}
 
 inline std::string_view cString(const Byte* at) {
   return std::string_view(reinterpret_cast<const char*>(at));
+}
+
+/// As `cString`, faster for the index of an item, which has a digit or two.
+inline std::string_view shortCString(const Byte* at) {
+  if (at[0] != 0 && at[1] == 0) return {reinterpret_cast<const char*>(at), 1};
+  if (at[0] != 0 && at[2] == 0) return {reinterpret_cast<const char*>(at), 2};
+  return cString(at);
 }
 
 struct View;

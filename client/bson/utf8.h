@@ -38,6 +38,23 @@ inline bool isAscii(std::string_view text) {
   return (seen & highBits) == 0;
 }
 
+/// Whether the text is ASCII without a NUL, as nearly every key is.
+inline bool isPlain(std::string_view text) {
+  const char* at = text.data();
+  const std::size_t size = text.size();
+  if (size < sizeof(Word)) {
+    bool result = true;
+    for (const char c : text) result &= static_cast<signed char>(c) > 0;
+    return result;
+  }
+  // Of bytes below 0x80, taking one away from each sets a high bit just where there is a zero.
+  const auto marks = [](Word word) { return word | (word - lowBits); };
+  const char* const last = at + size - sizeof(Word);
+  Word seen = marks(loadWord(last));
+  for (; at < last; at += sizeof(Word)) seen |= marks(loadWord(at));
+  return (seen & highBits) == 0;
+}
+
 /// The offset of the first character that is not well-formed UTF-8, or the size when all are.
 std::size_t wellFormedSize(std::string_view text);
 

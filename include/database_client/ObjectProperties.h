@@ -93,6 +93,9 @@ class DATABASE_CLIENT_EXPORT ObjectProperties {
   virtual int size() const;
   /// Enters the group or array at a position, to be left with `endGroup`; false, and no move, when there is none.
   virtual bool enterAt(const int& index) const;
+  /// The position of the last group or array of this level that has the text `value` under `key`, -1 when there is
+  /// none: how an item is found by its name. Goes through the level once.
+  virtual int lastWith(const std::string& key, const std::string& value) const;
   /// The key at a position, empty outside.
   virtual std::string nameAt(const int& index) const;
   /// The kind at a position, `PropertyType::undefined` outside.

@@ -293,6 +293,36 @@ TEST(ObjectProperties, PositionsReachEveryEntry) {
   EXPECT_FALSE(document.enterAt(0));
 }
 
+TEST(ObjectProperties, FindsTheLastItemWithAText) {
+  const ObjectProperties document = ObjectProperties::fromJson(
+      R"({"items": [{"name": "a"}, {"type": 1, "name": "b"}, {"name": 1}, ["a"], "a", {"name": "a"}, {"name": ""}, {}]})");
+  EXPECT_EQ(document.lastWith("name", "a"), -1);
+  ASSERT_TRUE(document.enterArray("items"));
+  EXPECT_EQ(document.lastWith("name", "a"), 5);
+  EXPECT_EQ(document.lastWith("name", "b"), 1);
+  EXPECT_EQ(document.lastWith("name", ""), 6);
+  EXPECT_EQ(document.lastWith("name", "c"), -1);
+  EXPECT_EQ(document.lastWith("other", "a"), -1);
+  EXPECT_EQ(document.lastWith(std::string("name\0", 5), "a"), -1);
+  EXPECT_EQ(document.lastWith("0", "a"), 3);
+  ASSERT_TRUE(document.enterAt(document.lastWith("name", "b")));
+  EXPECT_EQ(document.valueAsInt32("type", 0), 1);
+}
+
+TEST(ObjectProperties, FindsItemsUnderKeysOfAnyLength) {
+  ObjectProperties document;
+  for (const std::string& key :
+       {std::string(), std::string("1"), std::string("12"), std::string("123"), std::string("1234567890")}) {
+    const Group item(document, key);
+    document.setValueString("name", "item " + key);
+  }
+  EXPECT_EQ(document.lastWith("name", "item "), 0);
+  EXPECT_EQ(document.lastWith("name", "item 1"), 1);
+  EXPECT_EQ(document.lastWith("name", "item 12"), 2);
+  EXPECT_EQ(document.lastWith("name", "item 123"), 3);
+  EXPECT_EQ(document.lastWith("name", "item 1234567890"), 4);
+}
+
 TEST(ObjectProperties, SurplusCloseDoesNothing) {
   ObjectProperties document;
   document.endGroup();

@@ -1,0 +1,70 @@
+#include "database_client/Reader.h"
+
+#include "client/DocumentAccess.h"
+#include "client/bson/View.h"
+#include "client/propertyType.h"
+
+namespace database_client {
+
+using bson::Type;
+using bson::Value;
+
+namespace {
+
+template <class Number>
+Number numberOr(Number defaultValue, std::uint8_t kind, Type wanted, const std::uint8_t* value) {
+  return kind == static_cast<std::uint8_t>(wanted) ? bson::load<Number>(value) : defaultValue;
+}
+
+const std::uint8_t* firstEntry(bson::View level) {
+  return level.data + 4;
+}
+
+}  // namespace
+
+Reader::Reader(const ObjectProperties& document) : Reader(firstEntry(DocumentAccess::level(document))) {}
+
+bool Reader::next() {
+  if (*next_ == 0) return false;
+  kind_ = *next_;
+  key_ = bson::shortCString(next_ + 1);
+  value_ = next_ + 1 + key_.size() + 1;
+  next_ = value_ + bson::valueSize(static_cast<Type>(kind_), value_);
+  return true;
+}
+
+PropertyType Reader::type() const {
+  return value_ == nullptr ? PropertyType::undefined : propertyType(static_cast<Type>(kind_));
+}
+
+std::string_view Reader::asString() const {
+  return static_cast<Type>(kind_) == Type::string ? Value{Type::string, value_}.asString() : std::string_view();
+}
+
+std::int32_t Reader::asInt32(std::int32_t defaultValue) const {
+  return numberOr(defaultValue, kind_, Type::int32, value_);
+}
+
+std::int64_t Reader::asInt64(std::int64_t defaultValue) const {
+  return numberOr(defaultValue, kind_, Type::int64, value_);
+}
+
+double Reader::asDouble(double defaultValue) const {
+  return numberOr(defaultValue, kind_, Type::real, value_);
+}
+
+bool Reader::asBool(bool defaultValue) const {
+  return static_cast<Type>(kind_) == Type::boolean ? *value_ != 0 : defaultValue;
+}
+
+long long Reader::asTime(long long defaultValue) const {
+  return numberOr(defaultValue, kind_, Type::date, value_);
+}
+
+Reader Reader::children() const {
+  const auto type = static_cast<Type>(kind_);
+  const bool isLevel = type == Type::document || type == Type::array;
+  return Reader(firstEntry(isLevel ? bson::viewAt(value_) : bson::emptyDocument()));
+}
+
+}  // namespace database_client
