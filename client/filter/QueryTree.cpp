@@ -1,6 +1,8 @@
 #include "client/filter/QueryTree.h"
 
 #include <algorithm>
+#include <array>
+#include <cstddef>
 #include <unordered_set>
 #include <utility>
 
@@ -86,16 +88,37 @@ class Parser {
   const Byte* end_;
 };
 
+/// A set of keys, most often of a few.
+class Keys {
+ public:
+  explicit Keys(std::size_t most) : isFew_(most <= few_.size()) {}
+
+  /// False when the key is there already.
+  bool insert(std::string_view key) {
+    if (!isFew_) return many_.insert(key).second;
+    const auto end = few_.begin() + count_;
+    if (std::find(few_.begin(), end, key) != end) return false;
+    few_[static_cast<std::size_t>(count_++)] = key;
+    return true;
+  }
+
+ private:
+  std::array<std::string_view, 4> few_{};
+  std::ptrdiff_t count_ = 0;
+  std::unordered_set<std::string_view> many_{};
+  bool isFew_;
+};
+
 class Printer {
  public:
   /// The conditions of `group`, which all hold, as keys of the document that is open; a key that is taken goes to
   /// "$and".
   void conjunction(const Node& group) {
     std::vector<const Node*> further;
-    std::unordered_set<std::string_view> taken;
+    Keys taken(group.children.size());
     for (const Node& child : group.children) {
       const bool isPlain = child.kind != Node::Kind::all && child.key != "$and";
-      if (isPlain && taken.insert(child.key).second) {
+      if (isPlain && taken.insert(child.key)) {
         print(child);
       } else {
         further.push_back(&child);

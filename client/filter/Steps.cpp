@@ -8,12 +8,17 @@ using bson::Byte;
 using bson::Type;
 using bson::Value;
 
+namespace {
+constexpr std::size_t usualSize = 256;
+}
+
 void Steps::raw(const void* bytes, std::size_t size) {
   const auto* first = static_cast<const Byte*>(bytes);
   bytes_.insert(bytes_.end(), first, first + size);
 }
 
 void Steps::head(Type type, std::string_view key) {
+  if (bytes_.capacity() == 0) bytes_.reserve(usualSize);
   bytes_.push_back(static_cast<Byte>(type));
   raw(key.data(), key.size());
   bytes_.push_back(0);
@@ -27,7 +32,6 @@ void Steps::add(std::string_view key, const Value& value) {
 
 void Steps::addComparison(std::string_view key, std::string_view operation, const Value& value) {
   const std::size_t inner = 4 + 1 + operation.size() + 1 + value.size + 1;
-  bytes_.reserve(bytes_.size() + 1 + key.size() + 1 + inner);
   head(Type::document, key);
   const auto length = static_cast<std::int32_t>(inner);
   raw(&length, sizeof length);
@@ -46,6 +50,7 @@ void Steps::addAll(const Steps& other) {
 }
 
 void Steps::mark(Kind kind) {
+  if (bytes_.capacity() == 0) bytes_.reserve(usualSize);
   bytes_.push_back(static_cast<Byte>(kind));
 }
 
