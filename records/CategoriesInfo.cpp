@@ -43,8 +43,10 @@ void CategoriesInfo::loadItem(const ObjectProperties& item) const {
   setCategory_helper(item.valueAsString("name", ""), item.valueAsString("value", ""));
 }
 
-bool CategoriesInfo::isAsLoaded(const ObjectProperties& item) const {
-  return !item.valueAsString("value", "").empty();
+bool CategoriesInfo::isAsWritten(Reader fields) const {
+  return fields.next() && fields.key() == "name" && !fields.asString().empty() &&   //
+         fields.next() && fields.key() == "value" && !fields.asString().empty() &&  //
+         !fields.next();
 }
 
 }  // namespace database_provider

@@ -23,7 +23,7 @@ class DATABASE_PROVIDER_EXPORT CategoriesInfo : public ItemsView {
 
  private:
   void loadItem(const ObjectProperties& item) const override;
-  bool isAsLoaded(const ObjectProperties& item) const override;
+  bool isAsWritten(Reader fields) const override;
 };
 
 }  // namespace database_provider

@@ -124,11 +124,14 @@ void DescriptionsInfo::enumDescriptionsNames(std::list<std::string>& names) cons
   names = ItemsView::names();
 }
 
-bool DescriptionsInfo::isAsLoaded(const ObjectProperties& item) const {
-  const PropertyType kind = item.type("value");
-  if (static_cast<int>(kind) != item.valueAsInt32("type", 0)) return false;
-  if (kind == PropertyType::string) return !item.valueAsString("value", "").empty();
-  return kind > PropertyType::string && kind <= PropertyType::time;
+bool DescriptionsInfo::isAsWritten(Reader fields) const {
+  if (!fields.next() || fields.key() != "name" || fields.asString().empty()) return false;
+  if (!fields.next() || fields.key() != "value") return false;
+  const PropertyType kind = fields.type();
+  const bool isKnown = kind == PropertyType::string ? !fields.asString().empty()
+                                                    : kind > PropertyType::string && kind <= PropertyType::time;
+  return isKnown && fields.next() && fields.key() == "type" && fields.asInt32(0) == static_cast<int>(kind) &&
+         !fields.next();
 }
 
 void DescriptionsInfo::loadItem(const ObjectProperties& item) const {

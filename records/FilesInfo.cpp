@@ -81,8 +81,12 @@ void FilesInfo::removeAllFilesInfo() {
   removeAll();
 }
 
-bool FilesInfo::isAsLoaded(const ObjectProperties& /*item*/) const {
-  return true;
+bool FilesInfo::isAsWritten(Reader fields) const {
+  const auto has = [&fields](const char* key, PropertyType type) {
+    return fields.next() && fields.key() == key && fields.type() == type;
+  };
+  return has("fileId", PropertyType::string) && has("type", PropertyType::int32) && has("host", PropertyType::string) &&
+         has("path", PropertyType::string) && !fields.next();
 }
 
 void FilesInfo::loadItem(const ObjectProperties& item) const {

@@ -1,6 +1,9 @@
 #include "records/ItemsView.h"
 
+#include <algorithm>
+#include <string_view>
 #include <utility>
+#include <vector>
 
 namespace database_provider {
 
@@ -10,86 +13,107 @@ using database_client::Group;
 
 namespace {
 
-/// After so many single reads the items are taken apart, so that reading all of many stays fast.
-constexpr int readsOfWhole = 16;
+/// After so many items passed over in search of names, an index pays.
+constexpr int searchesBeforeIndex = 1024;
+constexpr std::size_t usualCount = 32;
 
-/// Stands at the root of the copy for a scope.
-class AtRoot {
+std::string_view textOf(Reader item, std::string_view key) {
+  for (Reader field = item.children(); field.next();) {
+    if (field.key() == key) return field.asString();
+  }
+  return {};
+}
+
+/// Stands outside the array for a scope.
+class Left {
  public:
-  AtRoot(const ObjectProperties& items, const std::string& array) : items_(items), array_(array) { items_.endArray(); }
-  AtRoot(const AtRoot&) = delete;
-  AtRoot& operator=(const AtRoot&) = delete;
-  ~AtRoot() { items_.beginArray(array_); }
+  Left(const ObjectProperties& items, const std::string& array) : items_(items), array_(array) { items_.endArray(); }
+  Left(const Left&) = delete;
+  Left& operator=(const Left&) = delete;
+  ~Left() { items_.beginArray(array_); }
 
  private:
   const ObjectProperties& items_;
   const std::string& array_;
 };
 
+bool areDifferent(std::vector<std::size_t>& hashes) {
+  std::sort(hashes.begin(), hashes.end());
+  return std::adjacent_find(hashes.begin(), hashes.end()) == hashes.end();
+}
+
 }  // namespace
+
+ItemsView::ItemsView(Layout layout) : layout_(std::move(layout)) {}
 
 std::list<std::string> ItemsView::names() const {
   extract();
-  takeApart();
+  tidy();
   std::list<std::string> names;
-  const int count = items_.size();
-  for (int i = 0; i < count; ++i) {
-    const Entered item = Entered::at(items_, i);
-    names.push_back(items_.valueAsString(layout_.nameKey, ""));
-  }
+  if (!isOpen_) return names;
+  for (Reader item(items_); item.next();) names.emplace_back(textOf(item, layout_.nameKey));
   return names;
 }
 
 bool ItemsView::contains(const std::string& name) const {
   extract();
-  takeApart();
-  return keys_.count(name) != 0;
+  tidy();
+  return !keyOf(name).empty();
 }
 
 void ItemsView::removeItem(const std::string& name) {
   extract();
-  takeApart();
-  const auto found = keys_.find(name);
-  if (found != keys_.end()) {
-    items_.removeKey(std::to_string(found->second));
-    keys_.erase(found);
+  tidy();
+  const std::string key = keyOf(name);
+  if (!key.empty()) {
+    items_.removeKey(key);
+    index_.erase(name);
+    --count_;
   }
   setModified();
 }
 
 void ItemsView::visit(const std::string& name, const std::function<void(const ObjectProperties&)>& read) const {
   extract();
-  if (isWhole_ && !name.empty() && ++reads_ <= readsOfWhole) {
-    const Entered item = Entered::at(whole_, lastInWhole(name));
+  if (!isTidy_ && searched_ < searchesBeforeIndex) {
+    // Of repeated names the last counts.
+    const int last = items_.lastWith(layout_.nameKey, name);
+    searched_ += items_.size();
+    const Entered item = Entered::at(items_, last);
     if (!item) return;
-    if (isAsLoaded(whole_)) return read(whole_);
+    if (isAsWritten(Reader(items_))) return read(items_);
   }
-  takeApart();
-  const auto found = keys_.find(name);
-  if (found == keys_.end()) return;
-  const Group item(items_, std::to_string(found->second));
+  tidy();
+  const std::string key = keyOf(name);
+  if (key.empty()) return;
+  const Entered item = Entered::group(items_, key);
   read(items_);
 }
 
-int ItemsView::lastInWhole(const std::string& name) const {
-  const std::string nameKey = layout_.nameKey;
-  int last = -1;
-  const int count = whole_.size();
-  for (int i = 0; i < count; ++i) {
-    const Entered item = Entered::at(whole_, i);
-    if (item && whole_.valueAsString(nameKey, "") == name) last = i;
+/// The key of the item of this name in the tidy copy, empty when there is none.
+std::string ItemsView::keyOf(const std::string& name) const {
+  if (!isOpen_) return {};
+  if (index_.empty() && searched_ < searchesBeforeIndex) {
+    searched_ += count_;
+    return items_.nameAt(items_.lastWith(layout_.nameKey, name));
   }
-  return last;
+  if (index_.empty()) buildIndex();
+  const auto found = index_.find(name);
+  return found == index_.end() ? std::string() : found->second;
+}
+
+void ItemsView::buildIndex() const {
+  for (Reader item(items_); item.next();) index_.emplace(textOf(item, layout_.nameKey), item.key());
 }
 
 void ItemsView::setItem(const std::string& name, const std::function<void(ObjectProperties&)>& write) const {
-  takeApart();
-  const auto found = keys_.find(name);
-  if (found != keys_.end()) {
-    const Group item(items_, std::to_string(found->second));
+  tidy();
+  const std::string old = keyOf(name);
+  if (!old.empty()) {
+    const Group item(items_, old);
     return write(items_);
   }
-  if (nextKey_ == 0) items_.beginArray(layout_.array);
+  open();
   const std::string key = std::to_string(nextKey_);
   try {
     {
@@ -97,87 +121,126 @@ void ItemsView::setItem(const std::string& name, const std::function<void(Object
       items_.setValueString(layout_.nameKey, name);
       write(items_);
     }
-    keys_.emplace(name, nextKey_);
+    if (!index_.empty()) index_.emplace(name, key);
   } catch (...) {
     items_.removeKey(key);
-    if (nextKey_ == 0) emptyItems();
+    if (nextKey_ == 0) empty();
     throw;
   }
   ++nextKey_;
+  ++count_;
+}
+
+void ItemsView::open() const {
+  if (isOpen_) return;
+  beginAround();
+  items_.beginArray(layout_.array);
+  isOpen_ = true;
+}
+
+/// Opens what the array stands in.
+void ItemsView::beginAround() const {
+  items_.beginGroup("recordInfo");
+  if (!layout_.group.empty()) items_.beginGroup(layout_.group);
+}
+
+bool ItemsView::enterArray(const ObjectProperties& document) const {
+  return document.enterGroup("recordInfo") && (layout_.group.empty() || document.enterGroup(layout_.group)) &&
+         document.enterArray(layout_.array);
 }
 
 void ItemsView::load(const ObjectProperties& record) const {
   empty();
-  whole_ = record;
-  isWhole_ = whole_.enterGroup("recordInfo") && (layout_.group == nullptr || whole_.enterGroup(layout_.group)) &&
-             whole_.enterArray(layout_.array);
-  if (!isWhole_) whole_ = ObjectProperties();
+  items_ = record;
+  isOpen_ = enterArray(items_);
+  isTidy_ = !isOpen_;
+  if (!isOpen_) items_ = ObjectProperties();
 }
 
-void ItemsView::takeApart() const {
-  if (!isWhole_) return;
-  isWhole_ = false;
+/// Makes the copy the array alone, as it will be written.
+void ItemsView::tidy() const {
+  if (isTidy_) return;
+  const bool isAlready = hasAllAsWritten();
+  const int searched = searched_;
+  const ObjectProperties stored = items_;
+  empty();
   try {
-    const int count = whole_.size();
-    for (int i = 0; i < count; ++i) {
-      const Entered item = Entered::at(whole_, i);
-      if (item) loadItem(whole_);
-    }
+    isAlready ? takeOver(stored) : takeApart(stored);
   } catch (...) {
-    emptyItems();
-    isWhole_ = true;
+    load(stored);
     throw;
   }
-  whole_ = ObjectProperties();
+  searched_ = searched;
+}
+
+bool ItemsView::hasAllAsWritten() const {
+  std::vector<std::size_t> names;
+  names.reserve(usualCount);
+  for (Reader item(items_); item.next();) {
+    if (item.type() != PropertyType::group || item.key() != std::to_string(names.size())) return false;
+    if (!isAsWritten(item.children())) return false;
+    names.push_back(std::hash<std::string_view>()(textOf(item, layout_.nameKey)));
+  }
+  return areDifferent(names);
+}
+
+void ItemsView::takeOver(const ObjectProperties& stored) const {
+  enterArray(stored);
+  stored.endArray();
+  beginAround();
+  items_.copyValue(layout_.array, stored, layout_.array);
+  isOpen_ = items_.enterArray(layout_.array);
+  count_ = nextKey_ = items_.size();
+}
+
+void ItemsView::takeApart(const ObjectProperties& stored) const {
+  enterArray(stored);
+  const int count = stored.size();
+  for (int i = 0; i < count; ++i) {
+    const Entered item = Entered::at(stored, i);
+    if (item) loadItem(stored);
+  }
 }
 
 void ItemsView::updateRecord_helper(ObjectProperties& target) const {
-  takeApart();
-  if (nextKey_ != static_cast<int>(keys_.size())) renumber();
+  tidy();
+  if (count_ != nextKey_) renumber();
   const Group info(target, "recordInfo");
-  if (layout_.group == nullptr) return writeArray(target);
+  if (layout_.group.empty()) return writeArray(target);
   const Group group(target, layout_.group);
   writeArray(target);
 }
 
 void ItemsView::writeArray(ObjectProperties& level) const {
-  const std::string array = layout_.array;
-  level.removeKey(array);
-  if (nextKey_ == 0) {
-    const Array none(level, array);
+  level.removeKey(layout_.array);
+  if (isOpen_) {
+    const Left array(items_, layout_.array);
+    level.copyValue(layout_.array, items_, layout_.array);
   } else {
-    const AtRoot root(items_, array);
-    level.copyValue(array, items_, array);
+    const Array none(level, layout_.array);
   }
 }
 
 void ItemsView::renumber() const {
-  if (keys_.empty()) return emptyItems();
   ObjectProperties numbered;
+  int count = 0;
   numbered.beginArray(layout_.array);
-  std::unordered_map<std::string, int> keys;
-  for (const std::string& name : names()) {
-    const int key = static_cast<int>(keys.size());
-    numbered.copyValue(std::to_string(key), items_, std::to_string(keys_.at(name)));
-    keys.emplace(name, key);
+  for (Reader item(items_); item.next();) {
+    numbered.copyValue(std::to_string(count++), items_, std::string(item.key()));
   }
-  items_ = std::move(numbered);
-  items_.beginArray(layout_.array);
-  keys_ = std::move(keys);
-  nextKey_ = static_cast<int>(keys_.size());
+  numbered.endArray();
+  const Left array(items_, layout_.array);
+  items_.copyValue(layout_.array, numbered, layout_.array);
+  index_.clear();
+  nextKey_ = count_;
 }
 
 void ItemsView::empty() const {
-  whole_ = ObjectProperties();
-  isWhole_ = false;
-  reads_ = 0;
-  emptyItems();
-}
-
-void ItemsView::emptyItems() const {
   items_ = ObjectProperties();
-  keys_.clear();
-  nextKey_ = 0;
+  isOpen_ = false;
+  isTidy_ = true;
+  count_ = nextKey_ = searched_ = 0;
+  index_.clear();
 }
 
 }  // namespace database_provider

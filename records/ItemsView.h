@@ -11,19 +11,19 @@ namespace database_provider {
 
 /// A section that is an array of items, each with a name of its own.
 ///
-/// What is loaded is the document as it stands, which costs no more than its bytes; it is taken apart into items when
-/// they are listed, edited, or read again and again. The items are kept in the form in which they are written, so that
-/// writing them back is one copy of their bytes.
+/// What is loaded is the document as it stands, which costs no more than its bytes, and single items are read from it.
+/// Once items are listed or edited, the copy is the array alone, in the form in which it is written, so that writing it
+/// back is one copy of its bytes.
 class DATABASE_PROVIDER_EXPORT ItemsView : public SectionView {
  protected:
   /// Where the array stands: in "recordInfo", or in `group` there. Items have their name under `nameKey`.
   struct Layout {
-    const char* array;
-    const char* nameKey;
-    const char* group = nullptr;
+    std::string array;
+    std::string nameKey;
+    std::string group{};
   };
 
-  explicit ItemsView(const Layout& layout) : layout_(layout) {}
+  explicit ItemsView(Layout layout);
 
   std::list<std::string> names() const;
   bool contains(const std::string& name) const;
@@ -42,30 +42,38 @@ class DATABASE_PROVIDER_EXPORT ItemsView : public SectionView {
  private:
   /// Adds the item at the current level of `item` to the copy; items that are not valid are left out.
   virtual void loadItem(const ObjectProperties& item) const = 0;
-  /// Whether the item at the current level reads as it would after `loadItem`.
-  virtual bool isAsLoaded(const ObjectProperties& item) const = 0;
+  /// Whether an item of these fields is valid, and would be written back just so.
+  virtual bool isAsWritten(Reader fields) const = 0;
 
   void load(const ObjectProperties& record) const override;
-  void takeApart() const;
-  /// The position of the last item of this name in `whole_`, -1 when there is none: of repeated names the last counts.
-  int lastInWhole(const std::string& name) const;
+  void tidy() const;
+  bool hasAllAsWritten() const;
+  void takeOver(const ObjectProperties& stored) const;
+  void takeApart(const ObjectProperties& stored) const;
+
+  bool enterArray(const ObjectProperties& document) const;
+  void beginAround() const;
+  void open() const;
   void visit(const std::string& name, const std::function<void(const ObjectProperties&)>& read) const;
+  std::string keyOf(const std::string& name) const;
+  void buildIndex() const;
+
   void updateRecord_helper(ObjectProperties& target) const override;
   void writeArray(ObjectProperties& level) const;
   void renumber() const;
   void empty() const override;
-  void emptyItems() const;
 
   Layout layout_;
-  /// The document as it was loaded, with the array entered, while it has not been taken apart.
-  mutable ObjectProperties whole_;
-  mutable bool isWhole_ = false;
-  mutable int reads_ = 0;
-  /// The array under its key, entered as soon as there is an item. After a removal its keys have gaps, until it is
-  /// written.
+  /// The array at its place in a document, entered; an empty document while there is none.
   mutable ObjectProperties items_;
-  mutable std::unordered_map<std::string, int> keys_;
+  mutable bool isOpen_ = false;
+  /// Whether the array is as it will be written, but for gaps between the keys, which removals leave.
+  mutable bool isTidy_ = true;
+  mutable int count_ = 0;
   mutable int nextKey_ = 0;
+  /// The keys by name, built once much has been searched for.
+  mutable std::unordered_map<std::string, std::string> index_;
+  mutable int searched_ = 0;
 };
 
 }  // namespace database_provider

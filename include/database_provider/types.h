@@ -5,6 +5,7 @@
 #include "database_client/DataBaseClient.h"
 #include "database_client/ObjectFilter.h"
 #include "database_client/ObjectProperties.h"
+#include "database_client/Reader.h"
 #include "database_client/types.h"
 #include "database_provider/export.h"
 
@@ -15,6 +16,7 @@ using database_client::ObjectFilter;
 using database_client::ObjectProperties;
 using database_client::OperationType;
 using database_client::PropertyType;
+using database_client::Reader;
 
 /// A database that the library knows. Its name in the store is the name of the constant.
 enum class DatabaseType : int {
