@@ -1,6 +1,7 @@
 #include "client/embedded/Store.h"
 
 #include <algorithm>
+#include <ctime>
 #include <utility>
 
 #include "client/bson/validate.h"
@@ -69,6 +70,15 @@ void Store::requireFile() {
   if (connection_.fileMoved()) refuse(connection_, "the file was removed or replaced");
 }
 
+/// Asking costs a third of the shortest read, so of reads that follow each other one in a few milliseconds asks.
+void Store::requireFileNowAndThen() {
+  timespec now{};
+  clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+  if (now.tv_sec == askedAt_.tv_sec && now.tv_nsec == askedAt_.tv_nsec) return;
+  requireFile();
+  askedAt_ = now;
+}
+
 void Store::requireTransaction() const {
   if (explicit_ && !connection_.inTransaction()) refuse(connection_, "the transaction was undone by a failure");
 }
@@ -89,7 +99,7 @@ void Store::endReading() {
 
 Store::Reading::Reading(Store& store) : store_(store) {
   store_.requireTransaction();
-  if (store_.readings_ == 0 && !store_.explicit_) store_.requireFile();
+  if (store_.readings_ == 0 && !store_.explicit_) store_.requireFileNowAndThen();
   if (store_.shared_ && !store_.connection_.inTransaction()) {
     store_.connection_.statement("BEGIN").run();
     store_.readTransaction_ = true;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <ctime>
 #include <memory>
 #include <optional>
 #include <string>
@@ -117,6 +118,7 @@ class Store {
 
   void refresh();
   void requireFile();
+  void requireFileNowAndThen();
   void requireTransaction() const;
   void flush();
   void dropSince(std::size_t made) noexcept;
@@ -128,6 +130,7 @@ class Store {
   bool shared_;
   std::unique_ptr<BlobStore> blobs_;
   std::shared_ptr<BlockCache> blocks_;
+  timespec askedAt_{};  ///< when the path was last looked at before a read
   std::uint64_t version_ = 1;
   std::int64_t dataVersion_ = -1;
   std::unordered_map<std::string, std::unique_ptr<Collection>> collections_{};
