@@ -39,7 +39,7 @@ void refuseDocument(int code, const std::string& message, std::string_view where
 }
 
 Error under(std::string_view key, const Error& error) {
-  const std::string inner = error.where();
+  const std::string& inner = error.where();
   const std::string path = inner.empty() ? std::string(key) : std::string(key) + '.' + inner;
   std::string message = error.what();
   const std::string named = quoted(inner) + ": ";
