@@ -205,7 +205,8 @@ void ObjectFilter::endGroup() {
 }
 
 void ObjectFilter::include(const ObjectFilter& other) {
-  query_->steps.addAll(Steps(other.query_->steps));
+  if (&other == this) return include(ObjectFilter(other));
+  query_->steps.addAll(other.query_->steps);
 }
 
 void ObjectFilter::exclude(const std::string& key, ObjectFilter& out) {

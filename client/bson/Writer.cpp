@@ -5,6 +5,11 @@
 
 namespace database_client::bson {
 
+namespace {
+constexpr std::size_t usualSize = 256;
+constexpr std::size_t usualDepth = 8;
+}  // namespace
+
 void Writer::raw(const void* bytes, std::size_t size) {
   const auto* first = static_cast<const Byte*>(bytes);
   bytes_.insert(bytes_.end(), first, first + size);
@@ -78,6 +83,10 @@ void Writer::appendBinary(std::string_view key, Byte subtype, const void* bytes,
 }
 
 void Writer::open() {
+  if (bytes_.empty()) {
+    bytes_.reserve(usualSize);
+    open_.reserve(usualDepth);
+  }
   open_.push_back(bytes_.size());
   number(std::int32_t{0});
 }
