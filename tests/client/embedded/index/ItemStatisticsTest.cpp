@@ -2,15 +2,13 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <map>
 #include <set>
 
 #include "client/embedded/index/ItemStatistics.h"
 #include "client/embedded/query/Pipeline.h"
 #include "client/embedded/query/compare.h"
 #include "database_client/Error.h"
-#include "tests/client/embedded/index/MemoryBlobStore.h"
-#include "tests/client/embedded/index/documents.h"
+#include "tests/client/embedded/index/IndexedDocuments.h"
 
 namespace database_client::embedded {
 namespace {
@@ -31,33 +29,8 @@ std::string values(const std::string& path, const std::string& pattern) {
                       R"(", "$options": "i"}}}, {"$group": {"_id": "$value", "count": {"$sum": 1}}})");
 }
 
-class ItemStatisticsTest : public testing::Test {
+class ItemStatisticsTest : public IndexedDocuments {
  protected:
-  ItemStatisticsTest() {
-    ItemIndex::Options options;
-    options.pendingLimit = 200;
-    options.fanOut = 3;
-    options.smallFanOut = 4;
-    options.blockSize = 256;
-    options.chunkSize = 64;
-    index_ = std::make_unique<ItemIndex>(store_, 1, options);
-  }
-
-  void put(std::int64_t rid, Bytes body) {
-    const auto before = documents_.find(rid);
-    if (before == documents_.end()) {
-      index_->add(rid, viewOf(body));
-    } else {
-      index_->replace(rid, viewOf(before->second), viewOf(body));
-    }
-    documents_[rid] = std::move(body);
-  }
-  void put(std::int64_t rid, const std::string& json) { put(rid, fromJson(json)); }
-  void remove(std::int64_t rid) {
-    index_->remove(rid, viewOf(documents_.at(rid)));
-    documents_.erase(rid);
-  }
-
   static Bytes pipeline(const std::string& stages) {
     const Bytes document = fromJson(R"({"pipeline": [)" + stages + "]}");
     const bson::View array = viewOf(document).find("pipeline").asDocument();
@@ -100,9 +73,6 @@ class ItemStatisticsTest : public testing::Test {
     return text;
   }
 
-  MemoryBlobStore store_;
-  std::unique_ptr<ItemIndex> index_;
-  std::map<std::int64_t, Bytes> documents_;
   int read_ = 0;
   std::size_t answeredStages_ = 0;
 };

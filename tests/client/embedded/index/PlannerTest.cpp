@@ -1,44 +1,17 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <map>
 
 #include "client/embedded/index/Planner.h"
 #include "client/embedded/query/Matcher.h"
 #include "database_client/Error.h"
-#include "tests/client/embedded/index/MemoryBlobStore.h"
-#include "tests/client/embedded/index/documents.h"
+#include "tests/client/embedded/index/IndexedDocuments.h"
 
 namespace database_client::embedded {
 namespace {
 
-class PlannerTest : public testing::Test {
+class PlannerTest : public IndexedDocuments {
  protected:
-  PlannerTest() {
-    ItemIndex::Options options;
-    options.pendingLimit = 200;
-    options.fanOut = 3;
-    options.smallFanOut = 4;
-    options.blockSize = 256;
-    options.chunkSize = 64;
-    index_ = std::make_unique<ItemIndex>(store_, 1, options);
-  }
-
-  void put(std::int64_t rid, Bytes body) {
-    const auto before = documents_.find(rid);
-    if (before == documents_.end()) {
-      index_->add(rid, viewOf(body));
-    } else {
-      index_->replace(rid, viewOf(before->second), viewOf(body));
-    }
-    documents_[rid] = std::move(body);
-  }
-  void put(std::int64_t rid, const std::string& json) { put(rid, fromJson(json)); }
-  void remove(std::int64_t rid) {
-    index_->remove(rid, viewOf(documents_.at(rid)));
-    documents_.erase(rid);
-  }
-
   /// The candidates, those to be rechecked with a question mark; "scan" without an index.
   std::string candidates(const std::string& json) {
     const Bytes query = fromJson(json);
@@ -71,10 +44,6 @@ class PlannerTest : public testing::Test {
     }
     return text;
   }
-
-  MemoryBlobStore store_;
-  std::unique_ptr<ItemIndex> index_;
-  std::map<std::int64_t, Bytes> documents_;
 };
 
 std::string itemMatch(const std::string& name, const std::string& condition) {

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "client/embedded/index/ItemIndex.h"
+#include "tests/client/embedded/index/MemoryBlobStore.h"
+#include "tests/client/embedded/index/documents.h"
+
+namespace database_client::embedded {
+
+/// Documents and their index, whose limits are so low that a few documents make segments, blocks and merges.
+class IndexedDocuments : public testing::Test {
+ protected:
+  IndexedDocuments() {
+    ItemIndex::Options options;
+    options.pendingLimit = 200;
+    options.fanOut = 3;
+    options.smallFanOut = 4;
+    options.blockSize = 256;
+    options.chunkSize = 64;
+    index_ = std::make_unique<ItemIndex>(store_, 1, options);
+  }
+
+  void put(std::int64_t rid, Bytes body) {
+    const auto before = documents_.find(rid);
+    if (before == documents_.end()) {
+      index_->add(rid, viewOf(body));
+    } else {
+      index_->replace(rid, viewOf(before->second), viewOf(body));
+    }
+    documents_[rid] = std::move(body);
+  }
+  void put(std::int64_t rid, const std::string& json) { put(rid, fromJson(json)); }
+  void remove(std::int64_t rid) {
+    index_->remove(rid, viewOf(documents_.at(rid)));
+    documents_.erase(rid);
+  }
+
+  MemoryBlobStore store_;
+  std::unique_ptr<ItemIndex> index_;
+  std::map<std::int64_t, Bytes> documents_;
+};
+
+}  // namespace database_client::embedded
