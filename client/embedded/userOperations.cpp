@@ -6,6 +6,7 @@
 #include "client/DocumentAccess.h"
 #include "client/embedded/EmbeddedEngine.h"
 #include "client/embedded/users/UserDirectory.h"
+#include "client/ownDataRole.h"
 #include "database_client/Error.h"
 
 namespace database_client::embedded {

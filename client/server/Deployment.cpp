@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "client/DocumentAccess.h"
+#include "client/ownDataRole.h"
 #include "client/server/Users.h"
 
 namespace database_client::server {
@@ -13,8 +14,6 @@ namespace {
 
 using State = DeploymentStep::State;
 
-const std::string managerDatabase = "databaseManager";
-const std::string ownRole = "changeOwnPasswordCustomDataRole";
 const std::string administrator = "admin";
 constexpr int roleExists = 51002;
 constexpr int namespaceNotFound = 26;
@@ -29,42 +28,31 @@ Call callFor(const std::string& action, bool write) {
 bool isRoleThere(Session& session) {
   bson::Writer writer;
   writer.beginDocument("rolesInfo");
-  writer.appendString("role", ownRole);
-  writer.appendString("db", managerDatabase);
+  writer.appendString("role", ownDataRole);
+  writer.appendString("db", ownDataDatabase);
   writer.end();
   const Written command(std::move(writer));
   bool there = false;
-  session.command(callFor("look-up of role " + ownRole, false), managerDatabase, command.get(), [&](bson::View answer) {
-    const bson::Value roles = answer.find("roles");
-    there = roles.data != nullptr && roles.isArray() && !roles.asDocument().empty();
-  });
+  session.command(callFor("look-up of role " + std::string(ownDataRole), false), ownDataDatabase, command.get(),
+                  [&](bson::View answer) {
+                    const bson::Value roles = answer.find("roles");
+                    there = roles.data != nullptr && roles.isArray() && !roles.asDocument().empty();
+                  });
   return there;
 }
 
 Written createRoleCommand() {
   bson::Writer command;
-  command.appendString("createRole", ownRole);
-  command.beginArray("privileges");
-  command.beginDocument("0");
-  command.beginDocument("resource");
-  command.appendString("db", managerDatabase);
-  command.appendString("collection", "");
-  command.end();
-  command.beginArray("actions");
-  command.appendString("0", "changeOwnPassword");
-  command.appendString("1", "changeOwnCustomData");
-  command.end();
-  command.end();
-  command.end();
-  command.beginArray("roles");
-  command.end();
+  command.appendString("createRole", ownDataRole);
+  appendOwnDataPrivileges(command);
   return Written(std::move(command));
 }
 
 State createRole(Session& session) {
   const Written command = createRoleCommand();
   try {
-    session.command(callFor("creation of role " + ownRole, true), managerDatabase, command.get(), [](bson::View) {});
+    session.command(callFor("creation of role " + std::string(ownDataRole), true), ownDataDatabase, command.get(),
+                    [](bson::View) {});
     return State::done;
   } catch (const Error& error) {
     if (error.code() != roleExists) throw;
@@ -164,7 +152,7 @@ std::string describe(const IndexRequest& request) {
 
 std::list<DeploymentStep> bringTheRest(Session& session, const DeploymentPlan& plan) {
   std::list<DeploymentStep> steps;
-  steps.push_back({"role " + ownRole + " on " + managerDatabase, bringRole(session, plan.dryRun)});
+  steps.push_back({std::string("role ") + ownDataRole + " on " + ownDataDatabase, bringRole(session, plan.dryRun)});
   for (const IndexRequest& request : plan.indexes) {
     steps.push_back({describe(request), bringIndex(session, request, plan.dryRun)});
   }

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 
+#include "client/ownDataRole.h"
+
 namespace database_client::embedded {
 
 namespace {

@@ -28,10 +28,6 @@ enum class Action {
   administerStore,      ///< care for the file
 };
 
-/// The role for every user of this library, made when a deployment is set up.
-constexpr const char* ownDataRole = "changeOwnPasswordCustomDataRole";
-constexpr const char* ownDataDatabase = "databaseManager";
-
 /// Whether a server has this role without its being made.
 bool isBuiltIn(const Grant& grant);
 

@@ -1,6 +1,7 @@
 #include "client/embedded/users/UserDirectory.h"
 
 #include "client/bson/Writer.h"
+#include "client/ownDataRole.h"
 
 namespace database_client::embedded {
 
@@ -99,19 +100,7 @@ std::vector<bson::Byte> ownDataRoleDocument() {
   writer.appendString("_id", idOf(ownDataDatabase, ownDataRole));
   writer.appendString("role", ownDataRole);
   writer.appendString("db", ownDataDatabase);
-  writer.beginArray("privileges");
-  writer.beginDocument("0");
-  writer.beginDocument("resource");
-  writer.appendString("db", ownDataDatabase);
-  writer.appendString("collection", "");
-  writer.end();
-  writer.beginArray("actions");
-  writer.appendString("0", "changeOwnCustomData");
-  writer.appendString("1", "changeOwnPassword");
-  writer.end();
-  writer.end();
-  writer.end();
-  writer.beginArray("roles");
+  appendOwnDataPrivileges(writer);
   return writer.take();
 }
 

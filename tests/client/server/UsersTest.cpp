@@ -243,8 +243,8 @@ TEST_F(Users, SetUpGivesTheRoleItsTwoRights) {
   setUp({});
   EXPECT_THAT(sent("createRole"),
               HasSubstr(R"("createRole" : "changeOwnPasswordCustomDataRole", "privileges" : [ { "resource" : { )"
-                        R"("db" : "databaseManager", "collection" : "" }, "actions" : [ "changeOwnPassword", )"
-                        R"("changeOwnCustomData" ] } ], "roles" : [  ])"));
+                        R"("db" : "databaseManager", "collection" : "" }, "actions" : [ "changeOwnCustomData", )"
+                        R"("changeOwnPassword" ] } ], "roles" : [  ])"));
   EXPECT_EQ(server.received("createRole").back().database, "databaseManager");
 }
 
