@@ -72,6 +72,19 @@ TEST_P(UsersContract, NamesAndPasswordsMayHoldAnyText) {
   EXPECT_TRUE(opens(name, password));
 }
 
+TEST_P(UsersContract, NamesMayHoldWhatSeparatesThePartsOfALogin) {
+  for (const char* name : {"a,b", "a=b", "=2C", ",="}) {
+    EXPECT_EQ(created(name, "secret"), "ok") << name;
+    EXPECT_TRUE(opens(name, "secret")) << name;
+  }
+}
+
+TEST_P(UsersContract, AnEmptyPasswordIsToldByItsCode) {
+  EXPECT_EQ(created("anna", ""), "error 50687");
+  EXPECT_EQ(created("anna", "secret"), "ok");
+  EXPECT_EQ(outcome([&] { client.changePassword("databaseManager", "anna", ""); }), "error 50687");
+}
+
 TEST_P(UsersContract, AUserIsCreatedOnce) {
   EXPECT_EQ(created("anna", "secret"), "ok");
   EXPECT_EQ(created("anna", "other"), "error 51003");
@@ -147,6 +160,21 @@ TEST_P(UsersContract, SettingUpADeploymentMayBeRepeated) {
   for (const auto& step : client.setUpDeployment({})) {
     EXPECT_EQ(step.state, database_client::DeploymentStep::State::alreadyThere) << step.what;
   }
+}
+
+TEST_P(UsersContract, AnIndexOfASetUpIsMadeOnceAndUsed) {
+  database_client::DeploymentPlan plan;
+  plan.indexes.push_back({"experiment", "contract", {"source.host", "source.type"}});
+  client.setUpDeployment(plan);
+  for (const auto& step : client.setUpDeployment(plan)) {
+    EXPECT_EQ(step.state, database_client::DeploymentStep::State::alreadyThere) << step.what;
+  }
+  if (engine().rfind("embedded", 0) == 0) return;  // it has an index of its own, over the items of arrays
+  given({"{'_id':1,'source':{'host':'a','type':1}}", "{'_id':2,'source':{'host':'b','type':1}}"});
+  const ObjectProperties told =
+      client.explain("experiment", "contract", document("{'source.host':'a','source.type':1}"));
+  EXPECT_EQ(told.valueAsString("index", ""), "source.host_1_source.type_1");
+  EXPECT_EQ(told.valueAsInt64("examined", -1), 1);
 }
 
 TEST_P(UsersContract, TheRoleOfEveryUserIsThereAfterSettingUp) {

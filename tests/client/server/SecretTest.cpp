@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <functional>
 
 #include "client/server/Failure.h"
@@ -236,6 +237,13 @@ TEST_F(Login, BestMechanismIsTriedFirst) {
   server.pose({database_test::Pose::Role::standalone, "", {}, "", 1, {"SCRAM-SHA-1", "SCRAM-SHA-256"}});
   EXPECT_EQ(connect("127.0.0.1", server.port(), "anna", "pw"), "false");
   EXPECT_THAT(sent("saslStart"), HasSubstr(R"("mechanism" : "SCRAM-SHA-256")"));
+}
+
+TEST_F(Login, NameIsSentSoThatItCannotBeTakenForAnotherPart) {
+  connect("127.0.0.1", server.port(), "a,b=c", "pw");
+  const std::vector<std::uint8_t> wire = server.received("saslStart").back().wire;
+  const std::string expected = "n,,n=a=2Cb=3Dc,r=";  // as RFC 5802 has it
+  EXPECT_NE(std::search(wire.begin(), wire.end(), expected.begin(), expected.end()), wire.end());
 }
 
 TEST_F(Login, PasswordIsNotAmongWhatIsSent) {
