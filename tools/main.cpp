@@ -63,7 +63,9 @@ ExitStatus run(int argc, const char* const* argv) {
   if (const char* store = std::getenv("RECORDCTL_STORE")) session.options.store = store;
   addGlobalOptions(commandLine.root(), session.options);
   addCommands(commandLine.root(), session);
-  return commandLine.run(argc, argv) ? session.status() : ExitStatus::wrongUse;
+  const bool makesSense = commandLine.run(argc, argv);
+  if (!std::cout.flush()) throw UsageError("standard output cannot be written");
+  return makesSense ? session.status() : ExitStatus::wrongUse;
 }
 
 }  // namespace

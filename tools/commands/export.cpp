@@ -70,8 +70,6 @@ void runExport(Session& session, const ExportOptions& options) {
     exportCsv(session, kind, selection);
   else
     exportRecords(session, kind, selection);
-  std::cout.flush();
-  if (!std::cout) throw UsageError("standard output cannot be written");
 }
 
 }  // namespace

@@ -135,3 +135,15 @@ TEST_F(Recordctl, AFileThatIsNoJsonIsWrongInputBeforeAnythingIsWritten) {
   EXPECT_EQ(outcome.status, 2);
   EXPECT_FALSE(storeExists());
 }
+
+TEST_F(Recordctl, WhatCannotBeWrittenIsNoSuccess) {
+  importPlots();
+  std::filesystem::remove(path("stdout"));
+  std::filesystem::create_symlink("/dev/full", path("stdout"));
+  for (const auto& command : std::vector<std::vector<std::string>>{
+           {"export"}, {"list"}, {"list", "--json"}, {"facets", "site"}, {"--help"}}) {
+    const Outcome outcome = run(command);
+    EXPECT_EQ(outcome.status, 2) << command.front();
+    EXPECT_EQ(outcome.err, "recordctl: standard output cannot be written\n");
+  }
+}

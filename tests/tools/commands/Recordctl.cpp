@@ -17,7 +17,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
+/// What a file holds; a device has nothing to say.
 std::string read(const fs::path& path) {
+  if (!fs::is_regular_file(path)) return "";
   std::ifstream file(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), {}};
 }
