@@ -92,6 +92,54 @@ TEST_P(LibraryContract, ARecordComesBackWithAllItHolds) {
   EXPECT_EQ(text(user), "{'mine':{'deep':[1,null,{'x':true}]}}");
 }
 
+TEST_P(LibraryContract, AFoundRecordNamesWhatItHolds) {
+  const auto record = newRecord();
+  record->setCategory("Site", "Waseca");
+  record->addDescriptionInt("year", 1931);
+  record->addDescriptionString("note", "x");
+  std::string fileId;
+  record->addFileInfo(ObjectType::mediaObject, "host", "/data/a.avi", fileId);
+  std::string id;
+  experiments->writeRecord(record.get(), id);
+
+  const auto found = read(id);
+  std::list<std::string> categories;
+  std::list<std::string> descriptions;
+  std::list<std::string> files;
+  found->enumCategoriesNames(categories);
+  found->enumDescriptionsNames(descriptions);
+  found->enumFilesIds(ObjectType::mediaObject, files);
+  EXPECT_THAT(categories, ElementsAre("Site"));
+  EXPECT_THAT(descriptions, UnorderedElementsAre("year", "note"));
+  EXPECT_THAT(files, ElementsAre(fileId));
+  PropertyType type{};
+  found->descriptionType("year", type);
+  EXPECT_EQ(type, PropertyType::int32);
+}
+
+TEST_P(LibraryContract, WhatIsRemovedFromARecordIsGoneFromTheStore) {
+  const auto record = newRecord();
+  record->setCategory("Site", "Waseca");
+  record->setCategory("Color", "red");
+  record->addDescriptionInt("year", 1931);
+  record->addDescriptionString("note", "x");
+  record->setUserRecrod(document("{'mine':1}"));
+  std::string id;
+  experiments->writeRecord(record.get(), id);
+
+  const auto changed = read(id);
+  changed->removeCategory("Color");
+  changed->removeDescription("note");
+  changed->removeUserRecord();
+  experiments->updateRecord(changed.get(), id);
+
+  const auto found = read(id);
+  EXPECT_EQ(found->categoryValue("Site", "gone") + " " + found->categoryValue("Color", "gone"), "Waseca gone");
+  EXPECT_EQ(found->descriptionAsInt("year", 0), 1931);
+  EXPECT_EQ(found->descriptionAsString("note", "gone"), "gone");
+  EXPECT_FALSE(found->getUserRecord().contains("mine"));
+}
+
 TEST_P(LibraryContract, AnUnknownIdLeavesTheRecordAsItWas) {
   const auto record = newRecord();
   record->setCategory("Site", "Morris");
@@ -287,6 +335,28 @@ TEST_P(UsersLibraryContract, RolesComeBackWithoutThoseOfEveryone) {
   ASSERT_EQ(roles.size(), 1U);
   EXPECT_EQ(roles.front().role, DatabaseRoleType::readWrite);
   EXPECT_EQ(roles.front().db, DatabaseType::base);
+}
+
+TEST_P(UsersLibraryContract, AnUpdateReplacesTheRoles) {
+  users->addUser("anna", "secret", {{DatabaseRoleType::readWrite, DatabaseType::base}}, ObjectProperties{});
+  users->updateUser("anna", {{DatabaseRoleType::read, DatabaseType::experiment}}, ObjectProperties{});
+  std::list<UsersDatabaseInterface::Role> roles;
+  ObjectProperties data;
+  users->getUserInfo("anna", roles, data);
+  ASSERT_EQ(roles.size(), 1U);
+  EXPECT_EQ(roles.front().role, DatabaseRoleType::read);
+  EXPECT_EQ(roles.front().db, DatabaseType::experiment);
+}
+
+TEST_P(UsersLibraryContract, APersonConnectsAndKeepsSettings) {
+  users->addUser("anna", "secret", {}, ObjectProperties{});
+  const std::unique_ptr<UsersDatabaseInterface> own(createUsersDatabase());
+  own->connectAsUser(address().host, address().port, "anna", "secret");
+  own->addUserData("anna", "window", document("{'width':7}"));
+  own->disconnect();
+  ObjectProperties data;
+  users->getUserData("anna", "window", data);
+  EXPECT_EQ(data.valueAsInt32("width", 0), 7);
 }
 
 TEST_P(UsersLibraryContract, AChangedPasswordHolds) {

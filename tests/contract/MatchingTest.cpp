@@ -246,7 +246,7 @@ TEST_P(StoreContract, AnUnknownOperatorIsAnErrorAtAnyLevel) {
 }
 
 TEST_P(StoreContract, OperatorsThatRunCodeOrWriteAreRefused) {
-  if (engine() != "embedded") GTEST_SKIP() << "a server may run code";
+  if (engine().rfind("embedded", 0) != 0) GTEST_SKIP() << "a server may run code";
   given({"{'_id':1}"});
   EXPECT_EQ(found("{'$where':'true'}"), "unsupported");
   EXPECT_EQ(aggregated("[{'$out':'other'}]"), "unsupported");
