@@ -2,8 +2,10 @@
 #include <sys/wait.h>
 
 #include <csignal>
+#include <fstream>
 
 #include "tests/client/server/SecantusTest.h"
+#include "tests/support/Certificates.h"
 #include "tests/support/FaultProxy.h"
 
 // Users on a server that controls access.
@@ -156,6 +158,34 @@ TEST_F(Access, ServerThatIsStoppedIsATimeoutUntilItGoesOn) {
   ::kill(process->id(), SIGCONT);
   EXPECT_EQ(insert(R"({"_id": 2})"), "ok");
   EXPECT_EQ(find(), "2");
+}
+
+class ServerUnderTls : public SecantusTest {
+ protected:
+  std::string address(const std::string& options) const {
+    return "mongodb://127.0.0.1:" + std::to_string(port) + "/?tls=true&connectTimeoutMS=5000&tlsCAFile=" +
+           certificates.authority() + options;
+  }
+  /// A certificate and its key in one file.
+  std::string issueForClient(const std::string& name) const {
+    const database_test::TlsFiles files = certificates.issue(name, {name});
+    const std::string path = folder.path() + "/" + name + "-both.pem";
+    std::ofstream both(path);
+    for (const std::string& part : {files.certificate, files.key}) both << std::ifstream(part).rdbuf();
+    return path;
+  }
+
+  const database_test::Certificates certificates{folder.path()};
+};
+
+TEST_F(ServerUnderTls, ClientShowsItsCertificateWhereItIsAskedFor) {
+  const database_test::TlsFiles files = certificates.issue("server", {});
+  start({"--tls-cert-file", files.certificate, "--tls-key-file", files.key, "--tls-ca-file", certificates.authority(),
+         "--tls-require-client-cert"});
+  EXPECT_EQ(ClientTest::connect(address("&tlsCertificateKeyFile=" + issueForClient("anna"))), "true")
+      << client.failure();
+  EXPECT_EQ(insert(), "ok");
+  EXPECT_EQ(ClientTest::connect(address("")), "false");
 }
 
 }  // namespace
