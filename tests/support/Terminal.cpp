@@ -34,7 +34,7 @@ std::vector<char*> pointersTo(std::vector<std::string>& texts) {
 }
 
 void handle(void (*handler)(int)) {
-  for (const int number : {SIGINT, SIGTERM}) std::signal(number, handler);
+  for (const int number : {SIGINT, SIGTERM}) static_cast<void>(std::signal(number, handler));
 }
 
 int statusOf(int waited) {
@@ -75,7 +75,7 @@ Terminal::Terminal(std::vector<std::string> command, std::vector<std::string> en
 }
 
 void Terminal::lead(int slave, const std::vector<char*>& command, const std::vector<char*>& environment, int report,
-                    int release) const {
+                    int release) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   handle(SIG_IGN);
   setsid();
@@ -117,9 +117,9 @@ std::string Terminal::readUntil(const std::string& text) {
     takeIn();
     found = pending_.find(text);
   }
-  const std::string read = pending_.substr(0, found + text.size());
-  pending_.erase(0, read.size());
-  return read;
+  std::string taken = pending_.substr(0, found + text.size());
+  pending_.erase(0, taken.size());
+  return taken;
 }
 
 void Terminal::type(const std::string& keys) const {

@@ -34,8 +34,8 @@ class Terminal {
 
  private:
   /// The session that the program belongs to; it outlives the program, since the end of a session resets its terminal.
-  [[noreturn]] void lead(int slave, const std::vector<char*>& command, const std::vector<char*>& environment,
-                         int report, int release) const;
+  [[noreturn]] static void lead(int slave, const std::vector<char*>& command, const std::vector<char*>& environment,
+                                int report, int release);
   /// Waits until something was written or the program has ended, and takes it in.
   void takeIn();
   bool hasEnded() const { return status_ >= 0; }

@@ -1,8 +1,7 @@
 #include "tools/input/IdCheck.h"
 
-#include <stdlib.h>
-
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <utility>
 
@@ -65,6 +64,7 @@ void IdCheck::takeFromStore() {
                      return true;
                    });
   std::vector<const ObjectProperties*> pointers;
+  pointers.reserve(found.size());
   for (const auto& id : found) pointers.push_back(id.get());
   std::vector<std::string> ignored;
   seen_->insertMany(place_.database, place_.collection, pointers, ignored);

@@ -11,8 +11,6 @@
 #include <iterator>
 #include <stdexcept>
 
-extern char** environ;
-
 namespace {
 
 namespace fs = std::filesystem;

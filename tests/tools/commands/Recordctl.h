@@ -19,9 +19,11 @@ struct Outcome {
 
 /// Runs the command as a process, in an empty folder and with a store in a file of that folder.
 class Recordctl : public ::testing::Test {
+ public:
+  ~Recordctl() override;
+
  protected:
   Recordctl();
-  ~Recordctl() override;
 
   Outcome run(const std::vector<std::string>& arguments, const std::string& input = "") const;
   /// Runs what must succeed, and gives what it wrote.

@@ -21,7 +21,7 @@ class RecordctlContract : public Recordctl, public ::testing::WithParamInterface
  protected:
   void SetUp() override;
 
-  bool isFile() const { return GetParam() == "embedded"; }
+  static bool isFile() { return GetParam() == "embedded"; }
   /// The address of the store, as `--store` takes it.
   std::string store() const { return environment.at("RECORDCTL_STORE"); }
   /// Another empty store of the same sort: a file for a file, a server for a server; empty where there is none.

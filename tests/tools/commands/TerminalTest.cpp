@@ -9,8 +9,6 @@
 
 namespace {
 
-using database_test::Terminal;
-
 /// As a person presses the keys: Ctrl-C, Ctrl-D.
 const char* const interrupt = "\x03";
 const char* const endOfInput = "\x04";
