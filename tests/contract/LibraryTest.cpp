@@ -348,6 +348,19 @@ TEST_P(UsersLibraryContract, AnUpdateReplacesTheRoles) {
   EXPECT_EQ(roles.front().db, DatabaseType::experiment);
 }
 
+TEST_P(UsersLibraryContract, APersonSeesItselfAndChangesItsOwnData) {
+  const std::list<UsersDatabaseInterface::Role> given{{DatabaseRoleType::read, DatabaseType::experiment}};
+  users->addUser("anna", "secret", given, document("{'color':'red'}"));
+  const std::unique_ptr<UsersDatabaseInterface> own(createUsersDatabase());
+  own->connectAsUser(address().host, address().port, "anna", "secret");
+  own->updateUser("anna", given, document("{'color':'blue'}"));
+  std::list<UsersDatabaseInterface::Role> roles;
+  ObjectProperties data;
+  own->getUserInfo("anna", roles, data);
+  EXPECT_EQ(roles.size(), 1U);
+  EXPECT_EQ(text(data), "{'color':'blue'}");
+}
+
 TEST_P(UsersLibraryContract, APersonConnectsAndKeepsSettings) {
   users->addUser("anna", "secret", {}, ObjectProperties{});
   const std::unique_ptr<UsersDatabaseInterface> own(createUsersDatabase());

@@ -37,6 +37,7 @@ const std::vector<WrongAnswer>& knownWrongAnswers() {
       {"secantus", "SumOfDoublesIsCompensated", "adds without compensation"},
       {"secantus", "TheCustomDataOfAUserIsKept", "drops it"},
       {"secantus", "AnEmptyPasswordIsToldByItsCode", otherCode},
+      {"secantus", "APersonSeesItselfAndChangesItsOwnData", "drops the data, and refuses the question"},
       {"secantus", "NamesMayHoldWhatSeparatesThePartsOfALogin",
        "refuses the login of a name with a comma or an equals sign"},
       {"secantus", "askForAnother", "lets whoever may read every database read the users"},

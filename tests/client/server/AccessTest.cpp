@@ -163,8 +163,8 @@ TEST_F(Access, ServerThatIsStoppedIsATimeoutUntilItGoesOn) {
 class ServerUnderTls : public SecantusTest {
  protected:
   std::string address(const std::string& options) const {
-    return "mongodb://127.0.0.1:" + std::to_string(port) + "/?tls=true&connectTimeoutMS=5000&tlsCAFile=" +
-           certificates.authority() + options;
+    return "mongodb://127.0.0.1:" + std::to_string(port) +
+           "/?tls=true&connectTimeoutMS=5000&tlsCAFile=" + certificates.authority() + options;
   }
   /// A certificate and its key in one file.
   std::string issueForClient(const std::string& name) const {
