@@ -1,6 +1,8 @@
 #include "client/bson/Writer.h"
 
+#include <algorithm>
 #include <charconv>
+#include <cstring>
 #include <utility>
 
 namespace database_client::bson {
@@ -10,76 +12,68 @@ constexpr std::size_t usualSize = 256;
 constexpr std::size_t usualDepth = 8;
 }  // namespace
 
-void Writer::raw(const void* bytes, std::size_t size) {
-  const auto* first = static_cast<const Byte*>(bytes);
-  bytes_.insert(bytes_.end(), first, first + size);
-}
-
-void Writer::head(Type type, std::string_view key) {
-  bytes_.push_back(static_cast<Byte>(type));
-  raw(key.data(), key.size());
-  bytes_.push_back(0);
+/// Appends the type and the key of an element and makes room for its value, which the caller fills in.
+Byte* Writer::element(Type type, std::string_view key, std::size_t size) {
+  const std::size_t start = bytes_.size();
+  bytes_.resize(start + 1 + key.size() + 1 + size);
+  Byte* at = bytes_.data() + start;
+  *at++ = static_cast<Byte>(type);
+  at = std::copy(key.begin(), key.end(), at);
+  *at++ = 0;
+  return at;
 }
 
 void Writer::append(std::string_view key, const Value& value) {
-  head(value.type, key);
-  raw(value.data, value.size);
+  Byte* at = element(value.type, key, value.size);
+  if (value.size != 0) std::memcpy(at, value.data, value.size);
 }
 
 void Writer::appendDouble(std::string_view key, double value) {
-  head(Type::real, key);
-  number(value);
+  store(element(Type::real, key, sizeof value), value);
 }
 
 void Writer::appendString(std::string_view key, std::string_view value) {
-  head(Type::string, key);
-  number(static_cast<std::int32_t>(value.size() + 1));
-  raw(value.data(), value.size());
-  bytes_.push_back(0);
+  Byte* at = element(Type::string, key, 4 + value.size() + 1);
+  store(at, static_cast<std::int32_t>(value.size() + 1));
+  *std::copy(value.begin(), value.end(), at + 4) = 0;
 }
 
 void Writer::appendBool(std::string_view key, bool value) {
-  head(Type::boolean, key);
-  bytes_.push_back(value ? 1 : 0);
+  *element(Type::boolean, key, 1) = value ? 1 : 0;
 }
 
 void Writer::appendInt32(std::string_view key, std::int32_t value) {
-  head(Type::int32, key);
-  number(value);
+  store(element(Type::int32, key, sizeof value), value);
 }
 
 void Writer::appendInt64(std::string_view key, std::int64_t value) {
-  head(Type::int64, key);
-  number(value);
+  store(element(Type::int64, key, sizeof value), value);
 }
 
 void Writer::appendDate(std::string_view key, std::int64_t milliseconds) {
-  head(Type::date, key);
-  number(milliseconds);
+  store(element(Type::date, key, sizeof milliseconds), milliseconds);
 }
 
 void Writer::appendNull(std::string_view key) {
-  head(Type::null, key);
+  element(Type::null, key, 0);
 }
 
 void Writer::appendObjectId(std::string_view key, const Byte* twelveBytes) {
-  head(Type::objectId, key);
-  raw(twelveBytes, objectIdSize);
+  std::memcpy(element(Type::objectId, key, objectIdSize), twelveBytes, objectIdSize);
 }
 
 void Writer::appendRegex(std::string_view key, std::string_view pattern, std::string_view options) {
-  head(Type::regex, key);
-  raw(pattern.data(), pattern.size());
-  bytes_.push_back(0);
-  raw(options.data(), options.size());
-  bytes_.push_back(0);
+  Byte* at = element(Type::regex, key, pattern.size() + 1 + options.size() + 1);
+  at = std::copy(pattern.begin(), pattern.end(), at);
+  *at++ = 0;
+  *std::copy(options.begin(), options.end(), at) = 0;
 }
 
 void Writer::appendBinary(std::string_view key, Byte subtype, const void* bytes, std::size_t size) {
-  head(Type::binary, key);
-  number(static_cast<std::int32_t>(size));
-  bytes_.push_back(subtype);
-  raw(bytes, size);
+  Byte* at = element(Type::binary, key, 4 + 1 + size);
+  store(at, static_cast<std::int32_t>(size));
+  at[4] = subtype;
+  if (size != 0) std::memcpy(at + 5, bytes, size);
 }
 
 void Writer::open() {
@@ -88,16 +82,16 @@ void Writer::open() {
     open_.reserve(usualDepth);
   }
   open_.push_back(bytes_.size());
-  number(std::int32_t{0});
+  bytes_.resize(bytes_.size() + sizeof(std::int32_t));
 }
 
 void Writer::beginDocument(std::string_view key) {
-  head(Type::document, key);
+  element(Type::document, key, 0);
   open();
 }
 
 void Writer::beginArray(std::string_view key) {
-  head(Type::array, key);
+  element(Type::array, key, 0);
   open();
 }
 

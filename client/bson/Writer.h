@@ -41,12 +41,7 @@ class Writer {
 
  private:
   void open();
-  void head(Type type, std::string_view key);
-  void raw(const void* bytes, std::size_t size);
-  template <class Number>
-  void number(Number value) {
-    raw(&value, sizeof value);
-  }
+  Byte* element(Type type, std::string_view key, std::size_t size);
 
   std::vector<Byte> bytes_;
   std::vector<std::size_t> open_;
