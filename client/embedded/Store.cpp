@@ -17,6 +17,9 @@ namespace {
 
 constexpr std::size_t cachedBytes = std::size_t{16} * 1024 * 1024;  ///< of all indexes together
 
+/// What the keys of the index's blobs have room for.
+constexpr std::int64_t lastCollection = (std::int64_t{1} << 20) - 1;
+
 std::string labelOf(const std::string& database, const std::string& name) {
   return database + "." + name;
 }
@@ -224,6 +227,7 @@ void Store::vacuum() {
 }
 
 Collection& Store::remember(std::int64_t number, const std::string& database, const std::string& name) {
+  if (number < 1 || number > lastCollection) refuse(connection_, "the number of a collection is out of its bounds");
   auto& place = collections_[labelOf(database, name)];
   place = std::make_unique<Collection>(*this, number, database, name);
   return *place;
