@@ -169,7 +169,7 @@ class ServerUnderTls : public SecantusTest {
   /// A certificate and its key in one file.
   std::string issueForClient(const std::string& name) const {
     const database_test::TlsFiles files = certificates.issue(name, {name});
-    const std::string path = folder.path() + "/" + name + "-both.pem";
+    std::string path = folder.path() + "/" + name + "-both.pem";
     std::ofstream both(path);
     for (const std::string& part : {files.certificate, files.key}) both << std::ifstream(part).rdbuf();
     return path;

@@ -42,7 +42,7 @@ class FailPoint : public SecantusTest {
     return outcome([&] {
       std::list<ObjectProperties*> documents;
       client.aggregate("d", "c", document(R"({"pipeline": [{"$match": {}}]})"), documents);
-      const std::string text = std::to_string(documents.size());
+      std::string text = std::to_string(documents.size());
       for (const ObjectProperties* one : documents) delete one;
       return text;
     });

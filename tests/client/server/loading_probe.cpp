@@ -2,6 +2,7 @@
 
 #include <dlfcn.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <iostream>
 #include <memory>
@@ -29,15 +30,24 @@ void loadAndUse(const char* library, const std::string& host) {
   dlclose(handle);
 }
 
+void tell(const char* library, const std::string& host, const std::string& rounds) {
+  if (rounds != "once") {
+    std::cout << database_test::growth(std::atoi(rounds.c_str()), [&] { loadAndUse(library, host); }) << '\n';
+    return;
+  }
+  loadAndUse(library, host);
+  std::cout << (dlopen(library, RTLD_NOW | RTLD_NOLOAD) != nullptr ? "stays" : "goes") << '\n';
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   if (argc != 4) return EXIT_FAILURE;
-  if (std::string(argv[3]) == "once") {
-    loadAndUse(argv[1], argv[2]);
-    std::cout << (dlopen(argv[1], RTLD_NOW | RTLD_NOLOAD) != nullptr ? "stays" : "goes") << '\n';
+  try {
+    tell(argv[1], argv[2], argv[3]);
     return EXIT_SUCCESS;
+  } catch (const std::exception& error) {
+    static_cast<void>(std::fputs(error.what(), stderr));
+    return EXIT_FAILURE;
   }
-  std::cout << database_test::growth(std::atoi(argv[3]), [&] { loadAndUse(argv[1], argv[2]); }) << '\n';
-  return EXIT_SUCCESS;
 }
