@@ -102,12 +102,14 @@ constexpr Extent extentOf(Type type) {
   return {};
 }
 
-/// `extentOf` by type byte.
-constexpr std::array<Extent, 256> extents = [] {
+constexpr std::array<Extent, 256> allExtents() {
   std::array<Extent, 256> table{};
   for (std::size_t type = 0; type < table.size(); ++type) table[type] = extentOf(static_cast<Type>(type));
   return table;
-}();
+}
+
+/// `extentOf` by type byte.
+constexpr std::array<Extent, 256> extents = allExtents();
 
 /// The number of bytes of a value; 0 for a type byte that BSON does not have.
 inline std::size_t valueSize(Type type, const Byte* value) {
