@@ -4,6 +4,8 @@
 #include <iostream>
 #include <memory>
 
+#include "tools/core/Errors.h"
+
 namespace database_provider::recordctl {
 
 namespace {
@@ -12,6 +14,17 @@ template <class Value>
 CLI::Option* addOption(CLI::App& app, const std::string& name, const std::string& form, Value& value,
                        const std::string& help) {
   return app.add_option(name, value, help)->type_name(form);
+}
+
+/// Names the command or option that there is not. Values stay untold: somebody may have typed a password.
+std::string whatIsUnexpected(const CLI::App& app) {
+  const std::vector<std::string> arguments = app.remaining(true);
+  for (const std::string& argument : arguments) {
+    if (argument.compare(0, 2, "--") == 0) return "there is no option " + argument.substr(0, argument.find('='));
+    if (argument.size() > 1 && argument[0] == '-') return "there is no option " + argument.substr(0, 2);
+  }
+  if (app.get_subcommands().empty() && !arguments.empty()) return "there is no command " + arguments.front();
+  return "more arguments than the command takes";
 }
 
 }  // namespace
@@ -91,6 +104,11 @@ bool CommandLine::run(int argc, const char* const* argv) const {
     app_->parse(argc, argv);
     return true;
   } catch (const CLI::ParseError& error) {
+    const bool isMissing = error.get_exit_code() == static_cast<int>(CLI::ExitCodes::RequiredError);
+    const bool isUnexpected = error.get_exit_code() == static_cast<int>(CLI::ExitCodes::ExtrasError);
+    if (isUnexpected || (isMissing && app_->remaining_size(true) > 0)) {
+      throw UsageError(whatIsUnexpected(*app_) + "; --help tells what there is");
+    }
     return app_->exit(error, std::cout, std::cerr) == 0;
   }
 }
