@@ -260,9 +260,9 @@ std::vector<Collection*> Store::collections() {
   while (rows.step()) {
     const std::string database(rows.text(1));
     const std::string name(rows.text(2));
-    if (!bson::isUtf8(labelOf(database, name)))
-      refuse(connection_, "it is damaged: the name of a collection is no text");
-    const auto known = collections_.find(labelOf(database, name));
+    const std::string label = labelOf(database, name);
+    if (!bson::isUtf8(label)) refuse(connection_, "it is damaged: the name of a collection is no text");
+    const auto known = collections_.find(label);
     const bool isKnown = known != collections_.end();
     all.push_back(isKnown ? known->second.get() : &remember(rows.integer(0), database, name));
   }
