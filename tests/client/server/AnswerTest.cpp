@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <functional>
 
 #include "tests/client/server/ServerTest.h"
 
@@ -41,6 +42,24 @@ class Answer : public ServerTest {
     return step;
   }
 };
+
+TEST_F(Answer, WhatOnlyAFileStoreDoesIsRefusedByName) {
+  const auto refused = [this](const std::function<void()>& operation) {
+    const std::string kind = outcome([&] {
+      operation();
+      return "done";
+    });
+    return kind + ": " + message();
+  };
+  const std::string rest = " is not possible on this kind of store";
+  EXPECT_EQ(refused([this] { client.beginTransaction(); }), "unsupported: beginTransaction" + rest);
+  EXPECT_EQ(refused([this] { client.commitTransaction(); }), "unsupported: commitTransaction" + rest);
+  EXPECT_EQ(refused([this] { client.rollbackTransaction(); }), "unsupported: rollbackTransaction" + rest);
+  EXPECT_EQ(refused([this] { client.check(); }), "unsupported: check" + rest);
+  EXPECT_EQ(refused([this] { client.compact(); }), "unsupported: compact" + rest);
+  EXPECT_EQ(refused([this] { client.backup("copy.db"); }), "unsupported: backup" + rest);
+  EXPECT_EQ(insert(), "ok");
+}
 
 TEST_F(Answer, InsertWithoutACountIsNoSuccess) {
   server.script("insert", {answer(R"({"ok": 1})")});
