@@ -22,38 +22,39 @@ std::string Generator::path() {
 }
 
 std::string Generator::scalar() {
-  static const Choices common{"0",
-                              "1",
-                              "-1",
-                              "5",
-                              "1.5",
-                              "{'$numberDouble':'1.0'}",
-                              "{'$numberDouble':'-0.0'}",
-                              "{'$numberLong':'1'}",
-                              "{'$numberInt':'2147483647'}",
-                              "{'$numberInt':'-2147483648'}",
-                              "{'$numberLong':'9223372036854775807'}",
-                              "{'$numberLong':'-9223372036854775808'}",
-                              "{'$numberLong':'9007199254740991'}",
-                              "{'$numberLong':'9007199254740993'}",
-                              "{'$numberDouble':'9007199254740992.0'}",
-                              "{'$numberDouble':'Infinity'}",
-                              "{'$numberDouble':'-Infinity'}",
-                              "''",
-                              "'a'",
-                              "'b'",
-                              "'A'",
-                              "'é'",
-                              "true",
-                              "false",
-                              "null",
-                              "{'$date':{'$numberLong':'-1'}}",
-                              "{'$date':{'$numberLong':'0'}}",
-                              "{'$oid':'5f5f5f5f5f5f5f5f5f5f5f5f'}"};
+  static const Choices plain{"0",
+                             "1",
+                             "-1",
+                             "5",
+                             "1.5",
+                             "{'$numberInt':'2147483647'}",
+                             "{'$numberInt':'-2147483648'}",
+                             "''",
+                             "'a'",
+                             "'b'",
+                             "'A'",
+                             "'é'",
+                             "true",
+                             "false",
+                             "{'$date':{'$numberLong':'-1'}}",
+                             "{'$date':{'$numberLong':'0'}}",
+                             "{'$oid':'5f5f5f5f5f5f5f5f5f5f5f5f'}"};
+  static const Choices odd{"{'$numberDouble':'1.0'}",
+                           "{'$numberLong':'1'}",
+                           "{'$numberDouble':'-0.0'}",
+                           "{'$numberLong':'9223372036854775807'}",
+                           "{'$numberLong':'-9223372036854775808'}",
+                           "{'$numberLong':'9007199254740991'}",
+                           "{'$numberLong':'9007199254740993'}",
+                           "{'$numberDouble':'9007199254740992.0'}",
+                           "{'$numberDouble':'Infinity'}",
+                           "{'$numberDouble':'-Infinity'}",
+                           "null"};
   static const Choices decimals{"{'$numberDecimal':'1.0'}", "{'$numberDecimal':'1.5'}", "{'$numberDecimal':'NaN'}"};
+  if (!grammar_.hasOddValues) return oneOf(plain);
   if (chance(4)) return "{'$numberDouble':'NaN'}";
   if (chance(5)) return oneOf(decimals);
-  return oneOf(common);
+  return oneOf(chance(62) ? plain : odd);
 }
 
 std::string Generator::object(int depth) {
@@ -72,7 +73,7 @@ std::string Generator::array(int depth) {
 
 std::string Generator::value(int depth) {
   if (depth > 0 && chance(25)) return object(depth);
-  if (depth > 0 && chance(30)) return array(depth);
+  if (grammar_.hasOddValues && depth > 0 && chance(30)) return array(depth);
   return scalar();
 }
 
@@ -85,7 +86,7 @@ std::string Generator::document(int id) {
 }
 
 std::string Generator::operand() {
-  if (chance(80)) return scalar();
+  if (!grammar_.hasOddValues || chance(80)) return scalar();
   return chance(50) ? object(1) : "[" + scalar() + "]";
 }
 
@@ -122,6 +123,7 @@ std::string Generator::condition(int depth) {
     case 7:
       return "{'$size':" + std::to_string(below(3)) + "}";
     case 8:
+      if (!grammar_.hasPatterns) return comparison();
       return "{'$regex':'" + oneOf({"a", "^a", "^$", "b$", "."}) + "','$options':'" + oneOf({"", "i"}) + "'}";
     case 9:
       return depth > 0 ? "{'$not':" + comparison() + "}" : operand();
@@ -152,6 +154,7 @@ std::string Generator::selector() {
   std::string other = name();
   while (other.front() == first.front()) other = name();
   std::string conditions = "'" + first + "':" + scalar();
+  if (!grammar_.hasNestedSeeds) return "{" + conditions + "}";
   if (chance(30)) return "{" + conditions + ",'" + other + "':{'$gt':" + scalar() + "}}";
   if (chance(30)) conditions += ",'$and':[{'" + other + "':{'$eq':" + scalar() + "}}]";
   return "{" + conditions + "}";
@@ -184,6 +187,7 @@ std::string Generator::stage() {
     case 3:
       return "{'$unwind':{'path':'$" + name() + "','preserveNullAndEmptyArrays':true}}";
     case 4:
+      if (!grammar_.hasNewFields) return group();
       return "{'$addFields':{'c':'$" + expressionPath() + "'}}";
     case 5:
       return group();

@@ -14,6 +14,10 @@ struct Grammar {
   bool hasEmptyKeys = true;           ///< empty arrays as keys of groups
   bool hasExactMod = true;            ///< `$mod` of long integers, and `$all` of null
   bool hasPathsThroughArrays = true;  ///< in what stages compute, leave out and sort by
+  bool hasOddValues = true;           ///< arrays, null, and numbers that are no ordinary ones
+  bool hasPatterns = true;            ///< "$regex", which looks at texts alone
+  bool hasNewFields = true;           ///< `$addFields`, which replaces what is there
+  bool hasNestedSeeds = true;         ///< keys that an insert takes from an "$and"
 };
 
 /// Random documents, filters, updates and pipelines as JSON with single quotes. Few names and values, so that they
