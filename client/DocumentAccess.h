@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "client/bson/Buffer.h"
 #include "client/bson/View.h"
 #include "database_client/ObjectProperties.h"
 
@@ -19,6 +20,7 @@ class DocumentAccess {
   /// Makes a document of bytes that are known to be valid BSON.
   static ObjectProperties adopt(bson::View trusted);
   static ObjectProperties adopt(std::vector<std::uint8_t>&& trusted);
+  static ObjectProperties adopt(bson::Buffer&& trusted);
 };
 
 }  // namespace database_client

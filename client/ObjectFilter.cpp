@@ -1,6 +1,5 @@
 #include "database_client/ObjectFilter.h"
 
-#include <cstring>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -8,6 +7,7 @@
 #include "client/DocumentAccess.h"
 #include "client/ObjectId.h"
 #include "client/bson/Writer.h"
+#include "client/bson/utf8.h"
 #include "client/bson/validate.h"
 #include "client/filter/QueryTree.h"
 #include "client/filter/Steps.h"
@@ -22,7 +22,7 @@ using filter::Steps;
 
 namespace {
 
-const char* operatorOf(OperationType operation) {
+std::string_view operatorOf(OperationType operation) {
   switch (operation) {
     case OperationType::equal:
       return "$eq";
@@ -43,7 +43,7 @@ const char* operatorOf(OperationType operation) {
     case OperationType::notMatches:
       return "$regex";
   }
-  return nullptr;
+  return {};
 }
 
 [[noreturn]] void refuse(Error::Kind kind, const std::string& key, const std::string& why) {
@@ -51,6 +51,7 @@ const char* operatorOf(OperationType operation) {
 }
 
 void checkKey(const std::string& key) {
+  if (bson::isPlain(key)) return;
   if (key.find('\0') != std::string::npos) {
     refuse(Error::Kind::document, key.substr(0, key.find('\0')), "a key cannot hold a NUL character");
   }
@@ -58,7 +59,7 @@ void checkKey(const std::string& key) {
 }
 
 void checkOptions(const std::string& key, const std::string& options) {
-  if (options.find_first_not_of("imsx") != std::string::npos) {
+  if (!options.empty() && options.find_first_not_of("imsx") != std::string::npos) {
     refuse(Error::Kind::query, key, "options \"" + options + R"(", where letters of "imsx" are expected)");
   }
 }
@@ -86,25 +87,35 @@ bool isNegative(OperationType operation) {
 }  // namespace
 
 struct ObjectFilter::Query {
+  Query() {}  // NOLINT(modernize-use-equals-default): with a default one, `make_unique` would fill it with zeros
+
   Steps steps;
 
-  /// Adds the condition that the value under `key` compares with `value`; a null value for one of a kind that has none.
+  /// Adds the condition that the value under `key` compares with `value`.
   void compare(OperationType operation, const std::string& key, const Value& value) {
-    checkKey(key);
-    const char* name = operatorOf(operation);
-    if (name == nullptr) {
-      refuse(Error::Kind::query, key, "unknown operation " + std::to_string(static_cast<int>(operation)));
-    }
+    const std::string_view name = comparisonOn(operation, key);
+    if (name.empty()) return;
     if (operation == OperationType::equal) {
       steps.add(key, value);
-    } else if (operation == OperationType::exists || operation == OperationType::notExists) {
-      const Byte present = operation == OperationType::exists ? 1 : 0;
-      steps.addComparison(key, name, {Type::boolean, &present, 1});
-    } else if (operation == OperationType::matches || operation == OperationType::notMatches) {
-      refuse(Error::Kind::query, key, "a pattern is a text");
     } else {
       steps.addComparison(key, name, value);
     }
+  }
+
+  /// The operator to compare with; empty for what needs no value and was added here.
+  std::string_view comparisonOn(OperationType operation, const std::string& key) {
+    checkKey(key);
+    const std::string_view name = operatorOf(operation);
+    if (name.empty()) {
+      refuse(Error::Kind::query, key, "unknown operation " + std::to_string(static_cast<int>(operation)));
+    }
+    if (operation == OperationType::matches || operation == OperationType::notMatches) {
+      refuse(Error::Kind::query, key, "a pattern is a text");
+    }
+    if (operation != OperationType::exists && operation != OperationType::notExists) return name;
+    const Byte present = operation == OperationType::exists ? 1 : 0;
+    steps.addComparison(key, name, {Type::boolean, &present, 1});
+    return {};
   }
 
   template <class Number>
@@ -117,10 +128,13 @@ struct ObjectFilter::Query {
   void compareText(OperationType operation, const std::string& key, const std::string& text) {
     if (!bson::isUtf8(text)) refuse(Error::Kind::document, key, "a text that is not valid UTF-8");
     if (text.size() > bson::maximumSize) refuse(Error::Kind::document, key, "a text beyond 16 MiB");
-    std::vector<Byte> bytes(4 + text.size() + 1);
-    bson::store(bytes.data(), static_cast<std::int32_t>(text.size() + 1));
-    std::memcpy(bytes.data() + 4, text.data(), text.size());
-    compare(operation, key, {Type::string, bytes.data(), bytes.size()});
+    const std::string_view name = comparisonOn(operation, key);
+    if (name.empty()) return;
+    if (operation == OperationType::equal) {
+      steps.addText(key, text);
+    } else {
+      steps.addTextComparison(key, name, text);
+    }
   }
 
   void match(const std::string& key, const std::string& pattern, const std::string& options, bool negative) {

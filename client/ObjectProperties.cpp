@@ -320,8 +320,12 @@ View DocumentAccess::level(const ObjectProperties& document) {
 }
 
 ObjectProperties DocumentAccess::adopt(View trusted) {
+  return adopt(bson::Buffer(trusted));
+}
+
+ObjectProperties DocumentAccess::adopt(bson::Buffer&& trusted) {
   ObjectProperties document;
-  document.document_ = std::make_unique<Document>(bson::Buffer(trusted));
+  document.document_ = std::make_unique<Document>(std::move(trusted));
   return document;
 }
 

@@ -1,11 +1,36 @@
 #include "filter/database_filter_d.h"
 
+#include <typeinfo>
+
 namespace database_provider {
 
 namespace {
 
-constexpr const char* category = "category";
-constexpr const char* description = "description";
+constexpr const char* root = "recordInfo.";
+
+/// The words that conditions on the items of a group are made of, as the texts that the calls want.
+struct Group {
+  explicit Group(const char* word) : group(word), key(root + group), nameKey(key + "." + name) {}
+
+  std::string group;
+  std::string name = "name";
+  std::string value = "value";
+  std::string elemMatch = "$elemMatch";
+  std::string noOptions{};
+  // As this class itself makes them.
+  std::string key;
+  std::string nameKey;
+};
+
+const Group& category() {
+  static const Group group("category");
+  return group;
+}
+
+const Group& description() {
+  static const Group group("description");
+  return group;
+}
 
 }  // namespace
 
@@ -52,57 +77,72 @@ void DatabaseFilterPrivate::finish_and() {
   filter_.finish_and();
 }
 
+template <class Group, class AddValue>
+void DatabaseFilterPrivate::addItemCondition(const Group& group, OperationType type, const std::string& name,
+                                             const AddValue& addValue) {
+  // A derived class makes keys of its own, and is asked for them whether they are used or not.
+  const bool isDerived = typeid(*this) != typeid(DatabaseFilterPrivate);
+  const std::string nameKey = isDerived ? createKey(group.group, group.name) : std::string();
+  if (type == OperationType::exists || type == OperationType::notExists) {
+    const auto asked = type == OperationType::exists ? OperationType::equal : OperationType::notEqual;
+    return filter_.setFilterString(asked, isDerived ? nameKey : group.nameKey, name, "i");
+  }
+  ObjectFilter item;
+  if (isDerived) {
+    item.beginGroup(createGroupKey(group.group));
+  } else {
+    item.beginGroup(group.key);
+  }
+  item.beginGroup(group.elemMatch);
+  item.setFilterString(OperationType::equal, group.name, name, group.noOptions);
+  addValue(item, group.value);
+  item.endGroup();
+  item.endGroup();
+  filter_.include(item);
+}
+
 void DatabaseFilterPrivate::setCategory(OperationType type, const std::string& name, const std::string& value,
                                         const std::string& options) {
-  addItemCondition(category, type, name,
-                   [&](ObjectFilter& item) { item.setFilterString(type, "value", value, options); });
+  addItemCondition(category(), type, name, [&](ObjectFilter& item, const std::string& key) {
+    item.setFilterString(type, key, value, options);
+  });
 }
 
 void DatabaseFilterPrivate::setDescriptionAsString(OperationType type, const std::string& name,
                                                    const std::string& value, const std::string& options) {
-  addItemCondition(description, type, name,
-                   [&](ObjectFilter& item) { item.setFilterString(type, "value", value, options); });
+  addItemCondition(description(), type, name, [&](ObjectFilter& item, const std::string& key) {
+    item.setFilterString(type, key, value, options);
+  });
 }
 
 void DatabaseFilterPrivate::setDescriptionAsInt(OperationType type, const std::string& name, const int& value) {
-  addItemCondition(description, type, name, [&](ObjectFilter& item) { item.setFilterInt(type, "value", value); });
+  addItemCondition(description(), type, name,
+                   [&](ObjectFilter& item, const std::string& key) { item.setFilterInt(type, key, value); });
 }
 
 void DatabaseFilterPrivate::setDescriptionAsDouble(OperationType type, const std::string& name, const double& value) {
-  addItemCondition(description, type, name, [&](ObjectFilter& item) { item.setFilterDouble(type, "value", value); });
+  addItemCondition(description(), type, name,
+                   [&](ObjectFilter& item, const std::string& key) { item.setFilterDouble(type, key, value); });
 }
 
 void DatabaseFilterPrivate::setDescriptionAsLongLong(OperationType type, const std::string& name,
                                                      const long long& value) {
-  addItemCondition(description, type, name, [&](ObjectFilter& item) { item.setFilterLongLong(type, "value", value); });
+  addItemCondition(description(), type, name,
+                   [&](ObjectFilter& item, const std::string& key) { item.setFilterLongLong(type, key, value); });
 }
 
 void DatabaseFilterPrivate::setDescriptionAsBool(OperationType type, const std::string& name, const bool& value) {
-  addItemCondition(description, type, name, [&](ObjectFilter& item) { item.setFilterBool(type, "value", value); });
+  addItemCondition(description(), type, name,
+                   [&](ObjectFilter& item, const std::string& key) { item.setFilterBool(type, key, value); });
 }
 
 void DatabaseFilterPrivate::setDescriptionAsTime(OperationType type, const std::string& name, const long long& value) {
-  addItemCondition(description, type, name, [&](ObjectFilter& item) { item.setFilterTime(type, "value", value); });
+  addItemCondition(description(), type, name,
+                   [&](ObjectFilter& item, const std::string& key) { item.setFilterTime(type, key, value); });
 }
 
 void DatabaseFilterPrivate::setId(OperationType type, const std::string& id) {
   filter_.setFilterId(type, "_id", id);
-}
-
-void DatabaseFilterPrivate::addItemCondition(const std::string& group, OperationType type, const std::string& name,
-                                             const std::function<void(ObjectFilter&)>& addValue) {
-  const std::string nameKey = createKey(group, "name");
-  if (type == OperationType::exists) return filter_.setFilterString(OperationType::equal, nameKey, name, "i");
-  if (type == OperationType::notExists) return filter_.setFilterString(OperationType::notEqual, nameKey, name, "i");
-
-  ObjectFilter item;
-  item.beginGroup(createGroupKey(group));
-  item.beginGroup("$elemMatch");
-  item.setFilterString(OperationType::equal, "name", name, "");
-  addValue(item);
-  item.endGroup();
-  item.endGroup();
-  filter_.include(item);
 }
 
 void DatabaseFilterPrivate::include(const DatabaseFilterPrivate& other) {
@@ -134,7 +174,7 @@ std::string DatabaseFilterPrivate::createKey(const std::string& group, const std
 }
 
 std::string DatabaseFilterPrivate::createGroupKey(const std::string& group) {
-  return "recordInfo." + group;
+  return root + group;
 }
 
 }  // namespace database_provider

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <functional>
 #include <string>
 
 #include "database_provider/types.h"
@@ -55,8 +54,8 @@ class DATABASE_PROVIDER_EXPORT DatabaseFilterPrivate {
 
  private:
   /// One item of the group has this name, and `addValue` says what its value must be.
-  void addItemCondition(const std::string& group, OperationType type, const std::string& name,
-                        const std::function<void(ObjectFilter&)>& addValue);
+  template <class Group, class AddValue>
+  void addItemCondition(const Group& group, OperationType type, const std::string& name, const AddValue& addValue);
 
   ObjectFilter filter_;
 };

@@ -1,15 +1,15 @@
 #pragma once
 
 #include <string_view>
-#include <vector>
 
+#include "client/bson/Buffer.h"
 #include "client/bson/View.h"
 #include "client/filter/Steps.h"
 
 namespace database_client::filter {
 
 /// The query document of the steps. Throws Error{document} beyond 100 levels or 16 MiB.
-std::vector<bson::Byte> toQuery(const Steps& steps);
+bson::Buffer toQuery(const Steps& steps);
 
 /// Adds the conditions of a query document one by one.
 void addDocument(Steps& steps, bson::View query);

@@ -1,6 +1,6 @@
 #include "client/filter/Steps.h"
 
-#include <algorithm>
+#include <cstring>
 
 namespace database_client::filter {
 
@@ -9,75 +9,78 @@ using bson::Type;
 using bson::Value;
 
 namespace {
-constexpr std::size_t usualSize = 256;
+
+std::size_t sizeOf(std::string_view text) {
+  return 4 + text.size() + 1;
 }
 
-void Steps::raw(const void* bytes, std::size_t size) {
-  const auto* first = static_cast<const Byte*>(bytes);
-  bytes_.insert(bytes_.end(), first, first + size);
+void put(Byte* at, std::string_view text) {
+  bson::store(at, static_cast<std::int32_t>(text.size() + 1));
+  if (!text.empty()) std::memcpy(at + 4, text.data(), text.size());
+  at[4 + text.size()] = 0;
 }
 
-void Steps::head(Type type, std::string_view key) {
-  if (bytes_.capacity() == 0) bytes_.reserve(usualSize);
-  bytes_.push_back(static_cast<Byte>(type));
-  raw(key.data(), key.size());
-  bytes_.push_back(0);
-}
+}  // namespace
 
 void Steps::add(std::string_view key, const Value& value) {
-  head(value.type, key);
-  raw(value.data, value.size);
+  Byte* at = bytes_.extendElement(value.type, key, value.size);
+  if (value.size != 0) std::memcpy(at, value.data, value.size);
   ++conditions_;
+}
+
+void Steps::addText(std::string_view key, std::string_view text) {
+  put(bytes_.extendElement(Type::string, key, sizeOf(text)), text);
+  ++conditions_;
+}
+
+/// All of `key: {operation: value}` but the value, for which there is room then.
+Byte* Steps::addOperation(std::string_view key, std::string_view operation, Type type, std::size_t size) {
+  const std::size_t inner = 4 + 1 + operation.size() + 1 + size + 1;
+  Byte* at = bytes_.extendElement(Type::document, key, inner);
+  bson::store(at, static_cast<std::int32_t>(inner));
+  at[inner - 1] = 0;
+  ++conditions_;
+  return putHead(at + 4, type, operation);
 }
 
 void Steps::addComparison(std::string_view key, std::string_view operation, const Value& value) {
-  const std::size_t inner = 4 + 1 + operation.size() + 1 + value.size + 1;
-  head(Type::document, key);
-  const auto length = static_cast<std::int32_t>(inner);
-  raw(&length, sizeof length);
-  head(value.type, operation);
-  raw(value.data, value.size);
-  bytes_.push_back(0);
-  ++conditions_;
+  Byte* at = addOperation(key, operation, value.type, value.size);
+  if (value.size != 0) std::memcpy(at, value.data, value.size);
+}
+
+void Steps::addTextComparison(std::string_view key, std::string_view operation, std::string_view text) {
+  put(addOperation(key, operation, Type::string, sizeOf(text)), text);
 }
 
 void Steps::addAll(const Steps& other) {
   if (other.isEmpty()) return;
   mark(Kind::all);
-  raw(other.bytes_.data(), other.bytes_.size());
-  bytes_.insert(bytes_.end(), other.open_.size() + 1, static_cast<Byte>(Kind::close));
+  bytes_.append(other.bytes_.data(), other.bytes_.size());
+  close(other.open_.size() + 1);
   conditions_ += other.conditions_;
-}
-
-void Steps::mark(Kind kind) {
-  if (bytes_.capacity() == 0) bytes_.reserve(usualSize);
-  bytes_.push_back(static_cast<Byte>(kind));
 }
 
 void Steps::open(Kind grouping) {
   mark(grouping);
-  open_.push_back(grouping);
+  open_.append(static_cast<Byte>(grouping));
 }
 
 void Steps::openField(std::string_view key) {
-  head(static_cast<Type>(Kind::field), key);
-  open_.push_back(Kind::field);
+  bytes_.extendElement(static_cast<Type>(Kind::field), key, 0);
+  open_.append(static_cast<Byte>(Kind::field));
 }
 
-void Steps::closeThrough(bool (*isTarget)(Kind)) {
-  const auto target = std::find_if(open_.rbegin(), open_.rend(), isTarget);
-  if (target == open_.rend()) return;
-  const auto closing = static_cast<std::size_t>(target - open_.rbegin()) + 1;
-  bytes_.insert(bytes_.end(), closing, static_cast<Byte>(Kind::close));
-  open_.resize(open_.size() - closing);
+void Steps::close(std::size_t groups) {
+  std::memset(bytes_.extend(groups), static_cast<int>(Kind::close), groups);
 }
 
-void Steps::closeGrouping() {
-  closeThrough([](Kind kind) { return kind != Kind::field; });
-}
-
-void Steps::closeField() {
-  closeThrough([](Kind kind) { return kind == Kind::field; });
+void Steps::closeThrough(bool field) {
+  for (std::size_t left = open_.size(); left-- > 0;) {
+    if ((open_.data()[left] == static_cast<Byte>(Kind::field)) != field) continue;
+    close(open_.size() - left);
+    open_.shrink(left);
+    return;
+  }
 }
 
 }  // namespace database_client::filter

@@ -2,9 +2,9 @@
 
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "client/bson/View.h"
+#include "client/filter/ByteRun.h"
 
 namespace database_client::filter {
 
@@ -16,31 +16,32 @@ class Steps {
 
   /// A condition as it stands in a query: `key: value`.
   void add(std::string_view key, const bson::Value& value);
+  void addText(std::string_view key, std::string_view text);
   /// `key: {operation: value}`.
   void addComparison(std::string_view key, std::string_view operation, const bson::Value& value);
+  void addTextComparison(std::string_view key, std::string_view operation, std::string_view text);
   /// Another query as one condition.
   void addAll(const Steps& other);
 
   void open(Kind grouping);
   void openField(std::string_view key);
   /// Closes the innermost and-group or or-group, with the fields opened in it.
-  void closeGrouping();
+  void closeGrouping() { closeThrough(false); }
   /// Closes the innermost field, with the groups opened in it.
-  void closeField();
+  void closeField() { closeThrough(true); }
 
   bool isEmpty() const { return conditions_ == 0; }
-  const std::vector<bson::Byte>& bytes() const { return bytes_; }
-  /// How many groups are still open at the end.
-  std::size_t openCount() const { return open_.size(); }
+  const bson::Byte* begin() const { return bytes_.data(); }
+  const bson::Byte* end() const { return bytes_.data() + bytes_.size(); }
 
  private:
-  void mark(Kind kind);
-  void closeThrough(bool (*isTarget)(Kind));
-  void head(bson::Type type, std::string_view key);
-  void raw(const void* bytes, std::size_t size);
+  void mark(Kind kind) { bytes_.append(static_cast<bson::Byte>(kind)); }
+  void close(std::size_t groups);
+  void closeThrough(bool field);
+  bson::Byte* addOperation(std::string_view key, std::string_view operation, bson::Type type, std::size_t size);
 
-  std::vector<bson::Byte> bytes_;
-  std::vector<Kind> open_;
+  ByteRun<352> bytes_;
+  ByteRun<16> open_;
   std::size_t conditions_ = 0;
 };
 

@@ -235,6 +235,54 @@ TEST(ObjectFilter, CopiesAreIndependentAndAFilterCanIncludeItself) {
   EXPECT_EQ(query(copy), query(filter));
 }
 
+TEST(ObjectFilter, HoldsAnyNumberOfConditionsGroupsAndBytes) {
+  ObjectFilter filter;
+  std::string expected;
+  std::string further;
+  for (int i = 0; i < 200; ++i) {
+    const std::string key = "key" + std::to_string(i % 100);
+    const std::string text(static_cast<std::size_t>(i), 'x');
+    filter.start_and();
+    filter.beginGroup(key);
+    filter.setFilterString(OperationType::equal, "text", text, "");
+    filter.setFilterString(OperationType::less, "other", text, "");
+    filter.endGroup();
+    filter.finish_and();
+    const std::string condition = "\"" + key + R"(": {"text": ")" + text + R"(", "other": {"$lt": ")" + text + R"("}})";
+    (i < 100 ? expected : further) += (i % 100 == 0 ? "" : ", ") + (i < 100 ? condition : "{" + condition + "}");
+  }
+  const std::string whole = "{" + expected + R"(, "$and": [)" + further + "]}";
+  EXPECT_EQ(query(filter), whole);
+  ObjectFilter copy;
+  copy.setFilterBool(OperationType::equal, "gone", true);
+  copy = filter;
+  EXPECT_EQ(query(copy), whole);
+  for (int open = 0; open < 50; ++open) copy.start_and();
+  copy.include(filter);
+  EXPECT_FALSE(copy.isEmpty());
+  copy = ObjectFilter();
+  EXPECT_EQ(query(copy), "{}");
+}
+
+TEST(ObjectFilter, AConditionNestedTooDeepInItsGroupIsAnErrorOnConversion) {
+  ObjectProperties nested;
+  for (int i = 0; i < 98; ++i) nested.beginGroup("a");
+  nested.setValueInt32("b", 1);
+  ObjectFilter deep;
+  deep.fromObjectProperties(nested);
+  EXPECT_EQ(deep.toObjectProeprties().toJson(), nested.toJson());
+  deep.setFilterInt(OperationType::equal, "c", 1);
+  ObjectFilter filter;
+  filter.start_or();
+  filter.include(deep);
+  filter.setFilterInt(OperationType::equal, "c", 1);
+  EXPECT_NO_THROW(filter.toObjectProeprties());
+  ObjectFilter grouped;
+  grouped.beginGroup("group");
+  grouped.include(filter);
+  EXPECT_THROW(grouped.toObjectProeprties(), Error);
+}
+
 TEST(ObjectFilter, GroupsNestedTooDeepAreAnErrorOnConversion) {
   ObjectFilter filter;
   for (int i = 0; i < 200; ++i) {
