@@ -29,12 +29,25 @@ std::int64_t bodySum(const void* bytes, std::size_t size) {
   return bson::load<std::int64_t>(reinterpret_cast<const bson::Byte*>(&sum));
 }
 
+Collection::Statements::Statements(sqlite::Connection& connection, const std::string& table)
+    : insert(connection.prepared("INSERT INTO " + table +
+                                 "(id, sum, body) VALUES(?1, ?2, ?3) ON CONFLICT(id) DO NOTHING")),
+      update(connection.prepared("UPDATE " + table + " SET sum = ?2, body = ?3 WHERE rid = ?1")),
+      remove(connection.prepared("DELETE FROM " + table + " WHERE rid = ?1")),
+      count(connection.prepared("SELECT count(*) FROM " + table)),
+      estimate(connection.prepared("SELECT max(rid) FROM " + table)),
+      ridOfId(connection.prepared("SELECT rid FROM " + table + " WHERE id = ?1")),
+      readById(connection.prepared("SELECT rid, sum, body FROM " + table + " WHERE id = ?1")),
+      read(connection.prepared("SELECT sum, body FROM " + table + " WHERE rid = ?1")),
+      scan(connection.prepared("SELECT rid, sum, body, id FROM " + table + " WHERE rid > ?1 ORDER BY rid")) {}
+
 Collection::Collection(Store& store, std::int64_t number, const std::string& database, const std::string& name)
     : store_(store),
       number_(number),
       database_(database),
       name_(name),
-      holdsCredentials_(database == "admin" && name == "system.users") {
+      holdsCredentials_(database == "admin" && name == "system.users"),
+      sql_(store.connection(), schema::documentsTable(number)) {
   if (!isAdministration(database, name)) {
     index_ = std::make_unique<ItemIndex>(
         store.blobs(), number, ItemIndex::Options(),
@@ -44,16 +57,6 @@ Collection::Collection(Store& store, std::int64_t number, const std::string& dat
         },
         store.blocks());
   }
-  const std::string table = schema::documentsTable(number);
-  sql_.insert = "INSERT INTO " + table + "(id, sum, body) VALUES(?1, ?2, ?3) ON CONFLICT(id) DO NOTHING";
-  sql_.update = "UPDATE " + table + " SET sum = ?2, body = ?3 WHERE rid = ?1";
-  sql_.remove = "DELETE FROM " + table + " WHERE rid = ?1";
-  sql_.count = "SELECT count(*) FROM " + table;
-  sql_.estimate = "SELECT max(rid) FROM " + table;
-  sql_.ridOfId = "SELECT rid FROM " + table + " WHERE id = ?1";
-  sql_.readById = "SELECT rid, sum, body FROM " + table + " WHERE id = ?1";
-  sql_.read = "SELECT sum, body FROM " + table + " WHERE rid = ?1";
-  sql_.scan = "SELECT rid, sum, body, id FROM " + table + " WHERE rid > ?1 ORDER BY rid";
 }
 
 Collection::~Collection() = default;

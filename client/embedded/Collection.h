@@ -67,7 +67,8 @@ class Collection {
   bool holdsCredentials_;
   std::unique_ptr<ItemIndex> index_;
   struct Statements {
-    std::string insert, update, remove, count, estimate, ridOfId, readById, read, scan;
+    Statements(sqlite::Connection& connection, const std::string& table);
+    sqlite::Prepared &insert, &update, &remove, &count, &estimate, &ridOfId, &readById, &read, &scan;
   } sql_;
 };
 

@@ -32,37 +32,45 @@ std::string labelOf(const std::string& database, const std::string& name) {
 
 class Store::Blobs : public BlobStore {
  public:
-  explicit Blobs(Store& store) : store_(store) {}
+  explicit Blobs(Store& store)
+      : store_(store),
+        read_(store.connection().prepared("SELECT bytes FROM blobs WHERE key = ?1")),
+        write_(store.connection().prepared("INSERT OR REPLACE INTO blobs(key, bytes) VALUES(?1, ?2)")),
+        erase_(store.connection().prepared("DELETE FROM blobs WHERE key BETWEEN ?1 AND ?2")),
+        firstKey_(
+            store.connection().prepared("SELECT key FROM blobs WHERE key BETWEEN ?1 AND ?2 ORDER BY key LIMIT 1")) {}
 
   std::string read(std::int64_t key) override {
-    auto found = statement("SELECT bytes FROM blobs WHERE key = ?1");
+    auto found = statement(read_);
     if (!found.bind(1, key).step()) return {};
     const sqlite::Blob bytes = found.blob(0);
     return {reinterpret_cast<const char*>(bytes.data), bytes.size};
   }
   void write(std::int64_t key, std::string_view bytes) override {
-    statement("INSERT OR REPLACE INTO blobs(key, bytes) VALUES(?1, ?2)")
-        .bind(1, key)
-        .bindBlob(2, bytes.data(), bytes.size())
-        .run();
+    statement(write_).bind(1, key).bindBlob(2, bytes.data(), bytes.size()).run();
   }
-  void erase(std::int64_t first, std::int64_t last) override {
-    statement("DELETE FROM blobs WHERE key BETWEEN ?1 AND ?2").bind(1, first).bind(2, last).run();
-  }
+  void erase(std::int64_t first, std::int64_t last) override { statement(erase_).bind(1, first).bind(2, last).run(); }
   std::optional<std::int64_t> firstKey(std::int64_t first, std::int64_t last) override {
-    auto found = statement("SELECT key FROM blobs WHERE key BETWEEN ?1 AND ?2 ORDER BY key LIMIT 1");
+    auto found = statement(firstKey_);
     if (!found.bind(1, first).bind(2, last).step()) return std::nullopt;
     return found.integer(0);
   }
   std::uint64_t version() override { return store_.version(); }
 
  private:
-  sqlite::Statement statement(const char* sql) { return store_.connection().statement(sql); }
+  sqlite::Statement statement(sqlite::Prepared& place) { return store_.connection().statement(place); }
   Store& store_;
+  sqlite::Prepared &read_, &write_, &erase_, &firstKey_;
 };
+
+Store::Statements::Statements(sqlite::Connection& connection)
+    : begin(connection.prepared("BEGIN")),
+      commit(connection.prepared("COMMIT")),
+      dataVersion(connection.prepared("PRAGMA data_version")) {}
 
 Store::Store(sqlite::Connection connection, bool shared)
     : connection_(std::move(connection)),
+      sql_(connection_),
       shared_(shared),
       blobs_(std::make_unique<Blobs>(*this)),
       blocks_(std::make_shared<BlockCache>(*blobs_, cachedBytes)) {}
@@ -88,7 +96,7 @@ void Store::requireTransaction() const {
 
 void Store::refresh() {
   if (!shared_) return;
-  const std::int64_t found = connection_.integer("PRAGMA data_version");
+  const std::int64_t found = connection_.integer(sql_.dataVersion);
   if (found == dataVersion_) return;
   dataVersion_ = found;
   ++version_;
@@ -97,14 +105,14 @@ void Store::refresh() {
 void Store::endReading() {
   for (Detachable* reader : readers_) reader->detach();
   if (!std::exchange(readTransaction_, false)) return;
-  connection_.statement("COMMIT").run();
+  connection_.statement(sql_.commit).run();
 }
 
 Store::Reading::Reading(Store& store) : store_(store) {
   store_.requireTransaction();
   if (store_.readings_ == 0 && !store_.explicit_) store_.requireFileNowAndThen();
   if (store_.shared_ && !store_.connection_.inTransaction()) {
-    store_.connection_.statement("BEGIN").run();
+    store_.connection_.statement(store_.sql_.begin).run();
     store_.readTransaction_ = true;
     store_.refresh();
   }
@@ -114,7 +122,7 @@ Store::Reading::Reading(Store& store) : store_(store) {
 Store::Reading::~Reading() {
   if (--store_.readings_ > 0 || !std::exchange(store_.readTransaction_, false)) return;
   try {
-    store_.connection_.statement("COMMIT").run();
+    store_.connection_.statement(store_.sql_.commit).run();
   } catch (...) {  // Nothing was written that could be lost.
   }
 }

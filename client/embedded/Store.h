@@ -127,6 +127,10 @@ class Store {
   Collection& remember(std::int64_t number, const std::string& database, const std::string& name);
 
   sqlite::Connection connection_;
+  struct Statements {
+    explicit Statements(sqlite::Connection& connection);
+    sqlite::Prepared &begin, &commit, &dataVersion;
+  } sql_;
   bool shared_;
   std::unique_ptr<BlobStore> blobs_;
   std::shared_ptr<BlockCache> blocks_;

@@ -14,16 +14,19 @@ class ProjectionTree {
 };
 
 Projection::Projection(bson::View specification)
-    : tree_(std::make_unique<ProjectionTree>(parseFields(specification, Expressions::refused))) {}
+    : tree_(specification.empty()
+                ? nullptr
+                : std::make_unique<ProjectionTree>(parseFields(specification, Expressions::refused))) {}
 Projection::Projection(Projection&& other) noexcept = default;
 Projection& Projection::operator=(Projection&& other) noexcept = default;
 Projection::~Projection() = default;
 
 bool Projection::keepsEverything() const {
-  return !tree_->specification().inclusion && tree_->specification().fields.empty();
+  return !tree_ || (!tree_->specification().inclusion && tree_->specification().fields.empty());
 }
 
 std::vector<bson::Byte> Projection::apply(bson::View document) const {
+  if (!tree_) return {document.data, document.data + document.size};
   return tree_->specification().apply(document);
 }
 

@@ -29,7 +29,7 @@ class Projection {
   std::vector<bson::Byte> apply(bson::View document) const;
 
  private:
-  std::unique_ptr<const ProjectionTree> tree_;
+  std::unique_ptr<const ProjectionTree> tree_;  ///< null for the empty specification
 };
 
 }  // namespace database_client::embedded

@@ -57,7 +57,7 @@ Connection::Connection(Connection&& other) noexcept
     : database_(std::exchange(other.database_, nullptr)),
       file_(std::move(other.file_)),
       patience_(std::move(other.patience_)),
-      idle_(std::move(other.idle_)),
+      prepared_(std::move(other.prepared_)),
       idleCount_(std::exchange(other.idleCount_, 0)) {}
 
 Connection::~Connection() {
@@ -111,21 +111,26 @@ sqlite3_stmt* Connection::prepare(const std::string& sql, unsigned flags) {
   return statement;
 }
 
-Statement Connection::statement(const std::string& sql) {
-  const auto found = idle_.find(sql);
-  if (found == idle_.end() || found->second.empty()) return {*this, prepare(sql, SQLITE_PREPARE_PERSISTENT)};
-  sqlite3_stmt* statement = found->second.back();
-  found->second.pop_back();
-  --idleCount_;
-  return {*this, statement};
+Prepared& Connection::prepared(const std::string& sql) {
+  Prepared& place = prepared_[sql];
+  if (place.sql.empty()) place.sql = sql;
+  return place;
 }
 
-void Connection::giveBack(sqlite3_stmt* statement) noexcept {
+Statement Connection::statement(Prepared& place) {
+  if (place.idle.empty()) return {*this, place, prepare(place.sql, SQLITE_PREPARE_PERSISTENT)};
+  sqlite3_stmt* statement = place.idle.back();
+  place.idle.pop_back();
+  --idleCount_;
+  return {*this, place, statement};
+}
+
+void Connection::giveBack(Prepared& place, sqlite3_stmt* statement) noexcept {
   sqlite3_reset(statement);
   sqlite3_clear_bindings(statement);
   if (idleCount_ < maximumIdle) {
     try {
-      idle_[sqlite3_sql(statement)].push_back(statement);
+      place.idle.push_back(statement);
       ++idleCount_;
       return;
     } catch (...) {  // It cannot be kept, so it is prepared anew next time.
@@ -142,8 +147,8 @@ void Connection::execute(const std::string& sql) {
   if (code != SQLITE_DONE) fail(code, file_, "write");
 }
 
-std::int64_t Connection::integer(const std::string& sql) {
-  Statement row = statement(sql);
+std::int64_t Connection::integer(Prepared& place) {
+  Statement row = statement(place);
   return row.step() ? row.integer(0) : 0;
 }
 
@@ -153,10 +158,10 @@ std::string Connection::text(const std::string& sql) {
 }
 
 void Connection::forgetStatements() {
-  for (const auto& entry : idle_) {
-    for (sqlite3_stmt* statement : entry.second) sqlite3_finalize(statement);
+  for (auto& entry : prepared_) {
+    for (sqlite3_stmt* statement : entry.second.idle) sqlite3_finalize(statement);
+    entry.second.idle.clear();
   }
-  idle_.clear();
   idleCount_ = 0;
 }
 

@@ -14,6 +14,12 @@ struct sqlite3_file;
 
 namespace database_client::embedded::sqlite {
 
+/// A text, and the statements prepared of it that nobody uses at present.
+struct Prepared {
+  std::string sql;
+  std::vector<sqlite3_stmt*> idle;
+};
+
 /// One connection to one SQLite file, used by one thread at a time. It keeps the statements that were prepared once.
 ///
 /// Opening touches no side file and takes no lock; that begins with the first statement. Addresses of SQLite's URI
@@ -37,11 +43,16 @@ class Connection {
 
   /// Lends the statement with this text, prepared on its first use and kept from then on. The text is ours alone:
   /// values are bound, never written into it.
-  Statement statement(const std::string& sql);
+  Statement statement(const std::string& sql) { return statement(prepared(sql)); }
+  /// The same for whoever keeps the place of a text, so that it is looked up once.
+  Statement statement(Prepared& place);
+  /// The place of a text; it lasts as long as the connection.
+  Prepared& prepared(const std::string& sql);
   /// Runs a statement that is seldom needed; it is not kept.
   void execute(const std::string& sql);
   /// The first column of the first row, 0 without one.
-  std::int64_t integer(const std::string& sql);
+  std::int64_t integer(const std::string& sql) { return integer(prepared(sql)); }
+  std::int64_t integer(Prepared& place);
   /// The same as text, empty without a row.
   std::string text(const std::string& sql);
   /// Writes the file anew without its free pages, and empties the log as far as nobody reads from it.
@@ -79,13 +90,13 @@ class Connection {
   static Connection open(const std::string& name, int flags, int busyMilliseconds);
   void harden();
   sqlite3_stmt* prepare(const std::string& sql, unsigned flags);
-  void giveBack(sqlite3_stmt* statement) noexcept;
+  void giveBack(Prepared& place, sqlite3_stmt* statement) noexcept;
   sqlite3_file* rawFile() const;
 
   sqlite3* database_;
   std::string file_;
   std::unique_ptr<Patience> patience_{};
-  std::unordered_map<std::string, std::vector<sqlite3_stmt*>> idle_;
+  std::unordered_map<std::string, Prepared> prepared_;
   std::size_t idleCount_ = 0;
 };
 

@@ -10,10 +10,10 @@
 namespace database_client::embedded::sqlite {
 
 Statement::Statement(Statement&& other) noexcept
-    : connection_(other.connection_), statement_(std::exchange(other.statement_, nullptr)) {}
+    : connection_(other.connection_), home_(other.home_), statement_(std::exchange(other.statement_, nullptr)) {}
 
 Statement::~Statement() {
-  if (statement_ != nullptr) connection_->giveBack(statement_);
+  if (statement_ != nullptr) connection_->giveBack(*home_, statement_);
 }
 
 void Statement::check(int code) const {

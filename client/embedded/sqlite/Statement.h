@@ -9,6 +9,7 @@ struct sqlite3_stmt;
 namespace database_client::embedded::sqlite {
 
 class Connection;
+struct Prepared;
 
 /// Bytes of a column where SQLite keeps them; valid until the statement is next stepped, reset or given back.
 struct Blob {
@@ -48,10 +49,12 @@ class Statement {
 
  private:
   friend class Connection;
-  Statement(Connection& connection, sqlite3_stmt* statement) : connection_(&connection), statement_(statement) {}
+  Statement(Connection& connection, Prepared& home, sqlite3_stmt* statement)
+      : connection_(&connection), home_(&home), statement_(statement) {}
   void check(int code) const;
 
   Connection* connection_;
+  Prepared* home_;
   sqlite3_stmt* statement_;
 };
 
