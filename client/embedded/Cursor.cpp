@@ -17,7 +17,7 @@ namespace {
 std::vector<bson::Byte> withoutCredentials(View user) {
   bson::Writer writer;
   for (const Element& element : user) {
-    if (element.key != "credentials") writer.append(element.key, element.value);
+    if (element.key != "credentials" && element.key != "userId") writer.append(element.key, element.value);
   }
   return writer.take();
 }

@@ -19,6 +19,10 @@ bool isUserList(const Namespace& where) {
   return where.database == "admin" && where.collection == "system.users";
 }
 
+bool isRoleList(const Namespace& where) {
+  return where.database == "admin" && where.collection == "system.roles";
+}
+
 /// The administrator is part of every store, from its making on.
 void makeAdministrator(Store& store) {
   {
@@ -39,11 +43,11 @@ EmbeddedEngine::EmbeddedEngine(const StoreAddress& address, const ConnectRequest
   makeAdministrator(store_);
   if (request.user.empty()) return;
   const Store::Reading reading(store_);
-  session_.authenticate(request.authDatabase, request.user, request.password);
+  session_.authenticate(request.authDatabase.empty() ? "admin" : request.authDatabase, request.user, request.password);
 }
 
 Collection* EmbeddedEngine::reading(const Namespace& where, const char* operation) {
-  const Action action = isUserList(where) ? Action::listUsers : Action::read;
+  const Action action = isUserList(where) || isRoleList(where) ? Action::listUsers : Action::read;
   if (!session_.may(action, where.database)) session_.refuse(operation, where.database + "." + where.collection);
   return store_.find(where.database, where.collection);
 }
@@ -52,7 +56,7 @@ Collection* EmbeddedEngine::reading(const Namespace& where, const char* operatio
 std::optional<ObjectProperties> EmbeddedEngine::lookUpOfSelf(const Namespace& where, const ObjectProperties& query) {
   const bson::View view = DocumentAccess::view(query);
   if (!isUserList(where) || view.count() != 1 || session_.may(Action::listUsers, where.database)) return std::nullopt;
-  if (session_.user().empty() || query.valueAsString("user", "") != session_.user()) return std::nullopt;
+  if (!session_.hasUser() || query.valueAsString("user", "") != session_.user()) return std::nullopt;
   ObjectProperties self;
   self.setValueString("user", session_.user());
   self.setValueString("db", session_.database());

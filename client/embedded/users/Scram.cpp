@@ -123,13 +123,13 @@ Credentials derive(const std::string& prepared, const Bytes& salt, int rounds) {
   return {rounds, salt, sha256(hmac(salted, "Client Key")), hmac(salted, "Server Key")};
 }
 
-Bytes randomBytes(std::size_t size) {
-  Bytes bytes(size, '\0');
+}  // namespace
+
+std::string randomBytes(std::size_t size) {
+  std::string bytes(size, '\0');
   if (getrandom(bytes.data(), size, 0) != static_cast<ssize_t>(size)) failCryptography();
   return bytes;
 }
-
-}  // namespace
 
 Credentials Credentials::of(const std::string& password) {
   return derive(prepare(password), randomBytes(saltSize), iterationsOfNew);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 namespace database_client::embedded {
@@ -21,6 +22,8 @@ struct Credentials {
   bool belongTo(const std::string& password) const;
 };
 
+/// From the system's source for secrets.
+std::string randomBytes(std::size_t size);
 std::string toBase64(const std::string& bytes);
 /// Empty for a text that is not Base64.
 std::string fromBase64(const std::string& text);

@@ -16,19 +16,20 @@ void Session::authenticate(const std::string& database, const std::string& user,
   const auto known = UserDirectory(store_).find(database, user);
   const bool hasCredentials = known && known->credentials;
   const Credentials credentials = hasCredentials ? *known->credentials : Credentials::ofNobody();
-  if (!credentials.belongTo(password)) {
+  if (!credentials.belongTo(password) || !known) {
     throw Error(
         Error::Kind::authentication,
         "user \"" + user + "\" of \"" + database + "\" cannot be authenticated: no such user, or another password",
         {database + "." + user, authenticationFailed});
   }
-  hasUser_ = true;
+  isProved_ = true;
   database_ = database;
   user_ = user;
+  id_ = known->id;
 }
 
 bool Session::isUser(const std::string& database, const std::string& user) const {
-  return hasUser_ && database_ == database && user_ == user;
+  return isProved_ && database_ == database && user_ == user;
 }
 
 void Session::refresh() {
@@ -36,8 +37,10 @@ void Session::refresh() {
   UserDirectory directory(store_);
   const auto administrator = directory.find("admin", "admin");
   isControlled_ = administrator && administrator->credentials;
-  const auto self = hasUser_ ? directory.find(database_, user_) : std::nullopt;
-  rights_ = Rights(self ? self->grants : std::vector<Grant>());
+  const auto self = isProved_ ? directory.find(database_, user_) : std::nullopt;
+  // One of the same name who came later is somebody else.
+  isThere_ = self && self->id == id_;
+  rights_ = Rights(isThere_ ? self->grants : std::vector<Grant>());
   version_ = store_.version();
 }
 
@@ -53,11 +56,11 @@ void Session::require(Action action, const std::string& database, const std::str
 
 void Session::requireUser(const std::string& operation) {
   refresh();
-  if (isControlled_ && !hasUser_) refuse(operation, "this store");
+  if (isControlled_ && !isThere_) refuse(operation, "this store");
 }
 
 void Session::refuse(const std::string& operation, const std::string& target) const {
-  const std::string who = hasUser_ ? "user \"" + user_ + "\" of \"" + database_ + "\"" : "a client without a user";
+  const std::string who = isProved_ ? "user \"" + user_ + "\" of \"" + database_ + "\"" : "a client without a user";
   throw Error(Error::Kind::authorization, who + " has no right to " + operation + " on " + target,
               {target, unauthorized});
 }

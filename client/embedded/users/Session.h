@@ -28,8 +28,10 @@ class Session {
   bool may(Action action, const std::string& database);
   /// The same for a client that is no user at all.
   void requireUser(const std::string& operation);
+  /// Whether the user who was proved is still there, when `may` was last asked.
+  bool hasUser() const { return isThere_; }
   bool isUser(const std::string& database, const std::string& user) const;
-  /// Both empty without a user.
+  /// Both empty where none was proved.
   const std::string& database() const { return database_; }
   const std::string& user() const { return user_; }
   /// Users and rights have been changed by this client.
@@ -39,9 +41,11 @@ class Session {
   void refresh();
 
   Store& store_;
-  bool hasUser_ = false;
+  bool isProved_ = false;
   std::string database_{};
   std::string user_{};
+  std::string id_{};
+  bool isThere_ = false;
   std::uint64_t version_ = 0;
   bool isControlled_ = false;
   Rights rights_{};

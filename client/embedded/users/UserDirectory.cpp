@@ -15,6 +15,8 @@ namespace {
 
 constexpr const char* mechanism = "SCRAM-SHA-256";
 constexpr const char* administratorName = "admin";
+constexpr std::size_t uuidSize = 16;
+constexpr bson::Byte uuidSubtype = 4;
 
 std::string idOf(const std::string& database, const std::string& name) {
   return database + "." + name;
@@ -22,6 +24,19 @@ std::string idOf(const std::string& database, const std::string& name) {
 
 std::string textOf(const Value& value) {
   return value.data != nullptr && value.type == Type::string ? std::string(value.asString()) : std::string();
+}
+
+std::string uuidOf(const Value& value) {
+  const bool isUuid = value.data != nullptr && value.type == Type::binary && value.binarySize() == uuidSize;
+  return isUuid ? std::string(reinterpret_cast<const char*>(value.binaryData()), uuidSize) : std::string();
+}
+
+/// A random one, of version 4.
+std::string newUuid() {
+  std::string uuid = randomBytes(uuidSize);
+  uuid[6] = static_cast<char>((uuid[6] & 0x0F) | 0x40);
+  uuid[8] = static_cast<char>((uuid[8] & 0x3F) | 0x80);
+  return uuid;
 }
 
 View groupOf(const Value& value) {
@@ -52,6 +67,7 @@ User read(View document) {
   User user;
   user.database = textOf(document.find("db"));
   user.name = textOf(document.find("user"));
+  user.id = uuidOf(document.find("userId"));
   user.credentials = readCredentials(document);
   const View customData = groupOf(document.find("customData"));
   user.customData.assign(customData.data, customData.data + customData.size);
@@ -65,6 +81,7 @@ User read(View document) {
 std::vector<bson::Byte> write(const User& user) {
   Writer writer;
   writer.appendString("_id", idOf(user.database, user.name));
+  if (!user.id.empty()) writer.appendBinary("userId", uuidSubtype, user.id.data(), user.id.size());
   writer.appendString("user", user.name);
   writer.appendString("db", user.database);
   if (user.credentials) writeCredentials(writer, *user.credentials);
@@ -124,10 +141,14 @@ std::optional<User> UserDirectory::find(const std::string& database, const std::
   const auto rid = kept->ridOf(IdValue(idOf(database, name)).value());
   if (!rid) return std::nullopt;
   RowReader reader(*kept);
-  return read(reader.require(*rid));
+  User user = read(reader.require(*rid));
+  // "a.b" may be the user "b" of "a", and the name of a database that has a dot, which none has.
+  if (user.database != database || user.name != name) return std::nullopt;
+  return user;
 }
 
-void UserDirectory::insert(const User& user) {
+void UserDirectory::insert(User user) {
+  user.id = newUuid();
   users().insert(viewOf(write(user)));
 }
 

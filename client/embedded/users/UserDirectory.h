@@ -13,7 +13,7 @@ namespace database_client::embedded {
 
 /// A user as "admin"/"system.users" keeps it:
 ///
-///     {_id: "db.name", user, db, credentials: {"SCRAM-SHA-256": {iterationCount, salt, storedKey, serverKey}},
+///     {_id: "db.name", userId, user, db, credentials: {"SCRAM-SHA-256": {iterationCount, salt, storedKey, serverKey}},
 ///      customData, roles: [{role, db}, …]}
 ///
 /// Salt and keys are Base64. The administrator of a new store has no credentials.
@@ -23,6 +23,7 @@ struct User {
   std::optional<Credentials> credentials{};
   std::vector<bson::Byte> customData{};
   std::vector<Grant> grants{};
+  std::string id{};  ///< a UUID, to tell two users of one name apart, one of them removed; empty in stores of old
 };
 
 /// The users and the roles that were made, in the store's own collections. Every call belongs inside a transaction of
@@ -32,7 +33,8 @@ class UserDirectory {
   explicit UserDirectory(Store& store) : store_(store) {}
 
   std::optional<User> find(const std::string& database, const std::string& name);
-  void insert(const User& user);
+  /// Gives the user an id.
+  void insert(User user);
   /// Puts the user in the place of the one of the same name.
   void replace(const User& user);
   /// False when there is none.

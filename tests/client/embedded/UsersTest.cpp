@@ -108,6 +108,17 @@ TEST_F(EmbeddedUsers, GiveTheirCredentialsToNobody) {
   EXPECT_EQ(client.count(R"({"credentials": {"$exists": true}})"), "0");
 }
 
+TEST_F(EmbeddedUsers, GiveTheirCredentialsToNoStageOfAnAggregation) {
+  create(client, "ann");
+  client.database = "admin";
+  client.collection = "system.users";
+  EXPECT_EQ(client.aggregate(R"([{"$match": {"credentials": {"$exists": true}}}])"), "");
+  EXPECT_EQ(client.aggregate(R"([{"$group": {"_id": "$credentials.SCRAM-SHA-256.storedKey"}}])"), R"({"_id": null})");
+  EXPECT_EQ(client.aggregate(R"([{"$match": {"user": "ann"}}, {"$project": {"whole": "$$ROOT"}}])"),
+            R"({"_id": "databaseManager.ann", "whole": {"_id": "databaseManager.ann", "user": "ann", )"
+            R"("db": "databaseManager", "customData": {}, "roles": []}})");
+}
+
 TEST_F(EmbeddedUsers, AreNotWrittenLikeDocuments) {
   client.database = "admin";
   for (const char* name : {"system.users", "system.roles"}) {
@@ -197,6 +208,18 @@ TEST_F(EmbeddedUsers, AreLookedForInTheirDatabase) {
   EXPECT_EQ(connect("ann", "secret", "test"), "authentication 18");
 }
 
+TEST_F(EmbeddedUsers, WithADotAreNotThoseOfADatabaseWithADot) {
+  create(client, "ann.lee");
+  EXPECT_EQ(connect("ann.lee", "secret"), "ok");
+  EXPECT_EQ(connect("lee", "secret", "databaseManager.ann"), "authentication 18");
+}
+
+TEST_F(EmbeddedUsers, AreLookedForInAdminWhenNoDatabaseIsGiven) {
+  setUp(client, "top");
+  EXPECT_EQ(connect("admin", "top", ""), "ok");
+  EXPECT_EQ(connect("admin", "other", ""), "authentication 18");
+}
+
 TEST_F(EmbeddedUsers, AreRefusedWithOneTextWhateverIsWrong) {
   create(client, "ann");
   const auto text = [this](const std::string& user, const std::string& password) {
@@ -279,6 +302,62 @@ TEST_F(EmbeddedUsers, LoseARightWhileTheyAreConnected) {
   EXPECT_EQ(ann.count("{}"), "authorization 13");
   drop(administrator, "ann");
   EXPECT_EQ(ann.count("{}"), "authorization 13");
+}
+
+TEST_F(EmbeddedUsers, AreNobodyOnceTheyAreRemovedWhileTheyAreConnected) {
+  setUp(client, "top");
+  Client administrator(path, "admin", "admin", "top");
+  create(administrator, "ann");
+  Client ann(path, "databaseManager", "ann", "secret");
+  EXPECT_NE(users(ann, R"({"user": "ann"})"), "authorization 13");
+  drop(administrator, "ann");
+  EXPECT_EQ(users(ann, R"({"user": "ann"})"), "authorization 13");
+  EXPECT_EQ(Client::outcome([&] { ann.engine->databaseNames(); }), "authorization 13");
+  EXPECT_EQ(changePassword(ann, "ann", "new"), "authorization 13");
+}
+
+TEST_F(EmbeddedUsers, AreNotThoseOfTheSameNameWhoComeLater) {
+  setUp(client, "top");
+  Client administrator(path, "admin", "admin", "top");
+  create(administrator, "ann");
+  Client ann(path, "databaseManager", "ann", "secret");
+  drop(administrator, "ann");
+  create(administrator, "ann", "other", R"({"0": {"role": "root", "db": "admin"}})");
+  EXPECT_EQ(ann.count("{}"), "authorization 13");
+  EXPECT_EQ(users(ann, R"({"user": "ann"})"), "authorization 13");
+  Client later(path, "databaseManager", "ann", "other");
+  EXPECT_EQ(later.count("{}"), "0");
+}
+
+TEST_F(EmbeddedUsers, StayConnectedWhenTheirPasswordIsChanged) {
+  setUp(client, "top");
+  Client administrator(path, "admin", "admin", "top");
+  create(administrator, "ann", "secret", R"({"0": {"role": "read", "db": "test"}})");
+  Client ann(path, "databaseManager", "ann", "secret");
+  changePassword(administrator, "ann", "new");
+  EXPECT_EQ(ann.count("{}"), "0");
+  EXPECT_EQ(connect("ann", "secret") + ", " + connect("ann", "new"), "authentication 18, ok");
+}
+
+TEST_F(EmbeddedUsers, AreNotReachedByAggregations) {
+  setUp(client, "top");
+  Client administrator(path, "admin", "admin", "top");
+  create(administrator, "ann", "secret",
+         R"({"0": {"role": "readWrite", "db": "admin"}, "1": {"role": "readWrite", "db": "test"}})");
+  Client ann(path, "databaseManager", "ann", "secret");
+  for (const char* stage :
+       {R"({"$lookup": {"from": "system.users", "localField": "a", "foreignField": "b", "as": "c"}})",
+        R"({"$unionWith": "system.users"})", R"({"$out": {"db": "admin", "coll": "system.users"}})",
+        R"({"$merge": {"into": {"db": "admin", "coll": "system.users"}}})"}) {
+    EXPECT_EQ(ann.aggregate("[" + std::string(stage) + "]"), "unsupported 0") << stage;
+  }
+  for (const char* name : {"system.users", "system.roles"}) {
+    ann.database = "admin";
+    ann.collection = name;
+    EXPECT_EQ(ann.aggregate("[]"), "authorization 13") << name;
+    EXPECT_EQ(ann.find("{}"), "authorization 13") << name;
+    EXPECT_EQ(ann.count("{}"), "authorization 13") << name;
+  }
 }
 
 TEST_F(EmbeddedUsers, KeepControlWhenAChangeIsRolledBack) {
