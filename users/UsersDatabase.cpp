@@ -8,6 +8,7 @@
 namespace database_provider {
 
 using database_client::Entered;
+using database_client::Group;
 using database_client::UpdateFlags;
 using database_client::UpdateOperation;
 
@@ -27,9 +28,12 @@ ObjectProperties rolesDocument(std::list<Role> roles) {
   return document;
 }
 
-void writeRole(const Role& role, ObjectProperties& level) {
+void requireDefined(const Role& role) {
   if (role.db == DatabaseType::undefinedDatabase) throw std::runtime_error("Undefined databaseType");
   if (role.role == DatabaseRoleType::undefinedRole) throw std::runtime_error("Undefined role");
+}
+
+void writeRole(const Role& role, ObjectProperties& level) {
   level.setValueString("role", databaseRoleTypeToString(role.role));
   level.setValueString("db", databaseTypeToString(role.db));
 }
@@ -133,9 +137,9 @@ void UsersDatabase::addAdditionalRoles(std::list<Role>& roles) {
 void UsersDatabase::rolesToObjectProperties(const std::list<Role>& roles, ObjectProperties& document) {
   int index = 0;
   for (const Role& role : roles) {
-    ObjectProperties entry;
-    writeRole(role, entry);
-    document.include(std::to_string(index++), entry);
+    requireDefined(role);
+    const Group entry(document, std::to_string(index++));
+    writeRole(role, document);
   }
 }
 

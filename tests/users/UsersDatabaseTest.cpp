@@ -188,6 +188,12 @@ TEST(Roles, BeforeOneThatIsRefusedStayWritten) {
   EXPECT_EQ(document.toJson(), R"({"0": {"role": "read", "db": "base"}})");
 }
 
+TEST(Roles, AreWrittenIntoTheGroupsThatAreThere) {
+  ObjectProperties document = ObjectProperties::fromJson(R"({"0": {"since": 5}})");
+  UsersDatabase::rolesToObjectProperties({{DatabaseRoleType::read, DatabaseType::base}}, document);
+  EXPECT_EQ(document.toJson(), R"({"0": {"since": 5, "role": "read", "db": "base"}})");
+}
+
 TEST(Roles, ReadUnknownNamesAsTheFirstOfEach) {
   const ObjectProperties document = ObjectProperties::fromJson(
       R"({"roles": [{"role": "dbAdmin", "db": "base"}, {"role": "readWrite", "db": "elsewhere"}, {}, "text", )"
