@@ -106,14 +106,14 @@ class Tree {
     group.key = key;
     parseInto(group, depth + 1);
     if (group.count == 0) return;
-    // What stands in a group of its own kind, or alone in a group, needs no group.
-    const bool joins = kind == into.kind && kind != Node::Kind::field;
-    const bool alone = group.count == 1 && kind != Node::Kind::field;
-    const bool dissolves = joins || alone || (kind == Node::Kind::all && into.kind == Node::Kind::field);
+    // What stands alone in a group, or in a group of its own kind, needs no group.
+    Node& part = group.count == 1 && kind != Node::Kind::field ? *group.first : group;
+    const bool joins = part.kind == into.kind && part.kind != Node::Kind::field;
+    const bool dissolves = joins || (part.kind == Node::Kind::all && into.kind == Node::Kind::field);
     if (dissolves) {
-      into.addAll(group);
+      into.addAll(part);
     } else {
-      into.add(group);
+      into.add(part);
     }
   }
 

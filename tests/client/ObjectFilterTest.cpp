@@ -218,6 +218,17 @@ TEST(ObjectFilter, QueryDocumentGoesThroughAndCanBeAddedTo) {
   EXPECT_TRUE(filter.isEmpty());
 }
 
+TEST(ObjectFilter, AndGroupAloneInAnOrGroupHoldsWithWhatIsAround) {
+  ObjectFilter filter = number("a", 1);
+  filter.start_or();
+  filter.start_and();
+  filter.setFilterInt(OperationType::equal, "b", 2);
+  filter.setFilterInt(OperationType::equal, "c", 3);
+  filter.finish_and();
+  filter.finish_or();
+  EXPECT_EQ(query(filter), R"({"a": 1, "b": 2, "c": 3})");
+}
+
 TEST(ObjectFilter, EmptyAndOfAGivenQueryIsLeftForTheStoreToRefuse) {
   ObjectFilter filter;
   filter.fromObjectProperties(ObjectProperties::fromJson(R"({"$and": []})"));

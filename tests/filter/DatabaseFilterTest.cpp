@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <memory>
+#include <string_view>
 
 #include "database_provider/DatabaseFilter.h"
 #include "filter/database_filter_d.h"
@@ -285,6 +286,24 @@ TEST(DatabaseFilter, IsStoredAndRestoredAsADocument) {
   again.setId(OperationType::equal, "gone");
   again.fromObjectProperties(filter.toObjectProeprties());
   EXPECT_EQ(query(again), query(filter));
+}
+
+TEST(DatabaseFilter, RestoredIsTheSameDocumentWhateverItsGroups) {
+  // Each letter is an operation: o and a open a group, the digits are conditions, ) closes a group.
+  for (const std::string_view operations :
+       {"1a1)", "o1a12))", "a1o1a1o12))))", "1o)o1)", "oa12))1", "o1o2o1)))a1a1a2", "1)1)"}) {
+    DatabaseFilter filter;
+    for (const char operation : operations) {
+      if (operation == 'o') filter.start_or();
+      if (operation == 'a') filter.start_and();
+      if (operation == ')') filter.finish_or();
+      if (operation == '1') filter.setCategory(OperationType::equal, "a(b", "1", "");
+      if (operation == '2') filter.setId(OperationType::notEqual, "2");
+    }
+    DatabaseFilter again;
+    again.fromObjectProperties(filter.toObjectProeprties());
+    EXPECT_EQ(query(again), query(filter)) << operations;
+  }
 }
 
 TEST(DatabaseFilter, CanBeReadManyTimes) {
