@@ -206,6 +206,115 @@ TEST(DatabaseFilter, FinishOrAndFinishAndHaveTheSameEffect) {
   EXPECT_NE(grouped(&DatabaseFilter::finish_or).find("$or"), std::string::npos);
 }
 
+/// Writes down the conditions that the facade asks its implementation for.
+class ConditionSpy : public DatabaseFilterPrivate {
+ public:
+  using DatabaseFilterPrivate::operator=;
+  explicit ConditionSpy(std::string& log) : log_(&log) {}
+
+  void setCategory(OperationType type, const std::string& name, const std::string& value,
+                   const std::string& options) override {
+    note("category", type, name, value + "," + options);
+  }
+  void setDescriptionAsString(OperationType type, const std::string& name, const std::string& value,
+                              const std::string& options) override {
+    note("string", type, name, value + "," + options);
+  }
+  void setDescriptionAsInt(OperationType type, const std::string& name, const int& value) override {
+    note("int", type, name, std::to_string(value));
+  }
+  void setDescriptionAsDouble(OperationType type, const std::string& name, const double& value) override {
+    note("double", type, name, std::to_string(static_cast<int>(value)));
+  }
+  void setDescriptionAsLongLong(OperationType type, const std::string& name, const long long& value) override {
+    note("longlong", type, name, std::to_string(value));
+  }
+  void setDescriptionAsBool(OperationType type, const std::string& name, const bool& value) override {
+    note("bool", type, name, value ? "true" : "false");
+  }
+  void setDescriptionAsTime(OperationType type, const std::string& name, const long long& value) override {
+    note("time", type, name, std::to_string(value));
+  }
+  void setId(OperationType type, const std::string& id) override { note("id", type, id, ""); }
+  void include(const DatabaseFilterPrivate& other) override {
+    *log_ += "include(" + other.toObjectProeprties().toJson() + ") ";
+  }
+  void exclude(const std::string& key, DatabaseFilterPrivate& target) override {
+    *log_ += "exclude(" + key + "," + target.toObjectProeprties().toJson() + ") ";
+  }
+  ObjectProperties toObjectProeprties() const override { return ObjectProperties::fromJson(R"({"own": true})"); }
+  void fromObjectProperties(const ObjectProperties& given) override { *log_ += "from(" + given.toJson() + ") "; }
+
+ private:
+  void note(const std::string& kind, OperationType type, const std::string& name, const std::string& value) {
+    *log_ += kind + "(" + std::to_string(static_cast<int>(type)) + "," + name + "," + value + ") ";
+  }
+
+  std::string* log_;
+};
+
+class ConditionSpiedFilter : public DatabaseFilter {
+ public:
+  using DatabaseFilter::operator=;
+  explicit ConditionSpiedFilter(std::string& log) : DatabaseFilter(std::make_unique<ConditionSpy>(log)) {}
+};
+
+TEST(DatabaseFilter, HandsEveryConditionToItsImplementation) {
+  std::string log;
+  ConditionSpiedFilter filter(log);
+  filter.setCategory(OperationType::equal, "n", "v", "i");
+  filter.setDescriptionAsString(OperationType::notEqual, "n", "v", "");
+  filter.setDescriptionAsInt(OperationType::less, "n", 1);
+  filter.setDescriptionAsDouble(OperationType::lessOrEqual, "n", 2);
+  filter.setDescriptionAsLongLong(OperationType::greater, "n", 5000000000);
+  filter.setDescriptionAsBool(OperationType::greaterOrEqual, "n", true);
+  filter.setDescriptionAsTime(existing, "n", -1);
+  filter.setId(notExisting, "one");
+  EXPECT_EQ(log,
+            "category(0,n,v,i) string(1,n,v,) int(2,n,1) double(3,n,2) longlong(4,n,5000000000) bool(5,n,true) "
+            "time(6,n,-1) id(7,one,) ");
+}
+
+TEST(DatabaseFilter, HandsWholeFiltersToItsImplementation) {
+  std::string log;
+  ConditionSpiedFilter filter(log);
+  DatabaseFilter other;
+  other.setId(OperationType::equal, "one");
+  filter.include(other);
+  filter.exclude("key", other);
+  filter.fromObjectProperties(ObjectProperties::fromJson(R"({"a": 1})"));
+  EXPECT_EQ(log, R"(include({"_id": "one"}) exclude(key,{}) from({"a": 1}) )") << "into a filter that is empty";
+  EXPECT_EQ(query(filter), R"({"own": true})");
+}
+
+TEST(DatabaseFilter, ExcludeWritesItsTargetThroughCopy) {
+  std::string log;
+  SpiedFilter target(log);
+  DatabaseFilter filter;
+  filter.setId(OperationType::equal, "one");
+  filter.exclude("_id", target);
+  EXPECT_EQ(log, "copy ");
+  EXPECT_EQ(query(target), R"({"_id": "one"})");
+}
+
+TEST(DatabaseFilter, ExcludedIntoItselfKeepsWhatIsExcluded) {
+  DatabaseFilter filter;
+  filter.setId(OperationType::equal, "one");
+  filter.setCategory(OperationType::equal, "Color", "red", "");
+  DatabaseFilter& same = filter;
+  filter.exclude("_id", same);
+  EXPECT_EQ(query(filter), R"({"_id": "one"})");
+}
+
+TEST(DatabaseFilter, CopiesOfADerivedImplementationAddressRecords) {
+  std::string log;
+  const SpiedFilter filter(log);
+  DatabaseFilter copy(filter);
+  copy.setCategory(OperationType::equal, "Color", "red", "");
+  EXPECT_EQ(query(copy), R"({"recordInfo.category": {"$elemMatch": {"name": "Color", "value": "red"}}})");
+  EXPECT_EQ(log, "");
+}
+
 TEST(DatabaseFilter, DerivedImplementationsAddressAnotherLayout) {
   std::string log;
   SpiedFilter filter(log);
@@ -320,6 +429,7 @@ TEST(DatabaseFilter, KeepsWhatItHadWhenAConditionIsRefused) {
   filter.setId(OperationType::equal, "one");
   EXPECT_THROW(filter.setCategory(OperationType::equal, "a", "1", "no option"), database_client::Error);
   EXPECT_THROW(filter.setCategory(existing, std::string("a\0b", 3), "1", ""), database_client::Error);
+  EXPECT_THROW(filter.setDescriptionAsInt(static_cast<OperationType>(10), "a", 1), database_client::Error);
   EXPECT_EQ(query(filter), R"({"_id": "one"})");
 }
 

@@ -44,6 +44,33 @@ TEST_F(Factories, MakeIndependentObjects) {
   EXPECT_EQ(second->getD()->toJson(), "{}");
 }
 
+TEST_F(Factories, MakeProvidersWithConnectionsOfTheirOwn) {
+  const auto first = library.experiments();
+  const auto second = library.experiments();
+  ASSERT_TRUE(first->connect("", "file::memory:", 0, "", ""));
+  EXPECT_FALSE(second->isConnected());
+  ASSERT_TRUE(second->connect("", "file::memory:", 0, "", ""));
+  first->disconnect();
+  EXPECT_TRUE(second->isConnected());
+}
+
+/// Whether the pointer is that of the whole object, which a caller may take it for.
+template <class Object>
+bool isWhole(const std::unique_ptr<Object>& object) {
+  return dynamic_cast<void*>(object.get()) == static_cast<void*>(object.get());
+}
+
+TEST_F(Factories, ReturnTheAddressOfTheObjectItself) {
+  EXPECT_TRUE(isWhole(library.filter()));
+  EXPECT_TRUE(isWhole(library.experiments()));
+  EXPECT_TRUE(isWhole(library.scenarios()));
+  EXPECT_TRUE(isWhole(library.databaseSource()));
+  EXPECT_TRUE(isWhole(library.dataServerSource()));
+  EXPECT_TRUE(isWhole(library.experiment()));
+  EXPECT_TRUE(isWhole(library.scenario()));
+  EXPECT_TRUE(isWhole(library.users()));
+}
+
 TEST_F(Factories, MakeProvidersThatKnowTheirCollections) {
   database_client::testing::RecordingClient client;
   const auto experiments = library.experiments();

@@ -374,6 +374,49 @@ TEST_F(StoredUsers, KeepSettingsUnderTags) {
   EXPECT_EQ(settings("zoe", "layout"), R"({"d": 4})");
 }
 
+TEST_F(StoredUsers, KeepOneBlockUnderATagThatIsStoredTwice) {
+  users->addUserData("anna", "layout", ObjectProperties::fromJson(R"({"a": 1})"));
+  users->addUserData("anna", "layout", ObjectProperties::fromJson(R"({"b": 2})"));
+  database_client::DataBaseClient client;
+  ASSERT_TRUE(client.connect("", folder.host(), 0, "", ""));
+  EXPECT_EQ(client.count("databaseManager", "customization", {}), 1);
+  EXPECT_EQ(settings("anna", "layout"), R"({"b": 2})");
+}
+
+TEST_F(StoredUsers, LoseAllTheirSettingsAndNobodyElses) {
+  for (const char* user : {"anna", "zoe"}) {
+    for (const char* tag : {"layout", "", "colors"}) users->addUserData(user, tag, ObjectProperties());
+  }
+  users->removeAllUserData("anna");
+  for (const char* tag : {"layout", "", "colors"}) {
+    EXPECT_EQ(settings("anna", tag), R"({"none": true})") << tag;
+    EXPECT_EQ(settings("zoe", tag), "{}") << tag;
+  }
+}
+
+TEST_F(StoredUsers, LeaveTheOutputForATagThatIsUnknown) {
+  users->addUserData("anna", "layout", ObjectProperties());
+  EXPECT_EQ(settings("anna", "Layout"), R"({"none": true})");
+  EXPECT_EQ(settings("Anna", "layout"), R"({"none": true})");
+}
+
+TEST_F(StoredUsers, CannotBeAddedTwiceOrChangedWhenUnknown) {
+  const auto code = [](const auto& call) {
+    try {
+      call();
+      return 0;
+    } catch (const database_client::Error& error) {
+      return error.code();
+    }
+  };
+  users->addUser("anna", "secret", {}, {});
+  EXPECT_EQ(code([&] { users->addUser("anna", "other", {}, {}); }), 51003);
+  EXPECT_EQ(code([&] { users->updateUser("zoe", {}, {}); }), 11);
+  EXPECT_EQ(code([&] { users->changeUserPassword("zoe", "new"); }), 11);
+  EXPECT_EQ(code([&] { users->removeUser("zoe"); }), 11);
+  EXPECT_EQ(joined(users->enumUsers()), "anna");
+}
+
 TEST_F(StoredUsers, DoAsTheirRolesAllowOnceTheAdministratorHasAPassword) {
   users->addUser("anna", "secret", {{DatabaseRoleType::read, DatabaseType::experiment}}, {});
   users->changeAdminPassword("geheim");

@@ -19,9 +19,16 @@ std::unique_ptr<DataServerSourceInfo> dataServer() {
   return source;
 }
 
-/// A class of an application, which implements the interface on its own.
+/// A class of an application, which implements the interface on its own. It tells when it is destroyed.
 class ForeignSource : public DatabaseSourceInfoInterface {
  public:
+  explicit ForeignSource(bool* destroyed = nullptr) : destroyed_(destroyed) {}
+  ForeignSource(const ForeignSource&) = delete;
+  ForeignSource& operator=(const ForeignSource&) = delete;
+  ~ForeignSource() override {
+    if (destroyed_ != nullptr) *destroyed_ = true;
+  }
+
   bool serialize(ObjectProperties& target, int version) override {
     target.setValueInt32("version", version);
     target.setValueString("foreign", "yes");
@@ -38,6 +45,9 @@ class ForeignSource : public DatabaseSourceInfoInterface {
   void setPort(const long long& /*port*/) override {}
   void setDatabaseName(const std::string& /*name*/) override {}
   void setSourceId(const std::string& /*id*/) override {}
+
+ private:
+  bool* destroyed_;
 };
 
 class RecordSource : public ::testing::Test {
@@ -146,6 +156,64 @@ TEST_F(RecordSource, OfAForeignClassIsWrittenButReadsAsNull) {
   view.updateRecord();
   EXPECT_EQ(document.toJson(),
             R"({"recordInfo": {"additionalData": {"dataSource": {"version": 1, "foreign": "yes", "type": 1}}}})");
+}
+
+TEST_F(RecordSource, IsReleasedWhenItIsReplacedOrTheViewIsCleared) {
+  bool replaced = false;
+  bool cleared = false;
+  view.setDatabaseSourceInfo(std::make_unique<ForeignSource>(&replaced).release());
+  EXPECT_FALSE(replaced);
+  view.setDatabaseSourceInfo(std::make_unique<ForeignSource>(&cleared).release());
+  EXPECT_TRUE(replaced);
+  EXPECT_FALSE(cleared);
+  view.clear();
+  EXPECT_TRUE(cleared);
+}
+
+TEST_F(RecordSource, StaysUntilAnotherDocumentIsRead) {
+  bool destroyed = false;
+  view.setDatabaseSourceInfo(std::make_unique<ForeignSource>(&destroyed).release());
+  load(storedDatabaseSource);
+  EXPECT_FALSE(destroyed);
+  EXPECT_EQ(source(), "1 db:5000");
+  EXPECT_TRUE(destroyed);
+}
+
+TEST_F(RecordSource, SetBeforeAnotherDocumentIsGivenIsNotWritten) {
+  view.setDatabaseSourceInfo(std::make_unique<DatabaseSourceInfo>().release());
+  load("{}");
+  view.updateRecord();
+  EXPECT_EQ(document.toJson(), "{}");
+}
+
+TEST_F(RecordSource, SetToNullOnAnEmptyViewMakesAnEmptyDocument) {
+  view.updateRecord();
+  EXPECT_EQ(view.getRecord(), nullptr) << "nothing was set";
+  view.setDataServerSourceInfo(nullptr);
+  view.updateRecord();
+  const std::unique_ptr<ObjectProperties> made(view.getRecord());
+  ASSERT_NE(made, nullptr);
+  EXPECT_EQ(made->toJson(), "{}");
+}
+
+TEST_F(RecordSource, IsWrittenOnce) {
+  load("{}");
+  view.setDatabaseSourceInfo(std::make_unique<DatabaseSourceInfo>().release());
+  view.updateRecord();
+  document.remove("recordInfo");
+  view.updateRecord();
+  EXPECT_EQ(document.toJson(), "{}");
+}
+
+TEST_F(RecordSource, CopiedIntoAnotherDocumentIsStillToBeWrittenIntoItsOwn) {
+  load("{}");
+  view.setDataServerSourceInfo(dataServer().release());
+  ObjectProperties other;
+  static_cast<const RecordSourceInfo&>(view).updateRecord(&other);
+  EXPECT_EQ(document.toJson(), "{}");
+  view.updateRecord();
+  EXPECT_EQ(document.toJson(), other.toJson());
+  EXPECT_NE(other.toJson().find("dataSource"), std::string::npos);
 }
 
 TEST_F(RecordSource, LentAndSetAgainIsKept) {

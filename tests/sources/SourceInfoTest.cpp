@@ -120,6 +120,26 @@ TEST(Sources, TellTheirTypeWhateverTheyHold) {
   EXPECT_EQ(static_cast<int>(dataServerSource().type()), 2);
 }
 
+TEST(Sources, ReadValuesOfAnotherKindAsAbsent) {
+  DatabaseSourceInfo database = databaseSource();
+  EXPECT_TRUE(database.deserialize(
+      ObjectProperties::fromJson(R"({"version": 1, "host": 5, "port": "x", "database name": {}, "source id": null})"),
+      1));
+  EXPECT_EQ(fields(database), ":0  ");
+  DataServerSourceInfo server = dataServerSource();
+  EXPECT_TRUE(server.deserialize(ObjectProperties::fromJson(R"({"version": 1, "host": [], "volume": "7"})"), 1));
+  EXPECT_EQ(fields(server), "    0");
+}
+
+TEST(Sources, ReadAnAbsentVersionAsZero) {
+  DatabaseSourceInfo database = databaseSource();
+  EXPECT_TRUE(database.deserialize(ObjectProperties(), 0));
+  EXPECT_EQ(fields(database), ":0  ");
+  DataServerSourceInfo server = dataServerSource();
+  EXPECT_FALSE(server.deserialize(ObjectProperties(), 1));
+  EXPECT_EQ(fields(server), "h s r /p 5000000000");
+}
+
 TEST(Sources, AreWrittenAtTheLevelThatIsOpen) {
   ObjectProperties document;
   DataServerSourceInfo source = dataServerSource();

@@ -105,6 +105,18 @@ TEST_F(Users, AreRemovedAndGivenPasswords) {
             "changePassword admin 'admin' 'newer'\n");
 }
 
+TEST_F(Users, TakeARefusedConnectionWithoutAWord) {
+  client.setResult(false);
+  EXPECT_NO_THROW(users.connectAsAdmin("host", 1, "wrong"));
+  EXPECT_NO_THROW(users.connectAsUser("host", 1, "anna", "wrong"));
+  EXPECT_NO_THROW(users.disconnect());
+}
+
+TEST_F(Users, WithoutANameAreListedWithAnEmptyOne) {
+  client.answer({R"({"db": "databaseManager"})", R"({"user": 5, "db": "databaseManager"})"});
+  EXPECT_EQ(users.enumUsers(), (std::list<std::string>{"", ""}));
+}
+
 TEST_F(Users, AreListedWithoutTheAdministratorAndThoseOfOtherDatabases) {
   client.answer({R"({"user": "zoe", "db": "databaseManager"})", R"({"user": "admin", "db": "databaseManager"})",
                  R"({"user": "admin", "db": "admin"})", R"({"user": "other", "db": "elsewhere"})",
@@ -237,6 +249,16 @@ TEST_F(UserSettings, LeaveTheOutputForAnUnknownTag) {
   EXPECT_EQ(settings(), R"({"old": 1})");
   client.answer({R"({"user": "anna", "tag": "layout"})"});
   EXPECT_EQ(settings(), R"({"old": 1})");
+}
+
+TEST_F(UserSettings, OfAnEmptyUserAndTagGoToTheStoreLikeAnyOther) {
+  users.addUserData("", "", {});
+  users.removeUserData("", "");
+  users.removeAllUserData("");
+  EXPECT_EQ(client.calls(),
+            R"(update databaseManager customization {"user": "", "tag": ""} {"user": "", "tag": "", "data": {}} 1 1)"
+            "\nremove databaseManager customization {\"user\": \"\", \"tag\": \"\"}\n"
+            "remove databaseManager customization {\"user\": \"\"}\n");
 }
 
 TEST_F(UserSettings, AreRemovedByTagOrAltogether) {
