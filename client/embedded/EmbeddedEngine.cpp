@@ -23,6 +23,11 @@ bool isRoleList(const Namespace& where) {
   return where.database == "admin" && where.collection == "system.roles";
 }
 
+bool asksForUser(bson::View query, const std::string& user) {
+  const bson::Value asked = query.find("user");
+  return query.count() == 1 && asked.data != nullptr && asked.type == bson::Type::string && asked.asString() == user;
+}
+
 /// The administrator is part of every store, from its making on.
 void makeAdministrator(Store& store) {
   {
@@ -54,9 +59,8 @@ Collection* EmbeddedEngine::reading(const Namespace& where, const char* operatio
 
 // Users may see themselves, whatever their rights over others: the query for it, when this is what the query asks.
 std::optional<ObjectProperties> EmbeddedEngine::lookUpOfSelf(const Namespace& where, const ObjectProperties& query) {
-  const bson::View view = DocumentAccess::view(query);
-  if (!isUserList(where) || view.count() != 1 || session_.may(Action::listUsers, where.database)) return std::nullopt;
-  if (!session_.hasUser() || query.valueAsString("user", "") != session_.user()) return std::nullopt;
+  if (!isUserList(where) || session_.may(Action::listUsers, where.database)) return std::nullopt;
+  if (!session_.hasUser() || !asksForUser(DocumentAccess::view(query), session_.user())) return std::nullopt;
   ObjectProperties self;
   self.setValueString("user", session_.user());
   self.setValueString("db", session_.database());

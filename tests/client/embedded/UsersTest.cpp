@@ -329,6 +329,26 @@ TEST_F(EmbeddedUsers, AreNotThoseOfTheSameNameWhoComeLater) {
   EXPECT_EQ(later.count("{}"), "0");
 }
 
+TEST_F(EmbeddedUsers, SeeThemselvesWhenTheyAskForThemselvesAndNothingElse) {
+  setUp(client, "top");
+  Client administrator(path, "admin", "admin", "top");
+  create(administrator, "ann");
+  Client ann(path, "databaseManager", "ann", "secret");
+  EXPECT_NE(users(ann, R"({"user": "ann"})"), "authorization 13");
+  for (const char* query : {"{}", R"({"user": "admin"})", R"({"user": {"$ne": "bob"}})", R"({"user": null})",
+                            R"({"_id": "databaseManager.ann"})", R"({"user": "ann", "db": "databaseManager"})"}) {
+    EXPECT_EQ(users(ann, query), "authorization 13") << query;
+  }
+  ObjectProperties nested = ObjectProperties::fromJson(R"({"a": {"user": "ann"}})");
+  const Group inside(nested, "a");
+  const ObjectProperties none;
+  EXPECT_EQ(
+      Client::outcome([&] {
+        ann.engine->find({"admin", "system.users"}, {nested, none, 0, 0}, [](ObjectProperties&&) { return true; });
+      }),
+      "authorization 13");
+}
+
 TEST_F(EmbeddedUsers, StayConnectedWhenTheirPasswordIsChanged) {
   setUp(client, "top");
   Client administrator(path, "admin", "admin", "top");
