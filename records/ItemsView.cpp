@@ -75,7 +75,8 @@ void ItemsView::removeItem(const std::string& name) {
 
 void ItemsView::visit(const std::string& name, const std::function<void(const ObjectProperties&)>& read) const {
   extract();
-  if (!isTidy_ && searched_ < searchesBeforeIndex) {
+  // An item without a name, which the search does not find, may be kept under the empty one.
+  if (!isTidy_ && !name.empty() && searched_ < searchesBeforeIndex) {
     // Of repeated names the last counts.
     const int last = items_.lastWith(layout_.nameKey, name);
     searched_ += items_.size();

@@ -78,6 +78,20 @@ TEST_F(Files, HaveIdsFromThePlatformsGeneratorSeededWithTheSecond) {
   // NOLINTEND(cert-msc50-cpp)
 }
 
+TEST_F(Files, AddedToTwoRecordsInTheSameSecondHaveTheSameId) {
+  std::time_t second = 0;
+  std::string first;
+  std::string other;
+  do {  // again when a second has passed in between
+    FilesInfo files;
+    FilesInfo others;
+    second = std::time(nullptr);
+    files.addFileInfo(ObjectType::xmlObject, "h", "p", first);
+    others.addFileInfo(ObjectType::xmlObject, "h", "p", other);
+  } while (second != std::time(nullptr));
+  EXPECT_EQ(first, other);
+}
+
 TEST_F(Files, EmptyHostAndPathAreTaken) {
   std::string id;
   EXPECT_TRUE(view.addFileInfo(ObjectType::xmlObject, "", "", id));
@@ -116,6 +130,22 @@ TEST_F(Files, AnItemWithoutAnIdIsLoadedUnderTheEmptyOne) {
   load(R"({"recordInfo": {"additionalData": {"files": [{"type": 1}]}}})");
   EXPECT_EQ(filesIds(view), std::list<std::string>{""});
   EXPECT_EQ(file(view, ""), "1  ");
+}
+
+TEST_F(Files, AnItemWithoutAnIdIsReadUnderTheEmptyOneBeforeAnyListing) {
+  load(R"({"recordInfo": {"additionalData": {"files": [{"type": 1, "host": "h", "path": "/a"}]}}})");
+  EXPECT_EQ(file(view, ""), "1 h /a");
+  load(R"({"recordInfo": {"additionalData": {"files": [{"fileId": 8, "type": 1, "host": "h", "path": "/b"}]}}})");
+  EXPECT_EQ(file(view, ""), "1 h /b");
+}
+
+TEST_F(Files, HaveA32BitKindWhateverWasStored) {
+  load(R"({"recordInfo": {"additionalData": {"files": [{"fileId": "7", "type": {"$numberLong": "4"}}]}}})");
+  EXPECT_EQ(file(view, "7"), "4  ");
+  view.removeFileInfo("unknown");
+  EXPECT_EQ(view.getRecord()->toJson(database_client::JsonMode::canonical),
+            R"({"recordInfo": {"additionalData": {"files": [{"fileId": "7", "type": {"$numberInt": "4"}, )"
+            R"("host": "", "path": ""}]}}})");
 }
 
 TEST_F(Files, AnUnknownIdGivesKindZeroAndEmptyTexts) {
