@@ -11,12 +11,13 @@ class DATABASE_PROVIDER_EXPORT ExperimentDatabaseRecordInterface : public Databa
  public:
   /// `SourceType::undefinedSource` when the record names none.
   virtual SourceType sourceType() const = 0;
-  /// The source, lent until it is replaced or the record is cleared, given another document or destroyed; null when
-  /// there is none or it is of the other kind, or of a class other than the library's own.
+  /// The source, lent until it is replaced, the record is destroyed, or `clear`, `take` or any `setD` is called; null
+  /// when there is none or it is of the other kind, or of a class other than the library's own.
   virtual DatabaseSourceInfoInterface* getDatabaseSourceInfo() const = 0;
   virtual DataServerSourceInfoInterface* getDataServerSourceInfo() const = 0;
   /// Makes `info` the source and takes it over. Null leaves the record without a source, but what its document already
-  /// says of one stays there.
+  /// says of one stays there. What is not written yet is dropped by `clear` and by any `setD`, also with the document
+  /// that the record holds.
   virtual void setDatabaseSourceInfo(DatabaseSourceInfoInterface* info) = 0;
   virtual void setDataServerSourceInfo(DataServerSourceInfoInterface* info) = 0;
 };

@@ -127,6 +127,14 @@ TEST_F(OpenClient, UpdateTakesOnlyTheFlagsAndOperationsItKnows) {
   EXPECT_EQ(update(R"({"$set": {"a": 1}})", 1, 1), "document $set");
 }
 
+TEST_F(OpenClient, ALimitOfOneFindsOneOfMany) {
+  for (const char* document : {R"({"a": 1})", R"({"a": 1})", R"({"a": 1})"}) EXPECT_EQ(insert(document), "done");
+  std::list<ObjectProperties*> documents;
+  client.find("d", "c", ObjectProperties::fromJson(R"({"a": 1})"), {}, documents, 1, 0);
+  EXPECT_EQ(documents.size(), 1U);
+  for (const ObjectProperties* document : documents) delete document;
+}
+
 TEST_F(OpenClient, NegativePagesAreRefused) {
   std::list<ObjectProperties*> documents;
   EXPECT_EQ(outcome([&] { client.find("d", "c", {}, {}, documents, -1, 0); }), "query limit");

@@ -53,8 +53,13 @@ TEST(RoleNames, ComeBackToTheirValue) {
   }
 }
 
-TEST(RoleNames, UnknownReadAsRead) {
+TEST(RoleNames, AreComparedExactly) {
   EXPECT_EQ(static_cast<int>(databaseRoleNameToDatabaseRoleType("readWrite")), 1);
+  EXPECT_EQ(static_cast<int>(databaseRoleNameToDatabaseRoleType("readwrite")), 0);
+  EXPECT_EQ(static_cast<int>(databaseRoleNameToDatabaseRoleType("readWrite ")), 0);
+}
+
+TEST(RoleNames, UnknownReadAsRead) {
   EXPECT_EQ(static_cast<int>(databaseRoleNameToDatabaseRoleType("dbAdmin")), 0);
   EXPECT_EQ(static_cast<int>(databaseRoleNameToDatabaseRoleType("undefinedRole")), 0);
   EXPECT_EQ(static_cast<int>(databaseRoleNameToDatabaseRoleType("")), 0);

@@ -9,7 +9,7 @@ root = pathlib.Path(__file__).resolve().parents[2]
 document = (root / "docs/coverage.md").read_text()
 failures = (root / "docs/failures.md").read_text()
 sources = "\n".join(path.read_text() for path in (root / "tests").rglob("*Test.cpp"))
-headers = "\n".join(path.read_text() for path in (root / "include/database_provider").glob("*.h"))
+headers = "\n".join(path.read_text() for path in (root / "include").glob("*/*.h"))
 
 tests = {".".join(pair) for pair in re.findall(r"\bT(?:YPED_T)?EST(?:_[FP])?\(\s*(\w+),\s*(\w+)\)", sources)}
 named = set(re.findall(r"`(\w+\.[A-Z]\w+)`", document + failures))

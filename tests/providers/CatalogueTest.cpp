@@ -59,6 +59,15 @@ TEST_F(Catalogue, OfNoNamesIsAnEmptyArray) {
   EXPECT_EQ(client.calls(), "update db configuration {} {\"categoriesNames\": []} 1 3\n");
 }
 
+TEST_F(Catalogue, TakesEmptyAndRepeatedNamesAsTheyAre) {
+  provider.setCategoriesNames({"a", "", "a"});
+  EXPECT_EQ(client.calls(),
+            "update db configuration {} {\"categoriesNames\": []} 1 3\n"
+            "update db configuration {} {\"categoriesNames\": {\"name\": \"a\", \"order\": 0}} 1 9\n"
+            "update db configuration {} {\"categoriesNames\": {\"name\": \"\", \"order\": 1}} 1 9\n"
+            "update db configuration {} {\"categoriesNames\": {\"name\": \"a\", \"order\": 2}} 1 9\n");
+}
+
 TEST_F(Catalogue, KeepsTheNamesWrittenBeforeAFailure) {
   client.failOn(2);
   EXPECT_THROW(provider.setCategoriesNames({"a", "b", "c"}), database_client::Error);

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <type_traits>
+
 #include "providers/database_provider.h"
 #include "records/DatabaseRecord.h"
 #include "tests/support/RecordingClient.h"
@@ -217,6 +219,10 @@ TEST(ProviderOwnership, DestroysItsOwnClientWithoutDisconnectingWhenGivenAnother
   }
   EXPECT_EQ(*log, "destroyed\n");
   EXPECT_EQ(borrowed.calls(), "") << "left connected and alive";
+}
+
+TEST(ProviderOwnership, LetsNoFailureOutOfTheDestructor) {
+  EXPECT_TRUE(std::is_nothrow_destructible_v<DatabaseProvider>);
 }
 
 TEST(ProviderOwnership, LeavesEveryClientThatItWasGiven) {

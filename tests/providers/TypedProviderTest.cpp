@@ -241,6 +241,15 @@ TEST_F(ExperimentSources, OfTheDataServerKindAreAskedForByHostAndType) {
   EXPECT_EQ(servers.at("x")->host() + servers.at("x")->section(), "hs");
 }
 
+TEST_F(ExperimentSources, AreAskedForByA32BitTypeAndIncludedByBooleans) {
+  client.setMode(database_client::JsonMode::canonical);
+  experiments.enumDatabaseSources("h", databases);
+  EXPECT_EQ(client.calls(), R"(find experiment records {"recordInfo.additionalData.dataSource.host": "h", )"
+                            R"("recordInfo.additionalData.dataSource.type": {"$numberInt": "1"}} )"
+                            R"({"_id": true, "recordInfo.additionalData.dataSource": true} 0 0)"
+                            "\n");
+}
+
 TEST_F(ExperimentSources, OfAnEmptyHostAreRefusedBeforeAnyCall) {
   const auto message = [](auto&& call) -> std::string {
     try {

@@ -245,6 +245,15 @@ TEST_F(Categories, AnotherDocumentDropsWhatWasNotWritten) {
   EXPECT_EQ(document.toJson(), redAndRound);
 }
 
+TEST_F(Categories, CutOffFromTheirDocumentStayAsTheyWereRead) {
+  load(redAndRound);
+  EXPECT_EQ(view.categoryValue("Color", "?"), "red");
+  view.setRecord(nullptr);
+  EXPECT_EQ(categories(view), "Color=red Shape=round");
+  view.clear();
+  EXPECT_EQ(categories(view), "");
+}
+
 TEST_F(Categories, WithoutADocumentReadAsEmptyAndKeepWhatIsSet) {
   view.clear();
   EXPECT_EQ(categories(view), "");

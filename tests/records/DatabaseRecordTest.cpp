@@ -160,6 +160,14 @@ TEST_F(Record, ClearedAndGivenADocumentWorksOnIt) {
   EXPECT_NE(written().find(R"({"name": "a", "value": "b"})"), std::string::npos);
 }
 
+TEST_F(Record, ClearedAndGivenItsOwnDocumentStaysCutOff) {
+  record.clear();
+  record.setD(record.getD());
+  EXPECT_TRUE(record.setCategory("a", "b"));
+  EXPECT_EQ(written(), "{}");
+  EXPECT_EQ(categories(record), "a=b");
+}
+
 TEST_F(Record, ClearedTwiceIsEmptyAgain) {
   record.clear();
   record.setCategory("a", "b");

@@ -193,6 +193,11 @@ TEST_F(Descriptions, RemovingAnAbsentOneMarksTheSection) {
   EXPECT_EQ(written(), R"({"recordInfo": {"description": []}})");
 }
 
+TEST_F(Descriptions, RemovingAnEmptyNameMarksTheSection) {
+  view.removeDescription("");
+  EXPECT_EQ(written(), R"({"recordInfo": {"description": []}})");
+}
+
 TEST_F(Descriptions, RemovingAllLeavesAnEmptyArray) {
   load(R"({"name": "title", "value": "Barley", "type": 4})");
   view.removeAllDescriptions();

@@ -120,6 +120,11 @@ TYPED_TEST(EveryKindOfRecord, ForwardsToTheRecordInside) {
   EXPECT_EQ(content(again), "categories ; descriptions ; files; user {}");
 }
 
+TYPED_TEST(EveryKindOfRecord, EmptiesTheListOfExtensionsForAKindThatThereIsNot) {
+  const TypeParam record;
+  for (const int kind : {0, 6, -1}) EXPECT_EQ(extensions(record, kind), "") << kind;
+}
+
 TYPED_TEST(EveryKindOfRecord, ClearedKeepsEditsOutOfItsDocument) {
   TypeParam record;
   record.setD(newDocument(R"({"a": 1})").release());
@@ -197,6 +202,17 @@ TEST_F(ExperimentSource, PendingIsDroppedWithTheDocument) {
   record.setD(newDocument("{}").release());
   EXPECT_EQ(host(), "none");
   EXPECT_EQ(written(), "{}");
+}
+
+TEST_F(ExperimentSource, PendingIsDroppedEvenWithTheDocumentThatTheRecordHolds) {
+  ObjectProperties* const document = newDocument("{}").release();
+  record.setD(document);
+  record.setCategory("a", "b");
+  record.setDatabaseSourceInfo(sourceOn("x"));
+  record.setD(document);
+  EXPECT_EQ(host(), "none");
+  EXPECT_EQ(written(), R"({"recordInfo": {"category": [{"name": "a", "value": "b"}]}})")
+      << "the sections keep what is pending, the source does not";
 }
 
 TEST_F(ExperimentSource, GivenNoDocumentGoesIntoTheEmptyOne) {
