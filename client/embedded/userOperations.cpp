@@ -147,7 +147,7 @@ void EmbeddedEngine::changePassword(const std::string& database, const std::stri
   const Credentials credentials = Credentials::of(password);
   Store::Writing writing(store_, Store::Extent::one);
   const bool isOwn = session_.isUser(database, user) && session_.may(Action::changeOwnPassword, database);
-  if (!isOwn) session_.require(Action::administerUsers, database, "change the password of", nameOf(database, user));
+  if (!isOwn) session_.require(Action::administerUsers, database, "change the password", nameOf(database, user));
   UserDirectory directory(store_);
   User changed = requireUser(directory, database, user);
   changed.credentials = credentials;

@@ -62,10 +62,14 @@ bool allows(const Grant& grant, Action action, std::string_view database) {
   return holds(find(databaseRoles(), grant.role), action);
 }
 
+bool isDatabaseName(std::string_view name) {
+  return !name.empty() && name.find_first_of("/\\. \"$") == std::string_view::npos;
+}
+
 }  // namespace
 
 bool isBuiltIn(const Grant& grant) {
-  if (find(databaseRoles(), grant.role) != nullptr) return true;
+  if (find(databaseRoles(), grant.role) != nullptr) return isDatabaseName(grant.database);
   const bool isOther = std::find(otherRoles.begin(), otherRoles.end(), grant.role) != otherRoles.end();
   return grant.database == "admin" && (isOther || find(overallRoles(), grant.role) != nullptr);
 }

@@ -28,7 +28,7 @@ enum class Action {
   administerStore,      ///< care for the file
 };
 
-/// Whether a server has this role without its being made.
+/// Whether a server has this role without its being made; none does on a database that cannot be.
 bool isBuiltIn(const Grant& grant);
 
 /// What a set of grants amounts to.

@@ -153,6 +153,10 @@ TEST_F(EmbeddedUsers, ThatAreNotThereCannotBeChanged) {
 TEST_F(EmbeddedUsers, GetOnlyRolesThatTheStoreKnows) {
   EXPECT_EQ(create(client, "ann", "x", R"({"0": {"role": "baker", "db": "a"}})"), "server 31");
   EXPECT_EQ(create(client, "ann", "x", R"({"0": {"role": "root", "db": "a"}})"), "server 31");
+  for (const char* roles : {R"({"0": {"role": "read", "db": ""}})", R"({"0": {"role": "read", "db": "a.b"}})",
+                            R"({"0": {"role": "", "db": "a"}})"}) {
+    EXPECT_EQ(create(client, "ann", "x", roles), "server 31") << roles;
+  }
   EXPECT_EQ(create(client, "ann", "x", R"({"0": {"role": "root", "db": "admin"}})"), "ok");
   EXPECT_EQ(modify(client, "ann", R"({"0": {"role": "baker", "db": "a"}})"), "server 31");
 }
