@@ -73,5 +73,17 @@ TEST_F(EmbeddedGoldenFile, OfVersionOneIsSoundAndTakesMore) {
   EXPECT_EQ(administrator.count(R"({"tags": {"$elemMatch": {"name": "Color", "value": "blue"}}})"), "2");
 }
 
+// Its users have no id.
+TEST_F(EmbeddedGoldenFile, OfVersionOneTellsUsersOfOneNameApart) {
+  Client ann(path, "databaseManager", "ann", "p\xc3\xa4ss");
+  Client administrator(path, "admin", "admin", "golden");
+  administrator.engine->changePassword("databaseManager", "ann", "other");
+  EXPECT_EQ(ann.count(R"({"_id": 2})"), "1");
+  administrator.engine->dropUser("databaseManager", "ann");
+  administrator.engine->createUser("databaseManager", "ann", "new",
+                                   ObjectProperties::fromJson(R"({"0": {"role": "readWrite", "db": "test"}})"), {});
+  EXPECT_EQ(ann.count(R"({"_id": 2})"), "authorization 13");
+}
+
 }  // namespace
 }  // namespace database_client
