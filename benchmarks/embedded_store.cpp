@@ -19,8 +19,7 @@ namespace database_client {
 namespace {
 
 /// A record of 5 categories and 20 descriptions, about 2.3 KB.
-ObjectProperties record(int number, ObjectId& id) {
-  id = ObjectId::make();
+ObjectProperties recordWithId(int number, const ObjectId& id) {
   bson::Writer writer;
   writer.appendObjectId("_id", id.bytes.data());
   writer.beginDocument("recordInfo");
@@ -49,6 +48,11 @@ ObjectProperties record(int number, ObjectId& id) {
   return DocumentAccess::adopt(writer.take());
 }
 
+ObjectProperties record(int number, ObjectId& id) {
+  id = ObjectId::make();
+  return recordWithId(number, id);
+}
+
 std::string freshPath() {
   const char* folder = std::getenv("BENCHMARK_FOLDER");
   const std::string path = std::string(folder == nullptr ? "/tmp" : folder) + "/embedded_store_benchmark";
@@ -69,10 +73,11 @@ class Ours {
   void insertMany(const std::vector<ObjectProperties>& documents, const std::vector<ObjectId>& /*ids*/) {
     engine_->insertMany({database, collection}, documents);
   }
+  void replace(const ObjectProperties& document, const ObjectId& id) {
+    engine_->update({database, collection}, queryOf(id), document, UpdateKind::replaceFirst, false);
+  }
   std::size_t find(const ObjectId& id) {
-    bson::Writer writer;
-    writer.appendObjectId("_id", id.bytes.data());
-    const auto query = DocumentAccess::adopt(writer.take());
+    const ObjectProperties query = queryOf(id);
     std::size_t size = 0;
     engine_->find({database, collection}, {query, projection_, 1, 0}, [&size](ObjectProperties&& document) {
       size += DocumentAccess::view(document).size;
@@ -82,6 +87,12 @@ class Ours {
   }
 
  private:
+  static ObjectProperties queryOf(const ObjectId& id) {
+    bson::Writer writer;
+    writer.appendObjectId("_id", id.bytes.data());
+    return DocumentAccess::adopt(writer.take());
+  }
+
   std::unique_ptr<Engine> engine_;
   ObjectProperties projection_{};
 };
@@ -94,22 +105,19 @@ class Bare {
     run(options.find("normal") == std::string::npos ? "PRAGMA synchronous=FULL" : "PRAGMA synchronous=NORMAL");
     run("CREATE TABLE t(rid INTEGER PRIMARY KEY, id BLOB NOT NULL UNIQUE, body BLOB NOT NULL)");
     sqlite3_prepare_v2(file_, "INSERT INTO t(id, body) VALUES(?1, ?2)", -1, &insert_, nullptr);
+    sqlite3_prepare_v2(file_, "UPDATE t SET body = ?2 WHERE id = ?1", -1, &replace_, nullptr);
     sqlite3_prepare_v2(file_, "SELECT body FROM t WHERE id = ?1", -1, &find_, nullptr);
   }
   Bare(const Bare&) = delete;
   Bare& operator=(const Bare&) = delete;
   ~Bare() {
     sqlite3_finalize(insert_);
+    sqlite3_finalize(replace_);
     sqlite3_finalize(find_);
     sqlite3_close(file_);
   }
-  void insert(const ObjectProperties& document, const ObjectId& id) {
-    const bson::View view = DocumentAccess::view(document);
-    sqlite3_bind_blob(insert_, 1, id.bytes.data(), static_cast<int>(id.bytes.size()), SQLITE_STATIC);
-    sqlite3_bind_blob(insert_, 2, view.data, static_cast<int>(view.size), SQLITE_STATIC);
-    if (sqlite3_step(insert_) != SQLITE_DONE) throw std::runtime_error("no insert");
-    sqlite3_reset(insert_);
-  }
+  void insert(const ObjectProperties& document, const ObjectId& id) { write(insert_, document, id); }
+  void replace(const ObjectProperties& document, const ObjectId& id) { write(replace_, document, id); }
   void insertMany(const std::vector<ObjectProperties>& documents, const std::vector<ObjectId>& ids) {
     run("BEGIN");
     for (std::size_t i = 0; i < documents.size(); ++i) insert(documents[i], ids[i]);
@@ -129,8 +137,17 @@ class Bare {
   void run(const char* sql) {
     if (sqlite3_exec(file_, sql, nullptr, nullptr, nullptr) != SQLITE_OK) throw std::runtime_error(sql);
   }
+  static void write(sqlite3_stmt* statement, const ObjectProperties& document, const ObjectId& id) {
+    const bson::View view = DocumentAccess::view(document);
+    sqlite3_bind_blob(statement, 1, id.bytes.data(), static_cast<int>(id.bytes.size()), SQLITE_STATIC);
+    sqlite3_bind_blob(statement, 2, view.data, static_cast<int>(view.size), SQLITE_STATIC);
+    if (sqlite3_step(statement) != SQLITE_DONE) throw std::runtime_error("not written");
+    sqlite3_reset(statement);
+  }
+
   sqlite3* file_ = nullptr;
   sqlite3_stmt* insert_ = nullptr;
+  sqlite3_stmt* replace_ = nullptr;
   sqlite3_stmt* find_ = nullptr;
 };
 
@@ -168,9 +185,9 @@ void insertThousand(benchmark::State& state, const char* options) {
   state.SetItemsProcessed(state.iterations() * 1000);
 }
 
+/// Fills the store with thousands of documents; their ids.
 template <class Store>
-void findById(benchmark::State& state, const char* options, int batches) {
-  Store store(options);
+std::vector<ObjectId> fill(Store& store, int batches) {
   std::vector<ObjectId> all;
   for (int batch = 0; batch < batches; ++batch) {
     std::vector<ObjectProperties> documents(1000);
@@ -180,6 +197,38 @@ void findById(benchmark::State& state, const char* options, int batches) {
     store.insertMany(documents, ids);
     all.insert(all.end(), ids.begin(), ids.end());
   }
+  return all;
+}
+
+/// Puts documents in the place of others anywhere in the store; nearly every value is another one then.
+template <class Store>
+void replaceOne(benchmark::State& state, const char* options, int batches) {
+  Store store(options);
+  const std::vector<ObjectId> all = fill(store, batches);
+  std::vector<ObjectProperties> documents(1000);
+  std::size_t made = documents.size();
+  std::size_t at = 0;
+  int number = 0;
+  for (auto _ : state) {
+    if (made == documents.size()) {
+      state.PauseTiming();
+      std::size_t ahead = at;
+      for (ObjectProperties& document : documents) {
+        ahead = (ahead + 7919) % all.size();
+        document = recordWithId(++number * 31, all[ahead]);
+      }
+      made = 0;
+      state.ResumeTiming();
+    }
+    at = (at + 7919) % all.size();
+    store.replace(documents[made++], all[at]);
+  }
+}
+
+template <class Store>
+void findById(benchmark::State& state, const char* options, int batches) {
+  Store store(options);
+  const std::vector<ObjectId> all = fill(store, batches);
   std::size_t at = 0;
   for (auto _ : state) {
     at = (at + 7919) % all.size();
@@ -202,6 +251,8 @@ bool registerAll() {
   RegisterBenchmark("insert/full/ours, shared", insertOne<Ours>, "")->Iterations(2000)->UseRealTime()->Unit(micro);
   RegisterBenchmark("insert 1000/bare", insertThousand<Bare>, alone)->Iterations(100)->Unit(benchmark::kMillisecond);
   RegisterBenchmark("insert 1000/ours", insertThousand<Ours>, alone)->Iterations(100)->Unit(benchmark::kMillisecond);
+  RegisterBenchmark("replace/normal/bare", replaceOne<Bare>, alone, 20)->Iterations(20000)->Unit(micro);
+  RegisterBenchmark("replace/normal/ours", replaceOne<Ours>, alone, 20)->Iterations(20000)->Unit(micro);
   RegisterBenchmark("find by id/bare", findById<Bare>, alone, 10)->Unit(micro);
   RegisterBenchmark("find by id/ours", findById<Ours>, alone, 10)->Unit(micro);
   RegisterBenchmark("find by id/ours, shared", findById<Ours>, "?synchronous=normal", 10)->Unit(micro);

@@ -42,6 +42,54 @@ bool joinPostings(const std::vector<TermIterator*>& parts, PostingWriter& joined
   return true;
 }
 
+/// Terms with more records than this are added up as sets.
+constexpr std::uint64_t fewRecords = 16 * 1024;
+
+/// What several parts say about each record of a term: twice the record, and one more where it is taken back.
+using Changes = std::vector<std::uint64_t>;
+
+bool collect(const std::vector<TermIterator*>& parts, Changes& changes) {
+  std::uint64_t records = 0;
+  for (const TermIterator* part : parts) records += part->term().counts.plus + part->term().counts.minus;
+  if (records > fewRecords) return false;
+  changes.clear();
+  const auto add = [&changes](Run run, std::uint64_t minus) {
+    for (Rid i = 0; i < run.length && changes.size() <= fewRecords; ++i)
+      changes.push_back((run.first + i) << 1 | minus);
+  };
+  for (const TermIterator* part : parts) {
+    part->eachPlus([&](Run run) { add(run, 0); });
+    part->eachMinus([&](Run run) { add(run, 1); });
+  }
+  // What the postings hold may be more than what the counts of a damaged term say.
+  if (changes.size() > fewRecords) damaged("the number of records of a term");
+  std::sort(changes.begin(), changes.end());
+  return true;
+}
+
+/// As `addUp` does, for terms of few records; false when they are more.
+bool addUpFew(const std::vector<TermIterator*>& parts, Changes& changes, PostingWriter& plus, PostingWriter& minus,
+              TermCounts& counts) {
+  if (!collect(parts, changes)) return false;
+  plus.clear();
+  minus.clear();
+  for (std::size_t i = 0; i < changes.size();) {
+    const Rid rid = changes[i] >> 1;
+    int added = 0;
+    int takenBack = 0;
+    for (; i < changes.size() && changes[i] >> 1 == rid; ++i) ++((changes[i] & 1) != 0 ? takenBack : added);
+    const int times = takenBack == 0 ? 1 : added - takenBack;
+    if (times > 1 || times < -1) damaged("a record counted twice");
+    if (times > 0) plus.add(rid);
+    if (times < 0) minus.add(rid);
+  }
+  counts.plus = plus.count();
+  counts.minus = minus.count();
+  counts.extra = 0;
+  for (const TermIterator* part : parts) counts.extra += part->term().counts.extra;
+  return true;
+}
+
 std::string_view posting(const RidSet& set, PostingWriter& writer) {
   writer.clear();
   for (auto rid = set.next(0); rid; rid = set.next(*rid + 1)) writer.add(*rid);
@@ -155,6 +203,7 @@ void mergeTerms(MergedTerms& terms, TermSink& sink, const std::function<bool()>&
   std::string buffer;
   PostingWriter plus;
   PostingWriter minus;
+  Changes changes;
   std::vector<TermIterator*> parts;
   for (; terms.valid() && mayGoOn(); terms.next()) {
     if (terms.group().size() == 1) {
@@ -168,6 +217,9 @@ void mergeTerms(MergedTerms& terms, TermSink& sink, const std::function<bool()>&
     Term term;
     if (joinPostings(parts, plus, term.counts)) {
       term.plus = plus.finish();
+    } else if (addUpFew(parts, changes, plus, minus, term.counts)) {
+      term.plus = plus.finish();
+      term.minus = minus.finish();
     } else {
       const TermSum sum = addUp(parts);
       term.counts = {sum.plus.count(), sum.minus.count(), sum.extra};

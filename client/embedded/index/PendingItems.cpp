@@ -3,6 +3,7 @@
 #include <xxhash.h>
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 
 #include "client/embedded/index/bytes.h"
@@ -26,12 +27,17 @@ std::uint64_t headOf(std::string_view payload) {
   return payload.empty() ? 0 : head << (8 * (headSize - payload.size()));
 }
 
-void appendHead(std::string& out, std::uint64_t head, std::size_t size) {
+/// Writes the payload's bytes that are in the head, where there is room for all of it.
+char* putHead(char* at, std::uint64_t head, std::size_t size) {
   const std::uint64_t reversed = __builtin_bswap64(head);
-  char all[headSize];
-  std::memcpy(all, &reversed, headSize);
-  out.append(all, std::min(size, headSize));
+  std::memcpy(at, &reversed, headSize);
+  return at + std::min(size, headSize);
 }
+
+constexpr unsigned digitBits = 8;
+constexpr unsigned digits = 3;
+/// Below this it is cheaper to compare.
+constexpr std::size_t fewestForDigits = 96;
 
 }  // namespace
 
@@ -106,10 +112,14 @@ void PendingItems::addType(Slot& slot, const Item& item, Mark mark) {
 }
 
 void PendingItems::addValue(Slot& slot, const bson::Value& value, Mark mark) {
-  const ValueClass kind = index::encodeValue(value, payload_);
+  // A short text is its own payload.
+  const bool isShortText =
+      value.data != nullptr && value.type == bson::Type::string && value.size <= 4 + index::longestText + 1;
+  const ValueClass kind = isShortText ? ValueClass::string : index::encodeValue(value, payload_);
+  const std::string_view payload = isShortText ? value.asString() : std::string_view(payload_);
   const auto tail = static_cast<std::uint32_t>(tails_.size());
-  if (payload_.size() > headSize) tails_.append(payload_, headSize);
-  slot.values.push_back({headOf(payload_), tail, static_cast<std::uint16_t>(payload_.size()), kind, mark});
+  if (payload.size() > headSize) tails_.append(payload.substr(headSize));
+  slot.values.push_back({headOf(payload), tail, static_cast<std::uint16_t>(payload.size()), kind, mark});
 }
 
 void PendingItems::addIrregular(ItemPaths::Id path, Mark mark) {
@@ -182,7 +192,7 @@ void PendingItems::writeIrregular(index::TermSink& sink, ItemPaths::Id path) {
     if (irregular.path != path) continue;
     key_.start(path, TermKind::irregular);
     marks_.swap(irregular.marks);
-    emit(sink);
+    emit(sink, key_.key());
   }
 }
 
@@ -196,23 +206,65 @@ void PendingItems::writeTypes(index::TermSink& sink, Slot& slot) {
     key_.start(slot.path, TermKind::name).raw(slot.nameInKey);
     type.typed ? key_.type(type.type) : key_.noType();
     marks_.swap(type.marks);
-    emit(sink);
+    emit(sink, key_.key());
     marks_.swap(type.marks);
   }
 }
 
 void PendingItems::sortValues(const Slot& slot) {
   order_.clear();
+  bool sameKind = true;
   for (std::uint32_t i = 0; i < slot.values.size(); ++i) {
-    order_.push_back({slot.values[i].head, i, slot.values[i].kind});
+    const ValueEntry& entry = slot.values[i];
+    order_.push_back({entry.head, i, entry.kind});
+    sameKind = sameKind && entry.kind == order_.front().kind;
   }
   if (order_.size() < 2) return;
   for (std::size_t offset = headSize; skipEqualHeads(slot, offset);) offset += headSize;
-  std::sort(order_.begin(), order_.end(), [&](const SortKey& a, const SortKey& b) {
-    if (a.kind != b.kind) return a.kind < b.kind;
-    if (a.head != b.head) return a.head < b.head;
-    return tailsAreLess(slot.values[a.entry], slot.values[b.entry]);
-  });
+  if (sameKind && order_.size() >= fewestForDigits) {
+    sortByDigits(slot);
+  } else {
+    sortAll(slot, 0, order_.size());
+  }
+}
+
+bool PendingItems::isLess(const Slot& slot, const SortKey& a, const SortKey& b) const {
+  if (a.kind != b.kind) return a.kind < b.kind;
+  if (a.head != b.head) return a.head < b.head;
+  return tailsAreLess(slot.values[a.entry], slot.values[b.entry]);
+}
+
+void PendingItems::sortAll(const Slot& slot, std::size_t first, std::size_t last) {
+  const auto less = [&](const SortKey& a, const SortKey& b) { return isLess(slot, a, b); };
+  const auto begin = order_.begin() + static_cast<std::ptrdiff_t>(first);
+  const auto end = order_.begin() + static_cast<std::ptrdiff_t>(last);
+  if (!std::is_sorted(begin, end, less)) std::sort(begin, end, less);
+}
+
+/// Entries of one kind: by the first digits in which their heads differ, and by comparing what is the same in these.
+void PendingItems::sortByDigits(const Slot& slot) {
+  std::uint64_t different = 0;
+  for (const SortKey& key : order_) different |= key.head ^ order_.front().head;
+  const unsigned top = different == 0 ? 0 : 64U - static_cast<unsigned>(__builtin_clzll(different));
+  const unsigned lowest = top > digits * digitBits ? top - digits * digitBits : 0;
+  for (unsigned shift = lowest; shift < top; shift += digitBits) orderByDigit(shift);
+  for (std::size_t first = 0; first < order_.size();) {
+    std::size_t last = first + 1;
+    while (last < order_.size() && order_[last].head >> lowest == order_[first].head >> lowest) ++last;
+    if (last - first > 1) sortAll(slot, first, last);
+    first = last;
+  }
+}
+
+/// Keeps the order of those with the same digit.
+void PendingItems::orderByDigit(unsigned shift) {
+  constexpr std::uint64_t mask = (1U << digitBits) - 1;
+  std::array<std::uint32_t, mask + 2> starts{};
+  for (const SortKey& key : order_) ++starts[(key.head >> shift & mask) + 1];
+  for (std::size_t i = 1; i < starts.size(); ++i) starts[i] += starts[i - 1];
+  order_.swap(orderBefore_);
+  order_.resize(orderBefore_.size());
+  for (const SortKey& key : orderBefore_) order_[starts[key.head >> shift & mask]++] = key;
 }
 
 /// Takes the 8 bytes of each payload from `offset` on as what decides most comparisons, if those before are the same in
@@ -229,24 +281,28 @@ bool PendingItems::skipEqualHeads(const Slot& slot, std::size_t offset) {
 void PendingItems::writeValues(index::TermSink& sink, Slot& slot) {
   sortValues(slot);
   const auto& values = slot.values;
-  prefix_.start(slot.path, TermKind::value).raw(slot.nameInKey);
+  const std::string_view prefix = key_.start(slot.path, TermKind::value).raw(slot.nameInKey).key();
+  valueKey_.shrink(0);
+  valueKey_.append(prefix);
   for (std::size_t i = 0; i < order_.size();) {
     const ValueEntry& entry = values[order_[i].entry];
     marks_.clear();
-    for (; i < order_.size() && sameValue(values[order_[i].entry], entry); ++i) {
+    marks_.push_back(entry.mark);
+    for (++i; i < order_.size() && sameValue(values[order_[i].entry], entry); ++i) {
       marks_.push_back(values[order_[i].entry].mark);
     }
-    payload_.clear();
-    appendHead(payload_, entry.head, entry.size);
-    key_.copy(prefix_).value(entry.kind, payload_).raw(tailOf(entry));
-    emit(sink);
+    valueKey_.shrink(prefix.size());
+    char* at = valueKey_.room(1 + headSize + entry.size);
+    *at++ = static_cast<char>(entry.kind);
+    valueKey_.setEnd(index::putBytes(putHead(at, entry.head, entry.size), tailOf(entry)));
+    emit(sink, valueKey_.view());
   }
 }
 
-/// Writes the net change that `marks_` make to the term of `key_`.
-void PendingItems::emit(index::TermSink& sink) {
+/// Writes the net change that `marks_` make to a term.
+void PendingItems::emit(index::TermSink& sink, std::string_view key) {
   if (marks_.size() == 1 && (marks_[0].version & 1) == 0) {
-    return sink.add(key_.key(), index::Term::single(marks_[0].rid));
+    return sink.add(key, index::Term::single(marks_[0].rid));
   }
   const auto before = [](const Mark& a, const Mark& b) {
     return a.rid != b.rid ? a.rid < b.rid : a.version < b.version;
@@ -274,7 +330,7 @@ void PendingItems::emit(index::TermSink& sink) {
   term.counts.minus = minus_.count();
   term.plus = plus_.finish();
   term.minus = minus_.finish();
-  if (term.counts.plus != 0 || term.counts.minus != 0 || term.counts.extra != 0) sink.add(key_.key(), term);
+  if (term.counts.plus != 0 || term.counts.minus != 0 || term.counts.extra != 0) sink.add(key, term);
 }
 
 void PendingItems::clear() {

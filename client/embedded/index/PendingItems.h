@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "client/embedded/index/ItemExtractor.h"
+#include "client/embedded/index/bytes.h"
 #include "client/embedded/index/posting.h"
 #include "client/embedded/index/term.h"
 #include "client/embedded/index/termKey.h"
@@ -84,11 +85,15 @@ class PendingItems {
   void sortSlots();
   void sortValues(const Slot& slot);
   bool skipEqualHeads(const Slot& slot, std::size_t offset);
+  bool isLess(const Slot& slot, const SortKey& a, const SortKey& b) const;
+  void sortAll(const Slot& slot, std::size_t first, std::size_t last);
+  void sortByDigits(const Slot& slot);
+  void orderByDigit(unsigned shift);
   void writePath(index::TermSink& sink, std::size_t first, std::size_t last);
   void writeIrregular(index::TermSink& sink, ItemPaths::Id path);
   void writeTypes(index::TermSink& sink, Slot& slot);
   void writeValues(index::TermSink& sink, Slot& slot);
-  void emit(index::TermSink& sink);
+  void emit(index::TermSink& sink, std::string_view key);
 
   std::vector<Slot> slots_;
   std::vector<std::uint32_t> table_;   // open addressing, slot number + 1
@@ -102,8 +107,9 @@ class PendingItems {
 
   // While writing.
   index::KeyBuilder key_;
-  index::KeyBuilder prefix_;
+  index::ByteBuffer valueKey_;
   std::vector<SortKey> order_;
+  std::vector<SortKey> orderBefore_;
   Marks marks_;
   index::PostingWriter plus_;
   index::PostingWriter minus_;

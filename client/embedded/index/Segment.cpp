@@ -117,7 +117,7 @@ bool TermIterator::readEntry() {
   ByteReader reader(terms_.substr(at_));
   const std::uint64_t shared = reader.varint();
   if (shared > key_.size()) damaged("a key");
-  key_.resize(static_cast<std::size_t>(shared));
+  key_.shrink(static_cast<std::size_t>(shared));
   key_.append(reader.bytes(reader.varint()));
   readCounts(reader);
   at_ = terms_.size() - reader.left();
@@ -166,9 +166,9 @@ void TermIterator::seek(std::string_view key) {
     (restartKey(middle) < key ? low : high) = middle;
   }
   if (!restarts_.empty()) at_ = fixed(restarts_, low * 4);
-  key_.clear();
+  key_.shrink(0);
   next();
-  while (valid_ && std::string_view(key_) < key) next();
+  while (valid_ && this->key() < key) next();
 }
 
 void TermIterator::readOutside(std::uint64_t at, std::uint64_t size, std::string& out) const {

@@ -114,7 +114,7 @@ class TermIterator {
   void seek(std::string_view key);
   void next();
   bool valid() const { return valid_; }
-  std::string_view key() const { return key_; }
+  std::string_view key() const { return key_.view(); }
   const TermView& term() const { return term_; }
   const Segment& segment() const { return *segment_; }
 
@@ -165,7 +165,7 @@ class TermIterator {
   std::string_view terms_;     // the entries of the block
   std::string_view restarts_;  // 4 bytes each
   std::size_t at_ = 0;         // of the entry after the current one
-  std::string key_;
+  ByteBuffer key_;
   TermView term_;
 };
 

@@ -38,47 +38,49 @@ Rid singleRecord(const Term& term) {
 }  // namespace
 
 void BlockWriter::add(std::string_view key, const Term& term, std::uint64_t outsideAt) {
+  constexpr std::size_t mostNumbers = 8;
   if (empty()) firstKey_ = key;
-  addKey(key);
-  addCounts(term, outsideAt);
+  char* at = bytes_.room(key.size() + longestInlinePosting + mostNumbers * longestVarint);
+  bytes_.setEnd(putCounts(putKey(at, key), term, outsideAt));
   records_ += term.counts.plus;
   ++entries_;
 }
 
-void BlockWriter::addKey(std::string_view key) {
+char* BlockWriter::putKey(char* at, std::string_view key) {
   std::size_t shared = 0;
   if (entries_ % restartInterval == 0) {
     restarts_.push_back(static_cast<std::uint32_t>(bytes_.size()));
   } else {
-    shared = sharedLength(key, lastKey_);
+    shared = sharedLength(key, lastKey_.view());
   }
-  putVarint(bytes_, shared);
-  putVarint(bytes_, key.size() - shared);
-  bytes_.append(key.data() + shared, key.size() - shared);
-  lastKey_.resize(shared);
-  lastKey_.append(key.data() + shared, key.size() - shared);
+  const std::string_view rest = key.substr(shared);
+  lastKey_.shrink(shared);
+  lastKey_.append(rest);
+  return putBytes(putVarint(putVarint(at, shared), rest.size()), rest);
 }
 
-void BlockWriter::addCounts(const Term& term, std::uint64_t outsideAt) {
-  if (const Rid record = singleRecord(term); record != 0) return putVarint(bytes_, record << 2 | EntryForm::single);
+char* BlockWriter::putCounts(char* at, const Term& term, std::uint64_t outsideAt) {
+  if (const Rid record = singleRecord(term); record != 0) return putVarint(at, record << 2 | EntryForm::single);
   const bool isOutside = term.plus.size() + term.minus.size() > longestInlinePosting;
   std::uint64_t form = isOutside ? EntryForm::outside : EntryForm::inside;
   if (term.counts.minus != 0) form |= EntryForm::hasMinus;
   if (term.counts.extra != 0) form |= EntryForm::hasExtra;
-  putVarint(bytes_, term.counts.plus << 4 | form);
-  if (term.counts.minus != 0) putVarint(bytes_, term.counts.minus);
-  if (term.counts.extra != 0) putVarint(bytes_, zigzag(term.counts.extra));
-  putVarint(bytes_, term.plus.size());
-  if (term.counts.minus != 0) putVarint(bytes_, term.minus.size());
-  if (isOutside) return putVarint(bytes_, outsideAt);
-  bytes_.append(term.plus).append(term.minus);
+  at = putVarint(at, term.counts.plus << 4 | form);
+  if (term.counts.minus != 0) at = putVarint(at, term.counts.minus);
+  if (term.counts.extra != 0) at = putVarint(at, zigzag(term.counts.extra));
+  at = putVarint(at, term.plus.size());
+  if (term.counts.minus != 0) at = putVarint(at, term.minus.size());
+  if (isOutside) return putVarint(at, outsideAt);
+  return putBytes(putBytes(at, term.plus), term.minus);
 }
 
 std::string BlockWriter::take() {
-  for (const std::uint32_t restart : restarts_) putFixed(bytes_, restart);
-  putFixed(bytes_, static_cast<std::uint32_t>(restarts_.size()));
-  std::string taken = std::move(bytes_);
-  bytes_.clear();
+  std::string taken;
+  taken.reserve(bytes_.size() + (restarts_.size() + 1) * sizeof(std::uint32_t) + sealSize);
+  taken.append(bytes_.view());
+  for (const std::uint32_t restart : restarts_) putFixed(taken, restart);
+  putFixed(taken, static_cast<std::uint32_t>(restarts_.size()));
+  bytes_.shrink(0);
   restarts_.clear();
   entries_ = 0;
   records_ = 0;

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "client/embedded/index/BlobStore.h"
+#include "client/embedded/index/bytes.h"
 #include "client/embedded/index/term.h"
 
 /// A segment: sorted terms with their postings, never changed once written. It is one blob, or one and the blocks it
@@ -44,12 +45,12 @@ class BlockWriter {
   std::string take();
 
  private:
-  void addKey(std::string_view key);
-  void addCounts(const Term& term, std::uint64_t outsideAt);
+  char* putKey(char* at, std::string_view key);
+  static char* putCounts(char* at, const Term& term, std::uint64_t outsideAt);
 
-  std::string bytes_;
+  ByteBuffer bytes_;
   std::string firstKey_;
-  std::string lastKey_;
+  ByteBuffer lastKey_;
   std::vector<std::uint32_t> restarts_;
   std::size_t entries_ = 0;
   std::uint64_t records_ = 0;
