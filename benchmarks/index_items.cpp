@@ -392,7 +392,7 @@ void aggregate(benchmark::State& state, const Bytes& stages) {
   for (auto _ : state) {
     groups = 0;
     const std::size_t answered = answerFromIndex(store.index(), viewOf(stages), store.documents(), read,
-                                                 [&groups](bson::View) { return ++groups > 0; });
+                                                 [&groups](Bytes&&) { return ++groups > 0; });
     if (answered == 0) state.SkipWithError("the index was not used");
   }
   state.counters["groups"] = groups;

@@ -9,8 +9,12 @@ namespace database_client::bson {
 
 namespace {
 constexpr std::size_t usualSize = 256;
-constexpr std::size_t usualDepth = 8;
 }  // namespace
+
+Writer::Writer() {
+  bytes_.reserve(usualSize);
+  bytes_.resize(sizeof(std::int32_t));
+}
 
 /// Appends the type and the key of an element and makes room for its value, which the caller fills in.
 Byte* Writer::element(Type type, std::string_view key, std::size_t size) {
@@ -77,10 +81,6 @@ void Writer::appendBinary(std::string_view key, Byte subtype, const void* bytes,
 }
 
 void Writer::open() {
-  if (bytes_.empty()) {
-    bytes_.reserve(usualSize);
-    open_.reserve(usualDepth);
-  }
   open_.push_back(bytes_.size());
   bytes_.resize(bytes_.size() + sizeof(std::int32_t));
 }
@@ -96,14 +96,18 @@ void Writer::beginArray(std::string_view key) {
 }
 
 void Writer::end() {
-  bytes_.push_back(0);
-  const std::size_t start = open_.back();
+  close(open_.back());
   open_.pop_back();
+}
+
+void Writer::close(std::size_t start) {
+  bytes_.push_back(0);
   store(bytes_.data() + start, static_cast<std::int32_t>(bytes_.size() - start));
 }
 
 std::vector<Byte> Writer::take() {
   while (!open_.empty()) end();
+  close(0);
   return std::move(bytes_);
 }
 

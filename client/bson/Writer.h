@@ -12,7 +12,7 @@ namespace database_client::bson {
 /// Appends one document front to back. The caller gives keys without NUL and text that is UTF-8.
 class Writer {
  public:
-  Writer() { open(); }
+  Writer();
 
   void append(std::string_view key, const Value& value);
   void appendDouble(std::string_view key, double value);
@@ -41,10 +41,11 @@ class Writer {
 
  private:
   void open();
+  void close(std::size_t start);
   Byte* element(Type type, std::string_view key, std::size_t size);
 
   std::vector<Byte> bytes_;
-  std::vector<std::size_t> open_;
+  std::vector<std::size_t> open_;  ///< the beginnings of what is open inside the document
 };
 
 /// The key of an array element.

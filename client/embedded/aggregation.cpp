@@ -36,8 +36,8 @@ Answer askIndex(Collection* collection, View stages) {
   Answer answer;
   if (collection == nullptr || collection->index() == nullptr) return answer;
   RowReader reader(*collection);
-  const auto keep = [&answer](View document) {
-    answer.documents.emplace_back(document.data, document.data + document.size);
+  const auto keep = [&answer](std::vector<Byte>&& group) {
+    answer.documents.push_back(std::move(group));
     return true;
   };
   const auto read = [&reader](std::int64_t rid) { return reader.read(rid); };

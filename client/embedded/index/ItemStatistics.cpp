@@ -4,7 +4,7 @@
 #include <limits>
 #include <map>
 #include <optional>
-#include <unordered_map>
+#include <utility>
 
 #include "client/bson/Writer.h"
 #include "client/embedded/index/ItemExtractor.h"
@@ -42,7 +42,7 @@ class Groups {
     return true;
   }
 
-  void give(const std::string& countKey, const std::function<bool(bson::View)>& receive) const {
+  void give(const std::string& countKey, const GroupReceiver& receive) const {
     for (const auto& [key, group] : groups_) {
       if (group.count == 0) continue;
       bson::Writer writer;
@@ -52,8 +52,7 @@ class Groups {
       } else {
         writer.appendInt32(countKey, static_cast<std::int32_t>(group.count));
       }
-      const std::vector<bson::Byte> bytes = writer.take();
-      if (!receive(viewOf(bytes))) return;
+      if (!receive(writer.take())) return;
     }
   }
 
@@ -122,10 +121,8 @@ class Counting {
 
   bool countNames() {
     const index::KeyRange range = index::allOf(path_, TermKind::name);
-    std::unordered_map<std::string, std::int64_t> counts;
-    if (!countTerms(range, counts)) return false;
-    return std::all_of(counts.begin(), counts.end(), [this](const auto& term) {
-      return term.second == 0 || groups_.add(idOfName(index::parseKey(term.first)), term.second);
+    return countTerms(range, [this](std::string_view key, std::int64_t count) {
+      return groups_.add(idOfName(index::parseKey(key)), count);
     });
   }
 
@@ -149,40 +146,42 @@ class Counting {
   }
 
   bool countValuesOf(const index::KeyRange& range) {
-    std::unordered_map<std::string, std::int64_t> counts;
-    if (!countTerms(range, counts)) return false;
-    return std::all_of(counts.begin(), counts.end(),
-                       [this](const auto& term) { return term.second == 0 || addValue(term.first, term.second); });
+    return countTerms(range, [this](std::string_view key, std::int64_t count) { return addValue(key, count); });
   }
 
-  bool addValue(const std::string& key, std::int64_t count) {
+  bool addValue(std::string_view key, std::int64_t count) {
     const index::ParsedKey parsed = index::parseKey(key);
     if (!index::isLookedUp(parsed.valueClass)) return groups_.add(idOfValue(parsed.valueClass, parsed.payload), count);
-    scan_.collect(key, key + '\0', lookedUp_);
+    scan_.collect(key, std::string(key) + '\0', lookedUp_);
     return true;
   }
 
-  /// The items of each term; of the selected documents, if some are.
-  bool countTerms(const index::KeyRange& range, std::unordered_map<std::string, std::int64_t>& counts) const {
+  /// Gives the number of items of each term that has some, until `take` returns false; of the selected documents, if
+  /// some are.
+  template <class Take>
+  bool countTerms(const index::KeyRange& range, Take take) const {
     bool known = true;
-    std::string key;
-    scan_.eachPart(range.low, range.high, [&](const index::TermIterator& part) {
-      key = part.key();
-      std::int64_t& count = counts[key];
-      if (!selected_) {
-        count += part.term().counts.items();
-        return;
+    scan_.eachGroup(range.low, range.high, [&](std::string_view key, const std::vector<index::TermIterator*>& parts) {
+      std::int64_t count = 0;
+      for (const index::TermIterator* part : parts) {
+        known = known && (!selected_ || part->term().counts.extra == 0);
+        count += selected_ ? selectedItems(*part) : part->term().counts.items();
       }
-      known = known && part.term().counts.extra == 0;
-      const auto countIn = [&](std::int64_t sign) {
-        return [&count, sign, this](index::Run run) {
-          count += sign * static_cast<std::int64_t>(selected_->countRange(run.first, run.length));
-        };
-      };
-      part.eachPlus(countIn(1));
-      part.eachMinus(countIn(-1));
+      known = known && (count == 0 || take(key, count));
     });
     return known;
+  }
+
+  std::int64_t selectedItems(const index::TermIterator& part) const {
+    std::int64_t count = 0;
+    const auto countIn = [&](std::int64_t sign) {
+      return [&count, sign, this](index::Run run) {
+        count += sign * static_cast<std::int64_t>(selected_->countRange(run.first, run.length));
+      };
+    };
+    part.eachPlus(countIn(1));
+    part.eachMinus(countIn(-1));
+    return count;
   }
 
   /// Items whose values only the documents know.
@@ -267,7 +266,7 @@ class Counting {
 }  // namespace
 
 std::size_t answerFromIndex(ItemIndex& index, bson::View stages, std::uint64_t documents, const DocumentReader& read,
-                            const std::function<bool(bson::View)>& receive) {
+                            const GroupReceiver& receive) {
   const StatisticsPattern pattern = index::recogniseStatistics(stages);
   if (pattern.kind == StatisticsPattern::Kind::none) return 0;
   Counting counting(index, pattern, stages, read);

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <vector>
 
 #include "client/bson/View.h"
 #include "client/embedded/index/ItemIndex.h"
@@ -11,6 +12,9 @@ namespace database_client::embedded {
 /// Reads a document by its record number for as long as the call; the view is valid until the next call. Its `data` is
 /// null when there is no such document.
 using DocumentReader = std::function<bson::View(std::int64_t rid)>;
+
+/// Takes the bytes of one group; false asks for no more.
+using GroupReceiver = std::function<bool(std::vector<bson::Byte>&&)>;
 
 /// Answers two kinds of aggregation from the counters of the index: the number of items for each name and type,
 ///
@@ -28,6 +32,6 @@ using DocumentReader = std::function<bson::View(std::int64_t rid)>;
 /// The number of stages that were answered, their groups having been given to `receive` as documents; 0, and nothing
 /// given, when the pipeline begins differently or the index cannot tell. Only documents of an unusual shape are read.
 std::size_t answerFromIndex(ItemIndex& index, bson::View stages, std::uint64_t documents, const DocumentReader& read,
-                            const std::function<bool(bson::View)>& receive);
+                            const GroupReceiver& receive);
 
 }  // namespace database_client::embedded

@@ -27,6 +27,14 @@ class TermScan {
     }
   }
 
+  /// Gives the parts of each term from `low` to below `high` together, in the order of the keys.
+  template <class Receive>
+  void eachGroup(std::string_view low, std::string_view high, Receive receive) const {
+    for (MergedTerms terms = merged(low); terms.valid() && terms.key() < high; terms.next()) {
+      receive(terms.key(), terms.group());
+    }
+  }
+
   /// Gives the records that have each term from `low` to below `high`: `receive(key, eachRun)`, where
   /// `eachRun(function)` gives the runs of record numbers. A term may come in several calls, of disjoint records.
   template <class Receive>
@@ -35,9 +43,9 @@ class TermScan {
       return eachPart(
           low, high, [&](const TermIterator& part) { receive(part.key(), [&](auto&& take) { part.eachPlus(take); }); });
     }
-    for (MergedTerms terms = merged(low); terms.valid() && terms.key() < high; terms.next()) {
-      receive(terms.key(), [&](auto&& take) { eachSummed(terms.group(), take); });
-    }
+    eachGroup(low, high, [&](std::string_view key, const std::vector<TermIterator*>& parts) {
+      receive(key, [&](auto&& take) { eachSummed(parts, take); });
+    });
   }
 
   /// Adds the records that have any term from `low` to below `high`.

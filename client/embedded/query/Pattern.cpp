@@ -17,6 +17,9 @@ constexpr std::uint32_t matchLimit = 1'000'000;
 constexpr std::uint32_t depthLimit = 100'000;
 constexpr std::uint32_t heapLimitKiB = 32 * 1024;
 
+/// Compiling to machine code costs as much as some hundred short searches.
+constexpr int searchesBeforeCompiling = 64;
+
 std::uint32_t optionBits(std::string_view options) {
   std::uint32_t bits = 0;
   for (const char option : options) {
@@ -75,8 +78,6 @@ Pattern::Pattern(std::string_view pattern, std::string_view options)
       match_(pcre2_match_data_create(1, nullptr)),
       context_(pcre2_match_context_create(nullptr)) {
   if (!match_ || !context_) throw std::bad_alloc();
-  // Without the just-in-time compiler, or for what it cannot compile, matching falls back to interpretation.
-  pcre2_jit_compile(code_.get(), PCRE2_JIT_COMPLETE);
   pcre2_set_match_limit(context_.get(), matchLimit);
   pcre2_set_depth_limit(context_.get(), depthLimit);
   pcre2_set_heap_limit(context_.get(), heapLimitKiB);
@@ -85,6 +86,10 @@ Pattern::Pattern(std::string_view pattern, std::string_view options)
 Pattern::~Pattern() = default;
 
 bool Pattern::found(std::string_view text) const {
+  // Without the just-in-time compiler, or for what it cannot compile, matching stays interpretation.
+  if (searches_ <= searchesBeforeCompiling && ++searches_ > searchesBeforeCompiling) {
+    pcre2_jit_compile(code_.get(), PCRE2_JIT_COMPLETE);
+  }
   const auto* subject = reinterpret_cast<PCRE2_SPTR>(text.data());
   const auto match = [&](std::uint32_t options) {
     return pcre2_match(code_.get(), subject, text.size(), 0, options, match_.get(), context_.get());

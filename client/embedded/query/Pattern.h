@@ -39,6 +39,7 @@ class Pattern {
   std::unique_ptr<pcre2_real_code_8, Free> code_;
   std::unique_ptr<pcre2_real_match_data_8, Free> match_;
   std::unique_ptr<pcre2_real_match_context_8, Free> context_;
+  mutable int searches_ = 0;
 };
 
 }  // namespace database_client::embedded

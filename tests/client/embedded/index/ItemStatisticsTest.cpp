@@ -46,8 +46,8 @@ class ItemStatisticsTest : public IndexedDocuments {
       ++read_;
       return viewOf(documents_.at(rid));
     };
-    answeredStages_ = answerFromIndex(*index_, stages, documents_.size(), read, [&](bson::View group) {
-      groups.insert(toJson(group));
+    answeredStages_ = answerFromIndex(*index_, stages, documents_.size(), read, [&](Bytes&& group) {
+      groups.insert(toJson(viewOf(group)));
       return true;
     });
     return answeredStages_ == 0 ? "scan" : joined(groups);
