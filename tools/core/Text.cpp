@@ -64,6 +64,15 @@ bool beginsEscape(std::string_view text, std::size_t position) {
 
 }  // namespace
 
+bool isUtf8(std::string_view text) {
+  while (!text.empty()) {
+    const auto first = decodeFirst(text);
+    if (!first) return false;
+    text.remove_prefix(first->length);
+  }
+  return true;
+}
+
 std::string inQuotes(std::string_view text) {
   return '"' + printable(text) + '"';
 }

@@ -10,6 +10,8 @@ namespace database_provider::recordctl {
 /// The text in quotes, for messages.
 std::string inQuotes(std::string_view text);
 
+bool isUtf8(std::string_view text);
+
 /// The text on one line: a blank for each control character, a replacement character for what is not UTF-8.
 std::string printable(std::string_view text);
 

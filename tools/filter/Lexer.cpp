@@ -54,6 +54,7 @@ void Lexer::skipBlanks() {
 }
 
 Token Lexer::token(Token::Kind kind, std::string text, std::size_t start) const {
+  if (!isUtf8(text)) throw FilterError("this is not UTF-8", start);
   return {kind, std::move(text), start, text_.substr(start, position_ - start)};
 }
 

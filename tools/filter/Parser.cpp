@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "tools/core/Text.h"
+#include "tools/filter/Pattern.h"
 #include "tools/values/Number.h"
 #include "tools/values/Time.h"
 
@@ -202,7 +203,7 @@ class Parser {
     result.operation = found->operation;
     result.options = found->options;
     token_ = lexer_.nextValue();
-    result.values.push_back(isPattern ? Value{token_.text, text()} : value());
+    result.values.push_back(isPattern ? pattern() : value());
     advance();
     return result;
   }
@@ -224,6 +225,12 @@ class Parser {
     if (token_.kind == Token::Kind::quoted) return token_.text;
     if (token_.kind != Token::Kind::word || isKeyword(token_)) fail("expected a value");
     return token_.text;
+  }
+
+  Value pattern() const {
+    const std::string content = text();
+    if (const auto reason = whyNoPattern(content)) throw FilterError("this is no pattern: " + *reason, token_.position);
+    return {content, content};
   }
 
   Value value() const {

@@ -189,6 +189,16 @@ TEST(FilterParser, ErrorsNameWhatWasExpectedAndWhere) {
   EXPECT_EQ(parsed("\"\"=1"), R"x(0: expected a name, found """")x");
 }
 
+TEST(FilterParser, WhatIsNoPatternIsToldWithItsPlace) {
+  EXPECT_EQ(parsed("a=1 or b ~i '(x'"), "12: this is no pattern: missing closing parenthesis");
+  EXPECT_EQ(parsed("b !~ \"[\""), "5: this is no pattern: missing terminating ] for character class");
+}
+
+TEST(FilterParser, WhatIsNotUtf8IsToldWithItsPlace) {
+  EXPECT_EQ(parsed("a='\xff'"), "2: this is not UTF-8");
+  EXPECT_EQ(parsed("a=1 and \xff=2"), "8: this is not UTF-8");
+}
+
 TEST(FilterParser, NestingIsLimited) {
   EXPECT_EQ(parsed(repeated("(", 20) + "a=1" + repeated(")", 20)), "a = 1");
   EXPECT_EQ(parsed(repeated("(", 21) + "a=1" + repeated(")", 21)), "20: more than 20 levels of parentheses and not");
