@@ -40,9 +40,11 @@ void describe(DatabaseRecordInterface& record, const std::string& name, const st
   if (seconds) setDescription(record, name, *seconds);
 }
 
-/// The scenario of a configuration: named after its file, within the folder that was asked for.
+/// The scenario of a configuration: named after its file, within the folder that was asked for. Paths are kept whole,
+/// since nobody knows later where the command was started.
 std::unique_ptr<DatabaseRecordInterface> scenarioOf(const fs::path& file, const SumoOptions& options) {
-  const SumoConfig config = readSumoConfig(file);
+  const fs::path whole = fs::absolute(file).lexically_normal();
+  const SumoConfig config = readSumoConfig(whole);
   auto record = newRecordOf(RecordKind::scenario);
   record->setCategory(nameCategory, file.lexically_relative(options.folder).replace_extension().string());
   if (!config.networks.empty())
@@ -52,7 +54,7 @@ std::unique_ptr<DatabaseRecordInterface> scenarioOf(const fs::path& file, const 
   describe(*record, "step-length", config.stepLength);
   for (const auto& paths : {config.networks, config.routes, config.additionals}) addFiles(*record, options.host, paths);
   ObjectProperties block;
-  block.setValueString("configuration", file.string());
+  block.setValueString("configuration", whole.string());
   record->setUserRecrod(block);
   record->getD();
   return record;

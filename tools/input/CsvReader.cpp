@@ -37,6 +37,7 @@ CsvReader::~CsvReader() {
 void CsvReader::checkHeader() const {
   std::set<std::string> seen;
   for (const std::string& name : header_) {
+    if (!isUtf8(name)) throw UsageError(file_.path() + ": the header is not UTF-8");
     if (!seen.insert(name).second) throw UsageError(file_.path() + ": the header has " + inQuotes(name) + " twice");
   }
 }

@@ -1,6 +1,8 @@
 #include "tools/input/RowReader.h"
 
+#include <algorithm>
 #include <array>
+#include <string_view>
 #include <utility>
 
 #include "tools/core/Errors.h"
@@ -14,13 +16,18 @@ namespace {
 constexpr std::array<std::pair<const char*, RowFormat>, 4> formats = {
     {{"json", RowFormat::json}, {"jsonl", RowFormat::jsonl}, {"csv", RowFormat::csv}, {"records", RowFormat::records}}};
 
-constexpr std::array<std::pair<const char*, RowFormat>, 4> endings = {{{".json", RowFormat::json},
+constexpr std::array<std::pair<const char*, RowFormat>, 5> endings = {{{".json", RowFormat::json},
                                                                        {".jsonl", RowFormat::jsonl},
                                                                        {".ndjson", RowFormat::jsonl},
-                                                                       {".csv", RowFormat::csv}}};
+                                                                       {".csv", RowFormat::csv},
+                                                                       {".records", RowFormat::records}}};
 
-bool endsWith(const std::string& text, const std::string& ending) {
-  return text.size() > ending.size() && text.compare(text.size() - ending.size(), ending.size(), ending) == 0;
+/// In either case.
+bool endsWith(const std::string& text, std::string_view ending) {
+  return text.size() > ending.size() &&
+         std::equal(ending.rbegin(), ending.rend(), text.rbegin(), [](char expected, char c) {
+           return expected == (c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c);
+         });
 }
 
 }  // namespace

@@ -1,6 +1,10 @@
 #include "tools/input/SumoConfig.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <cmath>
+#include <cstring>
+#include <fstream>
 #include <initializer_list>
 #include <pugixml.hpp>
 
@@ -33,15 +37,19 @@ std::string trimmed(const std::string& text) {
   return text.substr(begin, text.find_last_not_of(" \t\r\n") - begin + 1);
 }
 
-/// Seconds, or "[days:]hours:minutes:seconds".
+/// Seconds, or "[days:]hours:minutes:seconds", with a minus before all of it where it is below zero.
 std::optional<double> parseSeconds(const std::string& text) {
   const auto parts = splitEscaped(text, ':');
   if (parts.size() == 1) return parseReal(text);
+  if (text.front() == '-') {
+    const auto positive = text[1] == '-' ? std::nullopt : parseSeconds(text.substr(1));
+    return positive ? std::optional(-*positive) : std::nullopt;
+  }
   if (parts.size() != 3 && parts.size() != 4) return std::nullopt;
   double result = 0;
   for (std::size_t i = 0; i < parts.size(); ++i) {
     const auto number = parseReal(parts[i]);
-    if (!number || *number < 0) return std::nullopt;
+    if (!number || std::signbit(*number)) return std::nullopt;
     const bool isHours = parts.size() == 4 && i == 1;
     result = result * (i == 0 ? 1 : isHours ? 24 : 60) + *number;
   }
@@ -75,8 +83,10 @@ std::vector<std::string> pathsOf(const pugi::xml_node& root, std::initializer_li
 }  // namespace
 
 SumoConfig readSumoConfig(const fs::path& file) {
+  std::ifstream input(file, std::ios::binary);
+  if (!input) throw SumoError("", std::strerror(errno));
   pugi::xml_document document;
-  const pugi::xml_parse_result parsed = document.load_file(file.c_str());
+  const pugi::xml_parse_result parsed = document.load(input);
   if (!parsed)
     throw SumoError(
         "", "not XML: " + std::string(parsed.description()) + " (at byte " + std::to_string(parsed.offset) + ")");

@@ -140,6 +140,13 @@ TEST_P(RecordctlContract, CategoriesOfAnImportAreAddedBehindTheConfiguredOnes) {
   EXPECT_LT(names.find("farm"), names.find("site"));
 }
 
+TEST_P(RecordctlContract, TheEndingOfANameTellsTheFormatInEitherCase) {
+  importPlots();
+  output({"import", file("a.records", output({"export"}))});
+  output({"import", file("B.CSV", "site\ny\n")});
+  EXPECT_EQ(countRecords(), 9);
+}
+
 TEST_P(RecordctlContract, AScenarioHasNoDataSource) {
   const Outcome outcome = run({"import", file("a.jsonl", "{}"), "--kind", "scenario", "--source-host", "station7"});
   EXPECT_EQ(outcome.status, 2);
@@ -218,6 +225,18 @@ TEST_P(RecordctlContract, SumoConfigurationsBecomeScenarios) {
   EXPECT_EQ(
       withoutIds(output({"export", "--kind", "scenario", "--format", "csv", "--where", "name='game/hiking/hiking'"})),
       "id,name,network\r\nID,game/hiking/hiking,hiking.net.xml\r\n");
+}
+
+TEST_P(RecordctlContract, ASumoScenarioRefersToItsFilesFromAnywhere) {
+  std::filesystem::create_directories(path("net/sub"));
+  file("net/sub/a.sumocfg", R"(<configuration><net-file value="a.net.xml"/></configuration>)");
+  const std::string folder = std::filesystem::relative(path("net"));
+  ASSERT_NE(folder.front(), '/');
+  output({"import-sumo", folder + "/../net", "--host", "road1"});
+  const std::string exported = output({"export", "--kind", "scenario"});
+  EXPECT_NE(exported.find("\"path\": \"" + path("net/sub/a.net.xml") + "\""), std::string::npos) << exported;
+  EXPECT_NE(exported.find("\"configuration\": \"" + path("net/sub/a.sumocfg") + "\""), std::string::npos) << exported;
+  EXPECT_NE(exported.find("\"value\": \"sub/a\""), std::string::npos) << exported;
 }
 
 TEST_P(RecordctlContract, ASumoScenarioRefersToItsFiles) {

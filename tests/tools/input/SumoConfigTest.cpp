@@ -42,6 +42,9 @@ TEST(SumoConfig, WhatIsNotGivenIsAbsent) {
 TEST(SumoConfig, TimesAreSecondsOrClocks) {
   EXPECT_EQ(read(R"(<time><begin value="0"/><end value="400"/><step-length value=".2"/></time>)"), "0 400 0.2 ||");
   EXPECT_EQ(read(R"(<begin value="01:00:30"/><end value="1:02:00:00"/>)"), "3630 93600 - ||");
+  EXPECT_EQ(read(R"(<begin value="-00:30:00"/><end value="-1"/>)"), "-1800 -1 - ||");
+  EXPECT_EQ(read(R"(<begin value="--1:00:00"/>)").substr(0, 6), "begin!");
+  EXPECT_EQ(read(R"(<begin value="0:-30:00"/>)").substr(0, 6), "begin!");
   EXPECT_EQ(read(R"(<begin value="soon"/>)"), "begin! expected seconds or hours:minutes:seconds, found \"soon\"");
 }
 
@@ -60,7 +63,12 @@ TEST(SumoConfig, OtherFilesAreRefused) {
   EXPECT_THROW(readSumoConfig(broken.path()), SumoError);
   const TemporaryFile other("<net/>", ".sumocfg");
   EXPECT_THROW(readSumoConfig(other.path()), SumoError);
-  EXPECT_THROW(readSumoConfig("/nowhere.sumocfg"), SumoError);
+  try {
+    readSumoConfig("/nowhere.sumocfg");
+    ADD_FAILURE() << "nothing was thrown";
+  } catch (const SumoError& error) {
+    EXPECT_STREQ(error.what(), "No such file or directory");
+  }
 }
 
 TEST(SumoConfig, AFolderThatIsNotThereIsNamed) {
