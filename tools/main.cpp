@@ -6,6 +6,7 @@
 #include "tools/commands/commands.h"
 #include "tools/core/Interrupt.h"
 #include "tools/core/Session.h"
+#include "tools/core/Terminal.h"
 
 namespace database_provider::recordctl {
 
@@ -48,13 +49,18 @@ void addCommands(const Command& root, Session& session) {
 }
 
 void addGlobalOptions(const Command& root, GlobalOptions& options) {
-  root.option("--store", "ADDRESS", options.store,
-              "file:PATH, a host, HOST:PORT or mongodb://...; else RECORDCTL_STORE");
-  root.option("--user", "NAME", options.login.user, "who asks; without it nobody in particular");
+  root.textOption("--store", "ADDRESS", options.store,
+                  "file:PATH, a host, HOST:PORT or mongodb://...; else RECORDCTL_STORE");
+  root.textOption("--user", "NAME", options.login.user, "who asks; without it nobody in particular");
   root.option("--password-file", "FILE", options.login.passwordFile,
               "a file with the password; else RECORDCTL_PASSWORD or a prompt");
   root.flag("--json", options.json, "results as JSON, an object a line");
 }
+
+constexpr const char* footer =
+    "\"recordctl help COMMAND\" tells more of a command.\n\n"
+    "Exit status: 0 done, 1 some rows or records failed, 2 wrong use or input, 3 the store is out of reach or\n"
+    "refused, 130 interrupted.";
 
 ExitStatus run(int argc, const char* const* argv) {
   const CommandLine commandLine("recordctl", "Keeps records of experiments and scenarios in a document store.",
@@ -63,9 +69,10 @@ ExitStatus run(int argc, const char* const* argv) {
   if (const char* store = std::getenv("RECORDCTL_STORE")) session.options.store = store;
   addGlobalOptions(commandLine.root(), session.options);
   addCommands(commandLine.root(), session);
-  const bool makesSense = commandLine.run(argc, argv);
+  commandLine.root().footer(footer);
+  commandLine.run(argc, argv);
   if (!std::cout.flush()) throw UsageError("standard output cannot be written");
-  return makesSense ? session.status() : ExitStatus::wrongUse;
+  return session.status();
 }
 
 }  // namespace
@@ -88,6 +95,7 @@ ExitStatus runAndTell(int argc, const char* const* argv) {
 
 int main(int argc, char** argv) {
   static_cast<void>(std::setlocale(LC_CTYPE, "C.UTF-8"));
+  database_provider::recordctl::keepStandardStreams();
   database_provider::recordctl::watchForInterrupts();
   return static_cast<int>(database_provider::recordctl::runAndTell(argc, argv));
 }

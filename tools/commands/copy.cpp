@@ -1,5 +1,6 @@
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <utility>
 
 #include "tools/commands/commands.h"
@@ -15,7 +16,8 @@ namespace {
 struct CopyOptions {
   std::string from{};
   std::string to{};
-  Login fromLogin{};
+  std::optional<std::string> fromUser{};
+  std::string fromPasswordFile{};
 };
 
 struct Counts {
@@ -143,13 +145,19 @@ void tell(const Session& session, const Counts& counts) {
             << " differ\n";
 }
 
+/// Whoever --from-user names asks the source, be it nobody in particular; else the one who asks the other store.
+std::unique_ptr<DataBaseClient> connectToSource(const CopyOptions& options, const std::string& user,
+                                                const std::string& password) {
+  if (!options.fromUser && options.fromPasswordFile.empty())
+    return connectTo(options.from, user, password, Access::existing);
+  const Login own{options.fromUser.value_or(""), options.fromPasswordFile};
+  return connectTo(options.from, own.user, passwordOf(own), Access::existing);
+}
+
 void copy(Session& session, const CopyOptions& options) {
   const Login& login = session.options.login;
-  const bool hasOwnLogin = !options.fromLogin.user.empty();
   const std::string password = passwordOf(login);
-  const auto from =
-      hasOwnLogin ? connectTo(options.from, options.fromLogin.user, passwordOf(options.fromLogin), Access::existing)
-                  : connectTo(options.from, login.user, password, Access::existing);
+  const auto from = connectToSource(options, login.user, password);
   const auto to = connectTo(options.to, login.user, password, Access::create);
   Counts counts;
   Progress progress(0);
@@ -173,8 +181,9 @@ void addCopy(const Command& commands, Session& session) {
   const Command command = commands.add("copy", "Copy records, configuration and settings to another store");
   command.argument("FROM", options->from, "a store, as --store takes it");
   command.argument("TO", options->to, "another one; what it has already stays");
-  command.option("--from-user", "NAME", options->fromLogin.user, "who asks FROM, where that is not --user");
-  command.option("--from-password-file", "FILE", options->fromLogin.passwordFile, "the password of --from-user");
+  command.textOption("--from-user", "NAME", options->fromUser,
+                     "who asks FROM, where that is not --user; an empty text for nobody in particular");
+  command.option("--from-password-file", "FILE", options->fromPasswordFile, "the password of --from-user");
   command.run([&session, options] { copy(session, *options); });
 }
 

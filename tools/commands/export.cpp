@@ -64,6 +64,7 @@ void exportRecords(Session& session, RecordKind kind, const Selection& selection
 }
 
 void runExport(Session& session, const ExportOptions& options) {
+  if (session.json() && options.format == "csv") throw UsageError("--json: CSV is none; leave one of the two out");
   const RecordKind kind = options.selection.kind.kind();
   const Selection selection = options.selection.selection();
   if (options.format == "csv")

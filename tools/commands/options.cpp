@@ -16,11 +16,11 @@ RecordKind KindOption::kind() const {
 
 void SelectionOptions::addTo(const Command& command) {
   kind.addTo(command);
-  command.option("--where", "FILTER", where, "only records that this filter selects: site=Waseca and yield>30");
+  command.textOption("--where", "FILTER", where, "only records that this filter selects: site=Waseca and yield>30");
 }
 
 void SelectionOptions::addLimitsTo(const Command& command) {
-  command.count("--limit", limit, "at most so many records");
+  command.count("--limit", limit, "at most so many records; 0, the default, for all");
   command.count("--skip", skip, "pass over so many records first");
 }
 

@@ -1,5 +1,6 @@
 #include <iostream>
 #include <memory>
+#include <set>
 
 #include "tools/commands/commands.h"
 #include "tools/commands/options.h"
@@ -18,11 +19,23 @@ struct RemoveOptions {
   bool dryRun = false;
 };
 
-DatabaseFilter filterOfIds(const std::vector<std::string>& ids) {
+/// Each id once, however it is written.
+std::set<std::string> distinct(const std::vector<std::string>& ids) {
+  std::set<std::string> result;
+  for (const std::string& id : ids) {
+    ObjectProperties document;
+    document.setValueId("_id", id);
+    result.insert(document.valueAsId("_id", ""));
+  }
+  return result;
+}
+
+DatabaseFilter filterOfIds(const std::set<std::string>& ids) {
   ObjectProperties query;
   query.beginGroup("_id");
   query.beginArray("$in");
-  for (std::size_t i = 0; i < ids.size(); ++i) query.setValueId(std::to_string(i), ids[i]);
+  int index = 0;
+  for (const std::string& id : ids) query.setValueId(std::to_string(index++), id);
   query.endArray();
   query.endGroup();
   DatabaseFilter result;
@@ -35,7 +48,7 @@ DatabaseFilter filterOf(const RemoveOptions& options) {
   const bool hasFilter = !options.selection.where.empty();
   if (static_cast<int>(!options.ids.empty()) + static_cast<int>(hasFilter) + static_cast<int>(options.all) > 1)
     throw UsageError("IDs, --where and --all exclude each other");
-  if (!options.ids.empty()) return filterOfIds(options.ids);
+  if (!options.ids.empty()) return filterOfIds(distinct(options.ids));
   DatabaseFilter filter = options.selection.selection().filter;
   if (!options.all && filter.toObjectProeprties().isEmpty())
     throw UsageError("what is to be removed? Give IDs, --where FILTER, or --all for every record");
@@ -53,8 +66,8 @@ bool isAllowed(const RemoveOptions& options, long long count) {
 }
 
 void tellMissing(Session& session, const RemoveOptions& options, long long count) {
-  const auto missing = static_cast<long long>(options.ids.size()) - count;
-  if (options.ids.empty() || missing <= 0) return;
+  const auto missing = static_cast<long long>(distinct(options.ids).size()) - count;
+  if (missing <= 0) return;
   std::cerr << "recordctl: " << missing << " of the ids " << (missing == 1 ? "is" : "are") << " not there\n";
   session.noteFailure();
 }
@@ -77,7 +90,10 @@ void remove(Session& session, const RemoveOptions& options) {
   DataBaseClient& client = session.store(Access::existing);
   const ObjectProperties query = filter.toObjectProeprties();
   const long long count = client.count(place.database, place.collection, query);
-  if (options.dryRun) return tell(session, options, count);
+  if (options.dryRun) {
+    tell(session, options, count);
+    return tellMissing(session, options, count);
+  }
   if (!isAllowed(options, count)) {
     std::cerr << "recordctl: nothing was removed\n";
     return tell(session, options, 0);

@@ -1,11 +1,12 @@
 #include <iostream>
-#include <iterator>
 #include <memory>
 #include <set>
 
 #include "tools/commands/commands.h"
 #include "tools/commands/options.h"
+#include "tools/core/Terminal.h"
 #include "tools/core/Text.h"
+#include "tools/input/InputFile.h"
 
 namespace database_provider::recordctl {
 
@@ -29,7 +30,11 @@ ObjectProperties queryOf(const SettingsOptions& options) {
 
 std::string textOf(const SettingsOptions& options) {
   if (options.json != "-") return options.json;
-  return {std::istreambuf_iterator<char>(std::cin), {}};
+  if (standardInputIsTerminal()) std::cerr << "recordctl: type the block; Ctrl-D on a line of its own ends it\n";
+  InputFile input("-");
+  std::string result;
+  while (input.hasMore()) result += input.takeChunk();
+  return result;
 }
 
 void set(Session& session, const SettingsOptions& options) {
@@ -47,6 +52,16 @@ bool exists(Session& session, const SettingsOptions& options) {
   return false;
 }
 
+void writeTag(const Session& session, const std::string& tag) {
+  if (!session.json()) {
+    std::cout << printable(tag) << '\n';
+    return;
+  }
+  ObjectProperties result;
+  result.setValueString("tag", tag);
+  writeJson(result);
+}
+
 void writeTags(Session& session, const SettingsOptions& options) {
   const std::string database = databaseTypeToString(DatabaseType::databaseManager);
   std::set<std::string> tags;
@@ -55,7 +70,7 @@ void writeTags(Session& session, const SettingsOptions& options) {
         tags.insert(document.valueAsString("tag", ""));
         return true;
       });
-  for (const std::string& tag : tags) std::cout << printable(tag) << '\n';
+  for (const std::string& tag : tags) writeTag(session, tag);
 }
 
 void get(Session& session, const SettingsOptions& options) {

@@ -144,6 +144,7 @@ void add(Session& session, const UserOptions& options) {
 
 /// What is not given stays as it is.
 void update(Session& session, const UserOptions& options) {
+  if (options.roles.empty() && options.data.empty()) throw UsageError("what is to change? Give --role or --data");
   const auto users = session.users(Access::existing);
   UserInfo user = infoOf(*users, options.name);
   if (!options.roles.empty()) user.roles = parseRoles(options.roles);

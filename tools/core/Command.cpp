@@ -1,19 +1,46 @@
 #include "tools/core/Command.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <iostream>
+#include <limits>
 #include <memory>
+#include <string_view>
 
 #include "tools/core/Errors.h"
+#include "tools/core/Text.h"
+#include "tools/values/Number.h"
 
 namespace database_provider::recordctl {
 
 namespace {
 
+/// Nobody means an empty text; it comes from a variable of a script that is not set.
+std::string whyEmpty(const std::string& value) {
+  return value.empty() ? "the value is empty" : "";
+}
+
 template <class Value>
 CLI::Option* addOption(CLI::App& app, const std::string& name, const std::string& form, Value& value,
                        const std::string& help) {
   return app.add_option(name, value, help)->type_name(form);
+}
+
+template <class Value>
+CLI::Option* addArgument(CLI::App& app, const std::string& name, Value& value, const std::string& help) {
+  return addOption(app, name, "", value, help)->check(whyEmpty, "");
+}
+
+/// The command that was reached, and what was typed for it: "users add ".
+const CLI::App& reached(const CLI::App& app, std::string& typed) {
+  const auto chosen = app.get_subcommands();
+  if (chosen.empty()) return app;
+  typed += chosen.front()->get_name() + " ";
+  return reached(*chosen.front(), typed);
+}
+
+bool needsCommand(const CLI::App& app) {
+  return app.get_require_subcommand_min() > 0;
 }
 
 /// Names the command or option that there is not. Values stay untold: somebody may have typed a password.
@@ -23,8 +50,74 @@ std::string whatIsUnexpected(const CLI::App& app) {
     if (argument.compare(0, 2, "--") == 0) return "there is no option " + argument.substr(0, argument.find('='));
     if (argument.size() > 1 && argument[0] == '-') return "there is no option " + argument.substr(0, 2);
   }
-  if (app.get_subcommands().empty() && !arguments.empty()) return "there is no command " + arguments.front();
+  std::string typed;
+  if (needsCommand(reached(app, typed)) && !arguments.empty())
+    return "there is no command " + typed + arguments.front();
   return "more arguments than the command takes";
+}
+
+std::string whatIsMissing(const CLI::App& app, const CLI::ParseError& error) {
+  std::string typed;
+  const bool isCommand = needsCommand(reached(app, typed));
+  return typed + (isCommand ? "needs a command" : std::string("needs more: ") + error.what());
+}
+
+std::string whatIsMismatched(const std::string& told) {
+  const std::string option = told.substr(0, told.find(':'));
+  return option + (told.find("At Most") == std::string::npos ? ": a value is missing" : ": stands more than once");
+}
+
+std::string whatIsWrong(const CLI::App& app, const CLI::ParseError& error) {
+  switch (static_cast<CLI::ExitCodes>(error.get_exit_code())) {
+    case CLI::ExitCodes::ExtrasError:
+      return whatIsUnexpected(app);
+    case CLI::ExitCodes::RequiredError:
+      return app.remaining_size(true) > 0 ? whatIsUnexpected(app) : whatIsMissing(app, error);
+    case CLI::ExitCodes::ArgumentMismatch:
+      return whatIsMismatched(error.what());
+    default:
+      return error.what();
+  }
+}
+
+int countOf(const std::string& name, const std::string& text) {
+  constexpr int largest = std::numeric_limits<int>::max();
+  const auto number = parseInteger(text);
+  if (!number || *number < 0 || *number > largest)
+    throw CLI::ValidationError(
+        name, "expected a whole number from 0 to " + std::to_string(largest) + ", found " + inQuotes(text));
+  return static_cast<int>(*number);
+}
+
+std::string anyOf(const std::vector<std::string>& choices) {
+  std::string result = choices.front();
+  for (std::size_t i = 1; i < choices.size(); ++i) result += (i + 1 < choices.size() ? ", " : " or ") + choices[i];
+  return result;
+}
+
+/// The parser takes what follows "--name=" for its value, which is the empty text.
+void addWithValue(std::vector<std::string>& arguments, const std::string& argument) {
+  const bool isEmptied = argument.size() > 3 && argument.compare(0, 2, "--") == 0 && argument.back() == '=' &&
+                         argument.find('=') == argument.size() - 1;
+  arguments.push_back(isEmptied ? argument.substr(0, argument.size() - 1) : argument);
+  if (isEmptied) arguments.emplace_back();
+}
+
+/// The arguments behind the program's name, last one first, as the parser takes them. "help list" is "list --help".
+std::vector<std::string> argumentsOf(int argc, const char* const* argv) {
+  const bool isHelp = argc > 1 && argv[1] == std::string_view("help");
+  std::vector<std::string> result;
+  bool hasEnded = false;
+  for (int i = isHelp ? 2 : 1; i < argc; ++i) {
+    hasEnded = hasEnded || argv[i] == std::string_view("--");
+    if (hasEnded)
+      result.emplace_back(argv[i]);
+    else
+      addWithValue(result, argv[i]);
+  }
+  if (isHelp) result.emplace_back("--help");
+  std::reverse(result.begin(), result.end());
+  return result;
 }
 
 }  // namespace
@@ -33,53 +126,77 @@ Command Command::add(const std::string& name, const std::string& help) const {
   app_->require_subcommand(1);
   CLI::App* command = app_->add_subcommand(name, help);
   command->fallthrough();
+  command->footer("The options of \"recordctl --help\" may stand here too.");
   return Command(*command);
 }
 
 void Command::argument(const std::string& name, std::string& value, const std::string& help) const {
-  app_->add_option(name, value, help)->required();
+  addArgument(*app_, name, value, help)->required();
+}
+
+void Command::textArgument(const std::string& name, std::string& value, const std::string& help) const {
+  addOption(*app_, name, "", value, help)->required();
 }
 
 void Command::optionalArgument(const std::string& name, std::string& value, const std::string& help) const {
-  app_->add_option(name, value, help);
+  addArgument(*app_, name, value, help);
 }
 
 void Command::arguments(const std::string& name, std::vector<std::string>& values, const std::string& help) const {
-  app_->add_option(name, values, help)->required();
+  addArgument(*app_, name, values, help)->required();
 }
 
 void Command::optionalArguments(const std::string& name, std::vector<std::string>& values,
                                 const std::string& help) const {
-  app_->add_option(name, values, help);
+  addArgument(*app_, name, values, help);
 }
 
 void Command::option(const std::string& name, const std::string& form, std::string& value,
                      const std::string& help) const {
+  addOption(*app_, name, form, value, help)->check(whyEmpty, "");
+}
+
+void Command::textOption(const std::string& name, const std::string& form, std::string& value,
+                         const std::string& help) const {
+  addOption(*app_, name, form, value, help);
+}
+
+void Command::textOption(const std::string& name, const std::string& form, std::optional<std::string>& value,
+                         const std::string& help) const {
   addOption(*app_, name, form, value, help);
 }
 
 void Command::requiredOption(const std::string& name, const std::string& form, std::string& value,
                              const std::string& help) const {
-  addOption(*app_, name, form, value, help)->required();
+  addOption(*app_, name, form, value, help)->check(whyEmpty, "")->required();
 }
 
 /// One value for each time the option is given, so that arguments may follow it.
 void Command::options(const std::string& name, const std::string& form, std::vector<std::string>& values,
                       const std::string& help) const {
-  addOption(*app_, name, form, values, help)->allow_extra_args(false);
+  addOption(*app_, name, form, values, help)->check(whyEmpty, "")->allow_extra_args(false);
 }
 
 void Command::choice(const std::string& name, const std::string& form, std::string& value,
                      const std::vector<std::string>& choices, const std::string& help) const {
-  addOption(*app_, name, form, value, help)->check(CLI::IsMember(choices));
+  const auto check = [choices](const std::string& text) {
+    const bool isOne = std::find(choices.begin(), choices.end(), text) != choices.end();
+    return isOne ? std::string() : "expected " + anyOf(choices) + ", found " + inQuotes(text);
+  };
+  addOption(*app_, name, form, value, help)->check(check, "");
 }
 
 void Command::count(const std::string& name, int& value, const std::string& help) const {
-  addOption(*app_, name, "N", value, help)->check(CLI::NonNegativeNumber);
+  const auto take = [name, &value](const std::string& text) { value = countOf(name, text); };
+  app_->add_option_function<std::string>(name, take, help)->type_name("N");
 }
 
 void Command::flag(const std::string& name, bool& value, const std::string& help) const {
   app_->add_flag(name, value, help);
+}
+
+void Command::footer(const std::string& text) const {
+  app_->footer(text);
 }
 
 void Command::run(const std::function<void()>& action) const {
@@ -88,7 +205,7 @@ void Command::run(const std::function<void()>& action) const {
 
 CommandLine::CommandLine(const std::string& name, const std::string& help, const std::string& version)
     : app_(std::make_unique<CLI::App>(help, name).release()) {
-  app_->set_version_flag("--version", version);
+  app_->set_version_flag("--version", name + " " + version);
 }
 
 CommandLine::~CommandLine() {
@@ -99,17 +216,13 @@ Command CommandLine::root() const {
   return Command(*app_);
 }
 
-bool CommandLine::run(int argc, const char* const* argv) const {
+void CommandLine::run(int argc, const char* const* argv) const {
   try {
-    app_->parse(argc, argv);
-    return true;
+    app_->parse(argumentsOf(argc, argv));
+  } catch (const CLI::Success& asked) {
+    app_->exit(asked, std::cout, std::cerr);
   } catch (const CLI::ParseError& error) {
-    const bool isMissing = error.get_exit_code() == static_cast<int>(CLI::ExitCodes::RequiredError);
-    const bool isUnexpected = error.get_exit_code() == static_cast<int>(CLI::ExitCodes::ExtrasError);
-    if (isUnexpected || (isMissing && app_->remaining_size(true) > 0)) {
-      throw UsageError(whatIsUnexpected(*app_) + "; --help tells what there is");
-    }
-    return app_->exit(error, std::cout, std::cerr) == 0;
+    throw UsageError(whatIsWrong(*app_, error) + "; --help tells what there is");
   }
 }
 

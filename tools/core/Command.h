@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -19,13 +20,18 @@ class Command {
   /// A command of its own below this one, which then needs one of them. Options of this one may stand behind it too.
   Command add(const std::string& name, const std::string& help) const;
 
+  // An empty value is wrong use, but for the two whose names say "text".
   void argument(const std::string& name, std::string& value, const std::string& help) const;
+  void textArgument(const std::string& name, std::string& value, const std::string& help) const;
   void optionalArgument(const std::string& name, std::string& value, const std::string& help) const;
   void arguments(const std::string& name, std::vector<std::string>& values, const std::string& help) const;
   void optionalArguments(const std::string& name, std::vector<std::string>& values, const std::string& help) const;
 
   /// "--name VALUE"; `form` is what the help shows for the value.
   void option(const std::string& name, const std::string& form, std::string& value, const std::string& help) const;
+  void textOption(const std::string& name, const std::string& form, std::string& value, const std::string& help) const;
+  void textOption(const std::string& name, const std::string& form, std::optional<std::string>& value,
+                  const std::string& help) const;
   void requiredOption(const std::string& name, const std::string& form, std::string& value,
                       const std::string& help) const;
   /// An option that may be given more than once.
@@ -35,6 +41,8 @@ class Command {
               const std::vector<std::string>& choices, const std::string& help) const;
   void count(const std::string& name, int& value, const std::string& help) const;
   void flag(const std::string& name, bool& value, const std::string& help) const;
+  /// What the help says at its end.
+  void footer(const std::string& text) const;
 
   /// What the command does.
   void run(const std::function<void()>& action) const;
@@ -52,9 +60,9 @@ class CommandLine {
   CommandLine& operator=(const CommandLine&) = delete;
 
   Command root() const;
-  /// Reads the arguments and runs the command that they name. False when they make no sense, which has then been told;
-  /// help and version count as sense.
-  bool run(int argc, const char* const* argv) const;
+  /// Reads the arguments and runs the command that they name, or writes the help or the version where they ask for it.
+  /// Throws `UsageError` when they make no sense.
+  void run(int argc, const char* const* argv) const;
 
  private:
   CLI::App* app_;

@@ -24,7 +24,11 @@ void watchForInterrupts() {
   action.sa_handler = remember;
   action.sa_flags = static_cast<int>(SA_RESETHAND);  // without SA_RESTART, so that a read of a prompt or a pipe returns
   sigemptyset(&action.sa_mask);
-  for (const int signal : {SIGINT, SIGTERM}) sigaction(signal, &action, nullptr);
+  for (const int signal : {SIGINT, SIGTERM}) {
+    struct sigaction before {};
+    sigaction(signal, nullptr, &before);
+    if (before.sa_handler != SIG_IGN) sigaction(signal, &action, nullptr);
+  }
 }
 
 bool wasInterrupted() {

@@ -3,6 +3,7 @@
 namespace database_provider::recordctl {
 
 /// From here on Ctrl-C and a termination request are remembered instead of ending the process; a second one ends it.
+/// What is ignored, as for a command that a script leaves in the background, stays so.
 void watchForInterrupts();
 
 bool wasInterrupted();

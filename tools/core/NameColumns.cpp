@@ -90,15 +90,15 @@ void NameColumns::dropUnused() {
                  columns_.end());
 }
 
-/// A name that is both a category and a description is shown with its prefix.
+/// A name that is both a category and a description, or the word for the id, is shown with its prefix.
 std::vector<Table::Column> NameColumns::headings() const {
+  const auto headingOf = [](const Name& name) { return name.field == Field::id ? "id" : name.text; };
   std::vector<Table::Column> result;
   for (const Column& column : columns_) {
     const Name& name = column.name;
-    const bool isTwice = std::count_if(columns_.begin(), columns_.end(), [&](const Column& other) {
-                           return other.name.text == name.text && other.name.field != Field::id;
-                         }) > 1;
-    std::string heading = name.field == Field::id ? "id" : name.text;
+    std::string heading = headingOf(name);
+    const bool isTwice = std::count_if(columns_.begin(), columns_.end(),
+                                       [&](const Column& other) { return headingOf(other.name) == heading; }) > 1;
     if (name.field == Field::category && isTwice) heading.insert(0, "category:");
     if (name.field == Field::description && isTwice) heading.insert(0, "description:");
     result.push_back({heading, name.field == Field::id});

@@ -58,6 +58,8 @@ StoreAddress StoreAddress::parse(const std::string& text, Access access) {
     refusePasswordInArgument(text);
     return {text};
   }
+  if (text.find('@') != std::string::npos)
+    throw UsageError("--store: a host has no " + inQuotes("@") + "; give --user and --password-file");
   const std::size_t colon = text.rfind(':');
   if (text.front() == '[') {
     const std::size_t end = text.find(']');
@@ -80,6 +82,8 @@ std::string readPasswordFile(const std::string& path) {
 }
 
 std::string passwordOf(const Login& login) {
+  if (login.user.empty() && !login.passwordFile.empty())
+    throw UsageError(login.passwordFile + ": whose password is this? Give the user, too");
   if (login.user.empty()) return "";
   if (!login.passwordFile.empty()) return readPasswordFile(login.passwordFile);
   if (const char* password = std::getenv("RECORDCTL_PASSWORD")) return password;

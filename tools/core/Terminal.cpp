@@ -1,5 +1,6 @@
 #include "tools/core/Terminal.h"
 
+#include <fcntl.h>
 #include <sys/ioctl.h>
 #include <termios.h>
 #include <unistd.h>
@@ -67,6 +68,13 @@ Layout outputLayout() {
   result.width = widthFromEnvironment();
   if (result.width == 0 && isTerminal) result.width = widthOfTerminal();
   return result;
+}
+
+void keepStandardStreams() {
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    const bool isClosed = ::fcntl(stream, F_GETFD) < 0;
+    if (isClosed && ::open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY) != stream) std::abort();
+  }
 }
 
 bool standardErrorIsTerminal() {

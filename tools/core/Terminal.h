@@ -15,6 +15,10 @@ struct Layout {
 /// NO_COLOR are obeyed.
 Layout outputLayout();
 
+/// Takes the places of standard streams that were closed, so that no file and no connection comes to stand for one; to
+/// read or write them is an error.
+void keepStandardStreams();
+
 bool standardErrorIsTerminal();
 bool standardInputIsTerminal();
 

@@ -1,3 +1,5 @@
+#include <cctype>
+
 #include "tests/tools/commands/RecordctlContract.h"
 
 using database_test::hasUsers;
@@ -141,6 +143,21 @@ TEST_P(RecordctlContract, RecordsAreRemovedByFilterByIdOrAll) {
   EXPECT_EQ(output({"remove", "--all", "--yes", "--json"}), "{\"removed\": 1}\n");
 }
 
+TEST_P(RecordctlContract, AnIdThatIsGivenTwiceIsOneRecord) {
+  importPlots();
+  const std::string id = output({"list", "--json"}).substr(8, 24);
+  std::string upper = id;
+  for (char& c : upper) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  EXPECT_EQ(run({"remove", id, "nothing", "--dry-run"}).err, "recordctl: 1 of the ids is not there\n");
+  EXPECT_EQ(output({"remove", id, upper, id, "--yes"}), "1 record removed\n");
+}
+
+TEST_P(RecordctlContract, ACategoryNamedIdIsToldFromTheId) {
+  output({"import", file("a.jsonl", "{\"id\": \"7\"}"), "--category", "id"});
+  EXPECT_EQ(withoutIds(output({"list"})), "id                        category:id\nID  7\n");
+  EXPECT_EQ(withoutIds(output({"export", "--format", "csv"})), "id,category:id\r\nID,7\r\n");
+}
+
 TEST_P(RecordctlContract, ExplainTellsThePlan) {
   importPlots();
   const std::string plan = output({"explain", "--where", "category:site=Waseca", "--json"});
@@ -213,6 +230,7 @@ TEST_P(RecordctlContract, SettingsAreKeptByUserAndTag) {
   output({"settings", "set", "ann", "colours"}, "{\"dark\": true}");
   EXPECT_EQ(output({"settings", "get", "ann", "layout"}), "{\"columns\": [1, 2]}\n");
   EXPECT_EQ(output({"settings", "get", "ann"}), "colours\nlayout\n");
+  EXPECT_EQ(output({"settings", "get", "ann", "--json"}), "{\"tag\": \"colours\"}\n{\"tag\": \"layout\"}\n");
   output({"settings", "remove", "ann", "layout"});
   EXPECT_EQ(run({"settings", "get", "ann", "layout"}).status, 1);
   EXPECT_EQ(run({"settings", "remove", "ann"}).status, 2);

@@ -86,6 +86,7 @@ Outcome Recordctl::run(const std::vector<std::string>& arguments, const std::str
     redirect(STDIN_FILENO, path("stdin"), O_RDONLY);
     redirect(STDOUT_FILENO, path("stdout"), O_WRONLY | O_CREAT | O_TRUNC);
     redirect(STDERR_FILENO, path("stderr"), O_WRONLY | O_CREAT | O_TRUNC);
+    for (const int stream : closed) ::close(stream);
     ::execve(argv[0], argv.data(), envp.data());
     ::_exit(127);
   }

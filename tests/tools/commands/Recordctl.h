@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -40,6 +41,7 @@ class Recordctl : public ::testing::Test {
   long long countRecords() const;
 
   std::map<std::string, std::string> environment{};
+  std::set<int> closed{};  ///< the standard streams that a run does not have
 
  private:
   std::vector<std::string> environmentOfRun() const;

@@ -85,6 +85,25 @@ TEST_F(RecordctlTerminal, ANewPasswordIsAskedForTwice) {
   EXPECT_EQ(run({"users", "show", "ann"}).status, 0);
 }
 
+TEST_F(RecordctlTerminal, AnInterruptWhileABlockIsTypedStoresNothing) {
+  output({"init"});
+  const auto terminal = onTerminal({"settings", "set", "ann", "layout"});
+  terminal->readUntil("ends it\r\n");
+  terminal->type("{\"a\": 1}\n");
+  terminal->readUntil("1}\r\n");
+  terminal->type(interrupt);
+  EXPECT_EQ(terminal->finish(), 130);
+  EXPECT_EQ(run({"settings", "get", "ann", "layout"}).status, 1);
+}
+
+TEST_F(RecordctlTerminal, ABlockIsTypedUpToTheEndOfInput) {
+  const auto terminal = onTerminal({"settings", "set", "ann", "layout"});
+  terminal->readUntil("ends it\r\n");
+  terminal->type(std::string("{\"a\": 1}\n") + endOfInput);
+  EXPECT_EQ(terminal->finish(), 0);
+  EXPECT_EQ(output({"settings", "get", "ann", "layout"}), "{\"a\": 1}\n");
+}
+
 TEST_F(RecordctlTerminal, ATableHasAHeadingInBoldAndFitsTheWidth) {
   importPlots();
   const std::string table = shown({"list"}, 40);

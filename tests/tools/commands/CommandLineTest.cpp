@@ -1,0 +1,89 @@
+#include "tests/tools/commands/Recordctl.h"
+
+// What the command line itself promises, before a store is asked.
+
+namespace {
+
+class RecordctlCommandLine : public Recordctl {
+ protected:
+  /// What is told of wrong use, without what every such line has.
+  std::string complaint(const std::vector<std::string>& arguments) const {
+    const Outcome outcome = run(arguments);
+    EXPECT_EQ(outcome.status, 2) << outcome.err;
+    EXPECT_EQ(outcome.out, "");
+    const std::string begin = "recordctl: ";
+    const std::string end = "; --help tells what there is\n";
+    EXPECT_EQ(outcome.err.substr(0, begin.size()), begin);
+    EXPECT_GE(outcome.err.size(), begin.size() + end.size()) << outcome.err;
+    const std::size_t length = outcome.err.size() - std::min(outcome.err.size(), end.size());
+    EXPECT_EQ(outcome.err.substr(length), end);
+    return outcome.err.substr(begin.size(), length - begin.size());
+  }
+};
+
+TEST_F(RecordctlCommandLine, WhatThereIsNotIsNamedWithoutItsValue) {
+  EXPECT_EQ(complaint({"frobnicate"}), "there is no command frobnicate");
+  EXPECT_EQ(complaint({"users", "frobnicate"}), "there is no command users frobnicate");
+  EXPECT_EQ(complaint({"list", "--password=x"}), "there is no option --password");
+  EXPECT_EQ(complaint({"list", "-px"}), "there is no option -p");
+  EXPECT_EQ(complaint({"list", "x"}), "more arguments than the command takes");
+}
+
+TEST_F(RecordctlCommandLine, WhatIsMissingIsNamed) {
+  EXPECT_EQ(complaint({}), "needs a command");
+  EXPECT_EQ(complaint({"users"}), "users needs a command");
+  EXPECT_EQ(complaint({"settings", "set", "ann"}), "settings set needs more: TAG is required");
+  EXPECT_EQ(complaint({"sources"}), "sources needs more: --host is required");
+  EXPECT_EQ(complaint({"list", "--where"}), "--where: a value is missing");
+}
+
+TEST_F(RecordctlCommandLine, AValueThatIsWrongIsToldWithWhatWasExpected) {
+  EXPECT_EQ(complaint({"list", "--kind", "thing"}), "--kind: expected experiment or scenario, found \"thing\"");
+  for (const std::string value : {"x", "-1", "1.5", "0x10", "2147483648", ""})
+    EXPECT_EQ(complaint({"list", "--limit", value}),
+              "--limit: expected a whole number from 0 to 2147483647, found \"" + value + "\"");
+}
+
+TEST_F(RecordctlCommandLine, AnOptionOfOneValueStandsOnce) {
+  EXPECT_EQ(complaint({"remove", "--where", "a=1", "--where", "b=1"}), "--where: stands more than once");
+}
+
+TEST_F(RecordctlCommandLine, AnEmptyValueIsNoValue) {
+  const std::string data = file("a.jsonl", "{\"site\": \"x\"}");
+  EXPECT_EQ(complaint({"import", data, "--source-host", ""}), "--source-host: the value is empty");
+  EXPECT_EQ(complaint({"import", data, "--source-host="}), "--source-host: the value is empty");
+  EXPECT_EQ(complaint({"import", data, "--category=", "site"}), "--category: the value is empty");
+  EXPECT_EQ(complaint({"remove", "--yes", ""}), "ID: the value is empty");
+  EXPECT_EQ(complaint({"facets", ""}), "NAME: the value is empty");
+  EXPECT_EQ(complaint({"settings", "set", "ann", "", "{}"}), "TAG: the value is empty");
+}
+
+TEST_F(RecordctlCommandLine, AnEmptyFilterMayStandBehindAnEqualsSign) {
+  importPlots();
+  EXPECT_EQ(countLines(output({"list", "--where=", "--json"})), 4U);
+}
+
+TEST_F(RecordctlCommandLine, GlobalOptionsStandAnywhere) {
+  importPlots();
+  const std::string names = output({"names", "--json"});
+  EXPECT_EQ(output({"--json", "names"}), names);
+  EXPECT_EQ(output({"names", "--json", "--store", "file:" + path("store.db")}), names);
+  output({"settings", "set", "ann", "layout", "{}"});
+  EXPECT_EQ(output({"settings", "--json", "get", "ann", "--store=file:" + path("store.db")}),
+            "{\"tag\": \"layout\"}\n");
+}
+
+TEST_F(RecordctlCommandLine, WhatFollowsTwoDashesIsNoOption) {
+  importPlots();
+  EXPECT_EQ(run({"show", "--", "--json"}).err, "recordctl: no record has the id \"--json\"\n");
+}
+
+TEST_F(RecordctlCommandLine, HelpAndVersionAreResults) {
+  EXPECT_NE(output({"--help"}).find("import-sumo"), std::string::npos);
+  EXPECT_NE(output({"import", "--help"}).find("--all-or-nothing"), std::string::npos);
+  EXPECT_EQ(output({"help"}), output({"--help"}));
+  EXPECT_EQ(output({"help", "users", "add"}), output({"users", "add", "--help"}));
+  EXPECT_EQ(output({"--version"}), "recordctl " RECORDCTL_VERSION "\n");
+}
+
+}  // namespace
