@@ -79,6 +79,16 @@ TEST_P(UsersContract, NamesMayHoldWhatSeparatesThePartsOfALogin) {
   }
 }
 
+TEST_P(UsersContract, AUserOfNoDatabaseIsLookedForInAdmin) {
+  client.createUser("admin", "anna", "secret", {}, {});
+  EXPECT_EQ(created("zoe", "secret"), "ok");
+  DataBaseClient other;
+  EXPECT_TRUE(other.connect("", address().host, address().port, "anna", "secret")) << other.failure();
+  EXPECT_FALSE(other.connect("", address().host, address().port, "anna", "wrong"));
+  EXPECT_FALSE(other.connect("", address().host, address().port, "zoe", "secret"));
+  client.dropUser("admin", "anna");
+}
+
 TEST_P(UsersContract, AnEmptyPasswordIsToldByItsCode) {
   EXPECT_EQ(created("anna", ""), "error 50687");
   EXPECT_EQ(created("anna", "secret"), "ok");
