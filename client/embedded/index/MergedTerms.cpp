@@ -42,58 +42,45 @@ bool joinPostings(const std::vector<TermIterator*>& parts, PostingWriter& joined
   return true;
 }
 
-/// Terms with more records than this are added up as sets.
-constexpr std::uint64_t fewRecords = 16 * 1024;
+/// Where runs of one posting begin or end.
+struct Edge {
+  Rid at;
+  int plus;   ///< by how many more parts add the records from here on
+  int minus;  ///< by how many more take them back
+};
+using Edges = std::vector<Edge>;
 
-/// What several parts say about each record of a term: twice the record, and one more where it is taken back.
-using Changes = std::vector<std::uint64_t>;
-
-bool collect(const std::vector<TermIterator*>& parts, Changes& changes) {
-  std::uint64_t records = 0;
-  for (const TermIterator* part : parts) records += part->term().counts.plus + part->term().counts.minus;
-  if (records > fewRecords) return false;
-  changes.clear();
-  const auto add = [&changes](Run run, std::uint64_t minus) {
-    for (Rid i = 0; i < run.length && changes.size() <= fewRecords; ++i)
-      changes.push_back((run.first + i) << 1 | minus);
-  };
-  for (const TermIterator* part : parts) {
-    part->eachPlus([&](Run run) { add(run, 0); });
-    part->eachMinus([&](Run run) { add(run, 1); });
-  }
-  // What the postings hold may be more than what the counts of a damaged term say.
-  if (changes.size() > fewRecords) damaged("the number of records of a term");
-  std::sort(changes.begin(), changes.end());
-  return true;
+/// How often the sum has a record that so many parts add and so many take back.
+int timesOf(int plus, int minus) {
+  const int times = minus == 0 ? std::min(plus, 1) : plus - minus;
+  if (times > 1 || times < -1) damaged("a record counted twice");
+  return times;
 }
 
-/// As `addUp` does, for terms of few records; false when they are more.
-bool addUpFew(const std::vector<TermIterator*>& parts, Changes& changes, PostingWriter& plus, PostingWriter& minus,
+/// Adds postings up, whatever they take back. Costs by their runs, not by their records.
+void joinRuns(const std::vector<TermIterator*>& parts, Edges& edges, PostingWriter& plus, PostingWriter& minus,
               TermCounts& counts) {
-  if (!collect(parts, changes)) return false;
+  edges.clear();
+  counts = {};
+  for (const TermIterator* part : parts) {
+    counts.extra += part->term().counts.extra;
+    part->eachPlus([&](Run run) { edges.insert(edges.end(), {{run.first, 1, 0}, {run.first + run.length, -1, 0}}); });
+    part->eachMinus([&](Run run) { edges.insert(edges.end(), {{run.first, 0, 1}, {run.first + run.length, 0, -1}}); });
+  }
+  std::sort(edges.begin(), edges.end(), [](const Edge& a, const Edge& b) { return a.at < b.at; });
   plus.clear();
   minus.clear();
-  for (std::size_t i = 0; i < changes.size();) {
-    const Rid rid = changes[i] >> 1;
-    int added = 0;
-    int takenBack = 0;
-    for (; i < changes.size() && changes[i] >> 1 == rid; ++i) ++((changes[i] & 1) != 0 ? takenBack : added);
-    const int times = takenBack == 0 ? 1 : added - takenBack;
-    if (times > 1 || times < -1) damaged("a record counted twice");
-    if (times > 0) plus.add(rid);
-    if (times < 0) minus.add(rid);
+  Edge sum{0, 0, 0};
+  for (const Edge& edge : edges) {
+    if (edge.at > sum.at) {
+      const int times = timesOf(sum.plus, sum.minus);
+      if (times > 0) plus.add(sum.at, edge.at - sum.at);
+      if (times < 0) minus.add(sum.at, edge.at - sum.at);
+    }
+    sum = {edge.at, sum.plus + edge.plus, sum.minus + edge.minus};
   }
   counts.plus = plus.count();
   counts.minus = minus.count();
-  counts.extra = 0;
-  for (const TermIterator* part : parts) counts.extra += part->term().counts.extra;
-  return true;
-}
-
-std::string_view posting(const RidSet& set, PostingWriter& writer) {
-  writer.clear();
-  for (auto rid = set.next(0); rid; rid = set.next(*rid + 1)) writer.add(*rid);
-  return writer.finish();
 }
 
 Rid firstOf(const TermIterator* part) {
@@ -203,7 +190,7 @@ void mergeTerms(MergedTerms& terms, TermSink& sink, const std::function<bool()>&
   std::string buffer;
   PostingWriter plus;
   PostingWriter minus;
-  Changes changes;
+  Edges edges;
   std::vector<TermIterator*> parts;
   for (; terms.valid() && mayGoOn(); terms.next()) {
     if (terms.group().size() == 1) {
@@ -215,17 +202,9 @@ void mergeTerms(MergedTerms& terms, TermSink& sink, const std::function<bool()>&
       return std::pair(firstOf(a), a->segment().number()) < std::pair(firstOf(b), b->segment().number());
     });
     Term term;
-    if (joinPostings(parts, plus, term.counts)) {
-      term.plus = plus.finish();
-    } else if (addUpFew(parts, changes, plus, minus, term.counts)) {
-      term.plus = plus.finish();
-      term.minus = minus.finish();
-    } else {
-      const TermSum sum = addUp(parts);
-      term.counts = {sum.plus.count(), sum.minus.count(), sum.extra};
-      term.plus = posting(sum.plus, plus);
-      term.minus = posting(sum.minus, minus);
-    }
+    if (!joinPostings(parts, plus, term.counts)) joinRuns(parts, edges, plus, minus, term.counts);
+    term.plus = plus.finish();
+    if (term.counts.minus != 0) term.minus = minus.finish();
     if (term.counts.plus != 0 || term.counts.minus != 0 || term.counts.extra != 0) sink.add(terms.key(), term);
   }
 }

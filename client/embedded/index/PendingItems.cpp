@@ -46,7 +46,9 @@ PendingItems::PendingItems() {
 }
 
 void PendingItems::change(Rid rid, const ItemExtractor& found, bool removed) {
-  const Mark mark{rid, version_ += removed == ((version_ & 1) != 0) ? 2 : 1};
+  if (found.places().empty()) return;
+  const auto mark = static_cast<Mark>(changes_.size());
+  changes_.push_back({rid, removed});
   for (const ItemExtractor::Place& place : found.places()) {
     if (place.irregular) addIrregular(place.path, mark);
     const Item* items = found.items(place);
@@ -119,7 +121,7 @@ void PendingItems::addValue(Slot& slot, const bson::Value& value, Mark mark) {
   const std::string_view payload = isShortText ? value.asString() : std::string_view(payload_);
   const auto tail = static_cast<std::uint32_t>(tails_.size());
   if (payload.size() > headSize) tails_.append(payload.substr(headSize));
-  slot.values.push_back({headOf(payload), tail, static_cast<std::uint16_t>(payload.size()), kind, mark});
+  slot.values.push_back({headOf(payload), tail, mark, static_cast<std::uint16_t>(payload.size()), kind});
 }
 
 void PendingItems::addIrregular(ItemPaths::Id path, Mark mark) {
@@ -147,7 +149,7 @@ bool PendingItems::tailsAreLess(const ValueEntry& a, const ValueEntry& b) const 
   } else if (a.size != b.size) {
     return a.size < b.size;
   }
-  return a.mark.rid != b.mark.rid ? a.mark.rid < b.mark.rid : a.mark.version < b.mark.version;
+  return a.mark < b.mark;
 }
 
 void PendingItems::write(index::TermSink& sink) {
@@ -299,26 +301,30 @@ void PendingItems::writeValues(index::TermSink& sink, Slot& slot) {
   }
 }
 
+bool PendingItems::isBefore(Mark a, Mark b) const {
+  const Rid left = changes_[a].rid;
+  const Rid right = changes_[b].rid;
+  return left != right ? left < right : a < b;
+}
+
 /// Writes the net change that `marks_` make to a term.
 void PendingItems::emit(index::TermSink& sink, std::string_view key) {
-  if (marks_.size() == 1 && (marks_[0].version & 1) == 0) {
-    return sink.add(key, index::Term::single(marks_[0].rid));
+  if (marks_.size() == 1 && !changes_[marks_[0]].removed) {
+    return sink.add(key, index::Term::single(changes_[marks_[0]].rid));
   }
-  const auto before = [](const Mark& a, const Mark& b) {
-    return a.rid != b.rid ? a.rid < b.rid : a.version < b.version;
-  };
+  const auto before = [this](Mark a, Mark b) { return isBefore(a, b); };
   if (!std::is_sorted(marks_.begin(), marks_.end(), before)) std::sort(marks_.begin(), marks_.end(), before);
   plus_.clear();
   minus_.clear();
   index::Term term;
   for (std::size_t i = 0; i < marks_.size();) {
-    const Rid rid = marks_[i].rid;
+    const Rid rid = changes_[marks_[i]].rid;
     int records = 0;
-    while (i < marks_.size() && marks_[i].rid == rid) {
-      const std::uint32_t version = marks_[i].version;
+    while (i < marks_.size() && changes_[marks_[i]].rid == rid) {
+      const Mark mark = marks_[i];
       std::int64_t items = 0;
-      for (; i < marks_.size() && marks_[i].rid == rid && marks_[i].version == version; ++i) ++items;
-      const int sign = (version & 1) != 0 ? -1 : 1;
+      for (; i < marks_.size() && marks_[i] == mark; ++i) ++items;
+      const int sign = changes_[mark].removed ? -1 : 1;
       records += sign;
       term.counts.extra += sign * (items - 1);
     }
@@ -349,7 +355,7 @@ void PendingItems::clear() {
   irregular_.clear();
   tails_.clear();
   entries_ = 0;
-  version_ = 0;
+  changes_.clear();
 }
 
 }  // namespace database_client::embedded

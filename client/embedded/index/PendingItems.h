@@ -32,18 +32,20 @@ class PendingItems {
   void clear();
 
  private:
-  /// One document that got or lost a term; marks of one document and one call share their version.
-  struct Mark {
+  /// One call of `change`, and the document that it was about.
+  struct Change {
     Rid rid;
-    std::uint32_t version;  // odd: taken back
+    bool removed;
   };
+  /// A document that got or lost a term: the number of the change. Small, as one is kept for each entry.
+  using Mark = std::uint32_t;
   using Marks = std::vector<Mark>;
   struct ValueEntry {
     std::uint64_t head;  // the first 8 bytes of the payload, which decide most comparisons
     std::uint32_t tail;  // where the others are in `tails_`
+    Mark mark;
     std::uint16_t size;  // of the payload
     index::ValueClass kind;
-    Mark mark;
   };
   /// What sorting moves about instead of an entry.
   struct SortKey {
@@ -93,6 +95,7 @@ class PendingItems {
   void writeIrregular(index::TermSink& sink, ItemPaths::Id path);
   void writeTypes(index::TermSink& sink, Slot& slot);
   void writeValues(index::TermSink& sink, Slot& slot);
+  bool isBefore(Mark a, Mark b) const;
   void emit(index::TermSink& sink, std::string_view key);
 
   std::vector<Slot> slots_;
@@ -103,7 +106,7 @@ class PendingItems {
   std::string tails_;
   std::string payload_;
   std::size_t entries_ = 0;
-  std::uint32_t version_ = 0;
+  std::vector<Change> changes_;
 
   // While writing.
   index::KeyBuilder key_;
