@@ -91,6 +91,25 @@ Rid firstOf(const TermIterator* part) {
   return readRun(reader, end).first;
 }
 
+/// Where a part stands among those of its term.
+struct Place {
+  Rid first;
+  std::uint32_t segment;
+  TermIterator* part;
+};
+
+/// The parts in the order of their records, as far as the first of each tells.
+void orderByRecord(const std::vector<TermIterator*>& group, std::vector<TermIterator*>& ordered,
+                   std::vector<Place>& places) {
+  places.clear();
+  for (TermIterator* part : group) places.push_back({firstOf(part), part->segment().number(), part});
+  std::sort(places.begin(), places.end(), [](const Place& a, const Place& b) {
+    return a.first != b.first ? a.first < b.first : a.segment < b.segment;
+  });
+  ordered.clear();
+  for (const Place& place : places) ordered.push_back(place.part);
+}
+
 }  // namespace
 
 TermSum addUp(const std::vector<TermIterator*>& parts) {
@@ -192,15 +211,13 @@ void mergeTerms(MergedTerms& terms, TermSink& sink, const std::function<bool()>&
   PostingWriter minus;
   Edges edges;
   std::vector<TermIterator*> parts;
+  std::vector<Place> order;
   for (; terms.valid() && mayGoOn(); terms.next()) {
     if (terms.group().size() == 1) {
       sink.add(terms.key(), terms.group().front()->whole(buffer));
       continue;
     }
-    parts = terms.group();
-    std::sort(parts.begin(), parts.end(), [](const TermIterator* a, const TermIterator* b) {
-      return std::pair(firstOf(a), a->segment().number()) < std::pair(firstOf(b), b->segment().number());
-    });
+    orderByRecord(terms.group(), parts, order);
     Term term;
     if (!joinPostings(parts, plus, term.counts)) joinRuns(parts, edges, plus, minus, term.counts);
     term.plus = plus.finish();
