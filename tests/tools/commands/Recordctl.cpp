@@ -1,6 +1,7 @@
 #include "tests/tools/commands/Recordctl.h"
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -34,18 +35,20 @@ void redirect(int descriptor, const fs::path& path, int flags) {
   if (opened < 0 || ::dup2(opened, descriptor) < 0) ::_exit(126);
 }
 
-std::vector<std::string> commandWith(const std::vector<std::string>& arguments) {
-  std::vector<std::string> command{RECORDCTL_PATH};
-  command.insert(command.end(), arguments.begin(), arguments.end());
-  return command;
+bool namesAnother(const std::string& argument) {
+  return argument == "--store" || argument == "--from-user";
 }
 
-int finish(pid_t process) {
+Outcome finish(pid_t process) {
   int waited = 0;
-  while (::waitpid(process, &waited, 0) < 0) {
+  rusage usage{};
+  while (::wait4(process, &waited, 0, &usage) < 0) {
     if (errno != EINTR) throw std::runtime_error(std::strerror(errno));
   }
-  return WIFEXITED(waited) ? WEXITSTATUS(waited) : 1000 + WTERMSIG(waited);
+  Outcome result;
+  result.status = WIFEXITED(waited) ? WEXITSTATUS(waited) : 1000 + WTERMSIG(waited);
+  result.peak = usage.ru_maxrss;
+  return result;
 }
 
 }  // namespace
@@ -59,6 +62,14 @@ Recordctl::Recordctl() {
 Recordctl::~Recordctl() {
   std::error_code ignored;
   fs::remove_all(folder_, ignored);
+}
+
+std::vector<std::string> Recordctl::commandWith(const std::vector<std::string>& arguments) const {
+  std::vector<std::string> command{RECORDCTL_PATH};
+  if (std::none_of(arguments.begin(), arguments.end(), namesAnother))
+    command.insert(command.end(), login.begin(), login.end());
+  command.insert(command.end(), arguments.begin(), arguments.end());
+  return command;
 }
 
 std::vector<std::string> Recordctl::environmentOfRun() const {
@@ -90,7 +101,10 @@ Outcome Recordctl::run(const std::vector<std::string>& arguments, const std::str
     ::execve(argv[0], argv.data(), envp.data());
     ::_exit(127);
   }
-  return {finish(process), read(path("stdout")), read(path("stderr"))};
+  Outcome outcome = finish(process);
+  outcome.out = read(path("stdout"));
+  outcome.err = read(path("stderr"));
+  return outcome;
 }
 
 std::unique_ptr<database_test::Terminal> Recordctl::onTerminal(const std::vector<std::string>& arguments,

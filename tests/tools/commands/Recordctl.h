@@ -16,6 +16,7 @@ struct Outcome {
   int status = -1;
   std::string out{};
   std::string err{};
+  long peak = 0;  ///< the most memory that it held, in KiB; not less than the test program held when it was started
 };
 
 /// Runs the command as a process, in an empty folder and with a store in a file of that folder.
@@ -41,9 +42,12 @@ class Recordctl : public ::testing::Test {
   long long countRecords() const;
 
   std::map<std::string, std::string> environment{};
+  /// The options of whoever asks. Commands that name a store or somebody else themselves are run without.
+  std::vector<std::string> login{};
   std::set<int> closed{};  ///< the standard streams that a run does not have
 
  private:
+  std::vector<std::string> commandWith(const std::vector<std::string>& arguments) const;
   std::vector<std::string> environmentOfRun() const;
 
   std::filesystem::path folder_;
