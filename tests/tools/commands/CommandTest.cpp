@@ -4,6 +4,15 @@
 
 using database_test::hasUsers;
 
+namespace {
+
+std::vector<std::string> asJson(std::vector<std::string> arguments) {
+  arguments.emplace_back("--json");
+  return arguments;
+}
+
+}  // namespace
+
 TEST_P(RecordctlContract, AListIsATableInTheOrderOfTheRecords) {
   importPlots();
   EXPECT_EQ(withoutIds(output({"list", "--columns", "site,variety,yield,description:year"})),
@@ -202,6 +211,7 @@ TEST_P(RecordctlContract, TheCustomDataOfAUserIsKept) {
 
 TEST_P(RecordctlContract, SettingUpMayBeRepeatedAndSaysWhatItDid) {
   if (!hasUsers(GetParam())) GTEST_SKIP() << GetParam() << " keeps no users, so that nothing can be set up";
+  if (isControlledFile()) GTEST_SKIP() << GetParam() << " is set up whole when its administrator is made";
   const SettingUp& said = settingUp();
   if (!isFile()) {
     EXPECT_NE(said.dryRun.find("would be done: "), std::string::npos) << said.dryRun;
@@ -243,13 +253,13 @@ TEST_P(RecordctlContract, ACopyIntoAFileAndBackKeepsEverythingAndMayBeRepeated) 
   output({"settings", "set", "ann", "layout", "{\"a\": 1}"});
   const std::string exported = output({"export"});
   const std::string file = "file:" + path("copy.db");
-  EXPECT_EQ(output({"copy", store(), file, "--json"}), "{\"records\": 4, \"problems\": 0}\n");
-  EXPECT_EQ(output({"copy", store(), file}), "0 documents copied, 6 were there already, 0 differ\n");
+  EXPECT_EQ(output(asJson(copyOf(store(), file))), "{\"records\": 4, \"problems\": 0}\n");
+  EXPECT_EQ(output(copyOf(store(), file)), "0 documents copied, 6 were there already, 0 differ\n");
   EXPECT_EQ(output({"export", "--store", file}), exported);
   EXPECT_EQ(output({"settings", "get", "ann", "layout", "--store", file}), "{\"a\": 1}\n");
   output({"remove", "--all", "--yes"});
-  EXPECT_EQ(output({"copy", file, store()}), "4 documents copied, 2 were there already, 0 differ\n");
-  EXPECT_EQ(output({"copy", file, store()}), "0 documents copied, 6 were there already, 0 differ\n");
+  EXPECT_EQ(output(copyOf(file, store())), "4 documents copied, 2 were there already, 0 differ\n");
+  EXPECT_EQ(output(copyOf(file, store())), "0 documents copied, 6 were there already, 0 differ\n");
   EXPECT_EQ(output({"export"}), exported);
 }
 
@@ -257,8 +267,8 @@ TEST_P(RecordctlContract, ACopyBetweenTwoStoresOfOneSortKeepsEverything) {
   const std::string other = otherStore();
   if (other.empty()) GTEST_SKIP() << "there is no second engine of the sort of " << GetParam();
   importPlots();
-  EXPECT_EQ(output({"copy", store(), other}), "5 documents copied, 0 were there already, 0 differ\n");
-  EXPECT_EQ(output({"copy", other, store()}), "0 documents copied, 5 were there already, 0 differ\n");
+  EXPECT_EQ(output(copyOf(store(), other)), "5 documents copied, 0 were there already, 0 differ\n");
+  EXPECT_EQ(output(copyOf(other, store())), "0 documents copied, 5 were there already, 0 differ\n");
   EXPECT_EQ(output({"export", "--store", other}), output({"export"}));
   EXPECT_EQ(output({"names", "--store", other}), output({"names"}));
 }
@@ -266,11 +276,11 @@ TEST_P(RecordctlContract, ACopyBetweenTwoStoresOfOneSortKeepsEverything) {
 TEST_P(RecordctlContract, ACopyTellsWhatDiffersAndLeavesIt) {
   importPlots();
   const std::string from = "file:" + path("from.db");
-  output({"copy", store(), from});
+  output(copyOf(store(), from));
   output({"settings", "set", "ann", "layout", "{\"a\": 1}", "--store", from});
   output({"categories", "set", "other"});
   output({"settings", "set", "ann", "layout", "{\"a\": 2}"});
-  const Outcome outcome = run({"copy", from, store()});
+  const Outcome outcome = run(copyOf(from, store()));
   EXPECT_EQ(outcome.status, 1);
   EXPECT_EQ(outcome.out, "0 documents copied, 4 were there already, 2 differ\n");
   EXPECT_EQ(outcome.err,

@@ -23,7 +23,7 @@ void empty(const Address& address, bool withUsers) {
 }  // namespace
 
 std::vector<std::string> recordctlEngines() {
-  return {"embedded", "deployment", "mongod", "secantus", "secantusStandalone", "java"};
+  return engineNames();
 }
 
 void RecordctlContract::SetUp() {
@@ -31,15 +31,29 @@ void RecordctlContract::SetUp() {
   const std::string reason = knownWrong(GetParam(), name.substr(0, name.find('/')));
   if (!reason.empty()) GTEST_SKIP() << GetParam() << " answers wrong: " << reason;
   environment["RECORDCTL_STORE"] = "file:" + path("store.db");
-  if (isFile()) return;
+  if (GetParam() == "embedded") return;
   try {
     const Address& address = startedEngine(GetParam());
     environment["RECORDCTL_STORE"] = storeAt(address);
+    askAs(address);
     if (hasUsers(GetParam())) settingUp();
     empty(address, hasUsers(GetParam()));
   } catch (const EngineMissing& missing) {
     GTEST_SKIP() << "engine " << GetParam() << " is missing: " << missing.what();
   }
+}
+
+void RecordctlContract::askAs(const Address& address) {
+  if (address.user.empty()) return;
+  login = {"--user", address.user};
+  environment["RECORDCTL_PASSWORD"] = address.password;
+}
+
+std::vector<std::string> RecordctlContract::copyOf(const std::string& from, const std::string& to) const {
+  if (login.empty()) return {"copy", from, to};
+  const std::string& somebody = login.back();
+  if (from == store()) return {"copy", from, to, "--from-user", somebody};
+  return {"copy", from, to, "--from-user", "", "--user", somebody};
 }
 
 std::string RecordctlContract::otherStore() const {
