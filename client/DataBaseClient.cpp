@@ -11,22 +11,29 @@ namespace database_client {
 
 namespace {
 
-using Results = std::list<std::unique_ptr<ObjectProperties>>;
+/// What a read found, owned until all of it goes into the caller's list.
+class Results {
+ public:
+  Results() = default;
+  ~Results() {
+    for (const ObjectProperties* document : documents_) delete document;
+  }
+  Results(const Results&) = delete;
+  Results& operator=(const Results&) = delete;
 
-Engine::Receiver into(Results& results) {
-  return [&results](ObjectProperties&& document) {
-    results.push_back(std::make_unique<ObjectProperties>(std::move(document)));
-    return true;
-  };
-}
+  Engine::Receiver receiver() {
+    return [this](ObjectProperties&& document) {
+      auto owned = std::make_unique<ObjectProperties>(std::move(document));
+      documents_.push_back(owned.get());
+      static_cast<void>(owned.release());
+      return true;
+    };
+  }
+  void moveTo(std::list<ObjectProperties*>& documents) noexcept { documents.splice(documents.end(), documents_); }
 
-/// Hands the results over to the caller's list; all of them, or none should memory run out.
-void hand(Results& results, std::list<ObjectProperties*>& documents) {
-  std::list<ObjectProperties*> handed(results.size(), nullptr);
-  auto place = handed.begin();
-  for (auto& document : results) *place++ = document.release();
-  documents.splice(documents.end(), handed);
-}
+ private:
+  std::list<ObjectProperties*> documents_{};
+};
 
 /// Whether `connect` answers this failure with false: the arguments were good, the store was not to be had.
 bool isRefusal(const Error& error) {
@@ -152,6 +159,8 @@ std::list<BulkFailure> DataBaseClient::insertMany(const std::string& database, c
   std::list<BulkFailure> failures;
   std::vector<ObjectProperties> stored;
   std::vector<std::size_t> places;  // of the stored ones in `documents`
+  stored.reserve(documents.size());
+  places.reserve(documents.size());
   for (std::size_t i = 0; i < documents.size(); ++i) {
     try {
       stored.push_back(prepared(documents[i]));
@@ -191,8 +200,8 @@ void DataBaseClient::find(const std::string& database, const std::string& collec
   arguments::checkDocument("query", query);
   arguments::checkDocument("projection", projection);
   Results results;
-  engine.find({database, collection}, {query, arguments::projectionFor(projection), limit, skip}, into(results));
-  hand(results, documents);
+  engine.find({database, collection}, {query, arguments::projectionFor(projection), limit, skip}, results.receiver());
+  results.moveTo(documents);
 }
 
 void DataBaseClient::findEach(const std::string& database, const std::string& collection, const ObjectProperties& query,
@@ -211,8 +220,8 @@ void DataBaseClient::aggregate(const std::string& database, const std::string& c
   Engine& engine = connection_->openFor(database, collection);
   arguments::checkDocument("pipeline", pipeline);
   Results results;
-  engine.aggregate({database, collection}, arguments::stagesOf(pipeline), into(results));
-  hand(results, documents);
+  engine.aggregate({database, collection}, arguments::stagesOf(pipeline), results.receiver());
+  results.moveTo(documents);
 }
 
 void DataBaseClient::remove(const std::string& database, const std::string& collection, const ObjectProperties& query) {

@@ -17,6 +17,8 @@ class DocumentAccess {
   static bson::View view(const ObjectProperties& document);
   /// The bytes of the current level, likewise.
   static bson::View level(const ObjectProperties& document);
+  /// The whole document's bytes, shared until either is changed.
+  static bson::Buffer share(const ObjectProperties& document);
   /// Makes a document of bytes that are known to be valid BSON.
   static ObjectProperties adopt(bson::View trusted);
   static ObjectProperties adopt(std::vector<std::uint8_t>&& trusted);

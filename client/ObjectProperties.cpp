@@ -315,6 +315,10 @@ View DocumentAccess::view(const ObjectProperties& document) {
   return document.document_ ? document.document_->bytes().view() : bson::emptyDocument();
 }
 
+bson::Buffer DocumentAccess::share(const ObjectProperties& document) {
+  return document.document_ ? document.document_->bytes() : bson::Buffer();
+}
+
 View DocumentAccess::level(const ObjectProperties& document) {
   return document.document_ ? document.document_->level() : bson::emptyDocument();
 }

@@ -1,7 +1,9 @@
 #include "client/arguments.h"
 
 #include <algorithm>
+#include <array>
 #include <string_view>
+#include <utility>
 
 #include "client/DocumentAccess.h"
 #include "client/ObjectId.h"
@@ -60,6 +62,33 @@ void checkId(const Value& id, std::size_t ids) {
     throw Error(Error::Kind::document, "\"_id\": an array, a regular expression or undefined cannot be an id",
                 {"_id", badValue});
   }
+}
+
+bool isId(const Element& element) {
+  return element.key == "_id";
+}
+
+/// The same bytes behind an id, which are copied once.
+ObjectProperties withNewId(const ObjectProperties& document) {
+  constexpr std::array<bson::Byte, 5> start{static_cast<bson::Byte>(Type::objectId), '_', 'i', 'd', 0};
+  constexpr std::size_t size = start.size() + bson::objectIdSize;
+  constexpr std::size_t behindLength = 4;
+  bson::Buffer bytes = DocumentAccess::share(document);
+  bson::Byte* at = bytes.splice(behindLength, 0, size);
+  bson::store(at, static_cast<std::int32_t>(bytes.size()));
+  at = std::copy(start.begin(), start.end(), at + behindLength);
+  const ObjectId id = ObjectId::make();
+  std::copy(id.bytes.begin(), id.bytes.end(), at);
+  return DocumentAccess::adopt(std::move(bytes));
+}
+
+ObjectProperties withIdFirst(View document, const Value& id) {
+  bson::Writer writer;
+  writer.append("_id", id);
+  for (const Element& element : document) {
+    if (!isId(element)) writer.append(element.key, element.value);
+  }
+  return DocumentAccess::adopt(writer.take());
 }
 
 }  // namespace
@@ -124,21 +153,11 @@ void checkReplacement(const ObjectProperties& document) {
 
 ObjectProperties withId(const ObjectProperties& document) {
   const View view = DocumentAccess::view(document);
-  const auto isId = [](const Element& element) { return element.key == "_id"; };
   const auto ids = static_cast<std::size_t>(std::count_if(view.begin(), view.end(), isId));
+  if (ids == 0) return withNewId(document);
   const Value id = view.find("_id");
-  if (ids > 0) checkId(id, ids);
-  if (ids > 0 && (*view.begin()).key == "_id") return document;
-  bson::Writer writer;
-  if (ids > 0) {
-    writer.append("_id", id);
-  } else {
-    writer.appendObjectId("_id", ObjectId::make().bytes.data());
-  }
-  for (const Element& element : view) {
-    if (!isId(element)) writer.append(element.key, element.value);
-  }
-  return DocumentAccess::adopt(writer.take());
+  checkId(id, ids);
+  return isId(*view.begin()) ? document : withIdFirst(view, id);
 }
 
 ObjectProperties projectionFor(const ObjectProperties& projection) {

@@ -109,8 +109,8 @@ bool isIndexThere(Session& session, const IndexRequest& request) {
   const Namespace where{request.database, request.collection};
   try {
     session.run(callFor("list of indexes of " + request.collection, false), [&](Attempt& attempt) {
-      const Owned<mongoc_collection_t> collection = attempt.collection(where);
-      const Owned<mongoc_cursor_t> cursor(mongoc_collection_find_indexes_with_opts(collection.get(), nullptr));
+      mongoc_collection_t* const collection = attempt.collection(where);
+      const Owned<mongoc_cursor_t> cursor(mongoc_collection_find_indexes_with_opts(collection, nullptr));
       attempt.drain(cursor.get(), [&](ObjectProperties&& index) {
         there = there || isSame(index, request);
         return true;

@@ -36,49 +36,53 @@ bool isWrite(std::string_view command) {
   return command == "insert" || command == "update" || command == "delete";
 }
 
-bool hasCount(const bson_t* reply) {
-  bson_iter_t at;
-  return bson_iter_init_find(&at, reply, "n") && BSON_ITER_HOLDS_NUMBER(&at);
-}
-
 // Whether every element can be walked over; a damaged length would end the walk early, and silently.
-bool isWalkable(bson_iter_t* at) {
-  while (bson_iter_next(at)) {
+bool isWalkable(bson_iter_t& at) {
+  while (bson_iter_next(&at)) {
   }
-  return at->err_off == 0;
+  return at.err_off == 0;
 }
 
-bool isWalkable(const bson_t* document) {
-  bson_iter_t at;
-  return bson_iter_init(&at, document) && isWalkable(&at);
-}
-
-bool isBatchWalkable(const bson_t* reply, const char* path) {
-  bson_iter_t top;
-  bson_iter_t batch;
-  bson_iter_t element;
-  if (!bson_iter_init(&top, reply) || !bson_iter_find_descendant(&top, path, &batch)) return true;
-  if (!BSON_ITER_HOLDS_ARRAY(&batch) || !bson_iter_recurse(&batch, &element)) return false;
-  return isWalkable(&element);
+bool isBatchWhole(const bson_iter_t& batch) {
+  bson_iter_t document;
+  return BSON_ITER_HOLDS_ARRAY(&batch) && bson_iter_recurse(&batch, &document) && isWalkable(document);
 }
 
 // The driver would take a damaged batch for one that ends there.
-bool isWhole(const bson_t* reply) {
-  bson_iter_t cursor;
-  if (!isWalkable(reply)) return false;
-  if (!bson_iter_init_find(&cursor, reply, "cursor")) return true;
-  bson_iter_t inside;
-  if (!BSON_ITER_HOLDS_DOCUMENT(&cursor) || !bson_iter_recurse(&cursor, &inside) || !isWalkable(&inside)) return false;
-  return isBatchWalkable(reply, "cursor.firstBatch") && isBatchWalkable(reply, "cursor.nextBatch");
+bool isCursorWhole(const bson_iter_t& cursor) {
+  bson_iter_t at;
+  if (!BSON_ITER_HOLDS_DOCUMENT(&cursor) || !bson_iter_recurse(&cursor, &at)) return false;
+  while (bson_iter_next(&at)) {
+    const std::string_view key = bson_iter_key(&at);
+    if ((key == "firstBatch" || key == "nextBatch") && !isBatchWhole(at)) return false;
+  }
+  return at.err_off == 0;
 }
+
+/// What an answer is looked through for, in one pass.
+struct Answer {
+  explicit Answer(const bson_t* reply) {
+    bson_iter_t at;
+    whole = bson_iter_init(&at, reply);
+    while (whole && bson_iter_next(&at)) {
+      const std::string_view key = bson_iter_key(&at);
+      if (key == "n") counts = BSON_ITER_HOLDS_NUMBER(&at);
+      if (key == "cursor") whole = isCursorWhole(at);
+    }
+    whole = whole && at.err_off == 0;
+  }
+
+  bool whole = false;
+  bool counts = false;
+};
 
 void onSucceeded(const mongoc_apm_command_succeeded_t* event) {
   auto* link = static_cast<Link*>(mongoc_apm_command_succeeded_get_context(event));
   if (link->observation == nullptr) return;
   guarded([&] { link->observation->host = mongoc_apm_command_succeeded_get_host(event)->host_and_port; });
-  const bson_t* reply = mongoc_apm_command_succeeded_get_reply(event);
-  const bool complete = !isWrite(mongoc_apm_command_succeeded_get_command_name(event)) || hasCount(reply);
-  if (!complete || !isWhole(reply)) link->observation->malformed = true;
+  const Answer answer(mongoc_apm_command_succeeded_get_reply(event));
+  const bool complete = answer.counts || !isWrite(mongoc_apm_command_succeeded_get_command_name(event));
+  if (!complete || !answer.whole) link->observation->malformed = true;
 }
 
 void onHeartbeatFailed(const mongoc_apm_server_heartbeat_failed_t* event) {

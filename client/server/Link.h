@@ -12,8 +12,10 @@ namespace database_client::server {
 /// client it belongs to.
 struct Link {
   Owned<mongoc_client_t> client{};
-  Observation* observation = nullptr;  ///< of the attempt that runs now
-  std::string cause{};                 ///< why the last server could not be reached
+  Owned<mongoc_collection_t> collection{};  ///< the one used last; to be gone before its client
+  std::string database{};                   ///< which it is in
+  Observation* observation = nullptr;       ///< of the attempt that runs now
+  std::string cause{};                      ///< why the last server could not be reached
   std::int64_t socketTimeout = 0;
   bool answered = false;
 };

@@ -73,12 +73,25 @@ Written updateOptions(bool upsert) {
   return Written(std::move(options));
 }
 
+void appendPage(bson::Writer& writer, const FindRequest& request) {
+  if (!request.projection.isEmpty()) writer.appendDocument("projection", DocumentAccess::view(request.projection));
+  if (request.limit > 0) writer.appendInt64("limit", request.limit);
+  if (request.skip > 0) writer.appendInt64("skip", request.skip);
+}
+
 Written findOptions(const FindRequest& request) {
   bson::Writer options;
-  if (!request.projection.isEmpty()) options.appendDocument("projection", DocumentAccess::view(request.projection));
-  if (request.limit > 0) options.appendInt64("limit", request.limit);
-  if (request.skip > 0) options.appendInt64("skip", request.skip);
+  appendPage(options, request);
   return Written(std::move(options));
+}
+
+Written findOneCommand(const Namespace& where, const FindRequest& request) {
+  bson::Writer command;
+  command.appendString("find", where.collection);
+  command.appendDocument("filter", DocumentAccess::view(request.query));
+  appendPage(command, request);
+  command.appendBool("singleBatch", true);
+  return Written(std::move(command));
 }
 
 Written under(const char* key, const ObjectProperties& document) {
@@ -149,12 +162,12 @@ struct Update {
 };
 
 void send(Attempt& attempt, const Update& update, bool acknowledged) {
-  const Owned<mongoc_collection_t> collection = attempt.collection(update.where);
+  mongoc_collection_t* const collection = attempt.collection(update.where);
   const auto operation = update.replaces ? &mongoc_collection_replace_one : &mongoc_collection_update_many;
   const Written options = updateOptions(update.upsert);
   Reply reply;
   bson_error_t error{};
-  if (!operation(collection.get(), update.selector, update.change, options.get(), reply.get(), &error)) {
+  if (!operation(collection, update.selector, update.change, options.get(), reply.get(), &error)) {
     attempt.fail(error, reply.get());
   }
   if (!acknowledged) return;
@@ -162,6 +175,30 @@ void send(Attempt& attempt, const Update& update, bool acknowledged) {
   const std::int64_t touched = numberAt(reply.view(), "matchedCount") + numberAt(reply.view(), "upsertedCount");
   if (touched == 0 && update.upsert) attempt.failMalformed("the server acknowledged neither a match nor an insert");
   if (touched > 1 && update.replaces) attempt.failMalformed("the server acknowledged more than one replacement");
+}
+
+bson::View firstBatch(Attempt& attempt, bson::View reply) {
+  attempt.check();
+  const bson::Value cursor = reply.find("cursor");
+  const bool hasCursor = cursor.data != nullptr && cursor.isDocument();
+  const bson::Value batch = hasCursor ? cursor.asDocument().find("firstBatch") : bson::Value{};
+  if (batch.data == nullptr || !batch.isArray()) attempt.failMalformed("the server's answer has no documents");
+  return batch.asDocument();
+}
+
+// The first answer is the last: without a cursor, the driver looks for a server once instead of twice.
+void receiveOne(Attempt& attempt, const Namespace& where, const bson_t* command, const Engine::Receiver& receive) {
+  Reply reply;
+  bson_error_t error{};
+  if (!mongoc_client_read_command_with_opts(attempt.client(), where.database.c_str(), command, nullptr, nullptr,
+                                            reply.get(), &error)) {
+    attempt.fail(error, reply.get());
+  }
+  const bson::View batch = firstBatch(attempt, reply.view());
+  if (batch.empty()) return;
+  const bson::Value document = (*batch.begin()).value;
+  if (!document.isDocument()) attempt.failMalformed("the server's answer has a value where a document is expected");
+  attempt.deliver(document.asDocument(), receive);
 }
 
 bool isWritingStage(bson::View stage) {
@@ -230,10 +267,10 @@ void ServerEngine::insert(const Namespace& where, const ObjectProperties& docume
   const Lent lent(DocumentAccess::view(document));
   const Written options = insertOneOptions();
   session_.run(call, [&](Attempt& attempt) {
-    const Owned<mongoc_collection_t> collection = attempt.collection(where);
+    mongoc_collection_t* const collection = attempt.collection(where);
     Reply reply;
     bson_error_t error{};
-    if (!mongoc_collection_insert_one(collection.get(), lent.get(), options.get(), reply.get(), &error)) {
+    if (!mongoc_collection_insert_one(collection, lent.get(), options.get(), reply.get(), &error)) {
       attempt.fail(error, reply.get());
     }
     if (isAcknowledged()) expectCount(attempt, numberAt(reply.view(), "insertedCount"), 1);
@@ -251,11 +288,11 @@ std::list<BulkFailure> ServerEngine::insertMany(const Namespace& where,
   std::vector<DocumentPointer> pointers = pointersTo(lent);
   const Written options = insertOptions();
   session_.run(call, [&](Attempt& attempt) {
-    const Owned<mongoc_collection_t> collection = attempt.collection(where);
+    mongoc_collection_t* const collection = attempt.collection(where);
     Reply reply;
     bson_error_t error{};
-    const bool done = mongoc_collection_insert_many(collection.get(), pointers.data(), pointers.size(), options.get(),
-                                                    reply.get(), &error);
+    const bool done =
+        mongoc_collection_insert_many(collection, pointers.data(), pointers.size(), options.get(), reply.get(), &error);
     failures = failuresOf(attempt, reply.view(), pointers.size());
     const bool onlyRefusals = !failures.empty() && error.domain == MONGOC_ERROR_SERVER;
     const bool broken = !done && !onlyRefusals && error.domain != MONGOC_ERROR_WRITE_CONCERN;
@@ -280,12 +317,22 @@ void ServerEngine::update(const Namespace& where, const ObjectProperties& select
 }
 
 void ServerEngine::findPlainly(const Namespace& where, const FindRequest& request, const Receiver& receive) {
+  request.limit == 1 ? findOne(where, request, receive) : findMany(where, request, receive);
+}
+
+void ServerEngine::findOne(const Namespace& where, const FindRequest& request, const Receiver& receive) {
+  const Written command = findOneCommand(where, request);
+  session_.run(readCall("find in", where),
+               [&](Attempt& attempt) { receiveOne(attempt, where, command.get(), receive); });
+}
+
+void ServerEngine::findMany(const Namespace& where, const FindRequest& request, const Receiver& receive) {
   const Lent query(DocumentAccess::view(request.query));
   const Written options = findOptions(request);
   session_.run(readCall("find in", where), [&](Attempt& attempt) {
-    const Owned<mongoc_collection_t> collection = attempt.collection(where);
+    mongoc_collection_t* const collection = attempt.collection(where);
     const Owned<mongoc_cursor_t> cursor(
-        mongoc_collection_find_with_opts(collection.get(), query.get(), options.get(), nullptr));
+        mongoc_collection_find_with_opts(collection, query.get(), options.get(), nullptr));
     attempt.drain(cursor.get(), receive);
   });
 }
@@ -317,9 +364,9 @@ void ServerEngine::aggregate(const Namespace& where, const ObjectProperties& sta
   call.write = writes(view);
   call.manyDocuments = call.write;
   session_.run(call, [&](Attempt& attempt) {
-    const Owned<mongoc_collection_t> collection = attempt.collection(where);
+    mongoc_collection_t* const collection = attempt.collection(where);
     const Owned<mongoc_cursor_t> cursor(
-        mongoc_collection_aggregate(collection.get(), MONGOC_QUERY_NONE, pipeline.get(), nullptr, nullptr));
+        mongoc_collection_aggregate(collection, MONGOC_QUERY_NONE, pipeline.get(), nullptr, nullptr));
     attempt.drain(cursor.get(), receive);
   });
 }
@@ -329,10 +376,10 @@ void ServerEngine::remove(const Namespace& where, const ObjectProperties& query)
   call.manyDocuments = true;
   const Lent selector(DocumentAccess::view(query));
   session_.run(call, [&](Attempt& attempt) {
-    const Owned<mongoc_collection_t> collection = attempt.collection(where);
+    mongoc_collection_t* const collection = attempt.collection(where);
     Reply reply;
     bson_error_t error{};
-    if (!mongoc_collection_delete_many(collection.get(), selector.get(), nullptr, reply.get(), &error)) {
+    if (!mongoc_collection_delete_many(collection, selector.get(), nullptr, reply.get(), &error)) {
       attempt.fail(error, reply.get());
     }
     if (isAcknowledged()) attempt.check();
@@ -361,10 +408,10 @@ long long ServerEngine::count(const Namespace& where, const ObjectProperties& qu
   const Lent filter(DocumentAccess::view(query));
   long long result = 0;
   session_.run(readCall("count in", where), [&](Attempt& attempt) {
-    const Owned<mongoc_collection_t> collection = attempt.collection(where);
+    mongoc_collection_t* const collection = attempt.collection(where);
     Reply reply;
     bson_error_t error{};
-    result = mongoc_collection_count_documents(collection.get(), filter.get(), nullptr, nullptr, reply.get(), &error);
+    result = mongoc_collection_count_documents(collection, filter.get(), nullptr, nullptr, reply.get(), &error);
     if (result < 0) attempt.fail(error, reply.get());
     attempt.check();
   });

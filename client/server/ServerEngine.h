@@ -43,6 +43,8 @@ class ServerEngine final : public Engine {
  private:
   bool isAcknowledged() const;
   void findPlainly(const Namespace& where, const FindRequest& request, const Receiver& receive);
+  void findOne(const Namespace& where, const FindRequest& request, const Receiver& receive);
+  void findMany(const Namespace& where, const FindRequest& request, const Receiver& receive);
 
   Session session_;
 };

@@ -35,9 +35,13 @@ mongoc_client_t* Attempt::client() const {
   return link_->client.get();
 }
 
-Owned<mongoc_collection_t> Attempt::collection(const Namespace& where) const {
-  return Owned<mongoc_collection_t>(
-      mongoc_client_get_collection(client(), where.database.c_str(), where.collection.c_str()));
+mongoc_collection_t* Attempt::collection(const Namespace& where) const {
+  if (!link_->collection || link_->database != where.database ||
+      mongoc_collection_get_name(link_->collection.get()) != where.collection) {
+    link_->collection.reset(mongoc_client_get_collection(client(), where.database.c_str(), where.collection.c_str()));
+    link_->database = where.database;
+  }
+  return link_->collection.get();
 }
 
 Owned<mongoc_database_t> Attempt::database(const std::string& name) const {
@@ -101,12 +105,16 @@ bson::View Attempt::validated(bson::View document) {
   }
 }
 
+bool Attempt::deliver(bson::View document, const Engine::Receiver& receive) {
+  ObjectProperties result = DocumentAccess::adopt(validated(document));
+  delivered_ = true;
+  return receive(std::move(result));
+}
+
 void Attempt::drain(mongoc_cursor_t* cursor, const Engine::Receiver& receive) {
   const bson_t* document = nullptr;
   while (mongoc_cursor_next(cursor, &document)) {
-    ObjectProperties result = DocumentAccess::adopt(validated({bson_get_data(document), document->len}));
-    delivered_ = true;
-    if (!receive(std::move(result))) return;
+    if (!deliver({bson_get_data(document), document->len}, receive)) return;
   }
   bson_error_t error{};
   const bson_t* reply = nullptr;

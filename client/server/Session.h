@@ -40,7 +40,8 @@ class Attempt {
   Attempt& operator=(const Attempt&) = delete;
 
   mongoc_client_t* client() const;
-  Owned<mongoc_collection_t> collection(const Namespace& where) const;
+  /// Valid until another collection is asked for, be it by an attempt within this one.
+  mongoc_collection_t* collection(const Namespace& where) const;
   Owned<mongoc_database_t> database(const std::string& name) const;
 
   /// Throws what the driver's error amounts to.
@@ -53,6 +54,8 @@ class Attempt {
   void check();
   /// The document, once it is known to be well-formed; else as `failMalformed`.
   bson::View validated(bson::View document);
+  /// Hands a document over, once it is known to be well-formed; false when no more are wanted.
+  bool deliver(bson::View document, const Engine::Receiver& receive);
   /// Runs a cursor to its end, or until `receive` wants no more.
   void drain(mongoc_cursor_t* cursor, const Engine::Receiver& receive);
 

@@ -181,6 +181,51 @@ TEST_F(Answer, DocumentNestedTenThousandDeepIsRefusedAndNotWalked) {
   EXPECT_EQ(find(), "0");
 }
 
+TEST_F(Answer, ReadOfOneDocumentEndsWithItsFirstAnswer) {
+  server.script("find", {batch(R"({"_id": 1})")});
+  EXPECT_EQ(find(1), "1");
+  EXPECT_EQ(found.front()->valueAsInt32("_id", 0), 1);
+  const std::string sent = server.received("find").back().json;
+  EXPECT_THAT(sent, HasSubstr(R"("limit" : { "$numberLong" : "1" })"));
+  EXPECT_THAT(sent, HasSubstr(R"("singleBatch" : true)"));
+  EXPECT_EQ(find(1), "0");
+}
+
+TEST_F(Answer, ReadOfOneDocumentTakesNoMore) {
+  server.script("find", {batch(R"({"_id": 1}, {"_id": 2})")});
+  EXPECT_EQ(find(1), "1");
+}
+
+TEST_F(Answer, ReadOfOneDocumentWithoutABatchIsAnError) {
+  for (const char* json :
+       {R"({"ok": 1})", R"({"ok": 1, "cursor": 7})", R"({"ok": 1, "cursor": {}})",
+        R"({"ok": 1, "cursor": {"firstBatch": 7}})", R"({"ok": 1, "cursor": {"firstBatch": [7]}})"}) {
+    server.script("find", {answer(json), answer(json)});
+    EXPECT_EQ(find(1), lost) << json;
+  }
+  EXPECT_EQ(find(1), "0");
+}
+
+TEST_F(Answer, DamageInAReadOfOneDocumentLeavesTheListAlone) {
+  const Bytes bytes = bsonOf(R"({"cursor": {"firstBatch": [{"_id": 1, "text": "MARK"}],
+      "id": {"$numberLong": "0"}, "ns": "d.c"}, "ok": 1})");
+  const Step length = answerOf(damaged(bytes, std::string("\x03") + "0" + '\0', 3, 0x70));
+  const Step text = answerOf(damaged(bytes, "MARK", 0, 0xFF));  // no UTF-8
+  server.script("find", {length, length, text, text});
+  EXPECT_EQ(find(1), lost);
+  EXPECT_EQ(find(1), lost);
+  EXPECT_THAT(message(), HasSubstr("text"));
+  EXPECT_EQ(find(1), "0");
+}
+
+TEST_F(Answer, ReadOfOneDocumentMayFindOneOfAHundredLevels) {
+  std::string json = "1";
+  for (int level = 0; level < 100; ++level) json.insert(0, R"({"a": )").append("}");
+  const Bytes deep = ObjectProperties::fromJson(json).toBson();
+  server.script("find", {answerOf(database_test::withBatch(deep))});
+  EXPECT_EQ(find(1), "1");
+}
+
 TEST_F(Answer, KindsWithoutAnAccessorComeBackUnchanged) {
   const std::string json = R"({"_id": 1, "c": {"$code": "a\u0000b"}, "s": {"$code": "z\u0000", "$scope": {"k": 1}},
       "r": {"$regularExpression": {"pattern": "x", "options": "imsx"}}, "m": {"$minKey": 1}})";

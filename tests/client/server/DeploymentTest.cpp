@@ -144,6 +144,7 @@ TEST_F(ReplicaSet, WritesWithoutRetryAreSentOnce) {
 TEST_F(ReplicaSet, ReadPreferenceOfTheAddressIsFollowed) {
   EXPECT_EQ(connect(address("&readPreference=secondary")), "true");
   EXPECT_EQ(find(), "0");
+  EXPECT_EQ(find(1), "0");
   EXPECT_EQ(received("find")[0], '0');
   EXPECT_EQ(insert(), "ok");
   EXPECT_EQ(received("insert"), "100");
@@ -164,8 +165,10 @@ TEST_F(ReplicaSet, WriteConcernOfTheAddressGoesWithEveryWrite) {
 
 TEST_F(ReplicaSet, ReadConcernOfTheAddressGoesWithReads) {
   EXPECT_EQ(connect(address("&readConcernLevel=majority")), "true");
-  EXPECT_EQ(find(), "0");
-  EXPECT_THAT(at(0).received("find").back().json, HasSubstr(R"("readConcern" : { "level" : "majority" })"));
+  for (const int limit : {0, 1}) {
+    EXPECT_EQ(find(limit), "0");
+    EXPECT_THAT(at(0).received("find").back().json, HasSubstr(R"("readConcern" : { "level" : "majority" })")) << limit;
+  }
 }
 
 class Router : public ServerTest {

@@ -179,6 +179,16 @@ TEST_F(Failure, ServerThatDiesDuringAReadIsAskedAgain) {
   EXPECT_EQ(timesSent("find"), 2U);
 }
 
+TEST_F(Failure, ServerThatDiesDuringAReadOfOneDocumentIsAskedAgain) {
+  EXPECT_EQ(connect(), "true");
+  server.script("find", {failing(Step::Fate::close), batch(R"({"_id": 1})"), failing(Step::Fate::close),
+                         failing(Step::Fate::reset), refusal(8000, "odd")});
+  EXPECT_EQ(find(1), "1");
+  EXPECT_EQ(find(1), lost);
+  EXPECT_EQ(find(1), "server 8000");
+  EXPECT_EQ(timesSent("find"), 5U);
+}
+
 TEST_F(Failure, ReadIsRepeatedOnlyOnce) {
   EXPECT_EQ(connect(), "true");
   server.script("find", {failing(Step::Fate::close), failing(Step::Fate::reset), batch("")});
@@ -227,6 +237,21 @@ TEST_F(Failure, CursorThatIsNotReadToItsEndIsKilled) {
       {answer(R"({"ok": 1, "cursor": {"id": {"$numberLong": "7"}, "ns": "d.c", "firstBatch": [{"_id": 1}]}})")});
   client.findEach("d", "c", document("{}"), document("{}"), 0, 0, [](ObjectProperties&) { return false; });
   EXPECT_EQ(timesSent("killCursors"), 1U);
+}
+
+TEST_F(Failure, CollectionsThatAreUsedInTurnAreNotMixedUp) {
+  EXPECT_EQ(connect(), "true");
+  const auto counted = [this](const char* database, const char* collection) {
+    std::string id;
+    const ObjectProperties one = document("{}");
+    client.insert(database, collection, &one, id);
+    const database_test::Request request = server.received("insert").back();
+    return request.database + " " + request.json.substr(0, request.json.find(','));
+  };
+  EXPECT_EQ(counted("d", "c"), R"(d { "insert" : "c")");
+  EXPECT_EQ(counted("d", "e"), R"(d { "insert" : "e")");
+  EXPECT_EQ(counted("f", "e"), R"(f { "insert" : "e")");
+  EXPECT_EQ(counted("d", "c"), R"(d { "insert" : "c")");
 }
 
 TEST_F(Failure, ReceiverThatThrowsEndsTheReadAndNothingElse) {

@@ -111,10 +111,10 @@ class ClientTest : public ::testing::Test {
     });
   }
   /// The number of documents in the list afterwards; `found` keeps them. The list holds one document beforehand.
-  std::string find() {
+  std::string find(int limit = 0) {
     std::list<ObjectProperties*> documents{new ObjectProperties()};
     const std::string text = outcome([&] {
-      client.find("d", "c", document("{}"), ObjectProperties(), documents, 0, 0);
+      client.find("d", "c", document("{}"), ObjectProperties(), documents, limit, 0);
       return std::to_string(documents.size() - 1);
     });
     const std::string kept = error && documents.size() != 1 ? " list changed" : "";
