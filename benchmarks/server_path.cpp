@@ -12,9 +12,7 @@
 #include <array>
 #include <cstdint>
 #include <ctime>
-#include <functional>
 #include <list>
-#include <memory>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -105,7 +103,6 @@ class Bare {
   explicit Bare(const std::string& address) : client_(mongoc_client_new(address.c_str())) {
     mongoc_client_set_error_api(client_, MONGOC_ERROR_API_VERSION_2);
     collection_ = mongoc_client_get_collection(client_, database.c_str(), collection.c_str());
-    record::append(&record_.value);
   }
   ~Bare() {
     for (Pointer document : documents_) bson_destroy(document);
@@ -175,7 +172,6 @@ class Bare {
   mongoc_client_t* client_;
   mongoc_collection_t* collection_;
   bson_error_t error_{};
-  Bson record_{};
   std::vector<Pointer> documents_{};
 };
 
