@@ -52,6 +52,7 @@ std::string makeBase() {
   {
     const auto engine = open();
     std::vector<ObjectProperties> documents;
+    documents.reserve(30);
     for (int i = 0; i < 30; ++i) {
       documents.push_back(ObjectProperties::fromJson(R"({"_id": )" + std::to_string(i) +
                                                      R"(, "tags": [{"name": "n", "value": )" + std::to_string(i % 5) +

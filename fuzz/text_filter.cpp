@@ -7,14 +7,15 @@
 #include "tools/filter/Parser.h"
 #include "tools/filter/Query.h"
 
+namespace recordctl = database_provider::recordctl;
+
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  using namespace database_provider::recordctl;
   const std::string text(data, data + size);
   try {
-    const database_provider::ObjectProperties query = queryOf(parseFilter(text));
+    const database_provider::ObjectProperties query = recordctl::queryOf(recordctl::parseFilter(text));
     const bool isBlank = text.find_first_not_of(" \t\r\n") == std::string::npos;
     if (query.isEmpty() != isBlank) std::abort();
-  } catch (const FilterError& error) {
+  } catch (const recordctl::FilterError& error) {
     if (error.position() > text.size() || error.show(text).empty()) std::abort();
   } catch (const database_client::Error& error) {
     if (error.kind() != database_client::Error::Kind::document) std::abort();

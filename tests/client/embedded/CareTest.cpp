@@ -171,7 +171,7 @@ TEST_F(EmbeddedCare, EveryOperationNoticesThatTheFileWasRemoved) {
     ASSERT_EQ(std::remove(path.c_str()), 0);
     EXPECT_EQ(outcomes(client), "storage 0") << options;
     client.engine.reset();
-    for (const char* side : {"-wal", "-shm"}) std::remove((path + side).c_str());
+    for (const char* side : {"-wal", "-shm"}) static_cast<void>(std::remove((path + side).c_str()));
     EXPECT_EQ(Client(path).all(), "");
   }
 }
@@ -194,7 +194,7 @@ TEST_F(EmbeddedCare, ATransactionIsNotCommittedToAFileThatWasRemoved) {
   Client client(path);
   client.engine->beginTransaction();
   client.insert(R"({"_id": 1})");
-  std::remove(path.c_str());
+  ASSERT_EQ(std::remove(path.c_str()), 0);
   EXPECT_EQ(Client::outcome([&] { client.engine->commitTransaction(); }), "storage 0");
 }
 

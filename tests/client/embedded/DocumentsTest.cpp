@@ -37,8 +37,8 @@ TEST_F(EmbeddedDocuments, ComeBackInTheOrderInWhichTheyWentIn) {
 
 TEST_F(EmbeddedDocuments, KeepTheirPlaceWhenTheyAreChanged) {
   insertNumbers(3);
-  client.update("{\"_id\": 1}", "{\"text\": \"much longer than it was before\"}", UpdateKind::replaceFirst);
-  client.update("{\"_id\": 2}", "{\"n\": 5}", UpdateKind::setInAll);
+  client.update(R"({"_id": 1})", R"({"text": "much longer than it was before"})", UpdateKind::replaceFirst);
+  client.update(R"({"_id": 2})", R"({"n": 5})", UpdateKind::setInAll);
   EXPECT_EQ(ids("{}"), "1 2 3 ");
 }
 

@@ -49,7 +49,7 @@ TEST_F(RecordctlCommandLine, AnOptionOfOneValueStandsOnce) {
 }
 
 TEST_F(RecordctlCommandLine, AnEmptyValueIsNoValue) {
-  const std::string data = file("a.jsonl", "{\"site\": \"x\"}");
+  const std::string data = file("a.jsonl", R"({"site": "x"})");
   EXPECT_EQ(complaint({"import", data, "--source-host", ""}), "--source-host: the value is empty");
   EXPECT_EQ(complaint({"import", data, "--source-host="}), "--source-host: the value is empty");
   EXPECT_EQ(complaint({"import", data, "--category=", "site"}), "--category: the value is empty");

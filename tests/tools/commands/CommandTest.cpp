@@ -162,7 +162,7 @@ TEST_P(RecordctlContract, AnIdThatIsGivenTwiceIsOneRecord) {
 }
 
 TEST_P(RecordctlContract, ACategoryNamedIdIsToldFromTheId) {
-  output({"import", file("a.jsonl", "{\"id\": \"7\"}"), "--category", "id"});
+  output({"import", file("a.jsonl", R"({"id": "7"})"), "--category", "id"});
   EXPECT_EQ(withoutIds(output({"list"})), "id                        category:id\nID  7\n");
   EXPECT_EQ(withoutIds(output({"export", "--format", "csv"})), "id,category:id\r\nID,7\r\n");
 }
@@ -290,7 +290,7 @@ TEST_P(RecordctlContract, ACopyTellsWhatDiffersAndLeavesIt) {
 }
 
 TEST_P(RecordctlContract, ScenariosAreRecordsOfTheirOwn) {
-  output({"import", file("a.jsonl", "{\"name\": \"x\"}"), "--kind", "scenario", "--category", "name"});
+  output({"import", file("a.jsonl", R"({"name": "x"})"), "--kind", "scenario", "--category", "name"});
   EXPECT_EQ(countRecords(), 0);
   EXPECT_EQ(countLines(output({"list", "--kind", "scenario", "--json"})), 1U);
   EXPECT_EQ(output({"facets", "name", "--kind", "scenario", "--json"}), "{\"value\": \"x\", \"count\": 1}\n");

@@ -10,7 +10,7 @@ namespace {
 std::string rows(int count, int firstBad) {
   std::string result;
   for (int i = 1; i <= count; ++i)
-    result += std::string("{\"site\": \"s\", \"year\": ") + (i < firstBad ? "1931" : "1931.5") + "}\n";
+    result += std::string(R"({"site": "s", "year": )") + (i < firstBad ? "1931" : "1931.5") + "}\n";
   return result;
 }
 
@@ -118,7 +118,7 @@ TEST_P(RecordctlContract, StandardInputIsReadUnderItsFormat) {
 
 TEST_P(RecordctlContract, RowsBeforeABrokenPlaceOfStandardInputStayAndAreTold) {
   std::string input = "[";
-  for (int i = 0; i < 1500; ++i) input += "{\"site\": \"x\"},";
+  for (int i = 0; i < 1500; ++i) input += R"({"site": "x"},)";
   const Outcome outcome = run({"import", "-", "--format", "json", "--category", "site"}, input + "{");
   EXPECT_EQ(outcome.status, 2);
   EXPECT_NE(outcome.err.find("1000 records were written before this"), std::string::npos) << outcome.err;
@@ -127,7 +127,7 @@ TEST_P(RecordctlContract, RowsBeforeABrokenPlaceOfStandardInputStayAndAreTold) {
 
 TEST_P(RecordctlContract, SeveralFilesOfSeveralFormatsAreOneImport) {
   output({"import", file("a.json", R"([{"site": "x"}])"), file("b.csv", "site\ny\n"),
-          file("c.jsonl", "{\"site\":\"z\"}"), "--category", "site"});
+          file("c.jsonl", R"({"site":"z"})"), "--category", "site"});
   EXPECT_EQ(output({"facets", "site", "--json"}),
             "{\"value\": \"x\", \"count\": 1}\n{\"value\": \"y\", \"count\": 1}\n{\"value\": \"z\", \"count\": 1}\n");
 }
@@ -154,7 +154,7 @@ TEST_P(RecordctlContract, AScenarioHasNoDataSource) {
 }
 
 TEST_P(RecordctlContract, FilesOfAKindThatTheRecordsDoNotHaveAreRefused) {
-  const std::string data = file("a.jsonl", "{\"p\": \"x.avi\"}");
+  const std::string data = file("a.jsonl", R"({"p": "x.avi"})");
   EXPECT_EQ(run({"import", data, "--file", "media:h:p"}).status, 2);
   output({"import", data, "--file", "media:h:p", "--kind", "scenario"});
   EXPECT_EQ(countLines(output({"list", "--json", "--kind", "scenario"})), 1U);
@@ -176,8 +176,8 @@ TEST_P(RecordctlContract, AnInterruptKeepsWhatWasAcknowledged) {
 
 TEST_P(RecordctlContract, ExportedRecordsComeBackByteForByte) {
   importPlots();
-  output({"import", file("s.jsonl", "{\"n\": 5000000000, \"t\": {\"$date\": \"2020-01-31T10:00:00Z\"}}"),
-          "--description", "n:long,t:time", "--source-host", "station7"});
+  output({"import", file("s.jsonl", R"({"n": 5000000000, "t": {"$date": "2020-01-31T10:00:00Z"}})"), "--description",
+          "n:long,t:time", "--source-host", "station7"});
   const std::string exported = output({"export"});
   EXPECT_EQ(countLines(exported), 5U);
   const std::string csv = output({"export", "--format", "csv"});

@@ -13,7 +13,7 @@ using namespace database_provider::recordctl;
 namespace {
 
 std::string drawn(Layout layout, std::vector<Table::Column> columns, const std::vector<Table::Row>& rows) {
-  std::setlocale(LC_CTYPE, "C.UTF-8");
+  EXPECT_NE(std::setlocale(LC_CTYPE, "C.UTF-8"), nullptr);
   std::ostringstream out;
   Table table(out, layout, std::move(columns));
   for (const Table::Row& row : rows) table.add(row);

@@ -8,7 +8,6 @@
 #include "tools/values/Time.h"
 
 using namespace database_provider::recordctl;
-using database_client::OperationType;
 
 namespace {
 

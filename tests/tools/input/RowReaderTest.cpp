@@ -78,7 +78,7 @@ TEST(JsonArrayReader, AByteOrderMarkIsPassedOver) {
 }
 
 TEST(JsonArrayReader, NumbersOfTheRowsOwnLevelAreKeptAsTyped) {
-  const TemporaryFile file("[{\"a\":1.50,\"b\":{\"c\":7.0},\"d\":[1e0],\"e\":-1E+2}]");
+  const TemporaryFile file(R"([{"a":1.50,"b":{"c":7.0},"d":[1e0],"e":-1E+2}])");
   const auto reader = openRows(file.path(), RowFormat::json);
   Row row;
   ASSERT_TRUE(reader->next(row));

@@ -485,7 +485,7 @@ TEST_F(ItemIndexTest, SeveralIndexesShareOneLimitOfMemory) {
 class RandomIndexTest : public ItemIndexTest, public testing::WithParamInterface<std::uint32_t> {
  protected:
   void step(RandomDocuments& random, std::uint32_t odd) {
-    const auto rid = static_cast<std::int64_t>(random.below(60) + 1);
+    const auto rid = std::int64_t{random.below(60)} + 1;
     if (documents_.count(rid) != 0 && random.oneIn(3)) return remove(rid);
     put(rid, random.document(odd));
   }

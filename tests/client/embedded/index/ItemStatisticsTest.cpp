@@ -197,7 +197,7 @@ TEST_P(RandomStatisticsTest, AgreeWithThePipeline) {
   put(1000, R"({"info": {"tags": [{"name": "a"}], "marks": [{"name": "a"}]}})");
   for (int round = 0; round < 15; ++round) {
     for (int i = 0; i < 12; ++i) {
-      const auto rid = static_cast<std::int64_t>(random.below(80) + 1);
+      const auto rid = std::int64_t{random.below(80)} + 1;
       if (documents_.count(rid) != 0 && random.oneIn(3)) {
         remove(rid);
       } else {

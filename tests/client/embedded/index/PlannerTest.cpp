@@ -323,7 +323,7 @@ TEST_P(RandomPlansTest, PlanAndRecheckAgreeWithAScan) {
   int planned = 0;
   for (int round = 0; round < 12; ++round) {
     for (int i = 0; i < 25; ++i) {
-      const auto rid = static_cast<std::int64_t>(random.below(120) + 1);
+      const auto rid = std::int64_t{random.below(120)} + 1;
       if (documents_.count(rid) != 0 && random.oneIn(4)) {
         remove(rid);
       } else {

@@ -115,7 +115,7 @@ class RandomDocuments {
       case 4:
         return writer.appendInt64(key, oneIn(2) ? INT64_MAX : INT64_MIN + below(2));
       default:
-        return writer.appendDouble(key, oneIn(2) ? 9223372036854775808.0 : -INFINITY);
+        return writer.appendDouble(key, oneIn(2) ? 9223372036854775808.0 : -HUGE_VAL);
     }
   }
 
