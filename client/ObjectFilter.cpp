@@ -1,5 +1,6 @@
 #include "database_client/ObjectFilter.h"
 
+#include <cstring>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -91,19 +92,9 @@ struct ObjectFilter::Query {
 
   Steps steps;
 
-  /// Adds the condition that the value under `key` compares with `value`.
-  void compare(OperationType operation, const std::string& key, const Value& value) {
-    const std::string_view name = comparisonOn(operation, key);
-    if (name.empty()) return;
-    if (operation == OperationType::equal) {
-      steps.add(key, value);
-    } else {
-      steps.addComparison(key, name, value);
-    }
-  }
-
-  /// The operator to compare with; empty for what needs no value and was added here.
-  std::string_view comparisonOn(OperationType operation, const std::string& key) {
+  /// Adds the condition that the value under `key` compares with one of this kind and size. Where that goes; null for
+  /// an operation that compares with none.
+  Byte* compare(OperationType operation, const std::string& key, Type type, std::size_t size) {
     checkKey(key);
     const std::string_view name = operatorOf(operation);
     if (name.empty()) {
@@ -112,29 +103,30 @@ struct ObjectFilter::Query {
     if (operation == OperationType::matches || operation == OperationType::notMatches) {
       refuse(Error::Kind::query, key, "a pattern is a text");
     }
-    if (operation != OperationType::exists && operation != OperationType::notExists) return name;
-    const Byte present = operation == OperationType::exists ? 1 : 0;
-    steps.addComparison(key, name, {Type::boolean, &present, 1});
-    return {};
+    if (operation == OperationType::exists || operation == OperationType::notExists) {
+      *steps.addComparison(key, name, Type::boolean, 1) = operation == OperationType::exists ? 1 : 0;
+      return nullptr;
+    }
+    return operation == OperationType::equal ? steps.add(key, type, size) : steps.addComparison(key, name, type, size);
+  }
+
+  void compareBytes(OperationType operation, const std::string& key, const Value& value) {
+    Byte* at = compare(operation, key, value.type, value.size);
+    if (at != nullptr && value.size != 0) std::memcpy(at, value.data, value.size);
   }
 
   template <class Number>
   void compareNumber(OperationType operation, const std::string& key, Type type, Number number) {
-    Byte bytes[sizeof number];
-    bson::store(bytes, number);
-    compare(operation, key, {type, bytes, sizeof number});
+    if (Byte* at = compare(operation, key, type, sizeof number)) bson::store(at, number);
   }
 
   void compareText(OperationType operation, const std::string& key, const std::string& text) {
     if (!bson::isUtf8(text)) refuse(Error::Kind::document, key, "a text that is not valid UTF-8");
     if (text.size() > bson::maximumSize) refuse(Error::Kind::document, key, "a text beyond 16 MiB");
-    const std::string_view name = comparisonOn(operation, key);
-    if (name.empty()) return;
-    if (operation == OperationType::equal) {
-      steps.addText(key, text);
-    } else {
-      steps.addTextComparison(key, name, text);
-    }
+    Byte* at = compare(operation, key, Type::string, 4 + text.size() + 1);
+    if (at == nullptr) return;
+    bson::store(at, static_cast<std::int32_t>(text.size() + 1));
+    std::memcpy(at + 4, text.c_str(), text.size() + 1);
   }
 
   void match(const std::string& key, const std::string& pattern, const std::string& options, bool negative) {
@@ -192,7 +184,7 @@ void ObjectFilter::setFilterTime(OperationType operation, const std::string& key
 void ObjectFilter::setFilterId(OperationType operation, const std::string& key, const std::string& id) {
   ObjectId objectId;
   if (ObjectId::parse(id, objectId)) {
-    query_->compare(operation, key, {Type::objectId, objectId.bytes.data(), objectId.bytes.size()});
+    query_->compareBytes(operation, key, {Type::objectId, objectId.bytes.data(), objectId.bytes.size()});
   } else {
     query_->compareText(operation, key, id);
   }

@@ -8,48 +8,22 @@ using bson::Byte;
 using bson::Type;
 using bson::Value;
 
-namespace {
-
-std::size_t sizeOf(std::string_view text) {
-  return 4 + text.size() + 1;
-}
-
-void put(Byte* at, std::string_view text) {
-  bson::store(at, static_cast<std::int32_t>(text.size() + 1));
-  if (!text.empty()) std::memcpy(at + 4, text.data(), text.size());
-  at[4 + text.size()] = 0;
-}
-
-}  // namespace
-
 void Steps::add(std::string_view key, const Value& value) {
-  Byte* at = bytes_.extendElement(value.type, key, value.size);
+  Byte* at = add(key, value.type, value.size);
   if (value.size != 0) std::memcpy(at, value.data, value.size);
-  ++conditions_;
 }
 
-void Steps::addText(std::string_view key, std::string_view text) {
-  put(bytes_.extendElement(Type::string, key, sizeOf(text)), text);
+Byte* Steps::add(std::string_view key, Type type, std::size_t size) {
   ++conditions_;
+  return bytes_.extendElement(type, key, size);
 }
 
-/// All of `key: {operation: value}` but the value, for which there is room then.
-Byte* Steps::addOperation(std::string_view key, std::string_view operation, Type type, std::size_t size) {
+Byte* Steps::addComparison(std::string_view key, std::string_view operation, Type type, std::size_t size) {
   const std::size_t inner = 4 + 1 + operation.size() + 1 + size + 1;
-  Byte* at = bytes_.extendElement(Type::document, key, inner);
+  Byte* at = add(key, Type::document, inner);
   bson::store(at, static_cast<std::int32_t>(inner));
   at[inner - 1] = 0;
-  ++conditions_;
   return putHead(at + 4, type, operation);
-}
-
-void Steps::addComparison(std::string_view key, std::string_view operation, const Value& value) {
-  Byte* at = addOperation(key, operation, value.type, value.size);
-  if (value.size != 0) std::memcpy(at, value.data, value.size);
-}
-
-void Steps::addTextComparison(std::string_view key, std::string_view operation, std::string_view text) {
-  put(addOperation(key, operation, Type::string, sizeOf(text)), text);
 }
 
 void Steps::addAll(const Steps& other) {

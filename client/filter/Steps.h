@@ -16,10 +16,10 @@ class Steps {
 
   /// A condition as it stands in a query: `key: value`.
   void add(std::string_view key, const bson::Value& value);
-  void addText(std::string_view key, std::string_view text);
-  /// `key: {operation: value}`.
-  void addComparison(std::string_view key, std::string_view operation, const bson::Value& value);
-  void addTextComparison(std::string_view key, std::string_view operation, std::string_view text);
+  /// The same but for the value, of this size: where the caller writes it.
+  bson::Byte* add(std::string_view key, bson::Type type, std::size_t size);
+  /// `key: {operation: value}`, in the same way.
+  bson::Byte* addComparison(std::string_view key, std::string_view operation, bson::Type type, std::size_t size);
   /// Another query as one condition.
   void addAll(const Steps& other);
 
@@ -38,7 +38,6 @@ class Steps {
   void mark(Kind kind) { bytes_.append(static_cast<bson::Byte>(kind)); }
   void close(std::size_t groups);
   void closeThrough(bool field);
-  bson::Byte* addOperation(std::string_view key, std::string_view operation, bson::Type type, std::size_t size);
 
   ByteRun<352> bytes_;
   ByteRun<16> open_;

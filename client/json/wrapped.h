@@ -7,8 +7,8 @@
 #include <string_view>
 #include <vector>
 
+#include "client/Growing.h"
 #include "client/bson/View.h"
-#include "client/json/Growing.h"
 
 /// The objects of extended JSON that stand for one value, such as {"$oid": "…"}.
 namespace database_client::json {

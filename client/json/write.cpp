@@ -7,8 +7,8 @@
 #include <string>
 #include <utility>
 
+#include "client/Growing.h"
 #include "client/bson/utf8.h"
-#include "client/json/Growing.h"
 #include "client/json/extended.h"
 #include "client/json/json.h"
 

@@ -44,11 +44,11 @@ DatabaseFilter filterOfIds(const std::set<std::string>& ids) {
 }
 
 /// What is to go. An empty filter never stands for everything; whoever means that says so.
-DatabaseFilter filterOf(const RemoveOptions& options) {
+DatabaseFilter filterOf(const RemoveOptions& options, const std::set<std::string>& ids) {
   const bool hasFilter = !options.selection.where.empty();
   if (static_cast<int>(!options.ids.empty()) + static_cast<int>(hasFilter) + static_cast<int>(options.all) > 1)
     throw UsageError("IDs, --where and --all exclude each other");
-  if (!options.ids.empty()) return filterOfIds(distinct(options.ids));
+  if (!ids.empty()) return filterOfIds(ids);
   DatabaseFilter filter = options.selection.selection().filter;
   if (!options.all && filter.toObjectProeprties().isEmpty())
     throw UsageError("what is to be removed? Give IDs, --where FILTER, or --all for every record");
@@ -65,8 +65,8 @@ bool isAllowed(const RemoveOptions& options, long long count) {
   return confirmed("Remove " + records(count) + "?");
 }
 
-void tellMissing(Session& session, const RemoveOptions& options, long long count) {
-  const auto missing = static_cast<long long>(distinct(options.ids).size()) - count;
+void tellMissing(Session& session, const std::set<std::string>& ids, long long count) {
+  const auto missing = static_cast<long long>(ids.size()) - count;
   if (missing <= 0) return;
   std::cerr << "recordctl: " << missing << " of the ids " << (missing == 1 ? "is" : "are") << " not there\n";
   session.noteFailure();
@@ -83,7 +83,8 @@ void tell(const Session& session, const RemoveOptions& options, long long count)
 }
 
 void remove(Session& session, const RemoveOptions& options) {
-  const DatabaseFilter filter = filterOf(options);
+  const std::set<std::string> ids = distinct(options.ids);
+  const DatabaseFilter filter = filterOf(options, ids);
   const RecordKind kind = options.selection.kind.kind();
   const RecordPlace place = placeOf(kind);
   const auto provider = session.provider(kind, Access::existing);
@@ -92,7 +93,7 @@ void remove(Session& session, const RemoveOptions& options) {
   const long long count = client.count(place.database, place.collection, query);
   if (options.dryRun) {
     tell(session, options, count);
-    return tellMissing(session, options, count);
+    return tellMissing(session, ids, count);
   }
   if (!isAllowed(options, count)) {
     std::cerr << "recordctl: nothing was removed\n";
@@ -100,7 +101,7 @@ void remove(Session& session, const RemoveOptions& options) {
   }
   provider->remove(filter);
   tell(session, options, count - client.count(place.database, place.collection, query));
-  tellMissing(session, options, count);
+  tellMissing(session, ids, count);
 }
 
 }  // namespace

@@ -21,54 +21,6 @@ bool is(std::string_view key, const char (&name)[size]) {
   return key.size() == size - 1 && std::memcmp(key.data(), name, size - 1) == 0;
 }
 
-/// An element of an item, told by its key.
-struct Field {
-  enum class Kind { name, value, type, other };
-  Kind kind = Kind::other;
-  bson::Value value{};
-};
-
-/// The first bytes of a key and the NUL behind it, as they are loaded together.
-template <std::size_t size>
-constexpr std::uint64_t wordOf(const char (&key)[size]) {
-  std::uint64_t word = 0;
-  for (std::size_t i = size; i > 0; --i) word = word << 8 | static_cast<unsigned char>(key[i - 1]);
-  return word;
-}
-
-template <std::size_t size>
-bool begins(std::uint64_t word, const char (&key)[size]) {
-  return ((word ^ wordOf(key)) << (64 - 8 * size)) == 0;
-}
-
-/// The element at `at`; `end` is that of its document, from where on nothing is read.
-Field fieldAt(const bson::Byte* at, const bson::Byte* end) {
-  const auto type = static_cast<bson::Type>(*at++);
-  Field::Kind kind = Field::Kind::other;
-  std::size_t size = 0;
-  if (static_cast<std::size_t>(end - at) >= sizeof(std::uint64_t)) {
-    const auto word = bson::load<std::uint64_t>(at);
-    if (begins(word, "name")) {
-      kind = Field::Kind::name;
-      size = sizeof "name";
-    } else if (begins(word, "value")) {
-      kind = Field::Kind::value;
-      size = sizeof "value";
-    } else if (begins(word, "type")) {
-      kind = Field::Kind::type;
-      size = sizeof "type";
-    }
-  }
-  if (kind == Field::Kind::other) {
-    const std::string_view key = bson::cString(at);
-    size = key.size() + 1;
-    if (is(key, "name")) kind = Field::Kind::name;
-    if (is(key, "value")) kind = Field::Kind::value;
-    if (is(key, "type")) kind = Field::Kind::type;
-  }
-  return {kind, {type, at + size, bson::valueSize(type, at + size)}};
-}
-
 bool isNothing(const bson::Value& value) {
   return value.type == bson::Type::null;
 }
@@ -125,16 +77,12 @@ void ItemExtractor::visitArray(bson::View array, ItemPaths::Id path, Way way) {
   bool regular = way == Way::plain;
   bool anyItem = false;
   bool anyNested = false;
-  for (const bson::Byte* at = array.data + 4; *at != 0;) {
-    const bson::Byte* const start = at + 1 + bson::shortCString(at + 1).size() + 1;
-    const auto type = static_cast<bson::Type>(*at);
-    const bson::Value value{type, start, bson::valueSize(type, start)};
-    at = start + value.size;
+  for (const bson::Element& element : array) {
     items_.emplace_back();
-    if (value.isArray()) regular = false;
-    if (value.isArray()) anyNested = true;
-    if (!value.isDocument()) continue;
-    regular = readItem(value.asDocument(), items_.back(), anyItem, anyNested) && regular;
+    if (element.value.isArray()) regular = false;
+    if (element.value.isArray()) anyNested = true;
+    if (!element.value.isDocument()) continue;
+    regular = readItem(element.value.asDocument(), items_.back(), anyItem, anyNested) && regular;
   }
   const std::size_t count = items_.size() - firstItem;
   if (anyItem) paths_.track(path);
@@ -161,20 +109,17 @@ bool ItemExtractor::readItem(bson::View document, Item& item, bool& isItem, bool
   int values = 0;
   int types = 0;
   bool plain = true;
-  const bson::Byte* const end = document.data + document.size;
-  for (const bson::Byte* at = document.data + 4; *at != 0;) {
-    const Field field = fieldAt(at, end);
-    at = field.value.data + field.value.size;
+  for (const bson::Element& field : document) {
     nested = nested || isNested(field.value);
-    if (field.kind == Field::Kind::name) {
+    if (is(field.key, "name")) {
       ++names;
       item.named = true;
       plain = plain && field.value.type == bson::Type::string;
       if (plain) item.name = field.value.asString();
-    } else if (field.kind == Field::Kind::value) {
+    } else if (is(field.key, "value")) {
       ++values;
       item.value = field.value;
-    } else if (field.kind == Field::Kind::type) {
+    } else if (is(field.key, "type")) {
       ++types;
       item.typed = true;
       plain = plain && field.value.type == bson::Type::int32;

@@ -1,7 +1,6 @@
 #include "client/embedded/index/MergedTerms.h"
 
 #include <algorithm>
-#include <unordered_map>
 
 namespace database_client::embedded::index {
 
@@ -9,19 +8,6 @@ namespace {
 
 bool isAfter(const TermIterator* a, const TermIterator* b) {
   return a->key() > b->key();
-}
-
-/// Adds the runs of `part` to `plus`; records that are disputed are counted instead.
-void addPlus(const TermIterator& part, const RidSet& disputed, RidSet& plus, std::unordered_map<Rid, int>& sums) {
-  part.eachPlus([&](Run run) {
-    const Rid end = run.first + run.length;
-    while (run.first < end) {
-      const Rid next = std::min(disputed.next(run.first).value_or(end), end);
-      if (next > run.first) plus.addRange(run.first, next - run.first);
-      if (next < end) ++sums[next];
-      run.first = next + 1;
-    }
-  });
 }
 
 /// Joins postings that take nothing back and follow each other; false when they do not.
@@ -42,43 +28,15 @@ bool joinPostings(const std::vector<TermIterator*>& parts, PostingWriter& joined
   return true;
 }
 
-/// Where runs of one posting begin or end.
-struct Edge {
-  Rid at;
-  int plus;   ///< by how many more parts add the records from here on
-  int minus;  ///< by how many more take them back
-};
-using Edges = std::vector<Edge>;
-
-/// How often the sum has a record that so many parts add and so many take back.
-int timesOf(int plus, int minus) {
-  const int times = minus == 0 ? std::min(plus, 1) : plus - minus;
-  if (times > 1 || times < -1) damaged("a record counted twice");
-  return times;
-}
-
-/// Adds postings up, whatever they take back. Costs by their runs, not by their records.
-void joinRuns(const std::vector<TermIterator*>& parts, Edges& edges, PostingWriter& plus, PostingWriter& minus,
+/// Joins any postings.
+void joinRuns(const std::vector<TermIterator*>& parts, PostingSum& sum, PostingWriter& plus, PostingWriter& minus,
               TermCounts& counts) {
-  edges.clear();
   counts = {};
-  for (const TermIterator* part : parts) {
-    counts.extra += part->term().counts.extra;
-    part->eachPlus([&](Run run) { edges.insert(edges.end(), {{run.first, 1, 0}, {run.first + run.length, -1, 0}}); });
-    part->eachMinus([&](Run run) { edges.insert(edges.end(), {{run.first, 0, 1}, {run.first + run.length, 0, -1}}); });
-  }
-  std::sort(edges.begin(), edges.end(), [](const Edge& a, const Edge& b) { return a.at < b.at; });
+  for (const TermIterator* part : parts) counts.extra += part->term().counts.extra;
   plus.clear();
   minus.clear();
-  Edge sum{0, 0, 0};
-  for (const Edge& edge : edges) {
-    if (edge.at > sum.at) {
-      const int times = timesOf(sum.plus, sum.minus);
-      if (times > 0) plus.add(sum.at, edge.at - sum.at);
-      if (times < 0) minus.add(sum.at, edge.at - sum.at);
-    }
-    sum = {edge.at, sum.plus + edge.plus, sum.minus + edge.minus};
-  }
+  sum.each(
+      parts, [&](Run run) { plus.add(run.first, run.length); }, [&](Run run) { minus.add(run.first, run.length); });
   counts.plus = plus.count();
   counts.minus = minus.count();
 }
@@ -112,24 +70,21 @@ void orderByRecord(const std::vector<TermIterator*>& group, std::vector<TermIter
 
 }  // namespace
 
-TermSum addUp(const std::vector<TermIterator*>& parts) {
-  TermSum sum;
-  RidSet disputed;
-  std::unordered_map<Rid, int> sums;
+void PostingSum::gather(const std::vector<TermIterator*>& parts) {
+  edges_.clear();
   for (const TermIterator* part : parts) {
-    sum.extra += part->term().counts.extra;
+    part->eachPlus([&](Run run) { edges_.insert(edges_.end(), {{run.first, 1, 0}, {run.first + run.length, -1, 0}}); });
     part->eachMinus([&](Run run) {
-      disputed.addRange(run.first, run.length);
-      for (Rid i = 0; i < run.length; ++i) --sums[run.first + i];
+      edges_.insert(edges_.end(), {{run.first, 0, 1}, {run.first + run.length, 0, -1}});
     });
   }
-  for (const TermIterator* part : parts) addPlus(*part, disputed, sum.plus, sums);
-  for (const auto& [rid, times] : sums) {
-    if (times > 1 || times < -1) damaged("a record counted twice");
-    if (times > 0) sum.plus.add(rid);
-    if (times < 0) sum.minus.add(rid);
-  }
-  return sum;
+  std::sort(edges_.begin(), edges_.end(), [](const Edge& a, const Edge& b) { return a.at < b.at; });
+}
+
+int PostingSum::timesOf(int plus, int minus) {
+  const int times = minus == 0 ? std::min(plus, 1) : plus - minus;
+  if (times > 1 || times < -1) damaged("a record counted twice");
+  return times;
 }
 
 void MergedTerms::seekToFirst() {
@@ -209,7 +164,7 @@ void mergeTerms(MergedTerms& terms, TermSink& sink, const std::function<bool()>&
   std::string buffer;
   PostingWriter plus;
   PostingWriter minus;
-  Edges edges;
+  PostingSum sum;
   std::vector<TermIterator*> parts;
   std::vector<Place> order;
   for (; terms.valid() && mayGoOn(); terms.next()) {
@@ -219,7 +174,7 @@ void mergeTerms(MergedTerms& terms, TermSink& sink, const std::function<bool()>&
     }
     orderByRecord(terms.group(), parts, order);
     Term term;
-    if (!joinPostings(parts, plus, term.counts)) joinRuns(parts, edges, plus, minus, term.counts);
+    if (!joinPostings(parts, plus, term.counts)) joinRuns(parts, sum, plus, minus, term.counts);
     term.plus = plus.finish();
     if (term.counts.minus != 0) term.minus = minus.finish();
     if (term.counts.plus != 0 || term.counts.minus != 0 || term.counts.extra != 0) sink.add(terms.key(), term);

@@ -7,19 +7,44 @@
 #include <utility>
 #include <vector>
 
-#include "client/embedded/index/RidSet.h"
 #include "client/embedded/index/Segment.h"
 
 namespace database_client::embedded::index {
 
-/// One term of several segments added up: which records have it, and which have it no more as far as these segments
-/// tell.
-struct TermSum {
-  RidSet plus;
-  RidSet minus;
-  std::int64_t extra = 0;
+/// Adds up the postings of one term of several segments, whatever they take back. Costs by their runs, not by their
+/// records.
+class PostingSum {
+ public:
+  /// Gives the runs of records that have the term, and those of records that have it no more as far as these segments
+  /// tell, in ascending order.
+  template <class Plus, class Minus>
+  void each(const std::vector<TermIterator*>& parts, Plus plus, Minus minus) {
+    gather(parts);
+    Edge sum{0, 0, 0};
+    for (const Edge& edge : edges_) {
+      if (edge.at > sum.at) {
+        const int times = timesOf(sum.plus, sum.minus);
+        if (times > 0) plus(Run{sum.at, edge.at - sum.at});
+        if (times < 0) minus(Run{sum.at, edge.at - sum.at});
+      }
+      sum = {edge.at, sum.plus + edge.plus, sum.minus + edge.minus};
+    }
+  }
+
+ private:
+  /// Where runs of one posting begin or end.
+  struct Edge {
+    Rid at;
+    int plus;   ///< by how many more parts add the records from here on
+    int minus;  ///< by how many more take them back
+  };
+
+  void gather(const std::vector<TermIterator*>& parts);
+  /// How often the sum has a record that so many parts add and so many take back.
+  static int timesOf(int plus, int minus);
+
+  std::vector<Edge> edges_;
 };
-TermSum addUp(const std::vector<TermIterator*>& parts);
 
 /// Walks over the terms of several segments in the order of their keys; equal ones come together.
 class MergedTerms {

@@ -7,6 +7,7 @@
 
 #include "client/embedded/index/ItemIndex.h"
 #include "client/embedded/index/MergedTerms.h"
+#include "client/embedded/index/RidSet.h"
 #include "client/embedded/index/Segment.h"
 #include "client/embedded/index/termKey.h"
 
@@ -66,8 +67,7 @@ class TermScan {
       for (const TermIterator* part : parts) part->eachPlus(take);
       return;
     }
-    const TermSum sum = addUp(parts);
-    for (auto rid = sum.plus.next(0); rid; rid = sum.plus.next(*rid + 1)) take(Run{*rid, 1});
+    PostingSum().each(parts, take, [](Run) {});
   }
 
   ItemIndex::Segments segments_;

@@ -2,9 +2,7 @@
 
 #include <xxhash.h>
 
-#include <algorithm>
 #include <cstring>
-#include <utility>
 
 #include "database_client/Error.h"
 
@@ -12,15 +10,6 @@ namespace database_client::embedded::index {
 
 void damaged(const char* what) {
   throw Error(Error::Kind::storage, std::string("The item index is damaged (") + what + "); rebuild it with compact");
-}
-
-void ByteBuffer::grow(std::size_t most) {
-  constexpr std::size_t smallest = 256;
-  const std::size_t capacity = std::max({2 * capacity_, size_ + most, smallest});
-  std::unique_ptr<char[]> grown(new char[capacity]);  // NOLINT(modernize-avoid-c-arrays): as in the header
-  putBytes(grown.get(), view());
-  bytes_ = std::move(grown);
-  capacity_ = capacity;
 }
 
 std::uint64_t ByteReader::longVarint() {

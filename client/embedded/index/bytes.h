@@ -3,10 +3,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <memory>
 #include <string>
 #include <string_view>
-#include <utility>
+
+#include "client/Growing.h"
 
 namespace database_client::embedded::index {
 
@@ -37,47 +37,8 @@ inline char* putBytes(char* at, std::string_view bytes) {
   return at + bytes.size();
 }
 
-/// Bytes under construction. Room for an entry is made once, and then its parts are written without asking.
-class ByteBuffer {
- public:
-  ByteBuffer() = default;
-  ByteBuffer(ByteBuffer&& other) noexcept
-      : bytes_(std::move(other.bytes_)),
-        size_(std::exchange(other.size_, 0)),
-        capacity_(std::exchange(other.capacity_, 0)) {}
-  ByteBuffer& operator=(ByteBuffer&& other) noexcept {
-    std::swap(bytes_, other.bytes_);
-    std::swap(size_, other.size_);
-    std::swap(capacity_, other.capacity_);
-    return *this;
-  }
-  ByteBuffer(const ByteBuffer&) = delete;
-  ByteBuffer& operator=(const ByteBuffer&) = delete;
-  ~ByteBuffer() = default;
-
-  std::size_t size() const { return size_; }
-  bool empty() const { return size_ == 0; }
-  const char* data() const { return bytes_.get(); }
-  std::string_view view() const { return {bytes_.get(), size_}; }
-
-  /// Where the next bytes go, with room for as many.
-  char* room(std::size_t most) {
-    if (most > capacity_ - size_) grow(most);
-    return bytes_.get() + size_;
-  }
-  /// The end of what was written.
-  void setEnd(const char* end) { size_ = static_cast<std::size_t>(end - bytes_.get()); }
-  void append(std::string_view bytes) { setEnd(putBytes(room(bytes.size()), bytes)); }
-  /// `size` is not above that of the bytes.
-  void shrink(std::size_t size) { size_ = size; }
-
- private:
-  void grow(std::size_t most);
-
-  std::unique_ptr<char[]> bytes_{};  // NOLINT(modernize-avoid-c-arrays): what is not written yet is left unfilled
-  std::size_t size_ = 0;
-  std::size_t capacity_ = 0;
-};
+/// Bytes under construction.
+using ByteBuffer = Growing<std::string>;
 
 inline std::uint64_t zigzag(std::int64_t value) {
   return (static_cast<std::uint64_t>(value) << 1) ^ (value < 0 ? ~std::uint64_t{0} : 0);
