@@ -1,14 +1,13 @@
 #include "client/embedded/Collection.h"
 
-#include <xxhash.h>
-
-#include <cstring>
+#include <algorithm>
 #include <functional>
+#include <limits>
 
 #include "client/embedded/Schema.h"
 #include "client/embedded/Store.h"
 #include "client/embedded/query/compare.h"
-#include "database_client/Error.h"
+#include "client/embedded/sqlite/Failure.h"
 
 namespace database_client::embedded {
 
@@ -24,14 +23,9 @@ bool isAdministration(const std::string& database, const std::string& name) {
 
 }  // namespace
 
-std::int64_t bodySum(const void* bytes, std::size_t size) {
-  const XXH64_hash_t sum = XXH3_64bits(bytes, size);
-  return bson::load<std::int64_t>(reinterpret_cast<const bson::Byte*>(&sum));
-}
-
 Collection::Statements::Statements(sqlite::Connection& connection, const std::string& table)
     : insert(connection.prepared("INSERT INTO " + table +
-                                 "(id, sum, body) VALUES(?1, ?2, ?3) ON CONFLICT(id) DO NOTHING")),
+                                 "(rid, id, sum, body) VALUES(?1, ?2, ?3, ?4) ON CONFLICT(id) DO NOTHING")),
       update(connection.prepared("UPDATE " + table + " SET sum = ?2, body = ?3 WHERE rid = ?1")),
       remove(connection.prepared("DELETE FROM " + table + " WHERE rid = ?1")),
       count(connection.prepared("SELECT count(*) FROM " + table)),
@@ -47,6 +41,7 @@ Collection::Collection(Store& store, std::int64_t number, const std::string& dat
       database_(database),
       name_(name),
       holdsCredentials_(database == "admin" && name == "system.users"),
+      checksum_(store.formatVersion(), database, name),
       sql_(store.connection(), schema::documentsTable(number)) {
   if (!isAdministration(database, name)) {
     index_ = std::make_unique<ItemIndex>(
@@ -61,33 +56,49 @@ Collection::Collection(Store& store, std::int64_t number, const std::string& dat
 
 Collection::~Collection() = default;
 
+bool Collection::isWhole(std::int64_t rid, std::int64_t sum, sqlite::Blob body) const {
+  return body.size >= smallestDocument && checksum_.of(rid, body.data, body.size) == sum &&
+         bson::load<std::uint32_t>(body.data) == body.size;
+}
+
 View Collection::trusted(std::int64_t rid, std::int64_t sum, sqlite::Blob body) const {
-  const bool isWhole = body.size >= smallestDocument && bodySum(body.data, body.size) == sum;
-  if (isWhole && bson::load<std::uint32_t>(body.data) == body.size) return {body.data, body.size};
+  if (isWhole(rid, sum, body)) return {body.data, body.size};
   refuse("a document of " + label() + " is damaged (record " + std::to_string(rid) + ")");
 }
 
 void Collection::refuse(const std::string& what) const {
-  const std::string& file = store_.connection().file();
-  throw Error(Error::Kind::storage, "store " + file + ": " + what, {file});
+  throw sqlite::DamageError(store_.connection().file(), what);
 }
 
 void Collection::touch() {
   store_.touch(*this);
 }
 
+/// The numbers of records are given out here, since the sums cover them.
+std::int64_t Collection::lastRid() {
+  if (ridVersion_ != store_.version()) {
+    lastRid_ = std::max<std::int64_t>(0, store_.connection().integer(sql_.estimate));
+    ridVersion_ = store_.version();
+  }
+  if (lastRid_ == std::numeric_limits<std::int64_t>::max()) refuse("the last record of " + label() + " is damaged");
+  return lastRid_;
+}
+
 bool Collection::insert(View document) {
   const std::string key = canonicalKey(document.find("_id"));
+  const std::int64_t rid = lastRid() + 1;
   store_.connection()
       .statement(sql_.insert)
-      .bindBlob(1, key.data(), key.size())
-      .bind(2, bodySum(document.data, document.size))
-      .bindBlob(3, document.data, document.size)
+      .bind(1, rid)
+      .bindBlob(2, key.data(), key.size())
+      .bind(3, checksum_.of(rid, document.data, document.size))
+      .bindBlob(4, document.data, document.size)
       .run();
   if (store_.connection().changes() == 0) return false;
+  lastRid_ = rid;
   if (!index_) return true;
   touch();
-  index_->add(store_.connection().lastRowId(), document);
+  index_->add(rid, document);
   return true;
 }
 
@@ -95,7 +106,7 @@ void Collection::replace(std::int64_t rid, View before, View after) {
   store_.connection()
       .statement(sql_.update)
       .bind(1, rid)
-      .bind(2, bodySum(after.data, after.size))
+      .bind(2, checksum_.of(rid, after.data, after.size))
       .bindBlob(3, after.data, after.size)
       .run();
   if (!index_) return;
@@ -183,8 +194,12 @@ bool RowScan::next() {
   return statement_.step();
 }
 
+bool RowScan::isWhole() const {
+  return collection_.isWhole(rid(), statement_.integer(1), bytes());
+}
+
 View RowScan::body() const {
-  return collection_.trusted(rid(), sum(), bytes());
+  return collection_.trusted(rid(), statement_.integer(1), bytes());
 }
 
 }  // namespace database_client::embedded

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "client/bson/View.h"
+#include "client/embedded/Checksum.h"
 #include "client/embedded/index/ItemIndex.h"
 #include "client/embedded/sqlite/Connection.h"
 
@@ -58,13 +59,18 @@ class Collection {
 
   void touch();
   [[noreturn]] void refuse(const std::string& what) const;
+  bool isWhole(std::int64_t rid, std::int64_t sum, sqlite::Blob body) const;
   bson::View trusted(std::int64_t rid, std::int64_t sum, sqlite::Blob body) const;
+  std::int64_t lastRid();
 
   Store& store_;
   std::int64_t number_;
   std::string database_;
   std::string name_;
   bool holdsCredentials_;
+  Checksum checksum_;
+  std::int64_t lastRid_ = 0;  ///< no record has a greater number, as long as the store has `ridVersion_`
+  std::uint64_t ridVersion_ = 0;
   std::unique_ptr<ItemIndex> index_;
   struct Statements {
     Statements(sqlite::Connection& connection, const std::string& table);
@@ -111,8 +117,9 @@ class RowScan {
   /// Valid until `next`.
   bson::View body() const;
 
+  /// Whether the bytes and their place are those that were written.
+  bool isWhole() const;
   /// The parts as they are stored, unchecked.
-  std::int64_t sum() const { return statement_.integer(1); }
   sqlite::Blob bytes() const { return statement_.blob(2); }
   sqlite::Blob id() const { return statement_.blob(3); }
 
@@ -120,8 +127,5 @@ class RowScan {
   const Collection& collection_;
   sqlite::Statement statement_;
 };
-
-/// The sum kept beside a body.
-std::int64_t bodySum(const void* bytes, std::size_t size);
 
 }  // namespace database_client::embedded

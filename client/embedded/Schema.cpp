@@ -69,11 +69,6 @@ void create(Connection& connection) {
   setVersion(connection, version);
 }
 
-const std::vector<Migration>& migrations() {
-  static const std::vector<Migration> steps;  // Version 1 is the first.
-  return steps;
-}
-
 void migrate(Connection& connection, const std::vector<Migration>& steps, std::int64_t target) {
   if (connection.integer("PRAGMA user_version") >= target) return;
   sqlite::Transaction transaction(connection, sqlite::Transaction::Kind::write);
@@ -82,6 +77,7 @@ void migrate(Connection& connection, const std::vector<Migration>& steps, std::i
   for (const Migration& step : steps) {
     if (step.from != reached) continue;
     for (const std::string& statement : step.statements) connection.execute(statement);
+    if (step.change) step.change(connection);
     ++reached;
   }
   if (reached < target) refuse(connection, "format version " + std::to_string(reached) + " is not known");

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -12,13 +13,14 @@ namespace database_client::embedded::schema {
 /// In the header of the file: "dbps".
 constexpr std::int64_t applicationId = 0x64627073;
 /// The version that this library writes. A newer one is refused, an older one migrated.
-constexpr std::int64_t version = 1;
+constexpr std::int64_t version = 2;
 constexpr int pageSize = 8192;
 
-/// One step of a migration: the statements that make a file of `from` one of the next version.
+/// One step of a migration, which makes a file of `from` one of the next version: the statements, then the change.
 struct Migration {
   std::int64_t from;
   std::vector<std::string> statements;
+  std::function<void(sqlite::Connection&)> change{};
 };
 
 std::string documentsTable(std::int64_t collection);
@@ -31,7 +33,7 @@ void create(sqlite::Connection& connection);
 void migrate(sqlite::Connection& connection, const std::vector<Migration>& steps, std::int64_t target);
 /// The steps that lead to `version`.
 const std::vector<Migration>& migrations();
-/// Throws Error{storage} unless the file holds exactly the tables of a store of this version.
+/// Throws Error{storage} unless the file holds exactly the tables of a store of its version.
 void verify(sqlite::Connection& connection);
 
 }  // namespace database_client::embedded::schema

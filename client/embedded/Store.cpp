@@ -72,6 +72,7 @@ Store::Store(sqlite::Connection connection, bool shared)
     : connection_(std::move(connection)),
       sql_(connection_),
       shared_(shared),
+      formatVersion_(connection_.integer("PRAGMA user_version")),
       blobs_(std::make_unique<Blobs>(*this)),
       blocks_(std::make_shared<BlockCache>(*blobs_, cachedBytes)) {}
 

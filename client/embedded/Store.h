@@ -94,6 +94,9 @@ class Store {
   };
 
   sqlite::Connection& connection() { return connection_; }
+  /// The version of the format: an older one where damage, or a file that can only be read, keeps it from being
+  /// brought up to date.
+  std::int64_t formatVersion() const { return formatVersion_; }
   BlobStore& blobs() { return *blobs_; }
   /// What is kept in memory of the indexes of all collections.
   const std::shared_ptr<BlockCache>& blocks() const { return blocks_; }
@@ -132,6 +135,7 @@ class Store {
     sqlite::Prepared &begin, &commit, &dataVersion;
   } sql_;
   bool shared_;
+  std::int64_t formatVersion_;
   std::unique_ptr<BlobStore> blobs_;
   std::shared_ptr<BlockCache> blocks_;
   timespec askedAt_{};  ///< when the path was last looked at before a read

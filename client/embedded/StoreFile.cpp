@@ -15,6 +15,7 @@
 #include <string_view>
 
 #include "client/embedded/Schema.h"
+#include "client/embedded/sqlite/Failure.h"
 #include "client/embedded/sqlite/Transaction.h"
 #include "database_client/Error.h"
 
@@ -197,13 +198,33 @@ void startLog(Connection& connection, const StoreAddress& address) {
   if (address.exclusive) Transaction(connection, Transaction::Kind::write).commit();
 }
 
-/// A refusal leaves a log that was there before as it is.
-void verify(Connection& connection, bool keepsLog) {
+/// Those who have the file open would go on writing what the older version wants, so it takes the file for itself
+/// alone, with a connection of its own. Where damage keeps it from that, the store stays what it is.
+void bringUpToDate(const std::string& path, const StoreAddress& address, bool keepsLog) {
+  StoreAddress alone = address;
+  alone.exclusive = true;
+  alone.synchronousFull = true;
+  Connection connection = Connection::openFile(path, address.timeoutMilliseconds);
+  try {
+    configure(connection, alone);
+    startLog(connection, alone);
+    schema::migrate(connection, schema::migrations(), schema::version);
+    connection.execute("PRAGMA wal_checkpoint(TRUNCATE)");
+  } catch (const sqlite::DamageError&) {
+    if (keepsLog) connection.keepLogOnClose();
+  } catch (...) {
+    if (keepsLog) connection.keepLogOnClose();
+    throw;
+  }
+}
+
+/// Gives the version of the format. A refusal leaves a log that was there before as it is.
+std::int64_t verify(Connection& connection, bool keepsLog) {
   try {
     const std::int64_t found = connection.integer("PRAGMA user_version");
     if (found > schema::version) refuseNewer(connection.file(), found);
-    schema::migrate(connection, schema::migrations(), schema::version);
     schema::verify(connection);
+    return found;
   } catch (...) {
     if (keepsLog) connection.keepLogOnClose();
     throw;
@@ -233,12 +254,24 @@ Connection openStore(const StoreAddress& address) {
   // its making and the closing of the descriptor that made it.
   static std::mutex making;
   const std::lock_guard<std::mutex> guard(making);
-  Connection connection = Connection::openFile(prepareFile(address), address.timeoutMilliseconds);
-  const bool hadLog = hasLog(connection.file());
-  const bool isStore = inspect(connection, address.create);
+  const std::string path = prepareFile(address);
+  const bool hadLog = hasLog(path);
+  {
+    Connection connection = Connection::openFile(path, address.timeoutMilliseconds);
+    const bool isStore = inspect(connection, address.create);
+    configure(connection, address);
+    if (!isStore) makeStore(connection);
+    const std::int64_t found = verify(connection, hadLog);
+    if (found == schema::version || connection.readOnly()) {
+      startLog(connection, address);
+      return connection;
+    }
+    if (hadLog) connection.keepLogOnClose();
+  }
+  bringUpToDate(path, address, hadLog);
+  Connection connection = Connection::openFile(path, address.timeoutMilliseconds);
   configure(connection, address);
-  if (!isStore) makeStore(connection);
-  verify(connection, hadLog);
+  verify(connection, hasLog(path));
   startLog(connection, address);
   return connection;
 }

@@ -2,13 +2,29 @@
 
 #include <sqlite3.h>
 
-#include "database_client/Error.h"
+#include <algorithm>
+#include <array>
 
 namespace database_client::embedded::sqlite {
 
 namespace {
 
 constexpr int primaryCodeMask = 0xFF;
+
+/// What only a file that is not as it was written brings about: a statement of ours that makes no sense to the schema,
+/// a value of another type, two rows of one key.
+constexpr std::array signsOfDamage = {SQLITE_CORRUPT,    SQLITE_NOTADB,   SQLITE_FORMAT, SQLITE_ERROR,
+                                      SQLITE_CONSTRAINT, SQLITE_MISMATCH, SQLITE_EMPTY,  SQLITE_NOTFOUND};
+constexpr std::array readsOfDamage = {SQLITE_IOERR_SHORT_READ, SQLITE_IOERR_CORRUPTFS, SQLITE_IOERR_DATA};
+
+template <std::size_t size>
+bool isOneOf(const std::array<int, size>& codes, int code) {
+  return std::find(codes.begin(), codes.end(), code) != codes.end();
+}
+
+bool isDamage(int code) {
+  return isOneOf(signsOfDamage, code & primaryCodeMask) || isOneOf(readsOfDamage, code);
+}
 
 const char* reason(int code) {
   switch (code & primaryCodeMask) {
@@ -19,11 +35,8 @@ const char* reason(int code) {
       return "no space is left on the device";
     case SQLITE_READONLY:
       return code == SQLITE_READONLY_DBMOVED ? "the file was removed or replaced" : "the file can only be read";
-    case SQLITE_CORRUPT:
-      return "the file is damaged";
-    case SQLITE_NOTADB:
-      return "the file is not a store";
     case SQLITE_IOERR:
+    case SQLITE_NOLFS:
       return "the file cannot be read or written";
     case SQLITE_CANTOPEN:
       return "the file cannot be opened";
@@ -35,8 +48,14 @@ const char* reason(int code) {
     case SQLITE_NOMEM:
       // A damaged length asks for any amount.
       return "there is not enough memory, or the file is damaged";
+    case SQLITE_PROTOCOL:
+    case SQLITE_SCHEMA:
+      return "others changed it again and again meanwhile";
+    case SQLITE_INTERRUPT:
+    case SQLITE_ABORT:
+      return "the operation was broken off";
     default:
-      return sqlite3_errstr(code);
+      return "the library that reads the file refuses it";
   }
 }
 
@@ -47,7 +66,14 @@ bool isLock(int code) {
 
 }  // namespace
 
+DamageError::DamageError(const std::string& file, const std::string& what)
+    : Error(Kind::storage, "store " + file + ": " + what, {file}) {}
+
 void fail(int code, const std::string& file, const char* doing) {
+  if (isDamage(code)) {
+    throw DamageError(file, std::string("cannot ") + doing + ": " +
+                                (code == SQLITE_NOTADB ? "the file is not a store" : "the file is damaged"));
+  }
   Error::Details details;
   details.where = file;
   details.retryable = isLock(code);

@@ -2,6 +2,7 @@
 #include <sqlite3.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <set>
 #include <string>
@@ -81,6 +82,42 @@ TEST_F(EmbeddedCare, FindsADocumentUnderAnotherId) {
   tamper("UPDATE documents_2 SET id = x'00' WHERE rid = 1");
   Client client(path);
   EXPECT_EQ(client.check(), "3; test.things, record 1: its \"_id\" is not the one it is found by");
+}
+
+/// The place of the page, of 8192 bytes, that holds the text.
+std::size_t pageWith(const std::string& content, const std::string& text) {
+  const std::size_t at = content.find(text);
+  EXPECT_NE(at, std::string::npos);
+  return at - at % 8192;
+}
+
+TEST_F(EmbeddedCare, NeverGivesADocumentOfAnotherCollection) {
+  {
+    Client client(path);
+    client.insert(R"({"_id": 1, "text": "of the things"})");
+    client.collection = "others";
+    client.insert(R"({"_id": 1, "text": "of the others"})");
+    client.engine->compact();
+  }
+  std::string content = contentOf(path);
+  const std::size_t things = pageWith(content, "of the things");
+  const std::size_t others = pageWith(content, "of the others");
+  ASSERT_NE(things, others);
+  std::swap_ranges(&content[things], &content[things] + 8192, &content[others]);
+  testing::writeFile(path, content);
+  Client client(path);
+  EXPECT_EQ(client.all(), "storage 0");
+  EXPECT_EQ(client.find(R"({"_id": 1})"), "storage 0");
+}
+
+TEST_F(EmbeddedCare, NeverGivesADocumentInThePlaceOfAnother) {
+  {
+    Client client(path);
+    fill(client, 3);
+  }
+  tamper("UPDATE documents_2 SET (sum, body) = (SELECT sum, body FROM documents_2 WHERE rid = 3) WHERE rid = 2");
+  Client client(path);
+  EXPECT_EQ(client.find(R"({"_id": 1})"), "storage 0");
 }
 
 TEST_F(EmbeddedCare, GivesFreeSpaceBack) {

@@ -103,7 +103,7 @@ TEST_F(StoreFile, IsForItsOwnerAloneWhateverTheUmask) {
 TEST_F(StoreFile, HoldsItsKindItsVersionAndLargePages) {
   auto connection = openStore(StoreAddress::parse(path));
   EXPECT_EQ(connection.integer("PRAGMA application_id"), schema::applicationId);
-  EXPECT_EQ(connection.integer("PRAGMA user_version"), 1);
+  EXPECT_EQ(connection.integer("PRAGMA user_version"), 2);
   EXPECT_EQ(connection.integer("PRAGMA page_size"), 8192);
   EXPECT_EQ(connection.text("PRAGMA journal_mode"), "wal");
 }
@@ -221,7 +221,7 @@ TEST_F(StoreFile, LeavesTheDatabaseOfAnotherProgramAsItIs) {
 
 TEST_F(StoreFile, RefusesANewerVersionWithBothNamed) {
   makeStore(7);
-  EXPECT_EQ(refusal(path), "storage: it has format version 7, and this library knows versions up to 1");
+  EXPECT_EQ(refusal(path), "storage: it has format version 7, and this library knows versions up to 2");
 }
 
 TEST_F(StoreFile, RefusesAMissingVersion) {
@@ -286,26 +286,26 @@ TEST_F(StoreFile, OpensAgainWhereItsMakingWasInterrupted) {
 TEST_F(StoreFile, MigratesAnOlderVersionInOneTransaction) {
   makeStore();
   auto connection = openStore(StoreAddress::parse(path));
-  const std::vector<schema::Migration> steps = {{1, {"CREATE TABLE second(a)"}}, {2, {"CREATE TABLE third(a)"}}};
-  schema::migrate(connection, steps, 3);
-  EXPECT_EQ(connection.integer("PRAGMA user_version"), 3);
+  const std::vector<schema::Migration> steps = {{2, {"CREATE TABLE second(a)"}}, {3, {"CREATE TABLE third(a)"}}};
+  schema::migrate(connection, steps, 4);
+  EXPECT_EQ(connection.integer("PRAGMA user_version"), 4);
   EXPECT_EQ(connection.integer("SELECT count(*) FROM sqlite_schema WHERE name IN ('second', 'third')"), 2);
 }
 
 TEST_F(StoreFile, StaysAsItWasWhenAMigrationFails) {
   makeStore();
   auto connection = openStore(StoreAddress::parse(path));
-  const std::vector<schema::Migration> steps = {{1, {"CREATE TABLE second(a)"}}, {2, {"CREATE NONSENSE"}}};
-  EXPECT_THROW(schema::migrate(connection, steps, 3), Error);
-  EXPECT_EQ(connection.integer("PRAGMA user_version"), 1);
+  const std::vector<schema::Migration> steps = {{2, {"CREATE TABLE second(a)"}}, {3, {"CREATE NONSENSE"}}};
+  EXPECT_THROW(schema::migrate(connection, steps, 4), Error);
+  EXPECT_EQ(connection.integer("PRAGMA user_version"), 2);
   EXPECT_EQ(connection.integer("SELECT count(*) FROM sqlite_schema WHERE name = 'second'"), 0);
 }
 
 TEST_F(StoreFile, IsNotMigratedFromAVersionThatNobodyKnows) {
   makeStore();
   auto connection = openStore(StoreAddress::parse(path));
-  EXPECT_THROW(schema::migrate(connection, {}, 2), Error);
-  EXPECT_EQ(connection.integer("PRAGMA user_version"), 1);
+  EXPECT_THROW(schema::migrate(connection, {}, 3), Error);
+  EXPECT_EQ(connection.integer("PRAGMA user_version"), 2);
 }
 
 }  // namespace
