@@ -76,9 +76,9 @@ void importSumo(Session& session, SumoOptions options) {
       std::unique_ptr<ObjectProperties> document(scenarioOf(file, options)->take());
       writer.add(std::move(document), {file.string()}, fs::file_size(file));
     } catch (const SumoError& error) {
-      bad.add(file.string(), error.option(), error.what());
+      bad.add({file.string()}, error.option(), error.what());
     } catch (const database_client::Error& error) {
-      bad.add(file.string(), error.where(), error.what());
+      bad.add({file.string()}, error.where(), error.what());
     }
     ++count;
     progress.update(count, count);

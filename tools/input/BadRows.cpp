@@ -12,14 +12,12 @@ constexpr std::size_t toldInFull = 20;
 
 }  // namespace
 
-void BadRows::add(const std::string& file, std::size_t row, const std::string& column, const std::string& reason) {
-  add(file + ":" + std::to_string(row), column, reason);
-}
-
-void BadRows::add(const std::string& file, const std::string& column, const std::string& reason) {
+void BadRows::add(const RowOrigin& origin, const std::string& column, const std::string& reason) {
   if (++count_ > toldInFull) return;
   beforeLine_();
-  std::cerr << file << ": " << (column.empty() ? "" : printable(column) + ": ") << printable(reason) << '\n';
+  std::cerr << origin.file << (origin.line > 0 ? ":" + std::to_string(origin.line) : "") << ": "
+            << (column.empty() ? "" : printable(column) + ": ") << printable(reason)
+            << (origin.row > 0 ? " (row " + std::to_string(origin.row) + ")" : "") << '\n';
 }
 
 void BadRows::finish() const {

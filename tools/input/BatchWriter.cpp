@@ -11,7 +11,7 @@ constexpr std::size_t mostBytes = 8U << 20U;
 
 }  // namespace
 
-void BatchWriter::add(std::unique_ptr<ObjectProperties> document, Origin origin, std::size_t size) {
+void BatchWriter::add(std::unique_ptr<ObjectProperties> document, RowOrigin origin, std::size_t size) {
   documents_.push_back(std::move(document));
   origins_.push_back(std::move(origin));
   size_ += size;
@@ -26,10 +26,9 @@ void BatchWriter::flush() {
   std::vector<std::string> ids;
   const auto failures = client_.insertMany(place_.database, place_.collection, pointers, ids);
   for (const auto& failure : failures) {
-    const Origin& origin = origins_.at(failure.index);
     const bool isKnownId = failure.error.kind() == database_client::Error::Kind::duplicateKey;
     const std::string column = isKnownId ? "_id" : failure.error.where();
-    bad_.add(origin.file, origin.row, column,
+    bad_.add(origins_.at(failure.index), column,
              isKnownId ? "a record of this id is there already" : failure.error.what());
   }
   written_ += documents_.size() - failures.size();

@@ -14,18 +14,12 @@ namespace database_provider::recordctl {
 /// Inserts documents in batches, each of which goes in as a whole or not at all.
 class BatchWriter {
  public:
-  /// Where a document comes from: a file, and a row of it or 0.
-  struct Origin {
-    std::string file;
-    std::size_t row = 0;
-  };
-
   /// All three must outlive the writer. Documents that the store refuses are told to `bad`.
   BatchWriter(DataBaseClient& client, RecordPlace place, BadRows& bad)
       : client_(client), place_(std::move(place)), bad_(bad) {}
 
   /// `size` is that of the document, roughly.
-  void add(std::unique_ptr<ObjectProperties> document, Origin origin, std::size_t size);
+  void add(std::unique_ptr<ObjectProperties> document, RowOrigin origin, std::size_t size);
   void flush();
   /// How many documents the store has acknowledged.
   std::size_t written() const { return written_; }
@@ -35,7 +29,7 @@ class BatchWriter {
   RecordPlace place_;
   BadRows& bad_;
   std::vector<std::unique_ptr<ObjectProperties>> documents_{};
-  std::vector<Origin> origins_{};
+  std::vector<RowOrigin> origins_{};
   std::size_t size_ = 0;
   std::size_t written_ = 0;
 };

@@ -1,5 +1,6 @@
 #include "tools/input/CsvReader.h"
 
+#include <algorithm>
 #include <new>
 #include <set>
 #include <utility>
@@ -19,10 +20,12 @@ int isNoBlank(unsigned char) {
 }  // namespace
 
 CsvReader::CsvReader(const std::string& path) : file_(path) {
-  if (csv_init(&parser_, CSV_STRICT | CSV_STRICT_FINI) != 0) throw std::bad_alloc();
+  if (csv_init(&parser_, CSV_STRICT | CSV_STRICT_FINI | CSV_REPALL_NL) != 0) throw std::bad_alloc();
   csv_set_space_func(&parser_, isNoBlank);
   try {
-    if (!takeCells(header_)) throw UsageError(path + ": the file is empty; expected a header");
+    Line first;
+    if (!takeLine(first)) throw UsageError(path + ": the file is empty; expected a header");
+    header_ = std::move(first.cells);
     checkHeader();
   } catch (...) {
     csv_free(&parser_);
@@ -54,19 +57,25 @@ void CsvReader::guarded(const Step& step) noexcept {
 }
 
 void CsvReader::addCell(const char* text, std::size_t length) {
-  guarded([&] { current_.emplace_back(text == nullptr ? "" : text, length); });
+  guarded([&] {
+    if (current_.cells.empty()) current_.number = line_;
+    const std::string& cell = current_.cells.emplace_back(text == nullptr ? "" : text, length);
+    line_ += static_cast<std::size_t>(std::count(cell.begin(), cell.end(), '\n'));
+    lastEnd_ = 0;
+  });
 }
 
-void CsvReader::endRow() {
+/// The parser tells of each byte that ends a line, so that empty lines count, and the two bytes of "\r\n" are one.
+void CsvReader::endRow(int end) {
   guarded([&] {
-    complete_.push_back(std::move(current_));
-    current_.clear();
+    if (!current_.cells.empty()) complete_.push_back(std::exchange(current_, Line()));
+    if (end != '\n' || lastEnd_ != '\r') ++line_;
+    lastEnd_ = end;
   });
 }
 
 void CsvReader::fail() const {
-  const std::size_t row = rows_ + complete_.size() + (header_.empty() ? 0 : 1);
-  throw UsageError(file_.path() + ":" + std::to_string(row) + ": not CSV: " +
+  throw UsageError(file_.path() + ":" + std::to_string(line_) + ": not CSV: " +
                    (atEnd_ ? "a quote is not closed" : "a quote stands inside a cell that is not quoted"));
 }
 
@@ -76,7 +85,7 @@ bool CsvReader::readOn() {
   const auto onCell = [](void* text, std::size_t length, void* reader) {
     static_cast<CsvReader*>(reader)->addCell(static_cast<const char*>(text), length);
   };
-  const auto onRow = [](int, void* reader) { static_cast<CsvReader*>(reader)->endRow(); };
+  const auto onRow = [](int end, void* reader) { static_cast<CsvReader*>(reader)->endRow(end); };
   const std::string_view chunk = file_.takeChunk();
   atEnd_ = chunk.empty();
   const bool isGood = atEnd_ ? csv_fini(&parser_, onCell, onRow, this) == 0
@@ -88,18 +97,21 @@ bool CsvReader::readOn() {
   return true;
 }
 
-bool CsvReader::takeCells(Cells& cells) {
+bool CsvReader::takeLine(Line& line) {
   while (complete_.empty()) {
     if (!readOn()) return false;
   }
-  cells = std::move(complete_.front());
+  line = std::move(complete_.front());
   complete_.pop_front();
   return true;
 }
 
 bool CsvReader::next(Row& row) {
   row = Row();
-  if (!takeCells(row.cells)) return false;
+  Line line;
+  if (!takeLine(line)) return false;
+  row.cells = std::move(line.cells);
+  row.line = line.number;
   row.number = ++rows_;
   row.keys = header_;
   if (row.cells.size() != header_.size())

@@ -28,23 +28,29 @@ class CsvReader : public RowReader {
 
  private:
   using Cells = std::vector<std::string>;
+  struct Line {
+    Cells cells{};
+    std::size_t number = 0;  ///< in the file, where the cells begin
+  };
 
   bool readOn();
-  bool takeCells(Cells& cells);
+  bool takeLine(Line& line);
   void checkHeader() const;
   [[noreturn]] void fail() const;
   void addCell(const char* text, std::size_t length);
-  void endRow();
+  void endRow(int end);
   template <class Step>
   void guarded(const Step& step) noexcept;
 
   InputFile file_;
   csv_parser parser_{};
   Cells header_{};
-  Cells current_{};
-  std::deque<Cells> complete_{};
+  Line current_{};
+  std::deque<Line> complete_{};
   std::exception_ptr failure_{};
   std::size_t rows_ = 0;
+  std::size_t line_ = 1;
+  int lastEnd_ = 0;
   bool atEnd_ = false;
 };
 

@@ -47,7 +47,7 @@ IdCheck::IdCheck(DataBaseClient& client, RecordPlace place, BadRows& bad)
       seen_(connectTo("file:" + folder_.file() + "?synchronous=normal&exclusive=true", "", "", Access::create)),
       writer_(*seen_, place_, bad) {}
 
-void IdCheck::add(const ObjectProperties& document, BatchWriter::Origin origin) {
+void IdCheck::add(const ObjectProperties& document, RowOrigin origin) {
   if (!document.contains("_id")) return;
   auto id = std::make_unique<ObjectProperties>();
   id->copyValue("_id", document, "_id");

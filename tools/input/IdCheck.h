@@ -21,7 +21,7 @@ class IdCheck {
   IdCheck(DataBaseClient& client, RecordPlace place, BadRows& bad);
 
   /// Looks at the id of a document, together with those of others; a document without one is good.
-  void add(const ObjectProperties& document, BatchWriter::Origin origin);
+  void add(const ObjectProperties& document, RowOrigin origin);
   /// Looks at those that still wait.
   void flush();
 
@@ -47,7 +47,7 @@ class IdCheck {
   std::unique_ptr<DataBaseClient> seen_;
   BatchWriter writer_;
   std::vector<std::unique_ptr<ObjectProperties>> waiting_{};
-  std::vector<BatchWriter::Origin> origins_{};
+  std::vector<RowOrigin> origins_{};
 };
 
 }  // namespace database_provider::recordctl

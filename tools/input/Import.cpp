@@ -161,7 +161,7 @@ void Import::forEachRow(const Step& step) {
       try {
         step(source, row);
       } catch (const BadRow& bad) {
-        bad_.add(source.path, row.number, bad.column(), bad.what());
+        bad_.add({source.path, row.line, row.number}, bad.column(), bad.what());
       }
       progress_.update(before + reader->position(), ++count);
     }
@@ -177,7 +177,7 @@ bool Import::isEveryRowGood() {
   forEachRow([&](const InputSource& source, const Row& row) {
     const auto document = documentOf(source, row);
     checkSize(*document);
-    if (ids) ids->add(*document, {source.path, row.number});
+    if (ids) ids->add(*document, {source.path, row.line, row.number});
   });
   if (ids) ids->flush();
   return bad_.count() == 0;
@@ -209,7 +209,7 @@ void Import::write() {
 
 void Import::addRows() {
   forEachRow([this](const InputSource& source, const Row& row) {
-    writer_->add(documentOf(source, row), {source.path, row.number}, row.size());
+    writer_->add(documentOf(source, row), {source.path, row.line, row.number}, row.size());
   });
   writer_->flush();
 }

@@ -4,6 +4,8 @@
 #include <rapidjson/memorystream.h>
 #include <rapidjson/reader.h>
 
+#include <algorithm>
+#include <string_view>
 #include <utility>
 
 #include "tools/core/Errors.h"
@@ -79,17 +81,23 @@ class RowHandler : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, RowHan
   bool isObject_ = false;
 };
 
-/// Reads one value into the row; the reason when it is no JSON.
+/// Reads one value into the row; the result tells whether it is JSON.
 template <class Stream>
-std::string readValue(Stream& stream, Row& row) {
+rapidjson::ParseResult readValue(Stream& stream, Row& row) {
   RowHandler handler(row);
   rapidjson::Reader reader;
   const rapidjson::ParseResult result = reader.Parse<parseFlags>(stream, handler);
-  if (result.IsError())
-    return std::string(rapidjson::GetParseError_En(result.Code())) + " (at byte " + std::to_string(result.Offset()) +
-           " of the row)";
-  if (!handler.isObject()) row.problem = "expected an object";
-  return "";
+  if (!result.IsError() && !handler.isObject()) row.problem = "expected an object";
+  return result;
+}
+
+std::string reasonOf(const rapidjson::ParseResult& result) {
+  return std::string(rapidjson::GetParseError_En(result.Code())) + " (at byte " + std::to_string(result.Offset()) +
+         " of the row)";
+}
+
+std::size_t countLineEnds(std::string_view text) {
+  return static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
 }
 
 bool isBlank(char c) {
@@ -106,12 +114,13 @@ JsonArrayReader::JsonArrayReader(const std::string& path) : file_(path) {
 }
 
 char JsonArrayReader::skipBlanks() {
-  while (isBlank(file_.peek())) file_.take();
+  while (isBlank(file_.peek())) line_ += file_.take() == '\n' ? 1 : 0;
   return file_.peek();
 }
 
 void JsonArrayReader::fail(const std::string& reason) const {
-  throw UsageError(file_.path() + ":" + std::to_string(rows_ + 1) + ": not JSON: " + reason);
+  throw UsageError(file_.path() + ":" + std::to_string(line_) + ": not JSON: " + reason + " (row " +
+                   std::to_string(rows_ + 1) + ")");
 }
 
 /// Stands on the first byte of the next row afterwards; false at the end of the array.
@@ -137,9 +146,11 @@ bool JsonArrayReader::next(Row& row) {
   }
   row = Row();
   row.number = rows_ + 1;
+  row.line = line_;
   Recording stream(file_, row.json);
-  const std::string reason = readValue(stream, row);
-  if (!reason.empty()) fail(reason);
+  const rapidjson::ParseResult result = readValue(stream, row);
+  line_ += countLineEnds(std::string_view(row.json).substr(0, result.IsError() ? result.Offset() : row.json.size()));
+  if (result.IsError()) fail(reasonOf(result));
   ++rows_;
   return true;
 }
@@ -148,11 +159,14 @@ bool JsonLinesReader::next(Row& row) {
   std::string line;
   do {
     if (!file_.takeLine(line)) return false;
+    ++line_;
   } while (line.find_first_not_of(" \t\r") == std::string::npos);
   row = Row();
   row.number = ++rows_;
+  row.line = line_;
   rapidjson::MemoryStream stream(line.data(), line.size());
-  std::string reason = readValue(stream, row);
+  const rapidjson::ParseResult result = readValue(stream, row);
+  std::string reason = result.IsError() ? reasonOf(result) : "";
   if (reason.empty() && line.find_first_not_of(" \t\r", stream.Tell()) != std::string::npos)
     reason = "something follows the object";
   if (!reason.empty()) row.problem = "not JSON: " + reason;

@@ -27,6 +27,7 @@ class JsonArrayReader : public RowReader {
   InputFile file_;
   std::vector<std::string> header_{};
   std::size_t rows_ = 0;
+  std::size_t line_ = 1;
   bool atEnd_ = false;
 };
 
@@ -44,6 +45,7 @@ class JsonLinesReader : public RowReader {
   InputFile file_;
   std::vector<std::string> header_{};
   std::size_t rows_ = 0;
+  std::size_t line_ = 0;
 };
 
 }  // namespace database_provider::recordctl

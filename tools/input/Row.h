@@ -15,6 +15,7 @@ constexpr std::size_t maximalRowSize = 64U << 20U;
 /// One row of a file, not yet taken apart further than its keys.
 struct Row {
   std::size_t number = 0;                        ///< from 1, the header of a CSV file not counted
+  std::size_t line = 0;                          ///< of the file, where the row begins, from 1
   std::string problem{};                         ///< why the row cannot be read; empty for a good one
   std::vector<std::string> keys{};               ///< in order; a key may stand twice
   std::map<std::string, std::string> numbers{};  ///< numbers of the row's own level, as they were typed

@@ -18,7 +18,7 @@ enum class RowFormat {
 };
 
 /// The rows of one file, one at a time, in constant memory. A row that cannot be read has a `problem`, and the next one
-/// follows; a file that cannot be read on throws `UsageError`, which names the file and the row.
+/// follows; a file that cannot be read on throws `UsageError`, which names the file and the line.
 class RowReader {
  public:
   RowReader() = default;

@@ -51,8 +51,18 @@ TEST_P(RecordctlContract, BadRowsAreToldAndTheOthersGoIn) {
   const std::string data = file("a.jsonl", rows(3, 3));
   const Outcome outcome = run(with({"import", data}, yearColumns));
   EXPECT_EQ(outcome.status, 1);
-  EXPECT_EQ(outcome.err, data + ":3: year: expected int (a whole number of 32 bits), found 1931.5\n");
+  EXPECT_EQ(outcome.err, data + ":3: year: expected int (a whole number of 32 bits), found 1931.5 (row 3)\n");
   EXPECT_EQ(countRecords(), 2);
+}
+
+TEST_P(RecordctlContract, ABadRowIsToldByItsLineAndItsNumber) {
+  const std::string csv = file("a.csv", "site,year\n\"x\ny\",1931\n\nz,soon\n");
+  EXPECT_EQ(run(with({"import", csv}, yearColumns)).err,
+            csv + ":5: year: expected int (a whole number of 32 bits), found \"soon\" (row 2)\n");
+  const std::string json =
+      file("a.json", "[\n  {\"site\": \"x\",\n   \"year\": 1931},\n  {\"year\": 0.5, \"site\": 1}\n]");
+  EXPECT_EQ(run(with({"import", json}, yearColumns)).err,
+            json + ":4: year: expected int (a whole number of 32 bits), found 0.5 (row 2)\n");
 }
 
 TEST_P(RecordctlContract, AfterTwentyBadRowsTheRestIsCounted) {
@@ -86,7 +96,8 @@ TEST_P(RecordctlContract, AllOrNothingOfKeptIdsWritesNothingWhenAnIdIsThereAlrea
   const std::string records = file("all.records", added + "\n" + old);
   const Outcome outcome = run({"import", records, "--format", "records", "--keep-ids", "--all-or-nothing"});
   EXPECT_EQ(outcome.status, 1);
-  EXPECT_EQ(outcome.err, (isFile() ? "" : checkedFirst) + records + ":2: _id: a record of this id is there already\n" +
+  EXPECT_EQ(outcome.err, (isFile() ? "" : checkedFirst) + records +
+                             ":2: _id: a record of this id is there already (row 2)\n" +
                              "recordctl: nothing was written, since some rows are bad\n");
   EXPECT_EQ(outcome.out.substr(0, outcome.out.find(", in")), "0 records imported, 1 row failed");
   EXPECT_EQ(countRecords(), 4);
@@ -202,7 +213,8 @@ TEST_P(RecordctlContract, AnIdThatIsThereAlreadyIsAFailedRow) {
   const std::string records = file("all.records", output({"export"}));
   const Outcome outcome = run({"import", records, "--format", "records", "--keep-ids"});
   EXPECT_EQ(outcome.status, 1);
-  EXPECT_EQ(outcome.err.substr(0, outcome.err.find('\n')), records + ":1: _id: a record of this id is there already");
+  EXPECT_EQ(outcome.err.substr(0, outcome.err.find('\n')),
+            records + ":1: _id: a record of this id is there already (row 1)");
   EXPECT_EQ(countRecords(), 4);
 }
 

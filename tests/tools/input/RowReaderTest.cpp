@@ -30,6 +30,15 @@ std::string rowsOf(const std::string& content, RowFormat format) {
   return result;
 }
 
+/// The line that each row begins in.
+std::string linesOf(const std::string& content, RowFormat format) {
+  const TemporaryFile file(content);
+  const auto reader = openRows(file.path(), format);
+  std::string result;
+  for (Row row; reader->next(row);) result += (result.empty() ? "" : " ") + std::to_string(row.line);
+  return result;
+}
+
 std::string json(const std::string& content) {
   return rowsOf(content, RowFormat::json);
 }
@@ -56,11 +65,14 @@ TEST(JsonArrayReader, ElementsThatAreNoObjectsAreBadRows) {
 }
 
 TEST(JsonArrayReader, WhatIsNoJsonEndsTheReading) {
-  EXPECT_EQ(json("[{\"a\":1},{\"a\":}]"), "1{\"a\": 1}\nerror:2: not JSON: Invalid value. (at byte 5 of the row)");
-  EXPECT_EQ(json("[{\"a\":1}"), "1{\"a\": 1}\nerror:2: not JSON: the array has no end");
-  EXPECT_EQ(json("["), "error:1: not JSON: the array has no end");
-  EXPECT_EQ(json("[{\"a\":1} {\"a\":2}]"), "1{\"a\": 1}\nerror:2: not JSON: expected a comma or the end of the array");
-  EXPECT_EQ(json("[{\"a\":1},]").substr(0, 27), "1{\"a\": 1}\nerror:2: not JSON");
+  EXPECT_EQ(json("[{\"a\":1},{\"a\":}]"),
+            "1{\"a\": 1}\nerror:1: not JSON: Invalid value. (at byte 5 of the row) (row 2)");
+  EXPECT_EQ(json("[{\"a\":1}"), "1{\"a\": 1}\nerror:1: not JSON: the array has no end (row 2)");
+  EXPECT_EQ(json("["), "error:1: not JSON: the array has no end (row 1)");
+  EXPECT_EQ(json("[{\"a\":1} {\"a\":2}]"),
+            "1{\"a\": 1}\nerror:1: not JSON: expected a comma or the end of the array (row 2)");
+  EXPECT_EQ(json("[{\"a\":1},]").substr(0, 27), "1{\"a\": 1}\nerror:1: not JSON");
+  EXPECT_EQ(json("[{\"a\":1},\n{\n\"a\":}]").substr(0, 27), "1{\"a\": 1}\nerror:3: not JSON");
   EXPECT_EQ(json("[] x"), "error: something follows the end of the array");
 }
 
@@ -149,8 +161,8 @@ TEST(CsvReader, ARowOfAnotherLengthIsBad) {
 }
 
 TEST(CsvReader, AStrayQuoteEndsTheReading) {
-  EXPECT_EQ(csv("a,b\nx\"y,2\n"), "error:1: not CSV: a quote stands inside a cell that is not quoted");
-  EXPECT_EQ(csv("a,b\n1,\"2\n"), "error:1: not CSV: a quote is not closed");
+  EXPECT_EQ(csv("a,b\nx\"y,2\n"), "error:2: not CSV: a quote stands inside a cell that is not quoted");
+  EXPECT_EQ(csv("a,b\n1,\"2\n"), "error:2: not CSV: a quote is not closed");
 }
 
 TEST(CsvReader, AColumnNameThatStandsTwiceIsRefused) {
@@ -173,6 +185,16 @@ TEST(RowFormat, TheEndingTellsTheFormatUnlessOneIsNamed) {
   EXPECT_THROW(rowFormat("", "plots.txt"), UsageError);
   EXPECT_THROW(rowFormat("", "-"), UsageError);
   EXPECT_THROW(rowFormat("xml", "plots.json"), UsageError);
+}
+
+TEST(RowReader, ARowKnowsTheLineOfTheFileThatItBeginsIn) {
+  EXPECT_EQ(linesOf("[\n{\"a\":\n1},\n\n{\"a\":2}, {\"a\":3},\n7]", RowFormat::json), "2 5 5 6");
+  EXPECT_EQ(linesOf("{}\n\n{}\r\nx\n", RowFormat::jsonl), "1 3 4");
+  EXPECT_EQ(linesOf("a,b\n1,2\n\n\"x\ny\r\nz\",\"\n\"\n3,4", RowFormat::csv), "2 4 8");
+  EXPECT_EQ(linesOf("a\r\n1\r\n\r\n2\r\n", RowFormat::csv), "2 4");
+  EXPECT_EQ(linesOf("\n\na,b\n\n1,2\n", RowFormat::csv), "5");
+  const std::string wide(70'000, 'x');
+  EXPECT_EQ(linesOf("a\n\"" + wide + "\n" + wide + "\"\n" + wide + "\ny\n", RowFormat::csv), "2 4 5");
 }
 
 TEST(RowReader, AFileThatIsNotThereIsNamed) {
