@@ -4,7 +4,6 @@
 #include <optional>
 
 #include "client/DocumentAccess.h"
-#include "client/embedded/StoreFile.h"
 #include "client/embedded/users/UserDirectory.h"
 
 namespace database_client::embedded {
@@ -44,8 +43,9 @@ void makeAdministrator(Store& store) {
 }  // namespace
 
 EmbeddedEngine::EmbeddedEngine(const StoreAddress& address, const ConnectRequest& request)
-    : store_(openStore(address), isShared(address)), session_(store_) {
+    : store_(openStore(address, newFile_), isShared(address)), session_(store_) {
   makeAdministrator(store_);
+  newFile_.keep();
   if (request.user.empty()) return;
   const Store::Reading reading(store_);
   session_.authenticate(request.authDatabase.empty() ? "admin" : request.authDatabase, request.user, request.password);
@@ -68,6 +68,10 @@ std::optional<ObjectProperties> EmbeddedEngine::lookUpOfSelf(const Namespace& wh
 }
 
 void EmbeddedEngine::beginTransaction() {
+  {
+    const Store::Reading reading(store_);
+    session_.requireSomeChange("begin a transaction");
+  }
   store_.begin();
 }
 

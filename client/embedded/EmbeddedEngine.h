@@ -9,6 +9,7 @@
 #include "client/embedded/Collection.h"
 #include "client/embedded/Store.h"
 #include "client/embedded/StoreAddress.h"
+#include "client/embedded/StoreFile.h"
 #include "client/embedded/users/Rights.h"
 #include "client/embedded/users/Session.h"
 #include "client/embedded/users/UserDirectory.h"
@@ -65,6 +66,7 @@ class EmbeddedEngine : public Engine {
   DeploymentStep setUpAdministrator(bool dryRun, const std::string& password);
   void compactIndex(Collection& collection);
 
+  NewFile newFile_{};  // Before the store, so that the file is closed when it is removed.
   Store store_;
   Session session_;
 };

@@ -143,8 +143,10 @@ bool hasLog(const std::string& path) {
 
 /// Looks at the bytes before SQLite does anything that could change the file or put others beside it. True when the
 /// file is a store, false when it is one that is still to be made.
-bool inspect(const Connection& connection, bool create) {
+bool inspect(Connection& connection, bool create) {
   const std::string& path = connection.file();
+  // Without it another could close the store between two looks: its log, in the file, is then in neither.
+  const Connection::FileLock lock(connection, Connection::FileLock::Kind::shared);
   const Header header(connection);
   if (header.isEmpty() || isInterruptedCreation(path)) {
     if (!create) refuse(path, "it is empty");
@@ -237,24 +239,54 @@ Connection openMemory() {
   return connection;
 }
 
-std::string prepareFile(const StoreAddress& address) {
+std::string prepareFile(const StoreAddress& address, NewFile& newFile) {
   std::string path = resolveFolder(address.path);
   struct stat status {};
   if (isThere(path, status)) return path;
   if (!address.create) refuse(path, "there is no such file");
-  if (!createEmpty(path)) isThere(path, status);
+  if (createEmpty(path)) {
+    newFile.made(path);
+  } else {
+    isThere(path, status);
+  }
   return path;
+}
+
+/// Whether nothing was put into a store that is locked.
+bool isUnused(Connection& connection) {
+  if (connection.rawSize() == 0 || isInterruptedCreation(connection.file())) return true;
+  return connection.integer("SELECT count(*) FROM collections") == 0;
 }
 
 }  // namespace
 
+NewFile::~NewFile() {
+  if (path_.empty()) return;
+  try {
+    Connection connection = Connection::openFile(path_, 0);
+    connection.execute("PRAGMA locking_mode=EXCLUSIVE");
+    const Connection::FileLock lock(connection, Connection::FileLock::Kind::alone);
+    if (connection.fileMoved() || !isUnused(connection)) return;
+    for (const char* side : {"", "-journal", "-wal", "-shm"}) unlink((path_ + side).c_str());
+    connection.keepLogOnClose();
+  } catch (...) {  // Somebody else uses it by now.
+  }
+}
+
 Connection openStore(const StoreAddress& address) {
+  NewFile newFile;
+  Connection connection = openStore(address, newFile);
+  newFile.keep();
+  return connection;
+}
+
+Connection openStore(const StoreAddress& address, NewFile& newFile) {
   if (address.isMemory()) return openMemory();
   // Closing a descriptor drops all locks that this process holds on the file, so nobody else may open the file between
   // its making and the closing of the descriptor that made it.
   static std::mutex making;
   const std::lock_guard<std::mutex> guard(making);
-  const std::string path = prepareFile(address);
+  const std::string path = prepareFile(address, newFile);
   const bool hadLog = hasLog(path);
   {
     Connection connection = Connection::openFile(path, address.timeoutMilliseconds);

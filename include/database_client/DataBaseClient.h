@@ -156,7 +156,9 @@ class DATABASE_CLIENT_EXPORT DataBaseClient {
   virtual std::list<DeploymentStep> setUpDeployment(const DeploymentPlan& plan);
 
   /// Opens a transaction over all that follows until `commitTransaction` or `rollbackTransaction`; only the embedded
-  /// store has one, others throw Error{unsupported}. See `Transaction`.
+  /// store has one, others throw Error{unsupported}. Meanwhile nobody else can write, so a store that controls access
+  /// asks for the right to write in some database, or to administer users (Error{authorization}, 13). See
+  /// `Transaction`.
   virtual void beginTransaction();
   virtual void commitTransaction();
   virtual void rollbackTransaction();

@@ -190,6 +190,10 @@ bool Connection::inTransaction() const {
   return sqlite3_get_autocommit(database_) == 0;
 }
 
+bool Connection::failedForSpace() const {
+  return sqlite3_errcode(database_) == SQLITE_FULL;
+}
+
 bool Connection::readOnly() const {
   return sqlite3_db_readonly(database_, "main") == 1;
 }
@@ -203,6 +207,25 @@ bool Connection::fileMoved() const {
 void Connection::keepLogOnClose() {
   // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): SQLite offers nothing else
   sqlite3_db_config(database_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+}
+
+Connection::FileLock::FileLock(Connection& connection, Kind kind) : file_(connection.rawFile()) {
+  const auto lock = [&](int level) {
+    int code = SQLITE_OK;
+    for (int attempt = 0;; ++attempt) {
+      code = file_->pMethods->xLock(file_, level);
+      if (code != SQLITE_BUSY || !connection.waitForLock(attempt)) break;
+    }
+    if (code == SQLITE_OK) return;
+    file_->pMethods->xUnlock(file_, SQLITE_LOCK_NONE);
+    fail(code, connection.file(), "lock it");
+  };
+  lock(SQLITE_LOCK_SHARED);
+  if (kind == Kind::alone) lock(SQLITE_LOCK_EXCLUSIVE);
+}
+
+Connection::FileLock::~FileLock() {
+  file_->pMethods->xUnlock(file_, SQLITE_LOCK_NONE);
 }
 
 sqlite3_file* Connection::rawFile() const {

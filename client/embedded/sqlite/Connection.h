@@ -69,6 +69,8 @@ class Connection {
   int changes() const;
   /// Whether a transaction is open. SQLite ends one by itself after some failures.
   bool inTransaction() const;
+  /// Whether the last failure was that no space is left.
+  bool failedForSpace() const;
   /// Whether the file can only be read.
   bool readOnly() const;
   /// Whether the path leads no longer to the file that is open.
@@ -76,7 +78,23 @@ class Connection {
   /// Leaves the write-ahead log as it is when the connection closes.
   void keepLogOnClose();
 
-  /// The bytes of the file itself, past the log and the cache, without a lock; the number read.
+  /// Locks the file itself for a scope, past the transactions: against those who take it alone (`shared`), or against
+  /// all others (`alone`). Only while no statement was run, or in exclusive mode. Throws Error{timeout} when another
+  /// holds it for too long.
+  class FileLock {
+   public:
+    enum class Kind { shared, alone };
+
+    FileLock(Connection& connection, Kind kind);
+    FileLock(const FileLock&) = delete;
+    FileLock& operator=(const FileLock&) = delete;
+    ~FileLock();
+
+   private:
+    sqlite3_file* file_;
+  };
+
+  /// The bytes of the file itself, past the log and the cache; the number read.
   std::size_t readRaw(void* buffer, std::size_t size, std::int64_t offset) const;
   std::int64_t rawSize() const;
 

@@ -46,9 +46,11 @@ bool Statement::step() {
   const int code = sqlite3_step(statement_);
   if (code == SQLITE_ROW) return true;
   if (code == SQLITE_DONE) return false;
-  const bool readOnly = sqlite3_stmt_readonly(statement_) != 0;
+  // SQLite calls a COMMIT read-only too; and what a reader cannot store is what was written before it.
+  const bool isReading = sqlite3_stmt_readonly(statement_) != 0 && sqlite3_column_count(statement_) > 0;
+  const bool isFull = (code & 0xFF) == SQLITE_FULL;
   sqlite3_reset(statement_);
-  fail(code, connection_->file(), readOnly ? "read" : "write");
+  fail(code, connection_->file(), isReading && !isFull ? "read" : "write");
 }
 
 void Statement::run() {

@@ -48,8 +48,10 @@ void Transaction::commitOutermost() {
   try {
     connection_.statement("COMMIT").run();
   } catch (const Error& error) {
+    // The record that makes a commit stands behind all that it makes permanent, and did not fit either.
+    const bool isFull = connection_.failedForSpace();
     rollback();
-    if (error.retryable() || overwriteLog()) throw;
+    if (error.retryable() || isFull || overwriteLog()) throw;
     throw Error(error.kind(), std::string(error.what()) + "; whether it took place is not known",
                 {error.where(), error.code(), false, true});
   }

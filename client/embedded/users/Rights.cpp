@@ -79,4 +79,9 @@ bool Rights::allow(Action action, std::string_view database) const {
                      [&](const Grant& grant) { return allows(grant, action, database); });
 }
 
+bool Rights::allowSomewhere(Action action) const {
+  return std::any_of(grants_.begin(), grants_.end(),
+                     [&](const Grant& grant) { return allows(grant, action, grant.database); });
+}
+
 }  // namespace database_client::embedded

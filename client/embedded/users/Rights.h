@@ -38,6 +38,8 @@ class Rights {
   explicit Rights(std::vector<Grant> grants) : grants_(std::move(grants)) {}
 
   bool allow(Action action, std::string_view database) const;
+  /// Whether there is a database for which they allow it.
+  bool allowSomewhere(Action action) const;
   const std::vector<Grant>& grants() const { return grants_; }
 
  private:

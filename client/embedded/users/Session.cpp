@@ -54,6 +54,12 @@ void Session::require(Action action, const std::string& database, const std::str
   if (!may(action, database)) refuse(operation, target.empty() ? database : target);
 }
 
+void Session::requireSomeChange(const std::string& operation) {
+  refresh();
+  const bool mayChange = rights_.allowSomewhere(Action::write) || rights_.allowSomewhere(Action::administerUsers);
+  if (isControlled_ && !mayChange) refuse(operation, "this store");
+}
+
 void Session::requireUser(const std::string& operation) {
   refresh();
   if (isControlled_ && !isThere_) refuse(operation, "this store");

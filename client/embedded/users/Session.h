@@ -26,6 +26,9 @@ class Session {
                const std::string& target = {});
   [[noreturn]] void refuse(const std::string& operation, const std::string& target) const;
   bool may(Action action, const std::string& database);
+  /// The right that a transaction wants, which keeps all others from writing: to write in some database, or to
+  /// administer users.
+  void requireSomeChange(const std::string& operation);
   /// The same for a client that is no user at all.
   void requireUser(const std::string& operation);
   /// Whether the user who was proved is still there, when `may` was last asked.

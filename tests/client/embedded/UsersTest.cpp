@@ -527,5 +527,26 @@ TEST_F(EmbeddedRights, AreToldWithTheUserTheOperationAndItsTarget) {
   }
 }
 
+TEST_F(EmbeddedUsers, WithoutARightToChangeAnythingBeginNoTransaction) {
+  create(client, "reader", "secret", R"({"0": {"role": "read", "db": "test"}})");
+  create(client, "own", "secret", std::string("{\"0\": ") + ownData + "}");
+  create(client, "writer", "secret", R"({"0": {"role": "readWrite", "db": "test"}})");
+  create(client, "clerk", "secret", R"({"0": {"role": "userAdmin", "db": "databaseManager"}})");
+  setUp(client, "top");
+  const auto begin = [](Client& who) { return Client::outcome([&who] { who.engine->beginTransaction(); }); };
+  Client reader(path + "?timeout=0", "databaseManager", "reader", "secret");
+  Client nobody(path + "?timeout=0");
+  Client own(path + "?timeout=0", "databaseManager", "own", "secret");
+  EXPECT_EQ(begin(reader) + begin(own) + begin(nobody), "authorization 13authorization 13authorization 13");
+  for (const char* user : {"writer", "clerk"}) {
+    Client other(path, "databaseManager", user, "secret");
+    EXPECT_EQ(begin(other), "ok") << user;
+    EXPECT_EQ(begin(reader), "authorization 13");
+    other.engine->rollbackTransaction();
+  }
+  Client administrator(path, "admin", "admin", "top");
+  EXPECT_EQ(begin(administrator), "ok");
+}
+
 }  // namespace
 }  // namespace database_client

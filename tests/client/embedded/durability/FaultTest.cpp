@@ -210,6 +210,24 @@ TEST_P(EmbeddedFault, LeavesTheStoreAsItWasWhereverItHits) {
   std::printf("%ld fault positions\n", positions);
 }
 
+TEST_P(EmbeddedFault, OfAFullDeviceIsToldAsSuch) {
+  if (GetParam().fault != FaultyFiles::Fault::full) return;
+  for (long nth = 1; nth < 200; nth += 1 + nth / 4) {
+    SCOPED_TRACE("operation number " + std::to_string(nth));
+    copy(*prepared / "store", path);
+    Client client(path);
+    FaultyFiles::failAt(nth, GetParam().forGood, GetParam().fault);
+    try {
+      operations()[GetParam().operation].run(client);
+    } catch (const Error& error) {
+      EXPECT_EQ(error.what(), "store " + path + ": cannot write: no space is left on the device");
+      EXPECT_FALSE(error.outcomeUnknown());
+    }
+    FaultyFiles::failNoMore();
+    if (!FaultyFiles::hasHit() || HasFailure()) break;
+  }
+}
+
 /// Faults while a store is being made.
 class EmbeddedFaultAtMaking : public ::testing::TestWithParam<bool> {
  protected:
@@ -227,6 +245,48 @@ class EmbeddedFaultAtMaking : public ::testing::TestWithParam<bool> {
 };
 
 INSTANTIATE_TEST_SUITE_P(OnceAndForGood, EmbeddedFaultAtMaking, ::testing::Bool());
+
+TEST_P(EmbeddedFaultAtMaking, LeavesNothingWhereNothingWas) {
+  long positions = 0;
+  for (const auto fault : {FaultyFiles::Fault::inputOutput, FaultyFiles::Fault::full}) {
+    for (long nth = 1;; ++nth) {
+      SCOPED_TRACE("operation number " + std::to_string(nth));
+      for (const char* side : {"", "-wal", "-shm", "-journal"}) testing::removeFile(path + side);
+      FaultyFiles::failAt(nth, GetParam(), fault);
+      bool maybeMade = true;
+      try {
+        Client client(path);
+      } catch (const Error& error) {
+        maybeMade = error.outcomeUnknown();
+      }
+      FaultyFiles::failNoMore();
+      for (const char* side : {"", "-wal", "-shm", "-journal"}) {
+        EXPECT_TRUE(maybeMade || !isThere(path + side)) << side;
+      }
+      if (!FaultyFiles::hasHit() || HasFailure()) break;
+      ++positions;
+    }
+  }
+  EXPECT_GT(positions, 0);
+}
+
+TEST_P(EmbeddedFaultAtMaking, OfAFullDeviceIsToldAsSuch) {
+  for (long nth = 1;; ++nth) {
+    for (const char* side : {"", "-wal", "-shm", "-journal"}) testing::removeFile(path + side);
+    FaultyFiles::failAt(nth, GetParam(), FaultyFiles::Fault::full);
+    std::string refusal;
+    try {
+      Client client(path);
+    } catch (const Error& error) {
+      refusal = error.what();
+    }
+    FaultyFiles::failNoMore();
+    if (!refusal.empty()) {
+      EXPECT_EQ(refusal, "store " + path + ": cannot write: no space is left on the device");
+    }
+    if (!FaultyFiles::hasHit() || HasFailure()) break;
+  }
+}
 
 TEST_P(EmbeddedFaultAtMaking, LeavesAFileThatIsMadeAStoreNextTime) {
   long positions = 0;

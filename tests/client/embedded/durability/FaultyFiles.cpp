@@ -3,6 +3,7 @@
 #include <sqlite3.h>
 
 #include <cstdlib>
+#include <utility>
 
 namespace database_client::testing {
 
@@ -15,6 +16,7 @@ struct State {
   bool forGood = false;
   FaultyFiles::Fault fault = FaultyFiles::Fault::inputOutput;
   bool hit = false;
+  std::function<void()> afterSize{};
 };
 State state;
 
@@ -28,9 +30,10 @@ sqlite3_file* realOf(sqlite3_file* file) {
   return reinterpret_cast<File*>(file)->real();
 }
 
-/// The code of a fault that hits now; SQLITE_OK for none.
+/// The code of a fault that hits now; SQLITE_OK for none. A full device takes no more bytes, and does all the rest.
 int faultNow(int inputOutputCode) {
   if (state.untilFault == 0) return SQLITE_OK;
+  if (state.fault == FaultyFiles::Fault::full && inputOutputCode != SQLITE_IOERR_WRITE) return SQLITE_OK;
   if (state.untilFault > 1) {
     --state.untilFault;
     return SQLITE_OK;
@@ -59,7 +62,9 @@ int syncFile(sqlite3_file* file, int flags) {
   return fault != SQLITE_OK ? fault : realOf(file)->pMethods->xSync(realOf(file), flags);
 }
 int fileSize(sqlite3_file* file, sqlite3_int64* size) {
-  return realOf(file)->pMethods->xFileSize(realOf(file), size);
+  const int code = realOf(file)->pMethods->xFileSize(realOf(file), size);
+  if (const auto work = std::exchange(state.afterSize, nullptr)) work();
+  return code;
 }
 int lockFile(sqlite3_file* file, int level) {
   return realOf(file)->pMethods->xLock(realOf(file), level);
@@ -161,6 +166,10 @@ void FaultyFiles::failAt(long nth, bool forGood, Fault fault) {
 
 void FaultyFiles::failNoMore() {
   state.untilFault = 0;
+}
+
+void FaultyFiles::afterNextSize(std::function<void()> work) {
+  state.afterSize = std::move(work);
 }
 
 bool FaultyFiles::hasHit() {

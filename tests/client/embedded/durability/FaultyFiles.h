@@ -1,11 +1,12 @@
 #pragma once
 
+#include <functional>
 #include <string>
 
 namespace database_client::testing {
 
 /// The files of SQLite with faults: while an object lives, every file of the process is opened through it. A fault hits
-/// the operations that change a file: writing, syncing, truncating, deleting.
+/// the operations that change a file: writing, syncing, truncating, deleting; `full` only writing.
 class FaultyFiles {
  public:
   enum class Fault { inputOutput, full };
@@ -20,6 +21,8 @@ class FaultyFiles {
   static void failNoMore();
   /// Whether a fault has hit since the last `failAt`.
   static bool hasHit();
+  /// Runs `work` once, when the size of a file was asked for the next time and before it is told.
+  static void afterNextSize(std::function<void()> work);
 };
 
 }  // namespace database_client::testing

@@ -9,6 +9,9 @@
 #include <string>
 #include <vector>
 
+#include "client/embedded/StoreFile.h"
+#include "database_client/Error.h"
+#include "tests/client/embedded/durability/FaultyFiles.h"
 #include "tests/client/embedded/durability/LogOfSteps.h"
 #include "tests/client/embedded/support/EngineFixture.h"
 
@@ -17,6 +20,7 @@ namespace {
 
 using testing::Client;
 using testing::documentOf;
+using testing::FaultyFiles;
 using testing::Pipe;
 using testing::TemporaryFolder;
 using Clock = std::chrono::steady_clock;
@@ -165,6 +169,35 @@ TEST_F(EmbeddedProcesses, MayMakeOneStoreAtTheSameTime) {
   }
   for (const Report& report : finish()) EXPECT_EQ(report.wrong, 0);
   EXPECT_EQ(Client(path).check(), "7");
+}
+
+/// The log goes with the last client, so that the file alone has to tell whether it is whole.
+TEST_F(EmbeddedProcesses, OpenASoundStoreAlsoWhileAnotherMakesItGrow) {
+  { Client client(path); }
+  Pipe go;
+  Pipe grown;
+  start([&] {
+    char mark = 0;
+    go.receive(mark);
+    {
+      Client client(path);
+      ObjectProperties document;
+      document.setValueInt32("_id", 1);
+      document.setValueString("text", std::string(100'000, 'x'));
+      client.engine->insert(client.where(), document);
+    }
+    grown.send('x');
+    return Report{};
+  });
+  const FaultyFiles files;
+  FaultyFiles::afterNextSize([&] {
+    char mark = 'x';
+    go.send(mark);
+    grown.receive(mark);
+  });
+  EXPECT_EQ(Client::outcome([this] { embedded::openStore(embedded::StoreAddress::parse(path)); }), "ok");
+  finish();
+  EXPECT_EQ(Client(path).check(), "2");
 }
 
 TEST_F(EmbeddedProcesses, CannotUseAStoreThatOneHoldsAlone) {
