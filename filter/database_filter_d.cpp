@@ -2,15 +2,19 @@
 
 #include <typeinfo>
 
+#include "records/layout.h"
+
 namespace database_provider {
 
 namespace {
 
-constexpr const char* root = "recordInfo.";
+std::string pathOf(const std::string& group) {
+  return std::string(layout::key::recordInfo) + "." + group;
+}
 
 /// The words that conditions on the items of a group are made of, as the texts that the calls want.
 struct Group {
-  explicit Group(const char* word) : group(word), key(root + group), nameKey(key + "." + name) {}
+  explicit Group(const char* word) : group(word), key(pathOf(group)), nameKey(key + "." + name) {}
 
   std::string group;
   std::string name = "name";
@@ -23,12 +27,12 @@ struct Group {
 };
 
 const Group& category() {
-  static const Group group("category");
+  static const Group group(layout::key::category);
   return group;
 }
 
 const Group& description() {
-  static const Group group("description");
+  static const Group group(layout::key::description);
   return group;
 }
 
@@ -174,7 +178,7 @@ std::string DatabaseFilterPrivate::createKey(const std::string& group, const std
 }
 
 std::string DatabaseFilterPrivate::createGroupKey(const std::string& group) {
-  return root + group;
+  return pathOf(group);
 }
 
 }  // namespace database_provider

@@ -5,9 +5,9 @@
 namespace database_provider {
 
 template <class Interface>
-TypedProvider<Interface>::TypedProvider(const std::string& databaseName, const std::string& collectionName) {
-  provider_.databaseName = databaseName;
-  provider_.collectionName = collectionName;
+TypedProvider<Interface>::TypedProvider(const layout::Place& place) {
+  provider_.databaseName = place.database;
+  provider_.collectionName = place.collection;
 }
 
 template <class Interface>

@@ -7,6 +7,7 @@
 
 #include "database_provider/ExperimentDatabaseInterface.h"
 #include "providers/database_provider.h"
+#include "records/layout.h"
 
 namespace database_provider {
 
@@ -45,7 +46,7 @@ class DATABASE_PROVIDER_EXPORT TypedProvider : public Interface {
   std::string createId() const override;
 
  protected:
-  TypedProvider(const std::string& databaseName, const std::string& collectionName);
+  explicit TypedProvider(const layout::Place& place);
 
   const DatabaseProvider& provider() const { return provider_; }
 

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "records/ExperimentDatabaseRecord.h"
+#include "records/layout.h"
 #include "sources/database_source_info.h"
 #include "sources/dataserver_source_info.h"
 
@@ -14,27 +15,26 @@ using database_client::Entered;
 namespace {
 
 constexpr int formatVersion = 1;
-constexpr const char* sourcePath = "recordInfo.additionalData.dataSource";
 
 /// Fetches id and source of the records that name a source of this type on this host.
 void fetchSources(const DatabaseProvider& provider, const std::string& host, SourceType type, FetchedDocuments& found) {
   if (host.empty()) throw std::invalid_argument("database host is empty");
   ObjectProperties query;
-  query.setValueString(std::string(sourcePath) + ".host", host);
-  query.setValueInt32(std::string(sourcePath) + ".type", static_cast<int>(type));
+  query.setValueString(layout::path::dataSourceHost, host);
+  query.setValueInt32(layout::path::dataSourceType, static_cast<int>(type));
   ObjectProperties projection;
   projection.setValueBool("_id", true);
-  projection.setValueBool(sourcePath, true);
+  projection.setValueBool(layout::path::dataSource, true);
   provider.fetch(query, projection, found, 0, 0);
 }
 
 /// A source of an unknown format version keeps its defaults.
 void deserialize(SourceInfo& source, const ObjectProperties& document) {
-  const Entered info = Entered::group(document, "recordInfo");
+  const Entered info = Entered::group(document, layout::key::recordInfo);
   if (!info) return;
-  const Entered additional = Entered::group(document, "additionalData");
+  const Entered additional = Entered::group(document, layout::key::additionalData);
   if (!additional) return;
-  const Entered stored = Entered::group(document, "dataSource");
+  const Entered stored = Entered::group(document, layout::key::dataSource);
   if (stored) source.deserialize(document, formatVersion);
 }
 
@@ -50,7 +50,7 @@ void addSources(FetchedDocuments& found, std::map<std::string, Interface*>& sour
 
 }  // namespace
 
-ExperimentDatabase::ExperimentDatabase() : TypedProvider("experiment", "records") {}
+ExperimentDatabase::ExperimentDatabase() : TypedProvider(layout::experiments) {}
 
 bool ExperimentDatabase::writeRecord(const ExperimentDatabaseRecordInterface* record, std::string& id) const {
   return provider().writeRecord(record, id);

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "providers/pipelines.h"
+#include "records/layout.h"
 
 namespace database_provider {
 
@@ -17,8 +18,8 @@ using database_client::UpdateOperation;
 
 namespace {
 
-constexpr const char* configuration = "configuration";
-constexpr const char* categoriesNames = "categoriesNames";
+using layout::configuration;
+using layout::key::categoriesNames;
 
 void requireRecord(const DatabaseRecordInterface* record) {
   if (record == nullptr) throw std::invalid_argument("Null pointer to database record.");

@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "records/layout.h"
+
 namespace database_provider {
 
 using database_client::Array;
@@ -9,10 +11,10 @@ using database_client::Group;
 
 namespace {
 
-/// The stages of an aggregation over the items of one array of "recordInfo".
+/// The stages of an aggregation over the items of the array at a path.
 class Pipeline {
  public:
-  explicit Pipeline(const std::string& array) : path_("recordInfo." + array) {}
+  explicit Pipeline(std::string path) : path_(std::move(path)) {}
 
   /// One document {"name", field} for each item.
   void unwind(const std::string& field) {
@@ -59,7 +61,7 @@ void countGroups(ObjectProperties& group) {
 }  // namespace
 
 ObjectProperties descriptionsNamesPipeline() {
-  Pipeline pipeline("description");
+  Pipeline pipeline(layout::path::description);
   pipeline.unwind("type");
   pipeline.stage("$group", [](ObjectProperties& group) {
     {
@@ -73,7 +75,7 @@ ObjectProperties descriptionsNamesPipeline() {
 }
 
 ObjectProperties categoriesStatisticsPipeline(const std::string& name) {
-  Pipeline pipeline("category");
+  Pipeline pipeline(layout::path::category);
   pipeline.unwind("value");
   pipeline.stage("$match", [&](ObjectProperties& match) {
     const Group condition(match, "name");

@@ -1,8 +1,10 @@
 #include "records/CategoriesInfo.h"
 
+#include "records/layout.h"
+
 namespace database_provider {
 
-CategoriesInfo::CategoriesInfo() : ItemsView({"category", "name"}) {}
+CategoriesInfo::CategoriesInfo() : ItemsView({layout::key::category, "name"}) {}
 
 bool CategoriesInfo::setCategory(const std::string& name, const std::string& value) {
   if (name.empty()) return false;

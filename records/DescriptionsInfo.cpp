@@ -1,8 +1,10 @@
 #include "records/DescriptionsInfo.h"
 
+#include "records/layout.h"
+
 namespace database_provider {
 
-DescriptionsInfo::DescriptionsInfo() : ItemsView({"description", "name"}) {}
+DescriptionsInfo::DescriptionsInfo() : ItemsView({layout::key::description, "name"}) {}
 
 template <class SetValue>
 bool DescriptionsInfo::addDescription(const std::string& name, PropertyType type, SetValue setValue) const {

@@ -4,6 +4,8 @@
 #include <ctime>
 #include <utility>
 
+#include "records/layout.h"
+
 namespace database_provider {
 
 struct FilesInfo::File {
@@ -21,7 +23,7 @@ struct FilesInfo::File {
   }
 };
 
-FilesInfo::FilesInfo() : ItemsView({"files", "fileId", "additionalData"}) {}
+FilesInfo::FilesInfo() : ItemsView({layout::key::files, "fileId", layout::key::additionalData}) {}
 
 bool FilesInfo::addFileInfo(const ObjectType& type, const std::string& host, const std::string& path,
                             std::string& fileId) {

@@ -5,6 +5,8 @@
 #include <utility>
 #include <vector>
 
+#include "records/layout.h"
+
 namespace database_provider {
 
 using database_client::Array;
@@ -141,13 +143,13 @@ void ItemsView::open() const {
 
 /// Opens what the array stands in.
 void ItemsView::beginAround() const {
-  items_.beginGroup("recordInfo");
+  items_.beginGroup(layout::key::recordInfo);
   if (!layout_.group.empty()) items_.beginGroup(layout_.group);
 }
 
 bool ItemsView::enterArray(const ObjectProperties& document) const {
-  return document.enterGroup("recordInfo") && (layout_.group.empty() || document.enterGroup(layout_.group)) &&
-         document.enterArray(layout_.array);
+  return document.enterGroup(layout::key::recordInfo) &&
+         (layout_.group.empty() || document.enterGroup(layout_.group)) && document.enterArray(layout_.array);
 }
 
 void ItemsView::load(const ObjectProperties& record) const {
@@ -206,7 +208,7 @@ void ItemsView::takeApart(const ObjectProperties& stored) const {
 void ItemsView::updateRecord_helper(ObjectProperties& target) const {
   tidy();
   if (count_ != nextKey_) renumber();
-  const Group info(target, "recordInfo");
+  const Group info(target, layout::key::recordInfo);
   if (layout_.group.empty()) return writeArray(target);
   const Group group(target, layout_.group);
   writeArray(target);

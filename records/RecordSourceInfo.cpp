@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "records/layout.h"
 #include "sources/database_source_info.h"
 #include "sources/dataserver_source_info.h"
 
@@ -67,11 +68,11 @@ void RecordSourceInfo::createSource(const SourceType& type) const {
 
 void RecordSourceInfo::load(const ObjectProperties& record) const {
   source_.reset();
-  const Entered info = Entered::group(record, "recordInfo");
+  const Entered info = Entered::group(record, layout::key::recordInfo);
   if (!info) return;
-  const Entered additional = Entered::group(record, "additionalData");
+  const Entered additional = Entered::group(record, layout::key::additionalData);
   if (!additional) return;
-  const Entered stored = Entered::group(record, "dataSource");
+  const Entered stored = Entered::group(record, layout::key::dataSource);
   if (!stored) return;
   createSource(static_cast<SourceType>(record.valueAsInt32("type", 0)));
   // Of another format version, the source keeps its defaults.
@@ -83,9 +84,9 @@ void RecordSourceInfo::updateRecord_helper(ObjectProperties& target) const {
   ObjectProperties serialized;
   source_->serialize(serialized, formatVersion);
   serialized.setValueInt32("type", static_cast<int>(currentType()));
-  const Group info(target, "recordInfo");
-  const Group additional(target, "additionalData");
-  target.include("dataSource", serialized);
+  const Group info(target, layout::key::recordInfo);
+  const Group additional(target, layout::key::additionalData);
+  target.include(layout::key::dataSource, serialized);
 }
 
 void RecordSourceInfo::empty() const {

@@ -4,18 +4,6 @@
 
 namespace database_provider {
 
-// A record document:
-//
-//   document    = { user record } "recordInfo"
-//   recordInfo  = "category" "description" "additionalData"      each absent until first written
-//   category    = [ { "name": string, "value": string } … ]
-//   description = [ { "name": string, "value": of the kind of "type", "type": int32, a PropertyType } … ]
-//   additionalData = "files" "dataSource"
-//   files       = [ { "fileId": string, "type": int32, an ObjectType, "host": string, "path": string } … ]
-//   dataSource  = a serialized source, "type": int32, a SourceType
-//
-// The user record is every other key at the top.
-
 /// One section of a record's document: loaded when first asked for, edited in a copy, written back when edited.
 ///
 /// The document is borrowed. A view without one loads nothing; when it has something to write, it makes a document of

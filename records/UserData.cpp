@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "records/layout.h"
+
 namespace database_provider {
 
 void UserData::setUserData(const ObjectProperties& data) {
@@ -21,12 +23,13 @@ void UserData::removeUserData() {
 
 void UserData::load(const ObjectProperties& record) const {
   cache_ = record;
-  cache_.removeKey("recordInfo");
+  cache_.removeKey(layout::key::recordInfo);
 }
 
 void UserData::updateRecord_helper(ObjectProperties& target) const {
   ObjectProperties whole = cache_;
-  if (!whole.copyValue("recordInfo", target, "recordInfo")) whole.include("recordInfo", ObjectProperties());
+  if (!whole.copyValue(layout::key::recordInfo, target, layout::key::recordInfo))
+    whole.include(layout::key::recordInfo, ObjectProperties());
   target = std::move(whole);
 }
 

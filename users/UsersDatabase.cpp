@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "records/FetchedDocuments.h"
+#include "records/layout.h"
 
 namespace database_provider {
 
@@ -17,9 +18,9 @@ namespace {
 using Role = UsersDatabaseInterface::Role;
 
 constexpr const char* admin = "admin";
-constexpr const char* databaseManager = "databaseManager";
-constexpr const char* systemUsers = "system.users";
-constexpr const char* customization = "customization";
+constexpr const char* databaseManager = layout::settings.database;
+constexpr const char* systemUsers = layout::users.collection;
+constexpr const char* customization = layout::settings.collection;
 
 ObjectProperties rolesDocument(std::list<Role> roles) {
   UsersDatabase::addAdditionalRoles(roles);

@@ -16,6 +16,7 @@
 #include "database_provider/SourceInfo.h"                         // IWYU pragma: export
 #include "database_provider/UsersDatabaseInterface.h"             // IWYU pragma: export
 #include "database_provider/database_provider_creator.h"          // IWYU pragma: export
+#include "database_provider/deployment.h"                         // IWYU pragma: export
 #include "database_provider/descriptions.h"                       // IWYU pragma: export
 #include "database_provider/export.h"                             // IWYU pragma: export
 #include "database_provider/types.h"                              // IWYU pragma: export

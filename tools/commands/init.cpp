@@ -9,29 +9,12 @@ namespace database_provider::recordctl {
 
 namespace {
 
-using database_client::DeploymentPlan;
 using database_client::DeploymentStep;
 
 struct InitOptions {
   bool dryRun = false;
   std::string passwordFile{};
 };
-
-/// What the queries of the library look for.
-std::vector<database_client::IndexRequest> indexes() {
-  std::vector<database_client::IndexRequest> result;
-  for (const RecordKind kind : {RecordKind::experiment, RecordKind::scenario}) {
-    const RecordPlace place = placeOf(kind);
-    for (const std::string& array : {std::string("recordInfo.category"), std::string("recordInfo.description")})
-      result.push_back({place.database, place.collection, {array + ".name", array + ".value"}});
-  }
-  const RecordPlace experiments = placeOf(RecordKind::experiment);
-  result.push_back({experiments.database,
-                    experiments.collection,
-                    {"recordInfo.additionalData.dataSource.host", "recordInfo.additionalData.dataSource.type"}});
-  result.push_back({databaseTypeToString(DatabaseType::databaseManager), "customization", {"user", "tag"}, true});
-  return result;
-}
 
 const char* stateName(DeploymentStep::State state) {
   switch (state) {
@@ -45,13 +28,12 @@ const char* stateName(DeploymentStep::State state) {
 }
 
 void init(Session& session, const InitOptions& options) {
-  DeploymentPlan plan;
+  database_client::DeploymentPlan plan = libraryPlan();
   plan.dryRun = options.dryRun;
   if (!options.passwordFile.empty()) {
     plan.administratorPassword = readPasswordFile(options.passwordFile);
     if (plan.administratorPassword.empty()) throw UsageError(options.passwordFile + ": the password is empty");
   }
-  plan.indexes = indexes();
   for (const DeploymentStep& step :
        session.store(options.dryRun ? Access::existing : Access::create).setUpDeployment(plan))
     std::cout << stateName(step.state) << ": " << printable(step.what) << '\n';

@@ -6,9 +6,8 @@
 
 namespace database_provider::recordctl {
 
-RecordPlace placeOf(RecordKind kind) {
-  if (kind == RecordKind::experiment) return {"experiment", "records"};
-  return {"base", "collection.scenarios"};
+const RecordPlace& placeOf(RecordKind kind) {
+  return kind == RecordKind::experiment ? layout::experiments : layout::scenarios;
 }
 
 std::unique_ptr<DatabaseProviderInterface> providerOf(RecordKind kind, DataBaseClient& client) {

@@ -6,17 +6,16 @@
 #include <memory>
 #include <string>
 
+#include "records/layout.h"
+
 namespace database_provider::recordctl {
 
 enum class RecordKind { experiment, scenario };
 
 /// Where the records of a kind are kept.
-struct RecordPlace {
-  std::string database;
-  std::string collection;
-};
+using RecordPlace = layout::Place;
 
-RecordPlace placeOf(RecordKind kind);
+const RecordPlace& placeOf(RecordKind kind);
 
 /// The provider of a kind, working through `client`, which must outlive it.
 std::unique_ptr<DatabaseProviderInterface> providerOf(RecordKind kind, DataBaseClient& client);
