@@ -1,7 +1,5 @@
 #include "tests/support/FaultProxy.h"
 
-#include <netinet/in.h>
-#include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
 
@@ -20,11 +18,6 @@ constexpr std::size_t chunk = 64 * 1024;
 
 bool concernsRequests(FaultProxy::Fault fault) {
   return fault == FaultProxy::Fault::cutRequest || fault == FaultProxy::Fault::halveRequest;
-}
-
-void sendAtOnce(int socket) {
-  const int on = 1;
-  setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
 }
 
 }  // namespace
@@ -59,15 +52,13 @@ void FaultProxy::run() {
 }
 
 void FaultProxy::take() {
-  const int client = accept(listener_, nullptr, nullptr);
+  const int client = acceptFrom(listener_);
   if (client < 0) return;
   const int server = connectTo(target_);
   if (server < 0) {
     closeSocket(client);
     return;
   }
-  sendAtOnce(client);
-  sendAtOnce(server);
   pairs_.push_back({client, server});
 }
 

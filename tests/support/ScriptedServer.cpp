@@ -1,6 +1,5 @@
 #include "tests/support/ScriptedServer.h"
 
-#include <bson/bson.h>
 #include <sys/socket.h>
 #include <zlib.h>
 
@@ -14,124 +13,13 @@
 #include <utility>
 
 #include "tests/support/Socket.h"
-
-// The wire protocol: a message is {int32 length, int32 id, int32 responseTo, int32 opCode} and a body. OP_MSG (2013) is
-// {uint32 flags} and sections: a byte 0 and one document, or a byte 1 and {int32 size, cstring name, documents}.
-// OP_COMPRESSED (2012) is {int32 opCode, int32 size, byte compressor (2 for zlib), bytes} around the body of another.
-// OP_QUERY (2004), still used to say hello, is {int32 flags, cstring namespace, int32 skip, int32 count, document}; it
-// is answered by OP_REPLY (1), {int32 flags, int64 cursor, int32 from, int32 count, document}.
+#include "tests/support/Wire.h"
 
 namespace database_test {
 
 namespace {
 
-constexpr std::int32_t opReply = 1;
-constexpr std::int32_t opQuery = 2004;
-constexpr std::int32_t opCompressed = 2012;
-constexpr std::int32_t opMessage = 2013;
-constexpr std::uint32_t moreToCome = 2;
 constexpr std::uint32_t longestJson = 1024 * 1024;
-constexpr std::int32_t longestMessage = 48 * 1024 * 1024;
-
-struct Header {
-  std::int32_t length;
-  std::int32_t id;
-  std::int32_t responseTo;
-  std::int32_t opCode;
-};
-
-/// Owns a document of libbson, whose alignment a smart pointer's argument would lose.
-class Bson {
- public:
-  explicit Bson(bson_t* document) : document_(document) {}
-  Bson(Bson&& other) noexcept : document_(std::exchange(other.document_, nullptr)) {}
-  Bson(const Bson&) = delete;
-  Bson& operator=(const Bson&) = delete;
-  Bson& operator=(Bson&&) = delete;
-  ~Bson() {
-    if (document_ != nullptr) bson_destroy(document_);
-  }
-
-  bson_t* get() const { return document_; }
-
- private:
-  bson_t* document_;
-};
-
-Bson fromJson(const std::string& json) {
-  bson_error_t error{};
-  Bson document(bson_new_from_json(reinterpret_cast<const std::uint8_t*>(json.data()),
-                                   static_cast<ssize_t>(json.size()), &error));
-  if (document.get() == nullptr) throw std::invalid_argument("script: " + std::string(error.message) + " in " + json);
-  return document;
-}
-
-std::string toJson(const bson_t* document) {
-  char* text = bson_as_canonical_extended_json(document, nullptr);
-  std::string json = text;
-  bson_free(text);
-  return json;
-}
-
-std::vector<std::uint8_t> bytesOf(const bson_t* document) {
-  const std::uint8_t* data = bson_get_data(document);
-  return {data, data + document->len};
-}
-
-std::int32_t int32At(const std::vector<std::uint8_t>& bytes, std::size_t at) {
-  std::int32_t number = 0;
-  std::memcpy(&number, bytes.data() + at, sizeof number);
-  return number;
-}
-
-void append(std::vector<std::uint8_t>& bytes, const void* more, std::size_t size) {
-  const auto* from = static_cast<const std::uint8_t*>(more);
-  bytes.insert(bytes.end(), from, from + size);
-}
-
-template <class Number>
-void append(std::vector<std::uint8_t>& bytes, Number number) {
-  append(bytes, &number, sizeof number);
-}
-
-bson_t documentAt(const std::vector<std::uint8_t>& bytes, std::size_t at) {
-  bson_t document;
-  if (!bson_init_static(&document, bytes.data() + at, static_cast<std::size_t>(int32At(bytes, at)))) {
-    throw std::runtime_error("the client sent a broken document");
-  }
-  return document;
-}
-
-// A sequence of documents becomes the array that it stands for.
-void appendSequence(bson_t* command, const std::vector<std::uint8_t>& body, std::size_t at, std::size_t end) {
-  const std::string name(reinterpret_cast<const char*>(body.data() + at));
-  at += name.size() + 1;
-  const Bson array(bson_new());
-  for (int i = 0; at < end; ++i) {
-    const bson_t document = documentAt(body, at);
-    bson_append_document(array.get(), std::to_string(i).c_str(), -1, &document);
-    at += document.len;
-  }
-  bson_append_array(command, name.c_str(), -1, array.get());
-}
-
-Bson commandOfMessage(const std::vector<std::uint8_t>& body) {
-  Bson command(bson_new());
-  std::size_t at = 4;
-  while (at + 5 < body.size()) {
-    const std::uint8_t kind = body[at++];
-    const auto size = static_cast<std::size_t>(int32At(body, at));
-    if (kind == 0) {
-      const bson_t document = documentAt(body, at);
-      bson_concat(command.get(), &document);
-    } else {
-      appendSequence(command.get(), body, at + 4, at + size);
-    }
-    at += size;
-  }
-  return command;
-}
-
 // The body within a message that zlib compressed.
 std::vector<std::uint8_t> uncompressed(const std::vector<std::uint8_t>& body) {
   constexpr std::uint8_t zlib = 2;
@@ -145,12 +33,6 @@ std::vector<std::uint8_t> uncompressed(const std::vector<std::uint8_t>& body) {
     throw std::runtime_error("the client sent a message that cannot be uncompressed");
   }
   return plain;
-}
-
-Bson commandOfQuery(const std::vector<std::uint8_t>& body) {
-  const std::size_t name = std::strlen(reinterpret_cast<const char*>(body.data() + 4)) + 1;
-  const bson_t document = documentAt(body, 4 + name + 8);
-  return Bson(bson_copy(&document));
 }
 
 int lengthOf(const bson_t* command, const char* array) {
@@ -171,26 +53,6 @@ Request requestOf(const bson_t* command) {
   if (request.name == "ismaster" || request.name == "isMaster") request.name = "hello";
   if (bson_iter_init_find(&at, command, "$db")) request.database = bson_iter_utf8(&at, nullptr);
   return request;
-}
-
-std::vector<std::uint8_t> message(const std::vector<std::uint8_t>& document, std::int32_t responseTo, bool legacy) {
-  std::vector<std::uint8_t> body;
-  if (legacy) {
-    append(body, std::int32_t{8});
-    append(body, std::int64_t{0});
-    append(body, std::int32_t{0});
-    append(body, std::int32_t{1});
-  } else {
-    append(body, std::uint32_t{0});
-    body.push_back(0);
-  }
-  append(body, document.data(), document.size());
-  const Header header{static_cast<std::int32_t>(sizeof(Header) + body.size()), 1, responseTo,
-                      legacy ? opReply : opMessage};
-  std::vector<std::uint8_t> whole;
-  append(whole, header);
-  append(whole, body.data(), body.size());
-  return whole;
 }
 
 // TLS writes without the flag that keeps a signal away; only this thread is spared it, the client under test is not.
@@ -326,7 +188,7 @@ int ScriptedServer::connections() const {
 
 void ScriptedServer::accept() {
   for (;;) {
-    const int socket = ::accept(listener_, nullptr, nullptr);
+    const int socket = acceptFrom(listener_);
     if (socket < 0) return;
     const std::lock_guard<std::mutex> lock(mutex_);
     ++accepted_;
@@ -356,11 +218,9 @@ void ScriptedServer::serve(Connection& connection) {
 }
 
 bool ScriptedServer::serveOne(Connection& connection) {
-  Header header{};
-  if (!connection.stream.read(&header, sizeof header)) return false;
-  if (header.length < static_cast<std::int32_t>(sizeof header) || header.length > longestMessage) return false;
-  std::vector<std::uint8_t> body(static_cast<std::size_t>(header.length) - sizeof header);
-  if (!connection.stream.read(body.data(), body.size())) return false;
+  Message message;
+  if (!readMessage(connection.stream, message)) return false;
+  auto& [header, body] = message;
   const bool compressed = header.opCode == opCompressed;
   if (compressed) {
     body = uncompressed(body);
@@ -380,7 +240,7 @@ bool ScriptedServer::perform(Connection& connection, const Step& step, std::int3
   if (step.delay > 0) std::this_thread::sleep_for(std::chrono::milliseconds(step.delay));
   const bool foreign = step.fate == Step::Fate::foreignResponse;
   const std::vector<std::uint8_t> document = step.bytes.empty() ? bytesOf(fromJson(step.answer).get()) : step.bytes;
-  std::vector<std::uint8_t> whole = message(document, requestId + (foreign ? 1000 : 0), legacy);
+  std::vector<std::uint8_t> whole = replyWith(document, requestId + (foreign ? 1000 : 0), legacy);
   Stream& stream = connection.stream;
   switch (step.fate) {
     case Step::Fate::answer:

@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -24,6 +25,11 @@ sockaddr* generic(sockaddr_in& address) {
   return reinterpret_cast<sockaddr*>(&address);
 }
 
+void sendAtOnce(int socket) {
+  const int on = 1;
+  setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+}
+
 }  // namespace
 
 int listenOn(int& port) {
@@ -41,6 +47,12 @@ int listenOn(int& port) {
   return listener;
 }
 
+int acceptFrom(int listener) {
+  const int connection = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
+  if (connection >= 0) sendAtOnce(connection);
+  return connection;
+}
+
 void closeSocket(int socket) {
   if (socket >= 0) ::close(socket);
 }
@@ -54,7 +66,10 @@ void resetSocket(int socket) {
 int connectTo(int port) {
   const int connection = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
   sockaddr_in address = loopback(port);
-  if (connect(connection, generic(address), sizeof address) == 0) return connection;
+  if (connect(connection, generic(address), sizeof address) == 0) {
+    sendAtOnce(connection);
+    return connection;
+  }
   closeSocket(connection);
   return -1;
 }

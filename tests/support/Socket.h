@@ -10,6 +10,8 @@ namespace database_test {
 
 /// Listens on 127.0.0.1; port 0 takes a free one, which is written back.
 int listenOn(int& port);
+/// Takes a connection, which no child process inherits and which sends at once; below 0 when the listener is closed.
+int acceptFrom(int listener);
 void closeSocket(int socket);
 /// Closes with a TCP reset instead of an orderly end.
 void resetSocket(int socket);
