@@ -110,7 +110,7 @@ const std::vector<WrongAnswer>& knownWrongAnswers() {
 
 std::string knownWrong(const std::string& engine, const std::string& test) {
   for (const WrongAnswer& answer : knownWrongAnswers()) {
-    if (engine.rfind(answer.engine, 0) == 0 && test == answer.test) return answer.reason;
+    if (serverOf(engine).rfind(answer.engine, 0) == 0 && test == answer.test) return answer.reason;
   }
   return {};
 }

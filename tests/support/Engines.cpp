@@ -15,6 +15,7 @@
 
 #include "tests/support/Certificates.h"
 #include "tests/support/Process.h"
+#include "tests/support/Relay.h"
 
 namespace database_test {
 
@@ -65,6 +66,7 @@ class Server {
 struct Started {
   std::unique_ptr<TemporaryFolder> folder;
   std::unique_ptr<Server> server;
+  std::unique_ptr<Relay> relay;
   Address address;
   std::string missing;
 };
@@ -175,6 +177,25 @@ void startSecantusTls(Started& started) {
                          "/?tls=true&tlsCAFile=" + certificates.authority();
 }
 
+void startRelay(Started& started, const Shape& shape) {
+  startServer(started, secantusCommand({}));
+  started.relay = std::make_unique<Relay>(started.address.port, shape);
+  started.address.host = started.relay->uri();
+}
+
+void startRouters(Started& started) {
+  Shape shape;
+  shape.role = Shape::Role::routers;
+  shape.givesEmptyBatches = true;
+  startRelay(started, shape);
+}
+
+void startElections(Started& started) {
+  Shape shape;
+  shape.term = std::chrono::seconds(2);
+  startRelay(started, shape);
+}
+
 void startJava(Started& started) {
   const std::string java = onPath("java");
   if (java.empty()) throw EngineMissing("there is no java on the PATH");
@@ -200,6 +221,9 @@ const std::vector<std::pair<std::string, Starter>>& starters() {
       {"secantusStandalone", [](Started& started) { startServer(started, secantusCommand({"--standalone"})); }},
       {"secantusControlled", [](Started& started) { startControlledServer(started, secantusCommand({})); }},
       {"secantusTls", startSecantusTls},
+      {"set", [](Started& started) { startRelay(started, Shape()); }},
+      {"routers", startRouters},
+      {"elections", startElections},
       {"java", startJava},
   };
   return all;
@@ -243,6 +267,10 @@ const Address& startedEngine(const std::string& name) {
 
 bool hasUsers(const std::string& name) {
   return name != "java";
+}
+
+std::string serverOf(const std::string& name) {
+  return name == "set" || name == "routers" || name == "elections" ? "secantus" : name;
 }
 
 std::string engineReport(const std::vector<std::string>& names) {

@@ -37,6 +37,8 @@ class EngineMissing : public std::runtime_error {
 /// - `mongod`, `mongodControlled`: the program of this name on the PATH, without and with access control;
 /// - `secantus`, `secantusStandalone`: SecantusDB as a replica set of one and as a single server;
 /// - `secantusControlled`, `secantusTls`: SecantusDB with access control, and behind TLS;
+/// - `set`, `routers`, `elections`: SecantusDB behind a relay that shows it as a replica set of three, as two routers
+///   whose cursors give empty batches, and as a set that elects another primary every two seconds; see Relay.h;
 /// - `java`: mongo-java-server.
 std::vector<std::string> engineNames();
 
@@ -46,6 +48,9 @@ const Address& startedEngine(const std::string& name);
 
 /// Whether the engine keeps users; mongo-java-server has no command for them.
 bool hasUsers(const std::string& name);
+
+/// The engine whose server answers in the end: "secantus" for those behind a relay, the engine itself for the others.
+std::string serverOf(const std::string& name);
 
 /// A line for each engine: whether the run got it, and why not.
 std::string engineReport(const std::vector<std::string>& names);

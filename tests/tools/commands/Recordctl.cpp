@@ -30,7 +30,7 @@ std::vector<char*> pointersTo(std::vector<std::string>& texts) {
   return result;
 }
 
-void redirect(int descriptor, const fs::path& path, int flags) {
+void redirect(int descriptor, const std::string& path, int flags) {
   const int opened = ::open(path.c_str(), flags, 0600);
   if (opened < 0 || ::dup2(opened, descriptor) < 0) ::_exit(126);
 }
@@ -92,18 +92,22 @@ Outcome Recordctl::run(const std::vector<std::string>& arguments, const std::str
   std::vector<std::string> variables = environmentOfRun();
   const auto argv = pointersTo(command);
   const auto envp = pointersTo(variables);
+  const std::string in = path("stdin");
+  const std::string out = path("stdout");
+  const std::string err = path("stderr");
+  // Threads of a relay may be running: nothing in the child may allocate.
   const pid_t process = ::fork();
   if (process == 0) {
-    redirect(STDIN_FILENO, path("stdin"), O_RDONLY);
-    redirect(STDOUT_FILENO, path("stdout"), O_WRONLY | O_CREAT | O_TRUNC);
-    redirect(STDERR_FILENO, path("stderr"), O_WRONLY | O_CREAT | O_TRUNC);
+    redirect(STDIN_FILENO, in, O_RDONLY);
+    redirect(STDOUT_FILENO, out, O_WRONLY | O_CREAT | O_TRUNC);
+    redirect(STDERR_FILENO, err, O_WRONLY | O_CREAT | O_TRUNC);
     for (const int stream : closed) ::close(stream);
     ::execve(argv[0], argv.data(), envp.data());
     ::_exit(127);
   }
   Outcome outcome = finish(process);
-  outcome.out = read(path("stdout"));
-  outcome.err = read(path("stderr"));
+  outcome.out = read(out);
+  outcome.err = read(err);
   return outcome;
 }
 

@@ -1,0 +1,81 @@
+#include <memory>
+
+#include "tests/client/server/SecantusTest.h"
+#include "tests/support/Relay.h"
+
+// SecantusDB shown as a deployment of several.
+
+namespace database_client {
+namespace {
+
+using database_test::Relay;
+using database_test::Shape;
+
+class Relayed : public SecantusTest {
+ protected:
+  void connectThrough(const Shape& shape) {
+    start();
+    relay = std::make_unique<Relay>(port, shape);
+    ASSERT_EQ(connect(relay->uri()), "true") << client.failure();
+  }
+  std::string connect(const std::string& uri) { return ClientTest::connect(uri); }
+
+  long long count() { return client.count("d", "c", document("{}")); }
+
+  std::unique_ptr<Relay> relay{};
+};
+
+class RelayedSet : public Relayed {
+ protected:
+  void SetUp() override {
+    Relayed::SetUp();
+    if (IsSkipped()) return;
+    Shape shape;
+    shape.victims = Shape::Victims::all;
+    connectThrough(shape);
+  }
+};
+
+TEST_F(RelayedSet, EveryMemberLeadsToThePrimary) {
+  ASSERT_EQ(connect("mongodb://" + relay->host(2) + "/?replicaSet=relay"), "true") << client.failure();
+  EXPECT_EQ(insert(), "ok");
+}
+
+TEST_F(RelayedSet, SecondaryTakesNoWrites) {
+  ASSERT_EQ(connect("mongodb://" + relay->host(2) + "/"), "true") << client.failure();
+  EXPECT_EQ(insert(), "server 10107 retryable");
+}
+
+class Election : public RelayedSet, public ::testing::WithParamInterface<Relay::Moment> {
+ protected:
+  void during(const std::string& command) { relay->elect(GetParam(), command); }
+};
+
+TEST_P(Election, IsNotSeenByWritesOfOneDocumentAndReads) {
+  during("insert");
+  EXPECT_EQ(insert(), "ok");
+  during("update");
+  EXPECT_EQ(update(UpdateOperation::replace), "ok");
+  during("find");
+  EXPECT_EQ(find(), "1");
+  EXPECT_EQ(relay->elections(), 3);
+}
+
+TEST_P(Election, IsNotSeenByABulkInsert) {
+  during("insert");
+  EXPECT_EQ(insertMany(500), "ok");
+  EXPECT_EQ(relay->elections(), 1);
+  EXPECT_EQ(count(), 500);
+}
+
+std::string nameOf(const ::testing::TestParamInfo<Relay::Moment>& moment) {
+  if (moment.param == Relay::Moment::refused) return "Refused";
+  return moment.param == Relay::Moment::unsent ? "Unsent" : "Unanswered";
+}
+
+INSTANTIATE_TEST_SUITE_P(Moments, Election,
+                         ::testing::Values(Relay::Moment::refused, Relay::Moment::unsent, Relay::Moment::unanswered),
+                         nameOf);
+
+}  // namespace
+}  // namespace database_client
