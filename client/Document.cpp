@@ -418,8 +418,7 @@ std::vector<Document::Step> Document::steps() {
 }
 
 void Document::returnTo(const std::vector<Step>& steps) {
-  nested_.clear();
-  missing_.clear();
+  leaveAll();
   for (const Step& step : steps) {
     if (current().missing || !enter(step.key, step.kind)) pushMissing(step.key, step.kind);
   }

@@ -22,6 +22,12 @@ namespace database_client {
 /// it reads as empty, and the first write puts it in that value's place.
 class Document {
  public:
+  /// A key on the way from the root to a level.
+  struct Step {
+    std::string key;
+    bson::Type kind;
+  };
+
   Document() = default;
   explicit Document(bson::Buffer bytes) : bytes_(std::move(bytes)) {}
 
@@ -57,6 +63,10 @@ class Document {
   bool enterAt(int index);
   void leave() noexcept;
   void leaveAll() noexcept;
+  /// The way from the root to the current level, and back there from wherever the document stands. A level that is gone
+  /// becomes a missing one.
+  std::vector<Step> steps();
+  void returnTo(const std::vector<Step>& steps);
 
   /// The path of `key` at the current level, as errors name it.
   std::string pathOf(std::string_view key);
@@ -82,10 +92,6 @@ class Document {
 
     bson::Type kind = bson::Type::document;
     bool missing = false;
-  };
-  struct Step {
-    std::string key;
-    bson::Type kind;
   };
   /// A key with what every look-up wants to know of it, found out once.
   struct Key {
@@ -144,8 +150,6 @@ class Document {
   Level& push(std::size_t start, bson::Type kind);
   void pushMissing(std::string_view key, bson::Type kind);
   std::string keyOf(std::size_t nested) const;
-  std::vector<Step> steps();
-  void returnTo(const std::vector<Step>& steps);
 
   bson::Buffer bytes_;
   Level root_;

@@ -10,9 +10,13 @@
 
 namespace database_client {
 
+class Document;
+
 /// The door through which the engines read and make documents without copying or checking bytes again.
 class DocumentAccess {
  public:
+  /// The levels of a document; null while it is empty and at its root.
+  static Document* document(const ObjectProperties& document) { return document.document_.get(); }
   /// The whole document's bytes; valid until it is next changed or destroyed.
   static bson::View view(const ObjectProperties& document);
   /// The bytes of the current level, likewise.

@@ -82,9 +82,10 @@ void ItemsView::visit(const std::string& name, const std::function<void(const Ob
     // Of repeated names the last counts.
     const int last = items_.lastWith(layout_.nameKey, name);
     searched_ += items_.size();
+    if (last < 0) return;
+    const bool isGroup = items_.typeAt(last) == PropertyType::group;
     const Entered item = Entered::at(items_, last);
-    if (!item) return;
-    if (isAsWritten(Reader(items_))) return read(items_);
+    if (isGroup && isAsWritten(Reader(items_))) return read(items_);
   }
   tidy();
   const std::string key = keyOf(name);
@@ -200,8 +201,13 @@ void ItemsView::takeApart(const ObjectProperties& stored) const {
   enterArray(stored);
   const int count = stored.size();
   for (int i = 0; i < count; ++i) {
+    if (stored.typeAt(i) != PropertyType::group) {
+      // Whatever else it is reads as an item that holds nothing.
+      loadItem(ObjectProperties());
+      continue;
+    }
     const Entered item = Entered::at(stored, i);
-    if (item) loadItem(stored);
+    loadItem(stored);
   }
 }
 

@@ -2,7 +2,11 @@
 
 #include <memory>
 
+#include "database_client/AtRoot.h"
+
 namespace database_provider {
+
+using database_client::AtRoot;
 
 void SectionView::setRecord(ObjectProperties* record) {
   record_ = record;
@@ -17,6 +21,7 @@ void SectionView::clear() {
 
 void SectionView::extract() const {
   if (extracted_ || record_ == nullptr) return;
+  const AtRoot root(*record_);
   load(*record_);
   extracted_ = true;
 }
@@ -28,6 +33,7 @@ void SectionView::updateRecord() {
     updateRecord_helper(*made);
     record_ = made.release();
   } else {
+    const AtRoot root(*record_);
     updateRecord_helper(*record_);
   }
   modified_ = false;
@@ -36,6 +42,7 @@ void SectionView::updateRecord() {
 
 void SectionView::updateRecord(ObjectProperties* target) const {
   extract();
+  const AtRoot root(*target);
   updateRecord_helper(*target);
 }
 

@@ -6,8 +6,9 @@ namespace database_provider {
 
 /// One section of a record's document: loaded when first asked for, edited in a copy, written back when edited.
 ///
-/// The document is borrowed. A view without one loads nothing; when it has something to write, it makes a document of
-/// its own, which it leaves to whoever asks with `getRecord`.
+/// Sections are those of the whole document, whichever level of it its owner stands at; there it stands afterwards,
+/// too. The document is borrowed. A view without one loads nothing; when it has something to write, it makes a document
+/// of its own, which it leaves to whoever asks with `getRecord`.
 class DATABASE_PROVIDER_EXPORT SectionView {
  public:
   SectionView(const SectionView&) = delete;
@@ -32,6 +33,8 @@ class DATABASE_PROVIDER_EXPORT SectionView {
   void removeAll();
 
  private:
+  // Both are given a document that stands at its root.
+
   /// Replaces the copy by what `record` holds.
   virtual void load(const ObjectProperties& record) const = 0;
   virtual void updateRecord_helper(ObjectProperties& target) const = 0;

@@ -47,6 +47,54 @@ TEST_F(Record, WritesTheEditedSectionOnly) {
             R"("dataSource": {"host": "x"}}, "category": [{"name": "Color", "value": "blue"}]}, "site": "Waseca"})");
 }
 
+/// A record whose document was left inside a group of the user record when it was handed over.
+class RecordInsideAGroup : public Record {
+ protected:
+  RecordInsideAGroup() {
+    auto document = newDocument(R"({"plot": {"row": {"number": 3}}, "recordInfo": {"category": [{"name": "Color", )"
+                                R"("value": "red"}]}})");
+    document->beginGroup("plot");
+    document->beginGroup("row");
+    record.setD(document.release());
+  }
+};
+
+TEST_F(RecordInsideAGroup, ReadsTheSectionsOfTheWholeDocument) {
+  EXPECT_EQ(content(record), R"(categories Color=red; descriptions ; files; user {"plot": {"row": {"number": 3}}})");
+}
+
+TEST_F(RecordInsideAGroup, WritesTheSectionsWhereTheyAreRead) {
+  std::string id;
+  record.setCategory("Color", "blue");
+  record.addDescriptionInt("count", 2);
+  record.addFileInfo(ObjectType::xmlObject, "h", "/a", id);
+  EXPECT_EQ(written(), R"({"plot": {"row": {"number": 3}}, "recordInfo": {"category": [{"name": "Color", )"
+                       R"("value": "blue"}], "description": [{"name": "count", "value": 2, "type": 6}], )"
+                       R"("additionalData": {"files": [{"fileId": ")" +
+                           id + R"(", "type": 1, "host": "h", "path": "/a"}]}}})");
+}
+
+TEST_F(RecordInsideAGroup, LeavesTheDocumentWhereItStood) {
+  EXPECT_EQ(content(record).substr(0, 20), "categories Color=red");
+  record.setCategory("Color", "blue");
+  EXPECT_EQ(record.getD()->valueAsInt32("number", 0), 3);
+  record.setUserRecrod(ObjectProperties::fromJson(R"({"plot": {"row": {"number": 4}}})"));
+  EXPECT_EQ(record.getD()->valueAsInt32("number", 0), 4);
+  record.getD()->endGroup();
+  record.getD()->setValueInt32("column", 5);
+  EXPECT_EQ(written(), R"({"plot": {"row": {"number": 4}, "column": 5}, "recordInfo": {"category": [{"name": "Color", )"
+                       R"("value": "blue"}]}})");
+}
+
+TEST_F(RecordInsideAGroup, StandsInALevelThatReadsAsEmptyWhenTheGroupIsGone) {
+  record.removeUserRecord();
+  EXPECT_EQ(record.getD()->size(), 0);
+  EXPECT_EQ(written(), R"({"recordInfo": {"category": [{"name": "Color", "value": "red"}]}})");
+  record.getD()->setValueInt32("number", 6);
+  EXPECT_EQ(record.getD()->toJson(),
+            R"({"recordInfo": {"category": [{"name": "Color", "value": "red"}]}, "plot": {"row": {"number": 6}}})");
+}
+
 TEST_F(Record, WritesAllSectionsAndTheUserRecordAroundThem) {
   std::string id;
   record.setUserRecrod(ObjectProperties::fromJson(R"({"plot": 3})"));

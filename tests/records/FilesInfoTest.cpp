@@ -139,6 +139,31 @@ TEST_F(Files, AnItemWithoutAnIdIsReadUnderTheEmptyOneBeforeAnyListing) {
   EXPECT_EQ(file(view, ""), "1 h /b");
 }
 
+TEST_F(Files, AnItemThatIsNoGroupIsLoadedAsOneThatHoldsNothing) {
+  for (const char* const item : {"5", R"("7")", "null", "[]", R"(["7", {"fileId": "7", "path": "/a"}])"}) {
+    load(R"({"recordInfo": {"additionalData": {"files": [)" + std::string(item) + "]}}}");
+    EXPECT_EQ(filesIds(view), std::list<std::string>{""}) << item;
+    EXPECT_EQ(file(view, ""), "0  ") << item;
+  }
+}
+
+TEST_F(Files, AnArrayWithTheKeysOfAFileIsNoFile) {
+  ObjectProperties stored;
+  {
+    const database_client::Group info(stored, "recordInfo");
+    const database_client::Group additional(stored, "additionalData");
+    const database_client::Array files(stored, "files");
+    const database_client::Array item(stored, "0");
+    stored.setValueString("fileId", "7");
+    stored.setValueInt32("type", 1);
+    stored.setValueString("host", "h");
+    stored.setValueString("path", "/a");
+  }
+  view.setRecord(&stored);
+  EXPECT_EQ(file(view, "7"), "0  ") << "before any listing";
+  EXPECT_EQ(filesIds(view), std::list<std::string>{""});
+}
+
 TEST_F(Files, HaveA32BitKindWhateverWasStored) {
   load(R"({"recordInfo": {"additionalData": {"files": [{"fileId": "7", "type": {"$numberLong": "4"}}]}}})");
   EXPECT_EQ(file(view, "7"), "4  ");

@@ -115,6 +115,18 @@ TEST_F(RecordSource, ReplacesTheStoredGroupAndLeavesWhatIsBesideIt) {
             R"("database name": "", "source id": "", "type": 1}, "files": []}, "category": []}})");
 }
 
+TEST_F(RecordSource, IsThatOfTheWholeDocumentWhereverThatStands) {
+  load(R"({"a": {"b": 1}, "recordInfo": {"additionalData": {"dataSource": {"version": 1, "host": "db", "type": 1}}}})");
+  document.beginGroup("a");
+  EXPECT_EQ(source(), "1 db:0");
+  view.setDataServerSourceInfo(dataServer().release());
+  view.updateRecord();
+  EXPECT_EQ(document.toJson(),
+            R"({"a": {"b": 1}, "recordInfo": {"additionalData": {"dataSource": {"version": 1, "host": "server", )"
+            R"("section": "", "record": "", "path": "", "volume": 5000000000, "type": 2}}}})");
+  EXPECT_EQ(document.valueAsInt32("b", 0), 1) << "there it still stands";
+}
+
 TEST_F(RecordSource, ClearedAndGivenTheSameDocumentIsReadAfresh) {
   load(storedDatabaseSource);
   view.getDatabaseSourceInfo()->setHost("changed");
