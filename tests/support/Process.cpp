@@ -89,7 +89,11 @@ Process::~Process() {
 }
 
 bool Process::isRunning() {
-  if (id_ > 0 && waitpid(id_, nullptr, WNOHANG) == id_) id_ = -1;
+  int status = 0;
+  if (id_ > 0 && waitpid(id_, &status, WNOHANG) == id_) {
+    if (WIFSIGNALED(status)) removeSharedMemoryOf(id_);
+    id_ = -1;
+  }
   return id_ > 0;
 }
 
@@ -100,7 +104,13 @@ void Process::stop() {
   if (id_ <= 0) return;
   kill(id_, SIGKILL);
   waitpid(id_, nullptr, 0);
+  removeSharedMemoryOf(id_);
   id_ = -1;
+}
+
+void removeSharedMemoryOf(pid_t killed) {
+  std::error_code ignored;  // most have left none
+  std::filesystem::remove("/dev/shm/mongoc-" + std::to_string(killed), ignored);
 }
 
 int freePort() {

@@ -39,6 +39,10 @@ class Process {
   pid_t id_ = -1;
 };
 
+/// Removes the file in shared memory that the MongoDB driver makes for each process that loads it, and that stays when
+/// the process is killed: the next process of that number would find it, and say so on stderr.
+void removeSharedMemoryOf(pid_t killed);
+
 /// A port on 127.0.0.1 that nobody listened on a moment ago.
 int freePort();
 /// Whether something accepts connections on a port of 127.0.0.1.

@@ -15,12 +15,15 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "tests/support/Process.h"
+
 namespace database_test {
 
 namespace {
 
 constexpr int longestSilence = 60'000;
-constexpr char endMark = '\0';  // behind the last of what the program wrote
+constexpr char endMark = '\0';     // behind the last of what the program wrote
+constexpr int killedStatus = 128;  // and the signal's number
 
 [[noreturn]] void fail(const char* what) {
   throw std::system_error(errno, std::generic_category(), what);
@@ -38,7 +41,7 @@ void handle(void (*handler)(int)) {
 }
 
 int statusOf(int waited) {
-  return WIFEXITED(waited) ? WEXITSTATUS(waited) : 128 + WTERMSIG(waited);
+  return WIFEXITED(waited) ? WEXITSTATUS(waited) : killedStatus + WTERMSIG(waited);
 }
 
 // Between fork and exec nothing may allocate.
@@ -72,6 +75,7 @@ Terminal::Terminal(std::vector<std::string> command, std::vector<std::string> en
   for (const int descriptor : {slave, report[1], release[0]}) close(descriptor);
   report_ = report[0];
   release_ = release[1];
+  if (read(report_, &program_, sizeof program_) != sizeof program_) fail("read");
 }
 
 void Terminal::lead(int slave, const std::vector<char*>& command, const std::vector<char*>& environment, int report,
@@ -82,6 +86,7 @@ void Terminal::lead(int slave, const std::vector<char*>& command, const std::vec
   ioctl(slave, TIOCSCTTY, 0);
   const pid_t program = fork();
   if (program == 0) become(slave, command.data(), environment.data());
+  if (write(report, &program, sizeof program) != sizeof program) _exit(1);
   int waited = 0;
   waitpid(program, &waited, 0);
   const int status = statusOf(waited);
@@ -95,6 +100,7 @@ Terminal::~Terminal() {
   if (!hasEnded()) kill(-leader_, SIGKILL);
   for (const int descriptor : {release_, report_, master_}) close(descriptor);
   waitpid(leader_, nullptr, 0);
+  if (status_ < 0 || status_ > killedStatus) removeSharedMemoryOf(program_);
 }
 
 void Terminal::takeIn() {

@@ -44,6 +44,7 @@ class Terminal {
   int report_ = -1;   ///< tells the program's exit status
   int release_ = -1;  ///< closed when the session may end
   pid_t leader_ = -1;
+  pid_t program_ = -1;
   int status_ = -1;
   std::string pending_{};
 };

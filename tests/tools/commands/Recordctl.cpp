@@ -12,6 +12,8 @@
 #include <iterator>
 #include <stdexcept>
 
+#include "tests/support/Process.h"
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -47,6 +49,7 @@ Outcome finish(pid_t process) {
   }
   Outcome result;
   result.status = WIFEXITED(waited) ? WEXITSTATUS(waited) : 1000 + WTERMSIG(waited);
+  if (WIFSIGNALED(waited)) database_test::removeSharedMemoryOf(process);
   result.peak = usage.ru_maxrss;
   return result;
 }
