@@ -3,10 +3,10 @@
 #include <array>
 #include <iostream>
 #include <memory>
+#include <utility>
 
 #include "tools/commands/commands.h"
 #include "tools/commands/options.h"
-#include "tools/core/Interrupt.h"
 #include "tools/input/Import.h"
 #include "tools/input/SumoConfig.h"
 
@@ -60,34 +60,57 @@ std::unique_ptr<DatabaseRecordInterface> scenarioOf(const fs::path& file, const 
   return record;
 }
 
+/// Makes scenarios of configurations as they are found; the store is opened, and made, for the first that is good.
+class SumoImport {
+ public:
+  SumoImport(Session& session, SumoOptions options) : session_(session), options_(std::move(options)) {}
+
+  void run() {
+    forEachSumoConfig(options_.folder, {[this](const fs::path& file) { add(file); },
+                                        [this](const fs::path& path, const std::string& reason) {
+                                          bad_.add({path.string()}, "", reason);
+                                        }});
+    if (writer_) writer_->flush();
+    progress_.hide();
+    bad_.finish();
+    if (!writer_ && bad_.count() == 0)
+      throw UsageError(options_.folder + ": there is no .sumocfg file under this folder");
+    if (bad_.count() > 0) session_.noteFailure();
+    tellImported(session_, writer_ ? writer_->written() : 0, bad_.count(), progress_.seconds());
+  }
+
+ private:
+  void start() {
+    DataBaseClient& client = session_.store(Access::create);
+    addCategories(*providerOf(RecordKind::scenario, client), {nameCategory, networkCategory});
+    writer_ = std::make_unique<BatchWriter>(client, placeOf(RecordKind::scenario), bad_);
+  }
+
+  void add(const fs::path& file) {
+    try {
+      std::unique_ptr<ObjectProperties> document(scenarioOf(file, options_)->take());
+      if (!writer_) start();
+      const std::size_t size = document->toBson().size();
+      writer_->add(std::move(document), {file.string()}, size);
+    } catch (const SumoError& error) {
+      bad_.add({file.string()}, error.option(), error.what());
+    } catch (const database_client::Error& error) {
+      bad_.add({file.string()}, error.where(), error.what());
+    }
+    progress_.update(0, ++count_);
+  }
+
+  Session& session_;
+  SumoOptions options_;
+  Progress progress_{0};
+  BadRows bad_{[this] { progress_.hide(); }};
+  std::unique_ptr<BatchWriter> writer_{};
+  std::uint64_t count_ = 0;
+};
+
 void importSumo(Session& session, SumoOptions options) {
   if (options.host.empty()) options.host = nameOfThisHost();
-  const auto files = findSumoConfigs(options.folder);
-  if (files.empty()) throw UsageError(options.folder + ": there is no .sumocfg file under this folder");
-  DataBaseClient& client = session.store(Access::create);
-  Progress progress(files.size());
-  BadRows bad([&progress] { progress.hide(); });
-  addCategories(*providerOf(RecordKind::scenario, client), {nameCategory, networkCategory});
-  BatchWriter writer(client, placeOf(RecordKind::scenario), bad);
-  std::uint64_t count = 0;
-  for (const fs::path& file : files) {
-    checkInterrupt();
-    try {
-      std::unique_ptr<ObjectProperties> document(scenarioOf(file, options)->take());
-      writer.add(std::move(document), {file.string()}, fs::file_size(file));
-    } catch (const SumoError& error) {
-      bad.add({file.string()}, error.option(), error.what());
-    } catch (const database_client::Error& error) {
-      bad.add({file.string()}, error.where(), error.what());
-    }
-    ++count;
-    progress.update(count, count);
-  }
-  writer.flush();
-  progress.hide();
-  bad.finish();
-  if (bad.count() > 0) session.noteFailure();
-  tellImported(session, writer.written(), bad.count(), progress.seconds());
+  SumoImport(session, std::move(options)).run();
 }
 
 }  // namespace

@@ -37,7 +37,7 @@ std::optional<Decoded> decodeFirst(std::string_view text) {
   char32_t result = lead & (0xFFU >> (length + 1));
   for (std::size_t i = 1; i < length; ++i) {
     const auto byte = static_cast<unsigned char>(text[i]);
-    if ((byte & 0xC0U) != 0x80U) return std::nullopt;
+    if (!isContinuation(text[i])) return std::nullopt;
     result = (result << 6U) | (byte & 0x3FU);
   }
   if (!isScalar(result, length)) return std::nullopt;
@@ -74,7 +74,14 @@ bool isUtf8(std::string_view text) {
 }
 
 std::string inQuotes(std::string_view text) {
-  return '"' + printable(text) + '"';
+  return '"' + excerpt(text) + '"';
+}
+
+std::string excerpt(std::string_view text, std::size_t longest) {
+  if (text.size() <= longest) return printable(text);
+  std::size_t end = longest;
+  while (end > 0 && isContinuation(text[end])) --end;
+  return printable(text.substr(0, end)).append(ellipsis);
 }
 
 std::string printable(std::string_view text) {

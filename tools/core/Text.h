@@ -7,13 +7,22 @@
 
 namespace database_provider::recordctl {
 
-/// The text in quotes, for messages.
+/// The text in quotes, for messages: as `excerpt` shows it.
 std::string inQuotes(std::string_view text);
 
 bool isUtf8(std::string_view text);
 
+/// Whether a byte of UTF-8 is not the first of its character.
+constexpr bool isContinuation(char byte) {
+  return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U;
+}
+
 /// The text on one line: a blank for each control character, a replacement character for what is not UTF-8.
 std::string printable(std::string_view text);
+
+/// The beginning of a text that may be of any length, for messages: printable, and cut behind `longest` bytes with an
+/// ellipsis.
+std::string excerpt(std::string_view text, std::size_t longest = 150);
 
 /// The columns that a printable text takes on a terminal.
 std::size_t displayWidth(std::string_view text);

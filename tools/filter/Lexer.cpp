@@ -41,8 +41,12 @@ bool isCut(std::string_view symbol, std::string_view text) {
 }  // namespace
 
 std::string FilterError::show(std::string_view text) const {
-  return std::string("in the filter: ") + what() + "\n  " + printable(text) + "\n  " +
-         std::string(displayWidth(printable(text.substr(0, position_))), ' ') + "^";
+  constexpr std::size_t longest = 100;  // bytes on either side of the place
+  std::size_t begin = position_ > longest ? position_ - longest : 0;
+  while (begin < position_ && isContinuation(text[begin])) ++begin;
+  const std::string before = (begin > 0 ? "\u2026" : "") + printable(text.substr(begin, position_ - begin));
+  return std::string("in the filter: ") + what() + "\n  " + before + excerpt(text.substr(position_), longest) + "\n  " +
+         std::string(displayWidth(before), ' ') + "^";
 }
 
 bool standsBare(std::string_view text) {

@@ -132,6 +132,8 @@ class Parser {
 
   Expression primary() {
     if (token_.isSymbol("(")) return inParentheses();
+    if (++conditions_ > maximalConditions)
+      throw FilterError("more than " + std::to_string(maximalConditions) + " conditions", token_.position);
     if (token_.isWord("has")) return existence();
     Expression result;
     result.name = name();
@@ -214,6 +216,8 @@ class Parser {
     if (!token_.isSymbol("(")) fail("expected " + inQuotes("("));
     do {
       token_ = lexer_.nextValue();
+      if (result.values.size() == maximalListValues)
+        throw FilterError("more than " + std::to_string(maximalListValues) + " values in a list", token_.position);
       result.values.push_back(value());
       advance();
     } while (token_.isSymbol(","));
@@ -245,6 +249,7 @@ class Parser {
   Lexer lexer_;
   Token token_;
   int depth_ = 0;
+  std::size_t conditions_ = 0;
 };
 
 }  // namespace

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string_view>
 
 #include "tools/filter/Expression.h"
@@ -9,6 +10,11 @@ namespace database_provider::recordctl {
 
 /// How deep parentheses and "not" may nest, so that the query stays within the depth of a document.
 constexpr int maximalFilterDepth = 20;
+
+/// The most comparisons, lists and "has" of a filter, and the most values of a list. A store compares each of its
+/// records with all conditions where no index helps; the values of a list are looked up.
+constexpr std::size_t maximalConditions = 1'000;
+constexpr std::size_t maximalListValues = 10'000;
 
 /// Reads a filter, whose grammar docs/filters.md gives; an empty text selects everything. Throws `FilterError`.
 Expression parseFilter(std::string_view text);

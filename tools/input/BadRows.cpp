@@ -9,6 +9,7 @@ namespace database_provider::recordctl {
 namespace {
 
 constexpr std::size_t toldInFull = 20;
+constexpr std::size_t longestReason = 500;
 
 }  // namespace
 
@@ -16,7 +17,7 @@ void BadRows::add(const RowOrigin& origin, const std::string& column, const std:
   if (++count_ > toldInFull) return;
   beforeLine_();
   std::cerr << origin.file << (origin.line > 0 ? ":" + std::to_string(origin.line) : "") << ": "
-            << (column.empty() ? "" : printable(column) + ": ") << printable(reason)
+            << (column.empty() ? "" : excerpt(column) + ": ") << excerpt(reason, longestReason)
             << (origin.row > 0 ? " (row " + std::to_string(origin.row) + ")" : "") << '\n';
 }
 

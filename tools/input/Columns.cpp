@@ -76,10 +76,11 @@ std::vector<std::string> namesOf(const Items& items) {
 }  // namespace
 
 std::vector<std::string> Columns::names() const {
-  std::vector<std::string> result = categories;
-  for (const auto& names : {namesOf(descriptions), namesOf(files)}) {
+  std::vector<std::string> result;
+  std::set<std::string> seen;
+  for (const auto& names : {categories, namesOf(descriptions), namesOf(files)}) {
     for (const std::string& name : names) {
-      if (std::find(result.begin(), result.end(), name) == result.end()) result.push_back(name);
+      if (seen.insert(name).second) result.push_back(name);
     }
   }
   return result;
@@ -100,6 +101,9 @@ Columns parseColumns(const std::vector<std::string>& categories, const std::vect
   requireNamesOnce(namesOf(result.descriptions), "--description");
   for (const std::string& text : files) result.files.push_back(parseFile(text));
   requireNamesOnce(namesOf(result.files), "--file");
+  if (result.categories.size() + result.descriptions.size() + result.files.size() > maximalColumns)
+    throw UsageError("--category, --description and --file name more than " + std::to_string(maximalColumns) +
+                     " columns");
   return result;
 }
 

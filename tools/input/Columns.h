@@ -9,6 +9,9 @@
 
 namespace database_provider::recordctl {
 
+/// The most columns that may be named.
+constexpr std::size_t maximalColumns = 10'000;
+
 /// Which columns of a file become what of a record; the others go to the user block.
 struct Columns {
   struct Description {
@@ -31,7 +34,7 @@ struct Columns {
 };
 
 /// Reads what was given behind `--category` ("A,B"), `--description` ("A:TYPE,B:TYPE") and `--file`
-/// ("KIND:HOST:COLUMN"). Throws `UsageError`.
+/// ("KIND:HOST:COLUMN"). Throws `UsageError`, also for more than `maximalColumns` of them.
 Columns parseColumns(const std::vector<std::string>& categories, const std::vector<std::string>& descriptions,
                      const std::vector<std::string>& files);
 

@@ -12,6 +12,8 @@ namespace database_provider::recordctl {
 
 namespace {
 
+constexpr std::size_t smallestGrowth = 1U << 12U;
+
 // Blanks belong to a cell.
 int isNoBlank(unsigned char) {
   return 0;
@@ -58,8 +60,15 @@ void CsvReader::guarded(const Step& step) noexcept {
 
 void CsvReader::addCell(const char* text, std::size_t length) {
   guarded([&] {
-    if (current_.cells.empty()) current_.number = line_;
-    const std::string& cell = current_.cells.emplace_back(text == nullptr ? "" : text, length);
+    const bool isHeader = header_.empty() && complete_.empty();
+    if (current_.count++ == 0) current_.number = line_;
+    current_.size += length + 1;
+    if (current_.size > maximalRowSize) failAt(current_.number, std::string("longer than ") + maximalRowSizeText);
+    if (isHeader && current_.count > maximalNames)
+      throw UsageError(file_.path() + ": the header has more than " + std::to_string(maximalNames) + " names");
+    const std::string_view cell(text == nullptr ? "" : text, length);
+    // As long as the header is under way nobody knows how many cells are wanted.
+    if (current_.count <= (header_.empty() ? maximalNames : header_.size())) current_.cells.emplace_back(cell);
     line_ += static_cast<std::size_t>(std::count(cell.begin(), cell.end(), '\n'));
     lastEnd_ = 0;
   });
@@ -68,15 +77,19 @@ void CsvReader::addCell(const char* text, std::size_t length) {
 /// The parser tells of each byte that ends a line, so that empty lines count, and the two bytes of "\r\n" are one.
 void CsvReader::endRow(int end) {
   guarded([&] {
-    if (!current_.cells.empty()) complete_.push_back(std::exchange(current_, Line()));
+    if (current_.count > 0) complete_.push_back(std::exchange(current_, Line()));
     if (end != '\n' || lastEnd_ != '\r') ++line_;
     lastEnd_ = end;
   });
 }
 
+void CsvReader::failAt(std::size_t line, const std::string& reason) const {
+  throw UsageError(file_.path() + ":" + std::to_string(line) + ": " + reason);
+}
+
 void CsvReader::fail() const {
-  throw UsageError(file_.path() + ":" + std::to_string(line_) + ": not CSV: " +
-                   (atEnd_ ? "a quote is not closed" : "a quote stands inside a cell that is not quoted"));
+  failAt(line_, std::string("not CSV: ") +
+                    (atEnd_ ? "a quote is not closed" : "a quote stands inside a cell that is not quoted"));
 }
 
 /// Parses one more piece of the file; false at its end.
@@ -88,12 +101,14 @@ bool CsvReader::readOn() {
   const auto onRow = [](int end, void* reader) { static_cast<CsvReader*>(reader)->endRow(end); };
   const std::string_view chunk = file_.takeChunk();
   atEnd_ = chunk.empty();
+  // The parser's buffer grows by this much whenever a cell is longer, and is copied each time.
+  csv_set_blk_size(&parser_, std::max(smallestGrowth, csv_get_buffer_size(&parser_)));
   const bool isGood = atEnd_ ? csv_fini(&parser_, onCell, onRow, this) == 0
                              : csv_parse(&parser_, chunk.data(), chunk.size(), onCell, onRow, this) == chunk.size();
   if (failure_) std::rethrow_exception(failure_);
   if (!isGood) fail();
   if (csv_get_buffer_size(&parser_) > maximalRowSize)
-    throw UsageError(file_.path() + ": a cell is longer than any record can be; is a quote not closed?");
+    failAt(line_, std::string("a cell is longer than ") + maximalRowSizeText + "; is a quote not closed?");
   return true;
 }
 
@@ -110,12 +125,14 @@ bool CsvReader::next(Row& row) {
   row = Row();
   Line line;
   if (!takeLine(line)) return false;
-  row.cells = std::move(line.cells);
   row.line = line.number;
   row.number = ++rows_;
+  if (line.count != header_.size()) {
+    row.problem = "expected " + std::to_string(header_.size()) + " cells, found " + std::to_string(line.count);
+    return true;
+  }
   row.keys = header_;
-  if (row.cells.size() != header_.size())
-    row.problem = "expected " + std::to_string(header_.size()) + " cells, found " + std::to_string(row.cells.size());
+  row.cells = std::move(line.cells);
   return true;
 }
 

@@ -29,7 +29,9 @@ class CsvReader : public RowReader {
  private:
   using Cells = std::vector<std::string>;
   struct Line {
-    Cells cells{};
+    Cells cells{};           ///< no more than the header has
+    std::size_t count = 0;   ///< of all cells
+    std::size_t size = 0;    ///< in bytes
     std::size_t number = 0;  ///< in the file, where the cells begin
   };
 
@@ -37,6 +39,7 @@ class CsvReader : public RowReader {
   bool takeLine(Line& line);
   void checkHeader() const;
   [[noreturn]] void fail() const;
+  [[noreturn]] void failAt(std::size_t line, const std::string& reason) const;
   void addCell(const char* text, std::size_t length);
   void endRow(int end);
   template <class Step>

@@ -89,7 +89,7 @@ bool InputFile::takeLine(std::string& line) {
     next_ += used;
     consumed_ += used;
     if (isWhole) break;
-    if (line.size() > maximalRowSize) throw UsageError(path_ + ": a line is longer than any record can be");
+    if (line.size() > maximalRowSize) throw UsageError(path_ + ": a line is longer than " + maximalRowSizeText);
   }
   if (!line.empty() && line.back() == '\r') line.pop_back();
   return true;

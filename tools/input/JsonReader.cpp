@@ -27,7 +27,8 @@ class Recording {
 
   char Peek() const { return file_.peek(); }
   char Take() {
-    if (taken_.size() >= maximalRowSize) throw UsageError(file_.path() + ": a row is longer than any record can be");
+    if (taken_.size() >= maximalRowSize)
+      throw UsageError(file_.path() + ": a row is longer than " + maximalRowSizeText);
     taken_ += file_.peek();
     return file_.take();
   }
@@ -44,19 +45,25 @@ class Recording {
   std::uint64_t begin_;
 };
 
-/// Notes the keys of the outermost level and the numbers under them.
+/// Notes the keys of the outermost level and the numbers under them, of no more keys than a row may have.
 class RowHandler : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, RowHandler> {
  public:
   explicit RowHandler(Row& row) : row_(row) {}
 
-  bool isObject() const { return isObject_; }
+  /// What is wrong with the row; empty when nothing is.
+  std::string problem() const {
+    if (!isObject_) return "expected an object";
+    return hasTooManyKeys_ ? "more than " + std::to_string(maximalNames) + " names" : "";
+  }
 
   bool Key(const char* text, rapidjson::SizeType length, bool) {
-    if (depth_ == 1) row_.keys.emplace_back(text, length);
+    if (depth_ != 1) return true;
+    hasTooManyKeys_ = row_.keys.size() == maximalNames;
+    if (!hasTooManyKeys_) row_.keys.emplace_back(text, length);
     return true;
   }
   bool RawNumber(const char* text, rapidjson::SizeType length, bool) {
-    if (depth_ == 1 && isObject_) row_.numbers[row_.keys.back()].assign(text, length);
+    if (depth_ == 1 && isObject_ && !hasTooManyKeys_) row_.numbers[row_.keys.back()].assign(text, length);
     return true;
   }
   bool StartObject() {
@@ -79,6 +86,7 @@ class RowHandler : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, RowHan
   Row& row_;
   int depth_ = 0;
   bool isObject_ = false;
+  bool hasTooManyKeys_ = false;
 };
 
 /// Reads one value into the row; the result tells whether it is JSON.
@@ -87,7 +95,7 @@ rapidjson::ParseResult readValue(Stream& stream, Row& row) {
   RowHandler handler(row);
   rapidjson::Reader reader;
   const rapidjson::ParseResult result = reader.Parse<parseFlags>(stream, handler);
-  if (!result.IsError() && !handler.isObject()) row.problem = "expected an object";
+  if (!result.IsError()) row.problem = handler.problem();
   return result;
 }
 

@@ -11,6 +11,10 @@ namespace database_provider::recordctl {
 
 /// The largest text of one row: ample for a document of 16 MiB in extended JSON.
 constexpr std::size_t maximalRowSize = 64U << 20U;
+constexpr const char* maximalRowSizeText = "64 MiB";
+
+/// The most names that one row, or a header, may have.
+constexpr std::size_t maximalNames = 100'000;
 
 /// One row of a file, not yet taken apart further than its keys.
 struct Row {

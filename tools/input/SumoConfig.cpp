@@ -9,6 +9,7 @@
 #include <pugixml.hpp>
 
 #include "tools/core/Errors.h"
+#include "tools/core/Interrupt.h"
 #include "tools/core/Text.h"
 #include "tools/values/Number.h"
 
@@ -17,6 +18,13 @@ namespace database_provider::recordctl {
 namespace {
 
 namespace fs = std::filesystem;
+
+constexpr const char* ending = ".sumocfg";
+constexpr std::size_t sortedAtOnce = 10'000;
+
+// What is read is held as a tree of some ten times this size.
+constexpr std::uintmax_t largestFile = 16U << 20U;
+constexpr const char* largestFileText = "16 MiB";
 
 /// SUMO takes an option under its names wherever it stands; the groups around it are for readers.
 std::optional<std::string> valueOf(const pugi::xml_node& root, std::initializer_list<const char*> names) {
@@ -80,9 +88,57 @@ std::vector<std::string> pathsOf(const pugi::xml_node& root, std::initializer_li
   return result;
 }
 
+/// Goes through a folder and those below it.
+class Walk {
+ public:
+  explicit Walk(const SumoConfigReceiver& receiver) : receiver_(receiver) {}
+
+  void enter(const fs::path& folder) const {
+    std::error_code error;
+    fs::directory_iterator entries(folder, error);
+    while (!error && entries != fs::directory_iterator()) {
+      for (const Entry& entry : take(entries, error)) visit(entry);
+    }
+    if (error) receiver_.refuse(folder, error.message());
+  }
+
+ private:
+  struct Entry {
+    fs::path path;
+    bool isFolder;
+  };
+
+  /// The next entries that matter, in their order.
+  static std::vector<Entry> take(fs::directory_iterator& entries, std::error_code& error) {
+    std::vector<Entry> result;
+    for (; !error && entries != fs::directory_iterator() && result.size() < sortedAtOnce; entries.increment(error)) {
+      checkInterrupt();
+      std::error_code unknown;
+      const bool isFolder = !entries->is_symlink(unknown) && entries->is_directory(unknown);
+      if (isFolder || entries->path().extension() == ending) result.push_back({entries->path(), isFolder});
+    }
+    std::sort(result.begin(), result.end(), [](const Entry& a, const Entry& b) { return a.path < b.path; });
+    return result;
+  }
+
+  void visit(const Entry& entry) const {
+    checkInterrupt();
+    if (entry.isFolder) return enter(entry.path);
+    std::error_code error;
+    const fs::file_status status = fs::status(entry.path, error);
+    if (error) return receiver_.refuse(entry.path, error.message());
+    if (fs::is_regular_file(status)) receiver_.take(entry.path);
+  }
+
+  const SumoConfigReceiver& receiver_;
+};
+
 }  // namespace
 
 SumoConfig readSumoConfig(const fs::path& file) {
+  std::error_code unknown;
+  const std::uintmax_t size = fs::file_size(file, unknown);
+  if (!unknown && size > largestFile) throw SumoError("", std::string("larger than ") + largestFileText);
   std::ifstream input(file, std::ios::binary);
   if (!input) throw SumoError("", std::strerror(errno));
   pugi::xml_document document;
@@ -105,17 +161,11 @@ SumoConfig readSumoConfig(const fs::path& file) {
   return result;
 }
 
-std::vector<fs::path> findSumoConfigs(const fs::path& folder) {
-  std::vector<fs::path> result;
-  try {
-    for (const auto& entry : fs::recursive_directory_iterator(folder)) {
-      if (entry.path().extension() == ".sumocfg" && entry.is_regular_file()) result.push_back(entry.path());
-    }
-  } catch (const fs::filesystem_error& error) {
-    throw UsageError(folder.string() + ": " + error.code().message());
-  }
-  std::sort(result.begin(), result.end());
-  return result;
+void forEachSumoConfig(const fs::path& folder, const SumoConfigReceiver& receiver) {
+  std::error_code error;
+  const fs::directory_iterator readable(folder, error);
+  if (error) throw UsageError(folder.string() + ": " + error.message());
+  Walk(receiver).enter(folder);
 }
 
 }  // namespace database_provider::recordctl

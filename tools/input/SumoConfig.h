@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -30,10 +31,19 @@ class SumoError : public std::runtime_error {
   std::string option_;
 };
 
-/// Reads a `.sumocfg` file. Paths in it are relative to its folder and come back resolved.
+/// Reads a `.sumocfg` file of at most 16 MiB. Paths in it are relative to its folder and come back resolved.
 SumoConfig readSumoConfig(const std::filesystem::path& file);
 
-/// The `.sumocfg` files under a folder, in the order of their paths.
-std::vector<std::filesystem::path> findSumoConfigs(const std::filesystem::path& folder);
+/// What is found under a folder; each is called with a path as it is met.
+struct SumoConfigReceiver {
+  std::function<void(const std::filesystem::path& file)> take;
+  /// A file or folder that cannot be looked at, and why.
+  std::function<void(const std::filesystem::path& path, const std::string& reason)> refuse;
+};
+
+/// Hands over the `.sumocfg` files under a folder, in the order of their paths; of a folder with more than 10,000 of
+/// them and of folders, each 10,000 are in order, so that memory does not grow with their number. Links to folders are
+/// not followed. Throws `UsageError` when the folder itself cannot be read, and `Interrupted`.
+void forEachSumoConfig(const std::filesystem::path& folder, const SumoConfigReceiver& receiver);
 
 }  // namespace database_provider::recordctl

@@ -7,12 +7,6 @@
 
 namespace database_client::embedded::index {
 
-void Answer::unite(const Answer& other) {
-  sure.unite(other.sure);
-  maybe.unite(other.maybe);
-  maybe.subtract(sure);
-}
-
 void Answer::intersect(const Answer& other) {
   RidSet both = std::move(maybe);
   both.unite(sure);
@@ -71,15 +65,18 @@ std::uint64_t Conjunction::estimate() const {
 
 /// Begins with the part that leaves least; one that costs more than rechecking what is left is left out.
 Answer Conjunction::answer() const {
-  std::vector<const QueryPart*> parts;
-  for (const QueryPartPtr& part : parts_) parts.push_back(part.get());
-  std::sort(parts.begin(), parts.end(),
-            [](const QueryPart* a, const QueryPart* b) { return a->estimate() < b->estimate(); });
-  Answer answer = parts.front()->answer();
+  struct Estimated {
+    std::uint64_t records;
+    const QueryPart* part;
+  };
+  std::vector<Estimated> parts;
+  for (const QueryPartPtr& part : parts_) parts.push_back({part->estimate(), part.get()});
+  std::sort(parts.begin(), parts.end(), [](const Estimated& a, const Estimated& b) { return a.records < b.records; });
+  Answer answer = parts.front().part->answer();
   bool complete = complete_;
   for (std::size_t i = 1; i < parts.size(); ++i) {
-    if (cost::collecting(parts[i]->estimate()) <= cost::reading(answer.count())) {
-      answer.intersect(parts[i]->answer());
+    if (cost::collecting(parts[i].records) <= cost::reading(answer.count())) {
+      answer.intersect(parts[i].part->answer());
     } else {
       complete = false;
     }
@@ -100,7 +97,12 @@ std::uint64_t Disjunction::estimate() const {
 
 Answer Disjunction::answer() const {
   Answer answer;
-  for (const QueryPartPtr& part : parts_) answer.unite(part->answer());
+  for (const QueryPartPtr& part : parts_) {
+    const Answer one = part->answer();
+    answer.sure.unite(one.sure);
+    answer.maybe.unite(one.maybe);
+  }
+  answer.maybe.subtract(answer.sure);
   return answer;
 }
 

@@ -19,7 +19,6 @@ struct Answer {
   RidSet sure;
   RidSet maybe;
 
-  void unite(const Answer& other);
   void intersect(const Answer& other);
   void makeUnsure();
   std::uint64_t count() const { return sure.count() + maybe.count(); }

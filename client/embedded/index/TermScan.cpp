@@ -49,10 +49,12 @@ std::uint64_t TermScan::estimateIn(const Segment& segment, BlockCache& blocks, s
   // The block where the range begins counts half, and so does the one where it ends.
   std::uint64_t twice = 0;
   const auto& all = segment.blocks();
-  for (std::size_t i = 0; i < all.size() && all[i].firstKey < high; ++i) {
+  const auto behind = std::upper_bound(all.begin(), all.end(), low,
+                                       [](std::string_view key, const auto& block) { return key < block.firstKey; });
+  const auto first = static_cast<std::size_t>(behind - all.begin());
+  for (std::size_t i = first == 0 ? 0 : first - 1; i < all.size() && all[i].firstKey < high; ++i) {
     const bool beginsInside = all[i].firstKey >= low;
     const bool endsInside = i + 1 < all.size() && all[i + 1].firstKey <= high;
-    if (i + 1 < all.size() && all[i + 1].firstKey <= low) continue;
     twice += all[i].records * ((beginsInside ? 1U : 0U) + (endsInside ? 1U : 0U));
   }
   return std::max(total, twice / 2);

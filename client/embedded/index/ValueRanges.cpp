@@ -178,57 +178,74 @@ void ValueRanges::addFixed(Comparison comparison, const bson::Value& operand) {
   }
 }
 
-ValueRanges::Part ValueRanges::at(std::string_view value) const {
-  const auto after = std::upper_bound(ranges_.begin(), ranges_.end(), value,
-                                      [](std::string_view v, const Range& range) { return v < range.low; });
-  if (after == ranges_.begin() || value >= std::prev(after)->high) return Part::none;
-  return std::prev(after)->sure ? Part::sure : Part::maybe;
+/// Adds a range behind all others.
+void ValueRanges::append(std::string_view low, std::string_view high, Part part) {
+  if (part == Part::none) return;
+  const bool sure = part == Part::sure;
+  if (!ranges_.empty() && ranges_.back().high == low && ranges_.back().sure == sure) {
+    ranges_.back().high = high;
+  } else {
+    ranges_.push_back({std::string(low), std::string(high), sure});
+  }
 }
 
-/// Both sets are constant between the bounds of either.
-template <class Combine>
-ValueRanges ValueRanges::combine(const ValueRanges& a, const ValueRanges& b, Combine combine) {
-  std::vector<std::string> bounds{begin(ValueClass::missing), end(static_cast<ValueClass>(lastValueClass))};
-  for (const ValueRanges* ranges : {&a, &b}) {
-    for (const Range& range : ranges->ranges_) {
-      bounds.push_back(range.low);
-      bounds.push_back(range.high);
+/// Goes over the bounds of all ranges in their order; between two of them every value meets the same conditions.
+template <class Decide>
+ValueRanges ValueRanges::combine(const std::vector<ValueRanges>& conditions, Decide decide) {
+  struct Bound {
+    std::string_view at;
+    bool sure;
+    bool begins;
+  };
+  std::vector<Bound> bounds;
+  for (const ValueRanges& condition : conditions) {
+    for (const Range& range : condition.ranges_) {
+      bounds.push_back({range.low, range.sure, true});
+      bounds.push_back({range.high, range.sure, false});
     }
   }
-  std::sort(bounds.begin(), bounds.end());
-  bounds.erase(std::unique(bounds.begin(), bounds.end()), bounds.end());
+  std::sort(bounds.begin(), bounds.end(), [](const Bound& a, const Bound& b) { return a.at < b.at; });
+  const std::string first = begin(ValueClass::missing);
+  const std::string last = end(static_cast<ValueClass>(lastValueClass));
   ValueRanges result;
-  for (std::size_t i = 0; i + 1 < bounds.size(); ++i) {
-    const Part part = combine(a.at(bounds[i]), b.at(bounds[i]));
-    if (part == Part::none) continue;
-    const bool sure = part == Part::sure;
-    auto& made = result.ranges_;
-    if (!made.empty() && made.back().high == bounds[i] && made.back().sure == sure) {
-      made.back().high = bounds[i + 1];
-    } else {
-      made.push_back({bounds[i], bounds[i + 1], sure});
+  Met met;
+  auto next = bounds.begin();
+  for (std::string_view from = first; from < last;) {
+    for (; next != bounds.end() && next->at <= from; ++next) {
+      std::size_t& count = next->sure ? met.surely : met.maybe;
+      next->begins ? ++count : --count;
     }
+    const std::string_view to = next == bounds.end() ? std::string_view(last) : next->at;
+    result.append(from, to, decide(met));
+    from = to;
   }
   return result;
 }
 
-ValueRanges ValueRanges::intersectedWith(const ValueRanges& other) const {
-  return combine(*this, other, [](Part a, Part b) { return std::min(a, b); });
+ValueRanges ValueRanges::intersectionOf(const std::vector<ValueRanges>& conditions) {
+  return combine(conditions, [all = conditions.size()](const Met& met) {
+    if (met.surely == all) return Part::sure;
+    return met.surely + met.maybe == all ? Part::maybe : Part::none;
+  });
 }
 
-ValueRanges ValueRanges::unitedWith(const ValueRanges& other) const {
-  return combine(*this, other, [](Part a, Part b) { return std::max(a, b); });
+ValueRanges ValueRanges::unionOf(const std::vector<ValueRanges>& conditions) {
+  return combine(conditions, [](const Met& met) {
+    if (met.surely > 0) return Part::sure;
+    return met.maybe > 0 ? Part::maybe : Part::none;
+  });
 }
 
 ValueRanges ValueRanges::complement() const {
-  return combine(*this, nothing(), [](Part a, Part) {
-    if (a == Part::maybe) return Part::maybe;
-    return a == Part::sure ? Part::none : Part::sure;
+  return combine({*this}, [](const Met& met) {
+    if (met.maybe > 0) return Part::maybe;
+    return met.surely > 0 ? Part::none : Part::sure;
   });
 }
 
 bool ValueRanges::includeMissing() const {
-  return at(begin(ValueClass::missing)) != Part::none;
+  // A missing value comes before all others.
+  return !ranges_.empty() && ranges_.front().low == begin(ValueClass::missing);
 }
 
 bool ValueRanges::mayBeAnything() const {

@@ -28,8 +28,12 @@ class ValueRanges {
   /// Texts, of which somebody else decides, and what has to be looked up.
   static ValueRanges texts();
 
-  ValueRanges intersectedWith(const ValueRanges& other) const;
-  ValueRanges unitedWith(const ValueRanges& other) const;
+  // In time that grows with the number of ranges, and a little.
+
+  /// What meets all of several conditions; everything, without any.
+  static ValueRanges intersectionOf(const std::vector<ValueRanges>& conditions);
+  /// What meets one of several conditions.
+  static ValueRanges unionOf(const std::vector<ValueRanges>& conditions);
   /// What does not meet the condition; what may meet it may also not.
   ValueRanges complement() const;
 
@@ -41,6 +45,11 @@ class ValueRanges {
 
  private:
   enum class Part { none, maybe, sure };
+  /// How many of several conditions a value meets.
+  struct Met {
+    std::size_t surely = 0;
+    std::size_t maybe = 0;
+  };
 
   void add(std::string low, std::string high, bool sure);
   void addClass(ValueClass kind, bool sure);
@@ -48,9 +57,9 @@ class ValueRanges {
   void addTexts(Comparison comparison, std::string_view text);
   void addLongTexts(Comparison comparison, std::string_view text);
   void addFixed(Comparison comparison, const bson::Value& operand);
-  Part at(std::string_view value) const;
-  template <class Combine>
-  static ValueRanges combine(const ValueRanges& a, const ValueRanges& b, Combine combine);
+  void append(std::string_view low, std::string_view high, Part part);
+  template <class Decide>
+  static ValueRanges combine(const std::vector<ValueRanges>& conditions, Decide decide);
 
   std::vector<Range> ranges_;  // ascending, disjoint
 };

@@ -1,5 +1,7 @@
 #include <algorithm>
+#include <map>
 #include <optional>
+#include <utility>
 
 #include "client/bson/Writer.h"
 #include "client/embedded/index/QueryParts.h"
@@ -13,7 +15,8 @@ using bson::Type;
 using bson::Value;
 using Comparison = ValueRanges::Comparison;
 
-constexpr std::size_t mostNames = 1000;  // that are looked up one by one
+constexpr std::size_t mostNames = 1000;      // that are looked up one by one
+constexpr std::size_t mostRanges = 100'000;  // of values under all names together
 
 bool isOperators(const Value& value) {
   if (!value.isDocument() || value.asDocument().empty()) return false;
@@ -59,13 +62,13 @@ bool isTextCondition(const Value& condition) {
 
 /// The values that meet one operator, or a whole condition without one.
 ValueRanges rangesOfIn(const Value& operand, bool& patterns) {
-  ValueRanges ranges;
+  std::vector<ValueRanges> choices;
   for (const bson::Element& one : operand.asDocument()) {
-    patterns = patterns || one.value.type == Type::regex;
-    ranges = ranges.unitedWith(one.value.type == Type::regex ? ValueRanges::texts()
-                                                             : ValueRanges::ofComparison(Comparison::equal, one.value));
+    const bool isPattern = one.value.type == Type::regex;
+    patterns = patterns || isPattern;
+    choices.push_back(isPattern ? ValueRanges::texts() : ValueRanges::ofComparison(Comparison::equal, one.value));
   }
-  return ranges;
+  return ValueRanges::unionOf(choices);
 }
 
 ValueRanges rangesOf(const bson::Element& element, bool& patterns) {
@@ -98,9 +101,9 @@ ValueTest readValueTest(const Value& condition) {
     test.patterns = true;
     test.ranges = ValueRanges::texts();
   } else if (isOperators(condition)) {
-    for (const bson::Element& element : condition.asDocument()) {
-      test.ranges = test.ranges.intersectedWith(rangesOf(element, test.patterns));
-    }
+    std::vector<ValueRanges> all;
+    for (const bson::Element& element : condition.asDocument()) all.push_back(rangesOf(element, test.patterns));
+    test.ranges = ValueRanges::intersectionOf(all);
   } else {
     test.ranges = ValueRanges::ofComparison(Comparison::equal, condition);
   }
@@ -109,23 +112,22 @@ ValueTest readValueTest(const Value& condition) {
 
 /// The conditions that have to hold together, as far as they are read.
 struct Level {
-  /// What the values of items of one name have to be, a condition each.
-  struct Named {
-    std::string path;
-    PathId id;
-    std::string name;
-    std::vector<ValueRanges> values;
+  /// The items of one name under a path.
+  using Items = std::pair<PathId, std::string>;
+  /// What their values have to be, a condition each.
+  struct Values {
+    std::string path{};
+    std::vector<ValueRanges> conditions{};
   };
 
   void add(std::string_view path, PathId id, const std::string& name, ValueRanges value) {
-    for (Named& known : named) {
-      if (known.id == id && known.name == name) return known.values.push_back(std::move(value));
-    }
-    named.push_back({std::string(path), id, name, {std::move(value)}});
+    Values& values = named[{id, name}];
+    values.path = path;
+    values.conditions.push_back(std::move(value));
   }
 
   Conjunction& all;
-  std::vector<Named> named{};
+  std::map<Items, Values> named{};
 };
 
 class Reader {
@@ -136,7 +138,7 @@ class Reader {
     auto all = std::make_unique<Conjunction>();
     Level level{*all};
     readInto(level, query);
-    for (Level::Named& items : level.named) addParts(*all, items);
+    for (auto& [items, values] : level.named) addParts(*all, items, values);
     if (all->empty()) return nullptr;
     return all;
   }
@@ -336,17 +338,14 @@ class Reader {
   }
 
   /// Where no document has two items of the name, one item has to meet all conditions.
-  void addParts(Conjunction& all, Level::Named& items) const {
-    if (items.values.size() > 1 && isUnique(items.id, items.name)) {
-      for (std::size_t i = 1; i < items.values.size(); ++i) {
-        items.values[0] = items.values[0].intersectedWith(items.values[i]);
-      }
-      items.values.resize(1);
-    }
-    for (const ValueRanges& values : items.values) {
-      auto part = std::make_unique<ItemsPart>(scan_, items.path);
-      addItems(*part, items.id, items.name, values);
-      addIrregular(*part, items.id);
+  void addParts(Conjunction& all, const Level::Items& items, Level::Values& values) const {
+    const auto& [id, name] = items;
+    if (values.conditions.size() > 1 && isUnique(id, name))
+      values.conditions = {ValueRanges::intersectionOf(values.conditions)};
+    for (const ValueRanges& condition : values.conditions) {
+      auto part = std::make_unique<ItemsPart>(scan_, values.path);
+      addItems(*part, id, name, condition);
+      addIrregular(*part, id);
       all.add(std::move(part));
     }
   }
@@ -361,7 +360,7 @@ class Reader {
     if (state == ItemPaths::State::absent) return part;
     if (test.patterns) part->setTextFilter(matcherOf("v", value));
     const std::vector<std::string> looked = names ? *names : namesUnder(scan_, id);
-    if (looked.size() > mostNames) return nullptr;
+    if (looked.size() > mostNames || looked.size() * test.ranges.ranges().size() > mostRanges) return nullptr;
     for (const std::string& name : looked) {
       if (named && value.data == nullptr) {
         addNames(*part, id, name, true);

@@ -30,6 +30,14 @@ TEST_F(Text, AShortenedTextEndsInAnEllipsisAndFits) {
   EXPECT_EQ(shortened("Waseca", 0), "");
 }
 
+TEST_F(Text, AnExcerptEndsBetweenCharacters) {
+  EXPECT_EQ(excerpt("short", 5), "short");
+  EXPECT_EQ(excerpt("longer", 5), "longe\u2026");
+  EXPECT_EQ(excerpt("caf\u00E9s", 4), "caf\u2026");
+  EXPECT_EQ(excerpt("caf\u00E9s", 5), "caf\u00E9\u2026");
+  EXPECT_EQ(inQuotes(std::string(1'000'000, 'x')), '"' + std::string(150, 'x') + "\u2026\"");
+}
+
 TEST_F(Text, ControlCharactersNeverReachTheTerminal) {
   EXPECT_EQ(printable("a\x1b[31mb\nc\u202ed"), "a [31mb c d");
 }

@@ -205,6 +205,28 @@ TEST(FilterParser, NestingIsLimited) {
   EXPECT_EQ(parsed(repeated("(a=1) and ", 50) + "b=2").substr(0, 4), "(and");
 }
 
+TEST(FilterParser, ConditionsAreLimited) {
+  EXPECT_EQ(parsed("a=0" + repeated(" or a=1", 999)).substr(0, 3), "(or");
+  EXPECT_EQ(parsed("a=0" + repeated(" or a=1", 1000)), "7003: more than 1000 conditions");
+  EXPECT_EQ(parsed("has a" + repeated(" and a in (1, 2)", 1000)), "15994: more than 1000 conditions");
+}
+
+TEST(FilterParser, ValuesOfAListAreLimited) {
+  EXPECT_EQ(parsed("a in (1" + repeated(",2", 9'999) + ")").substr(0, 7), "a (in 1");
+  EXPECT_EQ(parsed("a in (1" + repeated(",2", 10'000) + ")"), "20006: more than 10000 values in a list");
+}
+
+TEST(FilterParser, OfALongFilterThePlaceIsShown) {
+  const std::string text = "a in (1" + repeated(",2", 10'000) + ")";
+  try {
+    parseFilter(text);
+    FAIL() << "no error";
+  } catch (const FilterError& error) {
+    EXPECT_EQ(error.show(text), "in the filter: more than 10000 values in a list\n  \u2026" + repeated("2,", 50) +
+                                    "2)\n  " + std::string(101, ' ') + "^");
+  }
+}
+
 TEST(FilterParser, AMarkStandsUnderTheColumn) {
   ASSERT_NE(std::setlocale(LC_CTYPE, "C.UTF-8"), nullptr);
   const std::string text = "gr\u00f6\u00dfe\t> and x=1";

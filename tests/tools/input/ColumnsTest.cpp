@@ -37,6 +37,14 @@ TEST(Columns, ABackslashMakesAnOrdinaryCharacter) {
   EXPECT_EQ(columns({"a\\,b,c\\\\d"}, {"e\\:f:long"}, {"xml:h\\:1:g\\,h"}), "[a,b][c\\d][e:f:long][xml:h:1:g,h]");
 }
 
+TEST(Columns, NoMoreThan10000MayBeNamed) {
+  std::string names = "0";
+  for (int i = 1; i < 10'000; ++i) names += ',' + std::to_string(i);
+  EXPECT_EQ(parseColumns({names}, {}, {}).names().size(), 10'000);
+  EXPECT_EQ(columns({names}, {"yield:double"}, {}),
+            "--category, --description and --file name more than 10000 columns");
+}
+
 TEST(Columns, NamesAreNeitherEmptyNorTwice) {
   EXPECT_EQ(columns({"a,,b"}, {}, {}), "--category: a name is empty");
   EXPECT_EQ(columns({"a", "a"}, {}, {}), "--category: \"a\" stands twice");

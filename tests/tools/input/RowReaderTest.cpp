@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <string>
 
 #include "tests/tools/input/TemporaryFile.h"
@@ -47,6 +48,13 @@ std::string jsonl(const std::string& content) {
 }
 std::string csv(const std::string& content) {
   return rowsOf(content, RowFormat::csv);
+}
+
+/// So many names as keys of an object: {"0":0,"1":0}.
+std::string objectOf(std::size_t names) {
+  std::string result = "{";
+  for (std::size_t i = 0; i < names; ++i) result.append(i == 0 ? "\"" : ",\"").append(std::to_string(i)).append("\":0");
+  return result + "}";
 }
 
 }  // namespace
@@ -174,6 +182,48 @@ TEST(CsvReader, AColumnNameThatStandsTwiceIsRefused) {
                             10)),
             "error: the header is not UTF-8")
       << "UTF-16";
+}
+
+TEST(CsvReader, AQuoteThatIsNeverClosedIsToldInTime) {
+  const auto begun = std::chrono::steady_clock::now();
+  EXPECT_EQ(csv("a,b\n1,\"" + std::string(16U << 20U, 'x')), "error:2: not CSV: a quote is not closed");
+  EXPECT_LT(std::chrono::steady_clock::now() - begun, std::chrono::seconds(60)) << "time grows with the square";
+}
+
+TEST(CsvReader, ACellOfMoreThan64MiBEndsTheReading) {
+  EXPECT_EQ(csv("a\n\"" + std::string(65U << 20U, 'x')),
+            "error:2: a cell is longer than 64 MiB; is a quote not closed?");
+}
+
+TEST(CsvReader, CellsBeyondTheHeaderAreCountedAndNotKept) {
+  const TemporaryFile file("a,b\n" + std::string(3'000'000, ',') + "\n1,2\n");
+  const auto reader = openRows(file.path(), RowFormat::csv);
+  Row row;
+  ASSERT_TRUE(reader->next(row));
+  EXPECT_EQ(row.problem, "expected 2 cells, found 3000001");
+  EXPECT_EQ(row.cells.size() + row.keys.size(), 0);
+  ASSERT_TRUE(reader->next(row));
+  EXPECT_EQ(shown(row), R"(2{"a": "1", "b": "2"})");
+}
+
+TEST(CsvReader, ALineOfMoreThan64MiBEndsTheReading) {
+  EXPECT_EQ(csv("a,b\n1,2\n" + std::string(65U << 20U, ',')),
+            "1{\"a\": \"1\", \"b\": \"2\"}\nerror:3: longer than 64 MiB");
+}
+
+TEST(CsvReader, AHeaderOfMoreThan100000NamesIsRefused) {
+  EXPECT_EQ(csv(std::string(100'000, ',')), "error: the header has more than 100000 names");
+  EXPECT_EQ(csv(std::string(99'999, ',')), "error: the header has \"\" twice");
+}
+
+TEST(JsonLinesReader, ARowOfMoreThan100000NamesIsABadRow) {
+  EXPECT_EQ(jsonl(objectOf(100'001) + "\n{\"a\":1}\n"), "1!more than 100000 names\n2{\"a\": 1}\n");
+  EXPECT_EQ(json("[" + objectOf(100'001) + ",{\"a\":1}]"), "1!more than 100000 names\n2{\"a\": 1}\n");
+  EXPECT_EQ(jsonl(objectOf(100'000)).substr(0, 10), "1{\"0\": 0, ");
+}
+
+TEST(JsonLinesReader, ALineOfMoreThan64MiBEndsTheReading) {
+  EXPECT_EQ(jsonl("{}\n{\"a\":\"" + std::string(65U << 20U, 'x') + "\"}"), "1{}\nerror: a line is longer than 64 MiB");
 }
 
 TEST(RowFormat, TheEndingTellsTheFormatUnlessOneIsNamed) {

@@ -1,5 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
 #include <string>
 
 #include "tests/tools/input/TemporaryFile.h"
@@ -33,7 +37,80 @@ std::string read(const std::string& inner) {
   }
 }
 
+namespace fs = std::filesystem;
+
+/// A folder of configurations for the length of a test.
+class SumoFolder : public ::testing::Test {
+ protected:
+  SumoFolder() {
+    std::string name = (fs::temp_directory_path() / "sumo_folder_XXXXXX").string();
+    if (::mkdtemp(name.data()) == nullptr) throw std::runtime_error("no temporary folder");
+    folder_ = name;
+  }
+  ~SumoFolder() override {
+    std::error_code ignored;
+    fs::remove_all(folder_, ignored);
+  }
+
+  fs::path add(const std::string& name) const {
+    const fs::path file = folder_ / name;
+    fs::create_directories(file.parent_path());
+    std::ofstream(file) << "<configuration/>";
+    return file;
+  }
+
+  /// What is found, each on a line, with a reason where it is refused.
+  std::string found() const {
+    std::string result;
+    forEachSumoConfig(folder_,
+                      {[&](const fs::path& file) { result += file.lexically_relative(folder_).string() + "\n"; },
+                       [&](const fs::path& path, const std::string& reason) {
+                         result += path.lexically_relative(folder_).string() + "! " + reason + "\n";
+                       }});
+    return result;
+  }
+
+  fs::path folder_;
+};
+
 }  // namespace
+
+TEST_F(SumoFolder, ConfigurationsComeInTheOrderOfTheirPaths) {
+  for (const char* name : {"b.sumocfg", "a/z.sumocfg", "a.sumocfg", "c/d/e.sumocfg", "c/other.xml"}) add(name);
+  EXPECT_EQ(found(), "a/z.sumocfg\na.sumocfg\nb.sumocfg\nc/d/e.sumocfg\n");
+}
+
+TEST_F(SumoFolder, ALinkThatLeadsNowhereIsRefusedAndTheOthersAreFound) {
+  add("z.sumocfg");
+  fs::create_symlink(folder_ / "self.sumocfg", folder_ / "self.sumocfg");
+  fs::create_symlink("gone", folder_ / "gone.sumocfg");
+  fs::create_directory_symlink(folder_, folder_ / "again");
+  EXPECT_EQ(found(),
+            "gone.sumocfg! No such file or directory\nself.sumocfg! Too many levels of symbolic links\nz.sumocfg\n");
+}
+
+TEST_F(SumoFolder, ALargeFolderIsReadInParts) {
+  constexpr std::size_t files = 25'000;
+  for (std::size_t i = 0; i < files; ++i) add(std::to_string(i) + ".sumocfg");
+  std::size_t count = 0;
+  const auto clear = [&] {
+    if (count++ == 0) fs::remove_all(folder_);
+  };
+  forEachSumoConfig(folder_,
+                    {[&](const fs::path&) { clear(); }, [&](const fs::path&, const std::string&) { clear(); }});
+  EXPECT_LT(count, files) << "all were listed before the first was handed over";
+}
+
+TEST(SumoConfig, AFileOfMoreThan16MiBIsRefused) {
+  const std::string blanks(16U << 20U, ' ');
+  const TemporaryFile file("<configuration>" + blanks + "</configuration>", ".sumocfg");
+  try {
+    readSumoConfig(file.path());
+    FAIL() << "nothing was thrown";
+  } catch (const SumoError& error) {
+    EXPECT_STREQ(error.what(), "larger than 16 MiB");
+  }
+}
 
 TEST(SumoConfig, WhatIsNotGivenIsAbsent) {
   EXPECT_EQ(read(""), "- - - ||");
@@ -72,5 +149,5 @@ TEST(SumoConfig, OtherFilesAreRefused) {
 }
 
 TEST(SumoConfig, AFolderThatIsNotThereIsNamed) {
-  EXPECT_THROW(findSumoConfigs("/nowhere"), UsageError);
+  EXPECT_THROW(forEachSumoConfig("/nowhere", {}), UsageError);
 }
