@@ -90,9 +90,14 @@ ObjectProperties prepared(const ObjectProperties* document) {
 }  // namespace
 
 struct DataBaseClient::Connection {
+  std::shared_ptr<Cancellation> cancellation = std::make_shared<Cancellation>();
   std::unique_ptr<Engine> engine{};
   std::optional<Error> failure{};
 
+  void close() {
+    engine.reset();
+    failure.reset();
+  }
   Engine& open() const {
     if (engine) return *engine;
     if (failure) throw Error(*failure);
@@ -117,12 +122,12 @@ DataBaseClient::~DataBaseClient() = default;
 
 bool DataBaseClient::connect(const std::string& authDatabase, const std::string& host, const int& port,
                              const std::string& user, const std::string& password) {
-  *connection_ = Connection();
+  connection_->close();
   try {
     arguments::checkText("host", host);
     arguments::checkText("authDatabase", authDatabase);
     checkCredentials(user, password);
-    connection_->engine = openEngine({authDatabase, host, port, user, password});
+    connection_->engine = openEngine({authDatabase, host, port, user, password, connection_->cancellation});
   } catch (const Error& error) {
     if (!isRefusal(error)) throw;
     connection_->failure = refusal(error);
@@ -131,7 +136,7 @@ bool DataBaseClient::connect(const std::string& authDatabase, const std::string&
 }
 
 bool DataBaseClient::disconnect() {
-  *connection_ = Connection();
+  connection_->close();
   return true;
 }
 
@@ -224,6 +229,15 @@ void DataBaseClient::aggregate(const std::string& database, const std::string& c
   results.moveTo(documents);
 }
 
+void DataBaseClient::aggregateEach(const std::string& database, const std::string& collection,
+                                   const ObjectProperties& pipeline,
+                                   const std::function<bool(ObjectProperties&)>& receive) {
+  Engine& engine = connection_->openFor(database, collection);
+  arguments::checkDocument("pipeline", pipeline);
+  const auto pass = [&receive](ObjectProperties&& document) { return receive(document); };
+  engine.aggregate({database, collection}, arguments::stagesOf(pipeline), pass);
+}
+
 void DataBaseClient::remove(const std::string& database, const std::string& collection, const ObjectProperties& query) {
   Engine& engine = connection_->openFor(database, collection);
   arguments::checkDocument("query", query);
@@ -312,6 +326,10 @@ void DataBaseClient::backup(const std::string& path) {
   Engine& engine = connection_->open();
   arguments::checkText("path", path);
   engine.backup(path);
+}
+
+void DataBaseClient::setCancellation(std::function<bool()> isWanted) {
+  connection_->cancellation->set(std::move(isWanted));
 }
 
 Transaction::Transaction(DataBaseClient& client) : client_(client) {

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "client/Cancellation.h"
 #include "database_client/DataBaseClient.h"
 
 namespace database_client {
@@ -32,6 +33,7 @@ struct ConnectRequest {
   int port;
   const std::string& user;
   const std::string& password;
+  std::shared_ptr<Cancellation> cancellation = std::make_shared<Cancellation>();
 };
 
 /// A store behind a `DataBaseClient`. The client has checked names, sizes, depth and the form of arguments; an

@@ -2,12 +2,21 @@
 
 #include <utility>
 
+#include "client/bson/utf8.h"
+
 namespace database_client {
+
+namespace {
+
+/// A message may name what somebody else made up, of any length. What tells about it stands before.
+constexpr std::size_t longestMessage = 4000;
+
+}  // namespace
 
 Error::Error(Kind kind, const std::string& message) : Error(kind, message, Details{}) {}
 
 Error::Error(Kind kind, const std::string& message, Details details)
-    : std::runtime_error(message), kind_(kind), details_(std::move(details)) {}
+    : std::runtime_error(bson::excerpt(message, longestMessage)), kind_(kind), details_(std::move(details)) {}
 
 Error::~Error() = default;
 Error::Error(const Error&) = default;
@@ -51,6 +60,8 @@ const char* toString(Error::Kind kind) noexcept {
       return "storage";
     case Error::Kind::server:
       return "server";
+    case Error::Kind::cancelled:
+      return "cancelled";
   }
   return "unknown";
 }

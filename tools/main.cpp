@@ -2,6 +2,8 @@
 #include <clocale>
 #include <cstdlib>
 #include <iostream>
+#include <new>
+#include <stdexcept>
 
 #include "tools/commands/commands.h"
 #include "tools/core/Interrupt.h"
@@ -72,6 +74,7 @@ ExitStatus run(int argc, const char* const* argv) {
   commandLine.root().footer(footer);
   commandLine.run(argc, argv);
   if (!std::cout.flush()) throw UsageError("standard output cannot be written");
+  checkInterrupt();
   return session.status();
 }
 
@@ -86,6 +89,8 @@ ExitStatus runAndTell(int argc, const char* const* argv) {
     return fail(error, ExitStatus::storeRefused);
   } catch (const Error& error) {
     return fail(error, statusOf(error));
+  } catch (const std::bad_alloc&) {
+    return fail(std::runtime_error("there is not enough memory"), ExitStatus::wrongUse);
   } catch (const std::exception& error) {
     return fail(error, ExitStatus::wrongUse);
   }

@@ -53,6 +53,13 @@ std::size_t wellFormedSize(std::string_view text) {
   return i;
 }
 
+std::string excerpt(std::string_view text, std::size_t longest) {
+  if (text.size() <= longest) return std::string(text);
+  std::size_t end = longest;
+  while (end > 0 && isContinuation(byteAt(text, end))) --end;
+  return std::string(text.substr(0, end)).append("\u2026");
+}
+
 std::string printable(std::string_view text) {
   std::string out;
   while (true) {

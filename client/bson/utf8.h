@@ -63,6 +63,9 @@ inline bool isUtf8(std::string_view text) {
   return isAscii(text) || wellFormedSize(text) == text.size();
 }
 
+/// The beginning of a text, cut between characters behind `longest` bytes with an ellipsis where it goes on.
+std::string excerpt(std::string_view text, std::size_t longest);
+
 /// The text with control characters and what is not UTF-8 as \xNN, for messages.
 std::string printable(std::string_view text);
 

@@ -4,6 +4,7 @@
 #include <sqlite3.h>
 #include <unistd.h>
 
+#include <memory>
 #include <string>
 #include <utility>
 
@@ -15,7 +16,11 @@ namespace database_client::embedded {
 
 namespace {
 
-constexpr int everyPage = -1;
+constexpr int pagesAtOnce = 1000;
+
+struct FinishBackup {
+  void operator()(sqlite3_backup* backup) const noexcept { sqlite3_backup_finish(backup); }
+};
 
 /// Removes the file at the end of the scope unless it was finished.
 class Unfinished {
@@ -43,11 +48,15 @@ void syncFolder(const std::string& path) {
 }
 
 void copyPages(sqlite::Connection& from, sqlite::Connection& to) {
-  sqlite3_backup* backup = sqlite3_backup_init(to.handle(), "main", from.handle(), "main");
-  if (backup == nullptr) sqlite::fail(sqlite3_extended_errcode(to.handle()), to.file(), "copy");
-  sqlite3_backup_step(backup, everyPage);
-  const int code = sqlite3_backup_finish(backup);
-  if (code != SQLITE_OK) sqlite::fail(code, to.file(), "copy");
+  const std::unique_ptr<sqlite3_backup, FinishBackup> backup(
+      sqlite3_backup_init(to.handle(), "main", from.handle(), "main"));
+  if (!backup) sqlite::fail(sqlite3_extended_errcode(to.handle()), to.file(), "copy");
+  int code = SQLITE_OK;
+  while (code == SQLITE_OK) {
+    from.cancellation().check();
+    code = sqlite3_backup_step(backup.get(), pagesAtOnce);
+  }
+  if (code != SQLITE_DONE) sqlite::fail(code, to.file(), "copy");
 }
 
 }  // namespace

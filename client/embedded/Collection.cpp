@@ -48,7 +48,10 @@ Collection::Collection(Store& store, std::int64_t number, const std::string& dat
         store.blobs(), number, ItemIndex::Options(),
         [this](std::int64_t after, const std::function<void(std::int64_t, View)>& receive) {
           RowScan rows(*this, after);
-          while (rows.next()) receive(rows.rid(), rows.body());
+          while (rows.next()) {
+            store_.checkIndexing();
+            receive(rows.rid(), rows.body());
+          }
         },
         store.blocks());
   }
@@ -122,7 +125,12 @@ void Collection::remove(std::int64_t rid, View body) {
   store_.connection().statement(sql_.remove).bind(1, rid).run();
 }
 
+void Collection::checkWanted() const {
+  store_.connection().cancellation().check();
+}
+
 long long Collection::count() {
+  const sqlite::Connection::Interruptible interruptible(store_.connection());
   return store_.connection().integer(sql_.count);
 }
 

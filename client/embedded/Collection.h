@@ -52,6 +52,9 @@ class Collection {
   /// Builds the index anew of the documents.
   void rebuildIndex();
 
+  /// Throws Error{cancelled} when the caller wants no result any more. To be called for each of many documents.
+  void checkWanted() const;
+
  private:
   friend class RowById;
   friend class RowReader;

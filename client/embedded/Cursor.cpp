@@ -64,6 +64,7 @@ bool Cursor::next() {
 
 bool Cursor::nextMatch() {
   while (candidates_ && candidates_->next()) {
+    collection_->checkWanted();
     isRead_ = false;
     if (!candidates_->recheck() || matcher_->matches(body())) return true;
   }

@@ -44,6 +44,7 @@ void makeAdministrator(Store& store) {
 
 EmbeddedEngine::EmbeddedEngine(const StoreAddress& address, const ConnectRequest& request)
     : store_(openStore(address, newFile_), isShared(address)), session_(store_) {
+  store_.connection().setCancellation(request.cancellation);
   makeAdministrator(store_);
   newFile_.keep();
   if (request.user.empty()) return;

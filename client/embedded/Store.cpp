@@ -41,6 +41,7 @@ class Store::Blobs : public BlobStore {
             store.connection().prepared("SELECT key FROM blobs WHERE key BETWEEN ?1 AND ?2 ORDER BY key LIMIT 1")) {}
 
   std::string read(std::int64_t key) override {
+    store_.checkIndexing();
     auto found = statement(read_);
     if (!found.bind(1, key).step()) return {};
     const sqlite::Blob bytes = found.blob(0);
@@ -56,6 +57,7 @@ class Store::Blobs : public BlobStore {
     return found.integer(0);
   }
   std::uint64_t version() override { return store_.version(); }
+  void checkWanted() override { store_.checkIndexing(); }
 
  private:
   sqlite::Statement statement(sqlite::Prepared& place) { return store_.connection().statement(place); }
@@ -89,6 +91,11 @@ void Store::requireFileNowAndThen() {
   if (now.tv_sec == askedAt_.tv_sec && now.tv_nsec == askedAt_.tv_nsec) return;
   requireFile();
   askedAt_ = now;
+}
+
+/// An explicit transaction keeps what earlier calls gathered, which must not be left half written.
+void Store::checkIndexing() {
+  if (!explicit_) connection_.cancellation().check();
 }
 
 void Store::requireTransaction() const {

@@ -111,6 +111,8 @@ class Store {
   std::vector<Collection*> collections();
   /// To be told before the index of a collection is changed.
   void touch(Collection& collection);
+  /// Throws Error{cancelled} when the caller wants no result any more, where an index is read or written.
+  void checkIndexing();
   /// Gives free space back to the file system; not inside a transaction.
   void vacuum();
   /// Lets the readers that are open take the rest of their results, and ends what they hold open.

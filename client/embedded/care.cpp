@@ -22,6 +22,7 @@ void report(CheckReport& found, const std::string& problem) {
 }
 
 void checkStructure(sqlite::Connection& connection, CheckReport& found) {
+  const sqlite::Connection::Interruptible interruptible(connection);
   auto rows = connection.statement("PRAGMA integrity_check(20)");
   while (rows.step()) {
     if (rows.text(0) != "ok") report(found, "structure: " + std::string(rows.text(0)));
@@ -46,7 +47,10 @@ std::string problemOf(const RowScan& row) {
 DocumentScan scanOf(Collection& collection) {
   return [&collection](const std::function<void(std::int64_t, View)>& take) {
     RowScan rows(collection);
-    while (rows.next()) take(rows.rid(), rows.body());
+    while (rows.next()) {
+      collection.checkWanted();
+      take(rows.rid(), rows.body());
+    }
   };
 }
 
@@ -56,6 +60,7 @@ void guarded(CheckReport& found, const Part& part) {
   try {
     part();
   } catch (const Error& error) {
+    if (error.kind() == Error::Kind::cancelled) throw;
     report(found, error.what());
   }
 }
@@ -64,6 +69,7 @@ void checkCollection(Collection& collection, CheckReport& found) {
   const std::size_t before = found.problems.size();
   RowScan rows(collection);
   for (; rows.next(); ++found.documents) {
+    collection.checkWanted();
     const std::string problem = problemOf(rows);
     if (problem.empty()) continue;
     report(found, collection.label() + ", record " + std::to_string(rows.rid()) + ": " + problem);

@@ -94,6 +94,7 @@ bool updateAll(Collection* collection, View selector, const Update& change) {
   if (rids.empty()) return false;
   RowReader reader(*collection);
   for (const std::int64_t rid : rids) {
+    collection->checkWanted();
     const std::vector<Byte> stored = copyOf(reader, rid);
     apply(*collection, rid, viewOf(stored), change);
   }
@@ -126,6 +127,7 @@ std::list<BulkFailure> EmbeddedEngine::insertMany(const Namespace& where,
   requireWrite(where, "insert");
   Collection& collection = store_.obtain(where.database, where.collection);
   for (std::size_t i = 0; i < documents.size(); ++i) {
+    collection.checkWanted();
     const View document = DocumentAccess::view(documents[i]);
     requireId(document);
     if (!collection.insert(document)) failures.push_back({i, duplicateKey(collection.label(), document.find("_id"))});
@@ -159,7 +161,10 @@ void EmbeddedEngine::remove(const Namespace& where, const ObjectProperties& quer
   const std::vector<std::int64_t> rids = matchingRids(collection, condition);
   if (!rids.empty()) {
     RowReader reader(*collection);
-    for (const std::int64_t rid : rids) collection->remove(rid, viewOf(copyOf(reader, rid)));
+    for (const std::int64_t rid : rids) {
+      collection->checkWanted();
+      collection->remove(rid, viewOf(copyOf(reader, rid)));
+    }
   }
   writing.commit();
 }

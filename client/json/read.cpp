@@ -24,6 +24,9 @@ using bson::Word;
 /// No document of the largest size takes more than this when `write` spells it.
 constexpr std::size_t longestText = 16 * bson::maximumSize;
 
+/// Of the place of an error a message shows so many bytes.
+constexpr std::size_t longestPath = 200;
+
 /// Takes the events of a JSON parser and appends what they mean to the document, without building a tree.
 ///
 /// Whether an object is a document or stands for one value shows at its first key; the entries of the latter are
@@ -117,7 +120,7 @@ class DocumentReader {
   static bool Double(double) { return false; }
 
   [[noreturn]] void fail(const std::string& reason) const {
-    const std::string where = path();
+    const std::string where = bson::excerpt(path(), longestPath);
     throw Error(Error::Kind::document,
                 "malformed JSON" + (where.empty() ? "" : " under \"" + where + '"') + ": " + reason, {where});
   }

@@ -172,6 +172,20 @@ class DATABASE_CLIENT_EXPORT DataBaseClient {
   /// Writes a consistent copy of the open store to a new file; others may go on writing meanwhile.
   virtual void backup(const std::string& path);
 
+  // Giving up, and results one by one.
+
+  /// Lets the caller give up an operation that is under way. `isWanted` is asked from within every operation, on its
+  /// thread, a few hundred times a second at most; when it returns false (or throws), the operation ends with
+  /// Error{cancelled}, in most cases within a tenth of a second. It must not use the client. A write in the embedded
+  /// store is undone then; one that was sent to a server has an outcome that is not known (`Error::outcomeUnknown`).
+  /// `connect` returns false, and tells why with `failure`. It stays set over `connect` and `disconnect`; an empty
+  /// function, as at the start, wants every result.
+  virtual void setCancellation(std::function<bool()> isWanted);
+  /// As `aggregate`, handing over one document at a time until `receive` returns false; what comes out is not held in
+  /// memory as a whole, as far as the stages allow.
+  virtual void aggregateEach(const std::string& database, const std::string& collection,
+                             const ObjectProperties& pipeline, const std::function<bool(ObjectProperties&)>& receive);
+
  private:
   struct Connection;
   std::unique_ptr<Connection> connection_;

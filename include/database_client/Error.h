@@ -21,6 +21,7 @@ class DATABASE_CLIENT_EXPORT Error : public std::runtime_error {
     unsupported,     ///< the engine does not know this operator or operation
     storage,         ///< the embedded store's file cannot be read or written
     server,          ///< any other refusal by the store; see code()
+    cancelled,       ///< the caller wanted the result no more; see DataBaseClient::setCancellation
   };
 
   /// Details beyond kind and message; all optional.

@@ -155,6 +155,17 @@ TEST_P(StoreContract, FindEachStopsWhenToldTo) {
   EXPECT_EQ(seen, 2);
 }
 
+TEST_P(StoreContract, AggregateEachStopsWhenToldTo) {
+  given({"{'_id':1,'n':1}", "{'_id':2,'n':1}", "{'_id':3,'n':2}"});
+  const auto counts = document("{'pipeline':[{'$group':{'_id':'$n','count':{'$sum':1}}},{'$sort':{'_id':1}}]}");
+  std::string seen;
+  client.aggregateEach("experiment", "contract", counts, [&](ObjectProperties& group) {
+    seen += text(group);
+    return false;
+  });
+  EXPECT_EQ(seen, "{'_id':1,'count':2}");
+}
+
 TEST_P(StoreContract, FindEachPassesOnWhatItsReceiverThrows) {
   given({"{'_id':1}", "{'_id':2}"});
   EXPECT_THROW(client.findEach("experiment", "contract", ObjectProperties{}, ObjectProperties{}, 0, 0,

@@ -4,6 +4,7 @@
 
 #include "tools/commands/commands.h"
 #include "tools/commands/options.h"
+#include "tools/core/Interrupt.h"
 #include "tools/core/Terminal.h"
 #include "tools/core/Text.h"
 
@@ -82,6 +83,19 @@ void tell(const Session& session, const RemoveOptions& options, long long count)
   }
 }
 
+/// Removes what was counted; a request to stop is answered with what became of it.
+void removeSelected(const DatabaseProviderInterface& provider, const DatabaseFilter& filter) {
+  try {
+    provider.remove(filter);
+  } catch (const database_client::Error& error) {
+    if (wasInterrupted())
+      std::cerr << "recordctl: "
+                << (error.outcomeUnknown() ? "how many records were removed is not known" : "nothing was removed")
+                << '\n';
+    throw;
+  }
+}
+
 void remove(Session& session, const RemoveOptions& options) {
   const std::set<std::string> ids = distinct(options.ids);
   const DatabaseFilter filter = filterOf(options, ids);
@@ -99,7 +113,8 @@ void remove(Session& session, const RemoveOptions& options) {
     std::cerr << "recordctl: nothing was removed\n";
     return tell(session, options, 0);
   }
-  provider->remove(filter);
+  removeSelected(*provider, filter);
+  client.setCancellation({});  // what was done is told, whatever comes now
   tell(session, options, count - client.count(place.database, place.collection, query));
   tellMissing(session, ids, count);
 }

@@ -2,8 +2,10 @@
 
 #include <poll.h>
 
+#include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstddef>
 
 #include "tools/core/Errors.h"
 
@@ -11,23 +13,31 @@ namespace database_provider::recordctl {
 
 namespace {
 
-volatile std::sig_atomic_t requested = 0;
+constexpr std::array<int, 2> signals = {SIGINT, SIGTERM};
 
+volatile std::sig_atomic_t requested = 0;
+volatile std::sig_atomic_t isWatched[signals.size()] = {};
+
+/// The next of either signal ends the process; what is ignored stays so.
 extern "C" void remember(int) {
   requested = 1;
+  for (std::size_t i = 0; i < signals.size(); ++i) {
+    if (isWatched[i] != 0) std::signal(signals[i], SIG_DFL);
+  }
 }
 
 }  // namespace
 
 void watchForInterrupts() {
   struct sigaction action {};
-  action.sa_handler = remember;
-  action.sa_flags = static_cast<int>(SA_RESETHAND);  // without SA_RESTART, so that a read of a prompt or a pipe returns
+  action.sa_handler = remember;  // without SA_RESTART, so that a read of a prompt or a pipe returns
   sigemptyset(&action.sa_mask);
-  for (const int signal : {SIGINT, SIGTERM}) {
+  for (std::size_t i = 0; i < signals.size(); ++i) {
     struct sigaction before {};
-    sigaction(signal, nullptr, &before);
-    if (before.sa_handler != SIG_IGN) sigaction(signal, &action, nullptr);
+    sigaction(signals[i], nullptr, &before);
+    if (before.sa_handler == SIG_IGN) continue;
+    isWatched[i] = 1;
+    sigaction(signals[i], &action, nullptr);
   }
 }
 
@@ -44,7 +54,7 @@ void awaitInput(int descriptor) {
   sigset_t watched;
   sigset_t before;
   sigemptyset(&watched);
-  for (const int signal : {SIGINT, SIGTERM}) sigaddset(&watched, signal);
+  for (const int signal : signals) sigaddset(&watched, signal);
   sigprocmask(SIG_BLOCK, &watched, &before);
   pollfd input{descriptor, POLLIN, 0};
   while (!wasInterrupted() && ppoll(&input, 1, nullptr, &before) < 0 && errno == EINTR) continue;

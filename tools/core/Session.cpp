@@ -5,6 +5,7 @@
 #include <fstream>
 #include <iostream>
 
+#include "tools/core/Interrupt.h"
 #include "tools/core/Terminal.h"
 #include "tools/core/Text.h"
 #include "tools/values/Number.h"
@@ -97,6 +98,7 @@ std::unique_ptr<DataBaseClient> connectTo(const std::string& store, const std::s
                                           const std::string& password, Access access) {
   const StoreAddress address = StoreAddress::parse(store, access);
   auto client = std::make_unique<DataBaseClient>();
+  client->setCancellation([] { return !wasInterrupted(); });
   if (!client->connect(authDatabaseOf(user), address.host, address.port, user, password))
     throw StoreError(client->failure());
   return client;

@@ -49,7 +49,8 @@ class StoreError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// Connects, or throws `StoreError` with the reason.
+/// Connects, or throws `StoreError` with the reason. What the client does ends with Error{cancelled} once there was a
+/// request to stop.
 std::unique_ptr<DataBaseClient> connectTo(const std::string& store, const std::string& user,
                                           const std::string& password, Access access);
 

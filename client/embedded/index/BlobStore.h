@@ -27,6 +27,8 @@ class BlobStore {
   /// A number that changes whenever somebody else may have changed the blobs (another process, another connection, a
   /// transaction rolled back).
   virtual std::uint64_t version() = 0;
+  /// Throws Error{cancelled} when nobody wants the result any more. To be called for each of many terms.
+  virtual void checkWanted() {}
 };
 
 }  // namespace database_client::embedded

@@ -162,6 +162,7 @@ class Counting {
   bool countTerms(const index::KeyRange& range, Take take) const {
     bool known = true;
     scan_.eachGroup(range.low, range.high, [&](std::string_view key, const std::vector<index::TermIterator*>& parts) {
+      scan_.checkWanted();
       std::int64_t count = 0;
       for (const index::TermIterator* part : parts) {
         known = known && (!selected_ || part->term().counts.extra == 0);

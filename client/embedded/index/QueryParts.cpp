@@ -51,6 +51,7 @@ Answer ItemsPart::answer() const {
 void ItemsPart::collectTexts(const KeyRange& range, Answer& answer) const {
   TextProbe probe;
   scan_.eachTerm(range.low, range.high, [&](std::string_view key, auto&& eachRun) {
+    scan_.checkWanted();
     const ParsedKey parsed = parseKey(key);
     if (parsed.valueClass == ValueClass::string && !probe.accepts(*textFilter_, "v", parsed.payload)) return;
     eachRun([&](Run run) { answer.sure.addRange(run.first, run.length); });

@@ -70,6 +70,9 @@ class BlockCache {
 
   BlockCache(BlobStore& store, std::size_t capacity) : store_(store), capacity_(capacity) {}
 
+  /// As that of the store.
+  void checkWanted() { store_.checkWanted(); }
+
   /// The content of a block. What is read only once, in a merge, is not kept.
   Content get(const Segment& segment, std::uint64_t number, bool keep);
   /// Drops the blocks with keys from `first` to `last`.

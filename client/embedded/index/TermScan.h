@@ -19,6 +19,9 @@ class TermScan {
  public:
   explicit TermScan(ItemIndex& index);
 
+  /// Throws Error{cancelled} when nobody wants the result any more; for whoever does much with each of many terms.
+  void checkWanted() const { blocks_.checkWanted(); }
+
   /// Gives each part of each term from `low` to below `high`, in no particular order: good for adding up.
   template <class Receive>
   void eachPart(std::string_view low, std::string_view high, Receive receive) const {

@@ -332,6 +332,7 @@ class Reader {
     std::vector<std::string> names;
     TextProbe probe;
     for (std::string& name : namesUnder(scan_, path)) {
+      scan_.checkWanted();
       if (probe.accepts(*matcher, "n", name)) names.push_back(std::move(name));
     }
     return names;

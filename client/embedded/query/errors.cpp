@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "client/bson/utf8.h"
+
 namespace database_client::embedded {
 namespace {
 
@@ -95,7 +97,8 @@ const char* kindOf(const bson::Value& value) {
 }
 
 std::string quoted(std::string_view key) {
-  return '"' + std::string(key) + '"';
+  constexpr std::size_t longest = 200;
+  return '"' + bson::excerpt(key, longest) + '"';
 }
 
 void checkLimits(bson::View document) {

@@ -45,7 +45,7 @@ auto parseUnder(std::string_view key, Parse parse) {
 
 /// The kind of a value in the words of error messages.
 const char* kindOf(const bson::Value& value);
-/// A key in quotes.
+/// A key in quotes, a long one cut.
 std::string quoted(std::string_view key);
 
 /// Throws Error{document} for a document that no store would take: above 16 MiB or 100 levels.

@@ -25,11 +25,23 @@ void require(int code, const std::string& file, const char* doing) {
 
 }  // namespace
 
+Connection::Interruptible::Interruptible(Connection& connection) : connection_(connection) {
+  constexpr int instructions = 200;  // a few rows, of which one may be 16 MiB
+  const auto ask = [](void* cancellation) { return static_cast<Cancellation*>(cancellation)->isWanted() ? 0 : 1; };
+  sqlite3_progress_handler(connection_.database_, instructions, ask, connection_.cancellation_.get());
+}
+
+Connection::Interruptible::~Interruptible() {
+  sqlite3_progress_handler(connection_.database_, 0, nullptr, nullptr);
+}
+
 /// Waits for a lock that another holds. The steps are short and uneven, so that every one of several waiting writers
 /// gets its turn; SQLite's own steps grow to a tenth of a second, and one that writes without pause would always win.
 class Connection::Patience {
  public:
   explicit Patience(int milliseconds) : limit_(milliseconds) {}
+
+  void setCancellation(std::shared_ptr<Cancellation> cancellation) { cancellation_ = std::move(cancellation); }
 
   static int wait(void* patience, int attempt) { return static_cast<Patience*>(patience)->waitOnce(attempt) ? 1 : 0; }
 
@@ -39,7 +51,7 @@ class Connection::Patience {
   bool waitOnce(int attempt) {
     const auto now = Clock::now();
     if (attempt == 0) begun_ = now;
-    if (now - begun_ >= limit_) return false;
+    if (now - begun_ >= limit_ || (cancellation_ && !cancellation_->isWanted())) return false;
     std::uint8_t uneven = 0;
     sqlite3_randomness(sizeof uneven, &uneven);
     const std::chrono::microseconds step((attempt < 1000 ? 100 : 1000) + 4 * uneven);
@@ -49,6 +61,7 @@ class Connection::Patience {
 
   std::chrono::milliseconds limit_;
   Clock::time_point begun_{};
+  std::shared_ptr<Cancellation> cancellation_{};
 };
 
 Connection::Connection(sqlite3* database, std::string file) : database_(database), file_(std::move(file)) {}
@@ -56,6 +69,7 @@ Connection::Connection(sqlite3* database, std::string file) : database_(database
 Connection::Connection(Connection&& other) noexcept
     : database_(std::exchange(other.database_, nullptr)),
       file_(std::move(other.file_)),
+      cancellation_(std::move(other.cancellation_)),
       patience_(std::move(other.patience_)),
       prepared_(std::move(other.prepared_)),
       idleCount_(std::exchange(other.idleCount_, 0)) {}
@@ -97,6 +111,20 @@ void Connection::harden() {
   // NOLINTEND(cppcoreguidelines-pro-type-vararg)
   sqlite3_limit(database_, SQLITE_LIMIT_ATTACHED, 0);
   sqlite3_limit(database_, SQLITE_LIMIT_LENGTH, longestValue);
+}
+
+void Connection::setCancellation(std::shared_ptr<Cancellation> cancellation) {
+  cancellation_ = std::move(cancellation);
+  if (patience_) patience_->setCancellation(cancellation_);
+}
+
+/// What was given up while it waited or ran is told as that, whatever SQLite makes of it.
+void Connection::refuse(int code, const char* doing) const {
+  constexpr int primaryCodeMask = 0xFF;
+  const int primary = code & primaryCodeMask;
+  if (primary == SQLITE_INTERRUPT) Cancellation::refuse();
+  if (primary == SQLITE_BUSY) cancellation_->check();
+  fail(code, file_, doing);
 }
 
 bool Connection::waitForLock(int attempt) {
@@ -144,7 +172,7 @@ void Connection::execute(const std::string& sql) {
   int code = SQLITE_ROW;
   while (code == SQLITE_ROW) code = sqlite3_step(statement);
   sqlite3_finalize(statement);
-  if (code != SQLITE_DONE) fail(code, file_, "write");
+  if (code != SQLITE_DONE) refuse(code, "write");
 }
 
 std::int64_t Connection::integer(Prepared& place) {
@@ -169,6 +197,7 @@ void Connection::vacuum() {
   // SQLite attaches a file of its own meanwhile.
   sqlite3_limit(database_, SQLITE_LIMIT_ATTACHED, 1);
   try {
+    const Interruptible interruptible(*this);
     execute("VACUUM");
   } catch (...) {
     sqlite3_limit(database_, SQLITE_LIMIT_ATTACHED, 0);

@@ -7,6 +7,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "client/Cancellation.h"
 #include "client/embedded/sqlite/Statement.h"
 
 struct sqlite3;
@@ -60,6 +61,24 @@ class Connection {
   /// Drops the statements that were kept and are not on loan.
   void forgetStatements();
 
+  /// Whether what runs on the connection is still wanted; asked while it waits for a lock, and by whoever passes over
+  /// many rows.
+  void setCancellation(std::shared_ptr<Cancellation> cancellation);
+  Cancellation& cancellation() const { return *cancellation_; }
+
+  /// Asks in the middle of a statement too, for a scope. For statements that do much for one row; not for those that
+  /// write inside a transaction, all of which SQLite undoes when it is interrupted.
+  class Interruptible {
+   public:
+    explicit Interruptible(Connection& connection);
+    Interruptible(const Interruptible&) = delete;
+    Interruptible& operator=(const Interruptible&) = delete;
+    ~Interruptible();
+
+   private:
+    Connection& connection_;
+  };
+
   /// Waits a moment for a lock that another holds, where SQLite does not wait by itself; false when the time allowed
   /// since attempt 0 is over.
   bool waitForLock(int attempt);
@@ -110,9 +129,11 @@ class Connection {
   sqlite3_stmt* prepare(const std::string& sql, unsigned flags);
   void giveBack(Prepared& place, sqlite3_stmt* statement) noexcept;
   sqlite3_file* rawFile() const;
+  [[noreturn]] void refuse(int code, const char* doing) const;
 
   sqlite3* database_;
   std::string file_;
+  std::shared_ptr<Cancellation> cancellation_ = std::make_shared<Cancellation>();
   std::unique_ptr<Patience> patience_{};
   std::unordered_map<std::string, Prepared> prepared_;
   std::size_t idleCount_ = 0;

@@ -50,7 +50,7 @@ bool Statement::step() {
   const bool isReading = sqlite3_stmt_readonly(statement_) != 0 && sqlite3_column_count(statement_) > 0;
   const bool isFull = (code & 0xFF) == SQLITE_FULL;
   sqlite3_reset(statement_);
-  fail(code, connection_->file(), isReading && !isFull ? "read" : "write");
+  connection_->refuse(code, isReading && !isFull ? "read" : "write");
 }
 
 void Statement::run() {

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstring>
 #include <fstream>
 #include <iterator>
@@ -41,7 +42,7 @@ bool namesAnother(const std::string& argument) {
   return argument == "--store" || argument == "--from-user";
 }
 
-Outcome finish(pid_t process) {
+Outcome waitFor(pid_t process) {
   int waited = 0;
   rusage usage{};
   while (::wait4(process, &waited, 0, &usage) < 0) {
@@ -89,7 +90,7 @@ std::vector<std::string> Recordctl::environmentOfRun() const {
   return result;
 }
 
-Outcome Recordctl::run(const std::vector<std::string>& arguments, const std::string& input) const {
+pid_t Recordctl::start(const std::vector<std::string>& arguments, const std::string& input) const {
   file("stdin", input);
   std::vector<std::string> command = commandWith(arguments);
   std::vector<std::string> variables = environmentOfRun();
@@ -105,13 +106,22 @@ Outcome Recordctl::run(const std::vector<std::string>& arguments, const std::str
     redirect(STDOUT_FILENO, out, O_WRONLY | O_CREAT | O_TRUNC);
     redirect(STDERR_FILENO, err, O_WRONLY | O_CREAT | O_TRUNC);
     for (const int stream : closed) ::close(stream);
+    for (const int signal : ignored) std::signal(signal, SIG_IGN);
     ::execve(argv[0], argv.data(), envp.data());
     ::_exit(127);
   }
-  Outcome outcome = finish(process);
-  outcome.out = read(out);
-  outcome.err = read(err);
+  return process;
+}
+
+Outcome Recordctl::finish(pid_t process) const {
+  Outcome outcome = waitFor(process);
+  outcome.out = read(path("stdout"));
+  outcome.err = read(path("stderr"));
   return outcome;
+}
+
+Outcome Recordctl::run(const std::vector<std::string>& arguments, const std::string& input) const {
+  return finish(start(arguments, input));
 }
 
 std::unique_ptr<database_test::Terminal> Recordctl::onTerminal(const std::vector<std::string>& arguments,

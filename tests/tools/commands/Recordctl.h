@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/types.h>
+
 #include <filesystem>
 #include <map>
 #include <memory>
@@ -28,6 +30,9 @@ class Recordctl : public ::testing::Test {
   Recordctl();
 
   Outcome run(const std::vector<std::string>& arguments, const std::string& input = "") const;
+  /// Starts a run that goes on by itself; `finish` waits for its end.
+  pid_t start(const std::vector<std::string>& arguments, const std::string& input = "") const;
+  Outcome finish(pid_t process) const;
   /// Runs what must succeed, and gives what it wrote.
   std::string output(const std::vector<std::string>& arguments, const std::string& input = "") const;
   /// Starts the command on a terminal.
@@ -44,7 +49,8 @@ class Recordctl : public ::testing::Test {
   std::map<std::string, std::string> environment{};
   /// The options of whoever asks. Commands that name a store or somebody else themselves are run without.
   std::vector<std::string> login{};
-  std::set<int> closed{};  ///< the standard streams that a run does not have
+  std::set<int> closed{};   ///< the standard streams that a run does not have
+  std::set<int> ignored{};  ///< the signals that a run is started with as ignored
 
  private:
   std::vector<std::string> commandWith(const std::vector<std::string>& arguments) const;
