@@ -40,14 +40,28 @@ bool FilesInfo::addFileInfo_helper(const ObjectType& type, const std::string& ho
   return true;
 }
 
-std::string FilesInfo::createFileId() const {
-  // Ids need to be unique within their record only, which the search below sees to; nothing here is a secret.
+/// Makes so many numbers known.
+void FilesInfo::draw(std::size_t count) const {
+  // Ids need to be unique within their record only, which `createFileId` sees to; nothing here is a secret.
   // NOLINTBEGIN(cert-msc30-c, cert-msc32-c, cert-msc50-cpp, cert-msc51-cpp, concurrency-mt-unsafe)
-  std::srand(static_cast<unsigned>(std::time(nullptr)));
-  std::string id = std::to_string(std::rand());
-  while (contains(id)) id = std::to_string(std::rand());
+  std::srand(static_cast<unsigned>(numbers_.second));
+  for (std::size_t i = 0; i < numbers_.drawn.size(); ++i) static_cast<void>(std::rand());
+  while (numbers_.drawn.size() < count) numbers_.drawn.push_back(std::rand());
   // NOLINTEND(cert-msc30-c, cert-msc32-c, cert-msc50-cpp, cert-msc51-cpp, concurrency-mt-unsafe)
-  return id;
+}
+
+/// The first number that no file has. Those that were found taken within this second are passed over, so that thousands
+/// of files take time in proportion.
+std::string FilesInfo::createFileId() const {
+  const std::time_t now = std::time(nullptr);
+  std::srand(static_cast<unsigned>(now));  // NOLINT(cert-msc32-c, cert-msc51-cpp): as above
+  const bool isKnown = numbers_.second == now && numbers_.taken > 0;
+  if (!isKnown || !contains(std::to_string(numbers_.drawn[numbers_.taken - 1]))) numbers_ = {now, {}, 0};
+  for (;; ++numbers_.taken) {
+    if (numbers_.taken == numbers_.drawn.size()) draw(2 * numbers_.taken + 1);
+    std::string id = std::to_string(numbers_.drawn[numbers_.taken]);
+    if (!contains(id)) return id;
+  }
 }
 
 FilesInfo::File FilesInfo::file(const std::string& fileId) const {
@@ -76,10 +90,12 @@ void FilesInfo::enumFilesIds(const ObjectType& type, std::list<std::string>& ids
 }
 
 void FilesInfo::removeFileInfo(const std::string& fileId) {
+  numbers_ = {};
   removeItem(fileId);
 }
 
 void FilesInfo::removeAllFilesInfo() {
+  numbers_ = {};
   removeAll();
 }
 

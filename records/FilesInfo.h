@@ -1,7 +1,9 @@
 #pragma once
 
+#include <ctime>
 #include <list>
 #include <string>
+#include <vector>
 
 #include "records/ItemsView.h"
 
@@ -31,10 +33,20 @@ class DATABASE_PROVIDER_EXPORT FilesInfo : public ItemsView {
  private:
   struct File;
 
+  /// What the generator gives when it is seeded with a second, and how many of these numbers the files have.
+  struct Numbers {
+    std::time_t second = -1;
+    std::vector<int> drawn{};
+    std::size_t taken = 0;
+  };
+
+  void draw(std::size_t count) const;
   File file(const std::string& fileId) const;
   void setFile(const std::string& fileId, const File& file) const;
   void loadItem(const ObjectProperties& item) const override;
   bool isAsWritten(Reader fields) const override;
+
+  mutable Numbers numbers_{};
 };
 
 }  // namespace database_provider

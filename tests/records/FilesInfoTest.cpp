@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <ctime>
 #include <set>
@@ -76,6 +77,36 @@ TEST_F(Files, HaveIdsFromThePlatformsGeneratorSeededWithTheSecond) {
   EXPECT_EQ(first, std::to_string(std::rand()));
   EXPECT_EQ(next, std::to_string(std::rand())) << "the seed is the same, so the first number is taken";
   // NOLINTEND(cert-msc50-cpp)
+}
+
+TEST_F(Files, AThirdOfAMillionTakesTimeInProportion) {
+  constexpr int many = 300'000;
+  const auto begun = std::chrono::steady_clock::now();
+  FilesInfo files;
+  std::set<std::string> ids;
+  std::string id;
+  for (int i = 0; i < many; ++i) {
+    files.addFileInfo(ObjectType::xmlObject, "h", "p", id);
+    ids.insert(id);
+  }
+  EXPECT_EQ(ids.size(), many);
+  EXPECT_LT(std::chrono::steady_clock::now() - begun, std::chrono::seconds(100)) << "time grows with the square";
+}
+
+TEST_F(Files, AnIdThatWasRemovedIsMadeAgainInTheSameSecond) {
+  std::time_t second = 0;
+  std::string first;
+  std::string again;
+  do {  // again when a second has passed in between
+    FilesInfo files;
+    std::string ignored;
+    second = std::time(nullptr);
+    files.addFileInfo(ObjectType::xmlObject, "h", "p", first);
+    files.addFileInfo(ObjectType::xmlObject, "h", "p", ignored);
+    files.removeFileInfo(first);
+    files.addFileInfo(ObjectType::xmlObject, "h", "p", again);
+  } while (second != std::time(nullptr));
+  EXPECT_EQ(again, first);
 }
 
 TEST_F(Files, AddedToTwoRecordsInTheSameSecondHaveTheSameId) {
