@@ -1,13 +1,12 @@
 #include <algorithm>
 #include <iostream>
-#include <list>
-#include <map>
 #include <memory>
 #include <utility>
 #include <vector>
 
 #include "tools/commands/commands.h"
 #include "tools/commands/options.h"
+#include "tools/core/Interrupt.h"
 #include "tools/core/Table.h"
 #include "tools/core/Text.h"
 
@@ -19,18 +18,41 @@ using Facet = std::pair<std::string, long long>;
 
 struct FacetOptions {
   std::string name{};
+  int limit = 0;
   SelectionOptions selection{};
 };
 
-/// The name as a pattern that fits only itself.
-std::string escaped(const std::string& name) {
-  std::string result;
-  for (const char c : name) {
-    if (std::string_view("\\^$.|?*+()[]{}").find(c) != std::string_view::npos) result += '\\';
-    result += c;
-  }
-  return result;
+/// Whether a facet stands before another: the one with more records, of the same number the lesser value.
+bool isWider(const Facet& left, const Facet& right) {
+  return left.second != right.second ? left.second > right.second : left.first < right.first;
 }
+
+/// The widest facets of all that are added; no more than these are held.
+class WidestFacets {
+ public:
+  /// A limit of 0 keeps all.
+  explicit WidestFacets(std::size_t limit) : limit_(limit) {}
+
+  void add(Facet facet) {
+    if (limit_ != 0 && facets_.size() == limit_) {
+      if (!isWider(facet, facets_.front())) return;
+      std::pop_heap(facets_.begin(), facets_.end(), isWider);
+      facets_.back() = std::move(facet);
+    } else {
+      facets_.push_back(std::move(facet));
+    }
+    if (limit_ != 0) std::push_heap(facets_.begin(), facets_.end(), isWider);
+  }
+
+  std::vector<Facet> take() && {
+    std::sort(facets_.begin(), facets_.end(), isWider);
+    return std::move(facets_);
+  }
+
+ private:
+  std::size_t limit_;
+  std::vector<Facet> facets_{};  ///< under a limit a heap with the narrowest in front
+};
 
 ObjectProperties projection(const char* path) {
   ObjectProperties result;
@@ -61,15 +83,14 @@ ObjectProperties countByValue() {
   return result;
 }
 
-/// The provider counts over all records only, so a selection takes a pipeline of its own.
 ObjectProperties pipelineOf(const FacetOptions& options, const Selection& selection) {
-  const std::vector<std::pair<const char*, ObjectProperties>> stages = {
-      {"$match", selection.filter.toObjectProeprties()},
-      {"$project", projection("recordInfo.category")},
-      {"$unwind", {}},
-      {"$project", itemFields()},
-      {"$match", nameMatch(options.name)},
-      {"$group", countByValue()}};
+  std::vector<std::pair<const char*, ObjectProperties>> stages = {{"$project", projection("recordInfo.category")},
+                                                                  {"$unwind", {}},
+                                                                  {"$project", itemFields()},
+                                                                  {"$match", nameMatch(options.name)},
+                                                                  {"$group", countByValue()}};
+  ObjectProperties selected = selection.filter.toObjectProeprties();
+  if (!selected.isEmpty()) stages.insert(stages.begin(), {"$match", std::move(selected)});
   ObjectProperties result;
   result.beginArray("pipeline");
   for (std::size_t i = 0; i < stages.size(); ++i) {
@@ -83,23 +104,17 @@ ObjectProperties pipelineOf(const FacetOptions& options, const Selection& select
   return result;
 }
 
-std::vector<Facet> countSelected(Session& session, const FacetOptions& options, const Selection& selection) {
+std::vector<Facet> countFacets(Session& session, const FacetOptions& options) {
+  const Selection selection = options.selection.selection();
   const RecordPlace place = placeOf(options.selection.kind.kind());
-  std::list<ObjectProperties*> found;
-  session.store(Access::existing).aggregate(place.database, place.collection, pipelineOf(options, selection), found);
-  std::vector<Facet> result;
-  for (ObjectProperties* pointer : found) {
-    const std::unique_ptr<ObjectProperties> document(pointer);
-    result.emplace_back(document->valueAsString("_id", ""), document->valueAsInt64("count", 0));
-  }
-  return result;
-}
-
-std::vector<Facet> countAll(Session& session, const FacetOptions& options) {
-  std::map<std::string, int> counts;
-  session.provider(options.selection.kind.kind(), Access::existing)
-      ->categoriesStatistics(escaped(options.name), counts);
-  return {counts.begin(), counts.end()};
+  WidestFacets widest(static_cast<std::size_t>(options.limit));
+  session.store(Access::existing)
+      .aggregateEach(place.database, place.collection, pipelineOf(options, selection), [&](ObjectProperties& group) {
+        checkInterrupt();
+        widest.add({group.valueAsString("_id", ""), group.valueAsInt64("count", 0)});
+        return true;
+      });
+  return std::move(widest).take();
 }
 
 ObjectProperties toJson(const Facet& facet) {
@@ -138,12 +153,7 @@ void writeBars(const std::vector<Facet>& facets) {
 }
 
 void showFacets(Session& session, const FacetOptions& options) {
-  const Selection selection = options.selection.selection();
-  auto facets =
-      options.selection.where.empty() ? countAll(session, options) : countSelected(session, options, selection);
-  std::sort(facets.begin(), facets.end(), [](const Facet& left, const Facet& right) {
-    return left.second != right.second ? left.second > right.second : left.first < right.first;
-  });
+  const std::vector<Facet> facets = countFacets(session, options);
   if (!session.json()) return writeBars(facets);
   for (const Facet& facet : facets) writeJson(toJson(facet));
 }
@@ -155,6 +165,7 @@ void addFacets(const Command& commands, Session& session) {
   const Command command = commands.add("facets", "How many records have each value of a category");
   command.argument("NAME", options->name, "the category, in either case");
   options->selection.addTo(command);
+  command.count("--limit", options->limit, "only so many values, the widest; 0, the default, for all");
   command.run([&session, options] { showFacets(session, *options); });
 }
 

@@ -76,6 +76,13 @@ void NameColumns::addNamesOf(const DatabaseRecordInterface& record) {
   }
 }
 
+void NameColumns::addUsed(Field field, const std::string& name) {
+  if (!has(field, name)) return add(field, name);
+  for (Column& column : columns_) {
+    if (column.name.field == field && column.name.text == name) column.isUsed = true;
+  }
+}
+
 bool NameColumns::cover(const DatabaseRecordInterface& record) const {
   const auto categories = categoryNames(record);
   const auto descriptions = descriptionNames(record);

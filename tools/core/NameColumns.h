@@ -19,6 +19,8 @@ class NameColumns {
 
   /// Adds what a record has and no column shows yet.
   void addNamesOf(const DatabaseRecordInterface& record);
+  /// Adds one that no column shows yet; a category that was given first is not left out then.
+  void addUsed(Field field, const std::string& name);
   /// Whether every category and description of the record has its column.
   bool cover(const DatabaseRecordInterface& record) const;
   /// Leaves out the categories given first that no record had.

@@ -103,6 +103,31 @@ TEST_P(RecordctlContract, FacetsAreBarsWidestFirst) {
   EXPECT_EQ(output({"facets", "varie.y", "--where", "has site"}), "");
 }
 
+TEST_P(RecordctlContract, FacetsAreLimitedToTheWidest) {
+  std::string rows = "site\n";
+  for (int i = 0; i < 60; ++i) rows += "s" + std::to_string(i % 12) + "\n" + (i % 12 == 7 ? "s7\n" : "");
+  output({"import", file("rows.csv", rows), "--category", "site"});
+  EXPECT_EQ(output({"facets", "site", "--limit", "2", "--json"}),
+            "{\"value\": \"s7\", \"count\": 10}\n{\"value\": \"s0\", \"count\": 5}\n");
+  EXPECT_EQ(countLines(output({"facets", "site", "--limit", "100", "--json"})), 12);
+  EXPECT_EQ(countLines(output({"facets", "site", "--limit", "0", "--json"})), 12);
+  EXPECT_EQ(output({"facets", "site", "--limit", "1", "--json", "--where", "site!=s7"}),
+            "{\"value\": \"s0\", \"count\": 5}\n");
+}
+
+TEST_P(RecordctlContract, CsvHasTheNamesOfRareRecordsToo) {
+  std::string rows = "{\"site\": \"a\", \"yield\": 1}\n";
+  for (int i = 0; i < 1200; ++i) rows += "{\"site\": \"b\"}\n";
+  rows += "{\"variety\": \"Trebi\", \"rain\": 2, \"acre\": 3}\n";
+  output({"import", file("rows.jsonl", rows), "--category", "site,variety", "--description",
+          "yield:double,rain:double,acre:double"});
+  const std::string all = output({"export", "--format", "csv"});
+  EXPECT_EQ(all.substr(0, all.find('\r')), "id,site,variety,yield,acre,rain");
+  EXPECT_EQ(withoutIds(output({"export", "--format", "csv", "--where", "rain=2"})),
+            "id,variety,rain,acre\r\nID,Trebi,2,3\r\n");
+  EXPECT_EQ(withoutIds(output({"export", "--format", "csv", "--limit", "1"})), "id,site,yield\r\nID,a,1\r\n");
+}
+
 TEST_P(RecordctlContract, SourcesAreTheExperimentsOnAHost) {
   output({"import", file("a.jsonl", "{}\n{}\n"), "--source-host", "station7"});
   importPlots();
