@@ -7,6 +7,7 @@
 #include "client/DocumentAccess.h"
 #include "client/ownDataRole.h"
 #include "client/server/Users.h"
+#include "client/server/codes.h"
 
 namespace database_client::server {
 
@@ -15,13 +16,12 @@ namespace {
 using State = DeploymentStep::State;
 
 const std::string administrator = "admin";
-constexpr int roleExists = 51002;
-constexpr int namespaceNotFound = 26;
 
 Call callFor(const std::string& action, bool write) {
   Call call{action};
   call.write = write;
   call.ofUsers = true;
+  call.repeatable = true;
   return call;
 }
 
@@ -34,10 +34,7 @@ bool isRoleThere(Session& session) {
   const Written command(std::move(writer));
   bool there = false;
   session.command(callFor("look-up of role " + std::string(ownDataRole), false), ownDataDatabase, command.get(),
-                  [&](bson::View answer) {
-                    const bson::Value roles = answer.find("roles");
-                    there = roles.data != nullptr && roles.isArray() && !roles.asDocument().empty();
-                  });
+                  [&](bson::View answer) { there = !answer.find("roles").asDocument().empty(); });
   return there;
 }
 
@@ -55,7 +52,7 @@ State createRole(Session& session) {
                     [](bson::View) {});
     return State::done;
   } catch (const Error& error) {
-    if (error.code() != roleExists) throw;
+    if (error.code() != code::roleExists) throw;
     return State::alreadyThere;
   }
 }
@@ -117,7 +114,7 @@ bool isIndexThere(Session& session, const IndexRequest& request) {
       });
     });
   } catch (const Error& error) {
-    if (error.code() != namespaceNotFound) throw;
+    if (error.code() != code::namespaceNotFound) throw;
   }
   return there;
 }

@@ -5,6 +5,9 @@
 #include <initializer_list>
 #include <string_view>
 
+#include "client/bson/utf8.h"
+#include "client/server/codes.h"
+
 namespace database_client::server {
 
 namespace {
@@ -17,34 +20,63 @@ bool isOneOf(int code, std::initializer_list<int> codes) {
 
 // A router lost the shard, or the server stopped in the middle: the write may have taken place.
 bool isBrokenOff(int code) {
-  return isOneOf(code, {6, 89, 9001, 11600, 11602});
+  return isOneOf(code, {code::hostUnreachable, code::networkTimeout, code::networkInterfaceExceededTimeLimit,
+                        code::socketException, code::interruptedAtShutdown, code::interruptedDueToReplStateChange});
 }
 
-bool isPassing(int code) {
-  return isStepDown(code) || isBrokenOff(code) || isOneOf(code, {7, 112, 133, 134, 262});
+bool isDuplicate(int code) {
+  return isOneOf(code, {code::duplicateKey, code::duplicateKeyInUpdate, code::duplicateKeyInCappedNamespace});
 }
 
 bool isUndoable(int code) {
-  return isOneOf(code, {15, 22, 53, 10334, 17280, 17419, 17420});
+  return isOneOf(code, {code::overflow, code::invalidBson, code::invalidIdField, code::documentValidationFailure,
+                        code::cannotGrowDocumentInCappedNamespace, code::bsonObjectTooLarge, code::keyTooLong,
+                        code::resultingDocumentTooLarge, code::insertedDocumentTooLarge});
 }
 
 bool isUnknownToServer(int code) {
-  return isOneOf(code, {59, 115, 238});
+  return isOneOf(code, {code::commandNotFound, code::commandNotSupported, code::notImplemented});
+}
+
+// Trouble of the server's own among the numbers that mostly stand for arguments.
+bool isTrouble(int code) {
+  return isOneOf(code, {code::interrupted, code::backgroundOperationInProgressForDatabase,
+                        code::backgroundOperationInProgressForNamespace, code::staleConfig, code::outOfDiskSpace,
+                        code::clientMarkedKilled});
 }
 
 bool isMeaningless(int code) {
-  // From 10000 on, a code is the place in the server that did not understand its arguments.
-  return isOneOf(code, {2, 9, 14, 28, 34, 40, 52, 54, 55, 56, 57, 66, 67, 72, 73, 85, 86, 168}) || code >= 10000;
+  constexpr int firstPlaceInTheServer = 10000;
+  return code >= firstPlaceInTheServer || isOneOf(code, {code::badValue,
+                                                         code::failedToParse,
+                                                         code::typeMismatch,
+                                                         code::pathNotViable,
+                                                         code::nonExistentPath,
+                                                         code::invalidPath,
+                                                         code::cannotBackfillArray,
+                                                         code::conflictingUpdateOperators,
+                                                         code::dollarPrefixedFieldName,
+                                                         code::notSingleValueField,
+                                                         code::invalidDbRef,
+                                                         code::emptyFieldName,
+                                                         code::dottedFieldName,
+                                                         code::immutableField,
+                                                         code::cannotCreateIndex,
+                                                         code::invalidOptions,
+                                                         code::invalidNamespace,
+                                                         code::indexOptionsConflict,
+                                                         code::indexKeySpecsConflict,
+                                                         code::invalidPipelineOperator});
 }
 
 Kind kindOfCode(const Circumstances& circumstances, int code) {
-  if (code == 13) return Kind::authorization;
-  if (code == 18) return Kind::authentication;
-  if (isOneOf(code, {11000, 11001, 12582})) return Kind::duplicateKey;
-  if (code == 50) return Kind::timeout;
+  if (code == code::unauthorized) return Kind::authorization;
+  if (code == code::authenticationFailed) return Kind::authentication;
+  if (isDuplicate(code)) return Kind::duplicateKey;
+  if (code == code::maxTimeExpired) return Kind::timeout;
   if (isUnknownToServer(code)) return Kind::unsupported;
-  if (isPassing(code) || circumstances.ofUsers) return Kind::server;
-  if (isUndoable(code) || (circumstances.insertion && code == 2)) return Kind::document;
+  if (isPassing(code) || isTrouble(code) || circumstances.ofUsers) return Kind::server;
+  if (isUndoable(code) || (circumstances.insertion && code == code::badValue)) return Kind::document;
   return isMeaningless(code) ? Kind::query : Kind::server;
 }
 
@@ -105,14 +137,32 @@ bool isRetryable(Kind kind, const bson_error_t& error, const bson_t* reply) {
   return labelled || isPassing(static_cast<int>(error.code));
 }
 
-bool isOutcomeUnknown(const Circumstances& circumstances, const bson_error_t& error) {
+// What a server finds out before it touches a document. Anything else may end a write of many after some were done.
+bool comesBeforeAll(Kind kind) {
+  return kind == Kind::query || kind == Kind::authorization || kind == Kind::authentication ||
+         kind == Kind::unsupported;
+}
+
+bool isOutcomeUnknown(const Circumstances& circumstances, Kind kind, const bson_error_t& error, std::int64_t written) {
   if (!circumstances.write) return false;
+  if (circumstances.maybeDone) return true;
   if (aftermathOf(error) != Aftermath::intact) return circumstances.unanswered;
   if (error.domain != MONGOC_ERROR_SERVER) return false;
+  if (circumstances.manyDocuments && (written > 0 || !comesBeforeAll(kind))) return true;
   const int code = static_cast<int>(error.code);
-  // A refusal by a server that steps down says nothing of an attempt before it, nor of the documents already done.
-  const bool before = circumstances.unanswered || circumstances.manyDocuments;
-  return isBrokenOff(code) || ((isStepDown(code) || code == 50) && before);
+  // A refusal by a server that steps down says nothing of an attempt before it.
+  return isBrokenOff(code) || ((isStepDown(code) || code == code::maxTimeExpired) && circumstances.unanswered);
+}
+
+// The number of documents that were written for certain.
+std::int64_t writtenOf(const bson_t* reply) {
+  std::int64_t written = 0;
+  bson_iter_t at;
+  for (const char* count : {"insertedCount", "modifiedCount", "upsertedCount", "deletedCount"}) {
+    const bool isTold = reply != nullptr && bson_iter_init_find(&at, reply, count) && BSON_ITER_HOLDS_INT(&at);
+    if (isTold) written += bson_iter_as_int64(&at);
+  }
+  return written;
 }
 
 std::string reasonOf(const Circumstances& circumstances, const bson_error_t& error) {
@@ -125,9 +175,15 @@ std::string reasonOf(const Circumstances& circumstances, const bson_error_t& err
   return conceal(std::move(reason), circumstances.secrets);
 }
 
-std::string messageOf(const Circumstances& circumstances, const std::string& reason, bool outcomeUnknown) {
-  const std::string warning = outcomeUnknown ? " (outcome unknown: the write may have taken place)" : "";
-  return circumstances.action + " at " + circumstances.where + ": " + reason + warning;
+std::string warningOf(std::int64_t written) {
+  if (written <= 0) return " (outcome unknown: the write may have taken place)";
+  const std::string documents = written == 1 ? " document was written, others" : " documents were written, others";
+  return " (outcome unknown: " + std::to_string(written) + documents + " may have been)";
+}
+
+// What a server says is shown on terminals: nothing in it may steer one, or fail to be text.
+std::string messageOf(const Circumstances& circumstances, const std::string& reason) {
+  return bson::printable(circumstances.action + " at " + circumstances.where + ": " + reason);
 }
 
 bool isWordByte(char c) {
@@ -154,8 +210,24 @@ void concealOne(std::string& text, const std::string& secret) {
 
 }  // namespace
 
+bool isDuplicateKey(const bson_error_t& error) {
+  return error.domain == MONGOC_ERROR_SERVER && isDuplicate(static_cast<int>(error.code));
+}
+
 bool isStepDown(int code) {
-  return isOneOf(code, {91, 189, 10058, 10107, 11600, 11602, 13435, 13436});
+  return isNotPrimary(code) || isOneOf(code, {code::shutdownInProgress, code::primarySteppedDown,
+                                              code::interruptedAtShutdown, code::interruptedDueToReplStateChange});
+}
+
+bool isNotPrimary(int code) {
+  return isOneOf(code, {code::legacyNotPrimary, code::notWritablePrimary, code::notPrimaryNoSecondaryOk,
+                        code::notPrimaryOrSecondary});
+}
+
+bool isPassing(int code) {
+  return isStepDown(code) || isBrokenOff(code) ||
+         isOneOf(code, {code::hostNotFound, code::writeConflict, code::failedToSatisfyReadPreference,
+                        code::readConcernMajorityNotAvailableYet, code::exceededTimeLimit});
 }
 
 Aftermath aftermathOf(const bson_error_t& error) {
@@ -172,17 +244,19 @@ Error toError(const Circumstances& circumstances, const bson_error_t& error, con
   details.where = circumstances.where;
   details.code = isOfServer(error) ? static_cast<int>(error.code) : 0;
   details.retryable = isRetryable(kind, error, reply);
-  details.outcomeUnknown = isOutcomeUnknown(circumstances, error);
-  return Error(kind, messageOf(circumstances, reasonOf(circumstances, error), details.outcomeUnknown), details);
+  const std::int64_t written = writtenOf(reply);
+  details.outcomeUnknown = isOutcomeUnknown(circumstances, kind, error, written);
+  const std::string warning = details.outcomeUnknown ? warningOf(written) : "";
+  return Error(kind, messageOf(circumstances, reasonOf(circumstances, error)) + warning, details);
 }
 
-Error malformedAnswer(const Circumstances& circumstances, const std::string& reason) {
+Error toError(const Circumstances& circumstances, Kind kind, const std::string& reason) {
   Error::Details details;
   details.where = circumstances.where;
-  details.retryable = true;
+  details.retryable = kind != Kind::server;
   details.outcomeUnknown = circumstances.write;
-  return Error(Kind::connection,
-               messageOf(circumstances, conceal(reason, circumstances.secrets), details.outcomeUnknown), details);
+  const std::string warning = details.outcomeUnknown ? warningOf(0) : "";
+  return Error(kind, messageOf(circumstances, conceal(reason, circumstances.secrets)) + warning, details);
 }
 
 std::string conceal(std::string text, const std::vector<std::string>& secrets) {

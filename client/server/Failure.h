@@ -22,6 +22,7 @@ struct Circumstances {
   bool ofUsers = false;     ///< one of the commands for users and roles
   bool unanswered = false;  ///< a command went out and no answer came back
   bool timedOut = false;    ///< because the time for it had passed
+  bool maybeDone = false;   ///< an attempt before this one may have done it
 };
 
 /// How the connection stands after an error.
@@ -34,13 +35,21 @@ enum class Aftermath {
 /// The one place where the driver's errors become ours.
 Error toError(const Circumstances& circumstances, const bson_error_t& error, const bson_t* reply);
 
+/// The error for an exchange that ended otherwise than by one of the driver's.
+Error toError(const Circumstances& circumstances, Error::Kind kind, const std::string& reason);
+
 Aftermath aftermathOf(const bson_error_t& error);
+
+bool isDuplicateKey(const bson_error_t& error);
 
 /// Whether the server said that it cannot do this now, being about to stop or no longer the primary.
 bool isStepDown(int code);
 
-/// An answer that does not say what such an answer has to say.
-Error malformedAnswer(const Circumstances& circumstances, const std::string& reason);
+/// Whether the server said that it is not the primary, which it looks at before it does anything.
+bool isNotPrimary(int code);
+
+/// Whether the same command may succeed a little later.
+bool isPassing(int code);
 
 /// Replaces every occurrence of a secret in a text that came from elsewhere.
 std::string conceal(std::string text, const std::vector<std::string>& secrets);

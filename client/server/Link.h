@@ -18,6 +18,7 @@ struct Link {
   std::string cause{};                      ///< why the last server could not be reached
   std::int64_t socketTimeout = 0;
   bool answered = false;
+  bool hasSuccessors = false;  ///< a router, or a member of a replica set
 };
 
 /// Makes a client for the address; throws Error{connection} when the driver refuses it.

@@ -18,6 +18,7 @@ struct Release {
   void operator()(mongoc_collection_t* collection) const noexcept { mongoc_collection_destroy(collection); }
   void operator()(mongoc_database_t* database) const noexcept { mongoc_database_destroy(database); }
   void operator()(mongoc_cursor_t* cursor) const noexcept { mongoc_cursor_destroy(cursor); }
+  void operator()(mongoc_read_prefs_t* preferences) const noexcept { mongoc_read_prefs_destroy(preferences); }
   void operator()(mongoc_apm_callbacks_t* callbacks) const noexcept { mongoc_apm_callbacks_destroy(callbacks); }
 };
 template <class Object>

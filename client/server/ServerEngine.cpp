@@ -1,6 +1,7 @@
 #include "client/server/ServerEngine.h"
 
 #include <algorithm>
+#include <cmath>
 #include <string_view>
 #include <utility>
 
@@ -8,6 +9,7 @@
 #include "client/server/Deployment.h"
 #include "client/server/Driver.h"
 #include "client/server/Explanation.h"
+#include "client/server/Repetition.h"
 #include "client/server/Users.h"
 
 namespace database_client::server {
@@ -41,11 +43,20 @@ std::int64_t numberAt(bson::View document, std::string_view key) {
   return value.type == bson::Type::int64 ? value.asInt64() : 0;
 }
 
+[[noreturn]] void failNonsense(Attempt& attempt, const std::string& reason) {
+  attempt.fail(Flaw{Flaw::Nature::nonsense, reason});
+}
+
+// What could be an answer to another request.
+[[noreturn]] void failDamaged(Attempt& attempt, const std::string& reason) {
+  attempt.fail(Flaw{Flaw::Nature::damaged, reason});
+}
+
 void expectCount(Attempt& attempt, std::int64_t acknowledged, std::int64_t expected) {
   attempt.check();
   if (acknowledged == expected) return;
-  attempt.failMalformed("the server acknowledged " + std::to_string(acknowledged) + " documents instead of " +
-                        std::to_string(expected));
+  failDamaged(attempt, "the server acknowledged " + std::to_string(acknowledged) + " documents instead of " +
+                           std::to_string(expected));
 }
 
 // The bytes are known to be good, and the driver's check would refuse keys that a store takes.
@@ -112,6 +123,7 @@ BulkFailure failureOf(const Attempt& attempt, bson::View entry) {
 }
 
 std::list<BulkFailure> failuresOf(Attempt& attempt, bson::View reply, std::size_t documents) {
+  attempt.check();
   std::list<BulkFailure> failures;
   const bson::Value errors = reply.find("writeErrors");
   if (errors.data == nullptr || !errors.isArray()) return failures;
@@ -120,7 +132,7 @@ std::list<BulkFailure> failuresOf(Attempt& attempt, bson::View reply, std::size_
   }
   const auto isOutside = [documents](const BulkFailure& failure) { return failure.index >= documents; };
   if (std::any_of(failures.begin(), failures.end(), isOutside)) {
-    attempt.failMalformed("the server refused a document that it was not sent");
+    failDamaged(attempt, "the server refused a document that it was not sent");
   }
   return failures;
 }
@@ -173,8 +185,13 @@ void send(Attempt& attempt, const Update& update, bool acknowledged) {
   if (!acknowledged) return;
   attempt.check();
   const std::int64_t touched = numberAt(reply.view(), "matchedCount") + numberAt(reply.view(), "upsertedCount");
-  if (touched == 0 && update.upsert) attempt.failMalformed("the server acknowledged neither a match nor an insert");
-  if (touched > 1 && update.replaces) attempt.failMalformed("the server acknowledged more than one replacement");
+  if (touched == 0 && update.upsert) failDamaged(attempt, "the server acknowledged neither a match nor an insert");
+  if (touched > 1 && update.replaces) failDamaged(attempt, "the server acknowledged more than one replacement");
+}
+
+void expectNoMoreThan(Attempt& attempt, int received, int limit) {
+  if (limit == 0 || received <= limit) return;
+  failNonsense(attempt, "the server sent more than the " + std::to_string(limit) + " documents that were asked for");
 }
 
 bson::View firstBatch(Attempt& attempt, bson::View reply) {
@@ -182,7 +199,7 @@ bson::View firstBatch(Attempt& attempt, bson::View reply) {
   const bson::Value cursor = reply.find("cursor");
   const bool hasCursor = cursor.data != nullptr && cursor.isDocument();
   const bson::Value batch = hasCursor ? cursor.asDocument().find("firstBatch") : bson::Value{};
-  if (batch.data == nullptr || !batch.isArray()) attempt.failMalformed("the server's answer has no documents");
+  if (batch.data == nullptr || !batch.isArray()) failDamaged(attempt, "the server's answer has no documents");
   return batch.asDocument();
 }
 
@@ -194,11 +211,11 @@ void receiveOne(Attempt& attempt, const Namespace& where, const bson_t* command,
                                             reply.get(), &error)) {
     attempt.fail(error, reply.get());
   }
-  const bson::View batch = firstBatch(attempt, reply.view());
-  if (batch.empty()) return;
-  const bson::Value document = (*batch.begin()).value;
-  if (!document.isDocument()) attempt.failMalformed("the server's answer has a value where a document is expected");
-  attempt.deliver(document.asDocument(), receive);
+  int received = 0;
+  for (const bson::Element& document : firstBatch(attempt, reply.view())) {
+    expectNoMoreThan(attempt, ++received, 1);
+    attempt.deliver(document.value.asDocument(), receive);
+  }
 }
 
 bool isWritingStage(bson::View stage) {
@@ -226,6 +243,38 @@ Written explainCommand(const Namespace& where, const ObjectProperties& query) {
   return Written(std::move(command));
 }
 
+// A count by "count" may be wrong on sharded collections and after a crash.
+Written countingPipeline(const ObjectProperties& query) {
+  bson::Writer writer;
+  writer.beginArray("pipeline");
+  writer.beginDocument("0");
+  writer.appendDocument("$match", DocumentAccess::view(query));
+  writer.end();
+  writer.beginDocument("1");
+  writer.beginDocument("$group");
+  writer.appendInt32("_id", 1);
+  writer.beginDocument("n");
+  writer.appendInt32("$sum", 1);
+  writer.end();
+  writer.end();
+  writer.end();
+  writer.end();
+  return Written(std::move(writer));
+}
+
+long long countIn(Attempt& attempt, const ObjectProperties& counted) {
+  const bson::Value n = DocumentAccess::view(counted).find("n");
+  const bool isReal = n.data != nullptr && n.type == bson::Type::real;
+  const double real = isReal ? n.asDouble() : 0;
+  constexpr double most = 9007199254740992.0;  // up to here, a double is exact
+  const bool isWhole = n.data != nullptr && (n.type == bson::Type::int32 || n.type == bson::Type::int64 ||
+                                             (real >= 0 && real <= most && std::floor(real) == real && isReal));
+  const std::int64_t number =
+      isReal ? static_cast<std::int64_t>(isWhole ? real : 0) : numberAt(DocumentAccess::view(counted), "n");
+  if (!isWhole || number < 0) failNonsense(attempt, "the server's answer makes no sense: it holds no count");
+  return number;
+}
+
 Written listDatabasesCommand() {
   bson::Writer command;
   command.appendInt32("listDatabases", 1);
@@ -240,17 +289,10 @@ Written nameOnlyOptions() {
   return Written(std::move(options));
 }
 
-void ping(Session& session) {
-  bson::Writer command;
-  command.appendInt32("ping", 1);
-  const Written written(std::move(command));
-  session.command({"connect"}, "admin", written.get(), [](bson::View) {});
-}
-
 }  // namespace
 
 ServerEngine::ServerEngine(const ConnectRequest& request) : session_(addressFor(request)) {
-  ping(session_);
+  session_.ping();
 }
 
 bool ServerEngine::isOpen() const noexcept {
@@ -271,6 +313,7 @@ void ServerEngine::insert(const Namespace& where, const ObjectProperties& docume
     Reply reply;
     bson_error_t error{};
     if (!mongoc_collection_insert_one(collection, lent.get(), options.get(), reply.get(), &error)) {
+      if (attempt.lostAnAnswer() && isDuplicateKey(error) && isStored(attempt, where, document)) return;
       attempt.fail(error, reply.get());
     }
     if (isAcknowledged()) expectCount(attempt, numberAt(reply.view(), "insertedCount"), 1);
@@ -299,7 +342,11 @@ std::list<BulkFailure> ServerEngine::insertMany(const Namespace& where,
     if (broken || findWriteConcernError(reply.view(), error)) attempt.fail(error, reply.get());
     if (!isAcknowledged()) return;
     const auto refused = static_cast<std::int64_t>(failures.size());
-    expectCount(attempt, numberAt(reply.view(), "insertedCount") + refused, static_cast<std::int64_t>(pointers.size()));
+    const std::int64_t told = numberAt(reply.view(), "insertedCount") + refused;
+    const auto sent = static_cast<std::int64_t>(pointers.size());
+    if (told < sent && attempt.wasRefused()) attempt.failAsRefused(reply.get());
+    expectCount(attempt, told, sent);
+    if (attempt.lostAnAnswer()) forgiveOwnDocuments(attempt, where, documents, failures);
   });
   return failures;
 }
@@ -333,7 +380,11 @@ void ServerEngine::findMany(const Namespace& where, const FindRequest& request, 
     mongoc_collection_t* const collection = attempt.collection(where);
     const Owned<mongoc_cursor_t> cursor(
         mongoc_collection_find_with_opts(collection, query.get(), options.get(), nullptr));
-    attempt.drain(cursor.get(), receive);
+    int received = 0;
+    attempt.drain(cursor.get(), [&](ObjectProperties&& document) {
+      expectNoMoreThan(attempt, ++received, request.limit);
+      return receive(std::move(document));
+    });
   });
 }
 
@@ -374,6 +425,7 @@ void ServerEngine::aggregate(const Namespace& where, const ObjectProperties& sta
 void ServerEngine::remove(const Namespace& where, const ObjectProperties& query) {
   Call call = writeCall("remove from", where);
   call.manyDocuments = true;
+  call.repeatable = true;
   const Lent selector(DocumentAccess::view(query));
   session_.run(call, [&](Attempt& attempt) {
     mongoc_collection_t* const collection = attempt.collection(where);
@@ -405,15 +457,19 @@ void ServerEngine::dropUser(const std::string& database, const std::string& user
 }
 
 long long ServerEngine::count(const Namespace& where, const ObjectProperties& query) {
-  const Lent filter(DocumentAccess::view(query));
+  const Written pipeline = countingPipeline(query);
   long long result = 0;
   session_.run(readCall("count in", where), [&](Attempt& attempt) {
     mongoc_collection_t* const collection = attempt.collection(where);
-    Reply reply;
-    bson_error_t error{};
-    result = mongoc_collection_count_documents(collection, filter.get(), nullptr, nullptr, reply.get(), &error);
-    if (result < 0) attempt.fail(error, reply.get());
-    attempt.check();
+    const Owned<mongoc_cursor_t> cursor(
+        mongoc_collection_aggregate(collection, MONGOC_QUERY_NONE, pipeline.get(), nullptr, nullptr));
+    int received = 0;
+    attempt.drain(cursor.get(), [&](ObjectProperties&& counted) {
+      expectNoMoreThan(attempt, ++received, 1);
+      result = countIn(attempt, counted);
+      return true;
+    });
+    if (received == 0) result = 0;
   });
   return result;
 }
@@ -436,12 +492,9 @@ std::list<std::string> ServerEngine::databaseNames() {
   const Written command = listDatabasesCommand();
   std::list<std::string> names;
   session_.command({"list of databases"}, "admin", command.get(), [&](bson::View answer) {
-    const bson::Value databases = answer.find("databases");
-    if (databases.data == nullptr || !databases.isArray()) return;
-    for (const bson::Element& entry : databases.asDocument()) {
-      if (!entry.value.isDocument()) continue;
-      const bson::Value name = entry.value.asDocument().find("name");
-      if (name.data != nullptr && name.type == bson::Type::string) names.emplace_back(name.asString());
+    for (const bson::Element& entry : answer.find("databases").asDocument()) {
+      const std::string name = textAt(entry.value.asDocument(), "name");
+      if (!name.empty()) names.push_back(name);
     }
   });
   names.sort();

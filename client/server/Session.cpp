@@ -1,5 +1,7 @@
 #include "client/server/Session.h"
 
+#include <chrono>
+#include <string_view>
 #include <utility>
 
 #include "client/DocumentAccess.h"
@@ -18,12 +20,18 @@ bool send(mongoc_client_t* client, const Call& call, const std::string& database
   return mongoc_client_read_command_with_opts(client, database.c_str(), command, nullptr, nullptr, reply.get(), &error);
 }
 
+std::string_view nameOf(const bson_t* command) {
+  bson_iter_t at;
+  return bson_iter_init(&at, command) && bson_iter_next(&at) ? bson_iter_key(&at) : "";
+}
+
 }  // namespace
 
-Attempt::Attempt(std::shared_ptr<Link> link, const Call& call, const Address& address)
+Attempt::Attempt(std::shared_ptr<Link> link, const Call& call, const Address& address, bool maybeDone)
     : link_(std::move(link)),
       call_(call),
       address_(address),
+      maybeDone_(maybeDone),
       outer_(std::exchange(link_->observation, &observation_)),
       knownLink_(link_->answered) {}
 
@@ -62,38 +70,62 @@ Circumstances Attempt::circumstances() const {
   result.ofUsers = call_.ofUsers;
   result.unanswered = observation_.unanswered;
   result.timedOut = observation_.timedOut;
+  result.maybeDone = maybeDone_;
   return result;
 }
 
 void Attempt::fail(const bson_error_t& error, const bson_t* reply) {
+  // A broken stream says more than the answers before it.
+  if (error.domain != MONGOC_ERROR_STREAM) check();
+  if (error.domain == 0) failWithoutReason(reply);
   const Aftermath aftermath = aftermathOf(error);
-  const bool steppedDown = error.domain == MONGOC_ERROR_SERVER && isStepDown(static_cast<int>(error.code));
+  const int code = error.domain == MONGOC_ERROR_SERVER ? static_cast<int>(error.code) : 0;
   unreachable_ = aftermath == Aftermath::unreachable;
-  lost_ = aftermath == Aftermath::lost || steppedDown;
+  lost_ = aftermath == Aftermath::lost || isStepDown(code);
+  passing_ = isPassing(code);
+  untouched_ = isNotPrimary(code) && !observation_.unanswered && !call_.manyDocuments;
   usable_ = !unreachable_ && !lost_;
   throw toError(circumstances(), error, reply);
 }
 
-void Attempt::failMalformed(const std::string& reason) {
+// The driver forgets why one of several commands failed when a later one succeeds.
+void Attempt::failWithoutReason(const bson_t* reply) {
+  if (wasRefused()) failAsRefused(reply);
+  fail(Flaw{Flaw::Nature::nonsense, "the server's answer makes no sense: it is a failure without a reason"});
+}
+
+void Attempt::fail(const Flaw& flaw) {
   usable_ = false;
   lost_ = true;
-  throw malformedAnswer(circumstances(), reason);
+  const bool isDamaged = flaw.nature == Flaw::Nature::damaged;
+  throw toError(circumstances(), isDamaged ? Error::Kind::connection : Error::Kind::server, flaw.reason);
+}
+
+void Attempt::failSilent() {
+  observation_.timedOut = true;
+  throw toError(circumstances(), Error::Kind::timeout, "the server sends one empty batch after the other");
 }
 
 Error Attempt::refusal(int code, const std::string& reason) const {
   bson_error_t error{};
   bson_set_error(&error, MONGOC_ERROR_SERVER, static_cast<std::uint32_t>(code), "%s", reason.c_str());
-  return toError(circumstances(), error, nullptr);
+  Circumstances ofOne = circumstances();
+  ofOne.manyDocuments = false;
+  return toError(ofOne, error, nullptr);
 }
 
 void Attempt::check() {
-  if (observation_.malformed) failMalformed("the server's answer is damaged or incomplete");
+  if (observation_.flaw) fail(*observation_.flaw);
 }
 
-bool Attempt::mayRepeat(bool retryReads) const {
+bool Attempt::mayRepeat() const {
   if (delivered_ || observation_.timedOut) return false;
   const bool stale = unreachable_ && knownLink_ && !observation_.unanswered;
-  return stale || (lost_ && retryReads && !call_.write);
+  if (stale) return true;
+  if (!call_.write) return lost_ && address_.retryReads;
+  const bool isHarmless = untouched_ || (call_.repeatable && (lost_ || passing_));
+  return isHarmless && link_->hasSuccessors &&
+         mongoc_uri_get_option_as_bool(address_.uri.get(), MONGOC_URI_RETRYWRITES, true);
 }
 
 bson::View Attempt::validated(bson::View document) {
@@ -101,7 +133,7 @@ bson::View Attempt::validated(bson::View document) {
   try {
     return bson::validate(document.data, document.size);
   } catch (const Error& error) {
-    failMalformed(std::string("the server sent a damaged document: ") + error.what());
+    fail(Flaw{Flaw::Nature::damaged, std::string("the server sent a damaged document: ") + error.what()});
   }
 }
 
@@ -112,14 +144,25 @@ bool Attempt::deliver(bson::View document, const Engine::Receiver& receive) {
 }
 
 void Attempt::drain(mongoc_cursor_t* cursor, const Engine::Receiver& receive) {
-  const bson_t* document = nullptr;
-  while (mongoc_cursor_next(cursor, &document)) {
-    if (!deliver({bson_get_data(document), document->len}, receive)) return;
-  }
-  bson_error_t error{};
-  const bson_t* reply = nullptr;
-  if (mongoc_cursor_error_document(cursor, &error, &reply)) fail(error, reply);
-  check();
+  using Clock = std::chrono::steady_clock;
+  const std::chrono::milliseconds patience(address_.socketTimeout > 0 ? address_.socketTimeout
+                                                                      : MONGOC_DEFAULT_SOCKETTIMEOUTMS);
+  std::optional<Clock::time_point> emptySince;
+  // Routers, aggregations and busy servers send empty batches in the middle; the end is where the cursor is gone.
+  do {
+    const bson_t* document = nullptr;
+    while (mongoc_cursor_next(cursor, &document)) {
+      emptySince.reset();
+      if (!deliver({bson_get_data(document), document->len}, receive)) return;
+    }
+    bson_error_t error{};
+    const bson_t* reply = nullptr;
+    if (mongoc_cursor_error_document(cursor, &error, &reply)) fail(error, reply);
+    check();
+    const Clock::time_point now = Clock::now();
+    if (!emptySince) emptySince = now;
+    if (now - *emptySince > patience) failSilent();
+  } while (mongoc_cursor_more(cursor));
 }
 
 Session::Session(Address address) : address_(std::move(address)) {}
@@ -131,18 +174,21 @@ const std::shared_ptr<Link>& Session::link(const Call& call) {
   return link_;
 }
 
-bool Session::attempt(const Call& call, const std::function<void(Attempt&)>& action, bool last) {
+// The error after which the operation may be tried once more; nothing when it is done.
+std::optional<Error> Session::attempt(const Call& call, const std::function<void(Attempt&)>& action,
+                                      const std::optional<Error>& before) {
   const std::shared_ptr<Link> mine = link(call);
-  Attempt attempt(mine, call, address_);
+  Attempt attempt(mine, call, address_, before && before->outcomeUnknown());
   try {
     action(attempt);
     mine->answered = true;
     proved_ = true;
-    return true;
-  } catch (const Error&) {
+    if (!attempt.isLinkUsable()) settle(mine, attempt);
+    return std::nullopt;
+  } catch (const Error& error) {
     settle(mine, attempt);
-    if (last || !attempt.mayRepeat(address_.retryReads)) throw;
-    return false;
+    if (before || !attempt.mayRepeat()) throw;
+    return error;
   }
 }
 
@@ -157,7 +203,8 @@ void Session::settle(const std::shared_ptr<Link>& link, const Attempt& attempt) 
 }
 
 void Session::run(const Call& call, const std::function<void(Attempt&)>& action) {
-  if (!attempt(call, action, false)) attempt(call, action, true);
+  const std::optional<Error> failure = attempt(call, action, std::nullopt);
+  if (failure) attempt(call, action, failure);
 }
 
 void Session::command(const Call& call, const std::string& database, const bson_t* command,
@@ -166,8 +213,17 @@ void Session::command(const Call& call, const std::string& database, const bson_
     Reply reply;
     bson_error_t error{};
     if (!send(attempt.client(), call, database, command, reply, error)) attempt.fail(error, reply.get());
+    attempt.check();
+    if (const auto flaw = flawOf(nameOf(command), reply.get())) attempt.fail(*flaw);
     receive(attempt.validated(reply.view()));
   });
+}
+
+void Session::ping() {
+  bson::Writer command;
+  command.appendInt32("ping", 1);
+  const Written written(std::move(command));
+  this->command({"connect"}, "admin", written.get(), [](bson::View) {});
 }
 
 void Session::setPassword(const std::string& password) {

@@ -2,9 +2,11 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "client/server/Address.h"
+#include "client/server/Answer.h"
 #include "client/server/Failure.h"
 #include "client/server/Owners.h"
 #include "database_client/ObjectProperties.h"
@@ -18,7 +20,8 @@ struct Call {
   bool manyDocuments = false;  ///< a write that takes place document by document
   bool insertion = false;
   bool ofUsers = false;
-  std::string secret{};  ///< what no message may repeat
+  bool repeatable = false;  ///< a write that changes nothing more when it takes place once more
+  std::string secret{};     ///< what no message may repeat
 };
 
 struct Link;
@@ -27,14 +30,16 @@ struct Link;
 struct Observation {
   bool unanswered = false;
   bool timedOut = false;
-  bool malformed = false;  ///< an answer lacks what every such answer has, or is damaged
+  std::optional<Flaw> flaw{};  ///< of the first answer that has one
+  bson_error_t refusal{};      ///< of the first command that the server refused; its domain is 0 where there is none
   std::string host{};
 };
 
 /// One attempt at an operation: the client to use, and the ways in which it can end badly.
 class Attempt {
  public:
-  Attempt(std::shared_ptr<Link> link, const Call& call, const Address& address);
+  /// `maybeDone`: an attempt before this one may have done it.
+  Attempt(std::shared_ptr<Link> link, const Call& call, const Address& address, bool maybeDone);
   ~Attempt();
   Attempt(const Attempt&) = delete;
   Attempt& operator=(const Attempt&) = delete;
@@ -46,29 +51,38 @@ class Attempt {
 
   /// Throws what the driver's error amounts to.
   [[noreturn]] void fail(const bson_error_t& error, const bson_t* reply = nullptr);
-  /// Throws for an answer that does not say what it has to say; the connection is not used again.
-  [[noreturn]] void failMalformed(const std::string& reason);
+  /// Throws for an answer that cannot be believed; the connection is not used again.
+  [[noreturn]] void fail(const Flaw& flaw);
   /// The error that stands for one refused document among many.
   Error refusal(int code, const std::string& reason) const;
-  /// Throws when an answer so far was damaged.
+  /// Throws when an answer so far cannot be believed.
   void check();
-  /// The document, once it is known to be well-formed; else as `failMalformed`.
+  /// The document, once it is known to be well-formed; else as `fail`.
   bson::View validated(bson::View document);
   /// Hands a document over, once it is known to be well-formed; false when no more are wanted.
   bool deliver(bson::View document, const Engine::Receiver& receive);
-  /// Runs a cursor to its end, or until `receive` wants no more.
+  /// Runs a cursor to its end, or until `receive` wants no more. Batches may be empty; when nothing else came for as
+  /// long as the server may be silent, that is a timeout.
   void drain(mongoc_cursor_t* cursor, const Engine::Receiver& receive);
 
-  bool mayRepeat(bool retryReads) const;
+  bool mayRepeat() const;
   bool isLinkUsable() const { return usable_; }
+  /// Whether the server refused a command, whatever became of the others that the driver made of the operation.
+  bool wasRefused() const { return observation_.refusal.domain != 0; }
+  [[noreturn]] void failAsRefused(const bson_t* reply) { fail(observation_.refusal, reply); }
+  /// Whether something was sent that the driver got no answer to; it may have sent it again.
+  bool lostAnAnswer() const { return observation_.unanswered; }
   bool wasAnswered() const { return !observation_.host.empty() && !observation_.unanswered; }
 
  private:
   Circumstances circumstances() const;
+  [[noreturn]] void failSilent();
+  [[noreturn]] void failWithoutReason(const bson_t* reply);
 
   std::shared_ptr<Link> link_;
   const Call& call_;
   const Address& address_;
+  bool maybeDone_;
   Observation observation_{};
   Observation* outer_;
   bool knownLink_;
@@ -76,13 +90,16 @@ class Attempt {
   bool delivered_ = false;
   bool unreachable_ = false;
   bool lost_ = false;
+  bool passing_ = false;    ///< the server cannot do it now
+  bool untouched_ = false;  ///< and has not begun
 };
 
 /// A connection to a deployment that is made anew when it was lost. After an error of the stream or the protocol the
 /// driver's client is replaced, since what arrives next on its sockets may belong to a question asked before.
 ///
-/// A read is repeated once on a new connection. A write is repeated only when nothing of it was sent, beyond what the
-/// driver does by itself where a server recognises a repeated write.
+/// A read is repeated once on a new connection. Beyond what the driver does by itself where a server recognises a
+/// repeated write, a write is repeated once when nothing of it was done, or when it is one that changes nothing more
+/// and another server may take over.
 class Session {
  public:
   explicit Session(Address address);
@@ -96,11 +113,14 @@ class Session {
   /// Runs a command and gives its reply to `receive`; a write gets the write concern of the address.
   void command(const Call& call, const std::string& database, const bson_t* command,
                const std::function<void(bson::View)>& receive);
+  /// Proves the connection, and with it the user.
+  void ping();
   /// Uses another password from the next operation on.
   void setPassword(const std::string& password);
 
  private:
-  bool attempt(const Call& call, const std::function<void(Attempt&)>& action, bool last);
+  std::optional<Error> attempt(const Call& call, const std::function<void(Attempt&)>& action,
+                               const std::optional<Error>& before);
   void settle(const std::shared_ptr<Link>& link, const Attempt& attempt);
   const std::shared_ptr<Link>& link(const Call& call);
 

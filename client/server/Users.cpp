@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "client/DocumentAccess.h"
+#include "client/server/codes.h"
 
 namespace database_client::server {
 
@@ -17,6 +18,7 @@ Call callFor(const char* verb, const UserName& name, const std::string& secret =
   Call call{std::string(verb) + " \"" + name.user + "\" on " + name.database};
   call.write = true;
   call.ofUsers = true;
+  call.repeatable = true;
   call.secret = secret;
   return call;
 }
@@ -88,10 +90,8 @@ Written one(const UserName& name) {
 
 std::list<ObjectProperties> usersIn(bson::View answer) {
   std::list<ObjectProperties> users;
-  const bson::Value list = answer.find("users");
-  if (list.data == nullptr || !list.isArray()) return users;
-  for (const bson::Element& user : list.asDocument()) {
-    if (user.value.isDocument()) users.push_back(DocumentAccess::adopt(user.value.asDocument()));
+  for (const bson::Element& user : answer.find("users").asDocument()) {
+    users.push_back(DocumentAccess::adopt(user.value.asDocument()));
   }
   return users;
 }
@@ -128,6 +128,20 @@ bool hasRoles(Session& session, const UserName& name, const ObjectProperties& ro
   }
 }
 
+bool hasPassword(const Session& session, const UserName& name, const std::string& password) {
+  try {
+    Session(withUser(session.address(), {name.database, name.user, password})).ping();
+    return true;
+  } catch (const Error&) {
+    return false;
+  }
+}
+
+// Whether a user who is there already is the one that an attempt before, whose answer was lost, was to make.
+bool isAsAsked(Session& session, const UserName& name, const std::string& password, const UserGrants& grants) {
+  return hasRoles(session, name, grants.roles) && hasPassword(session, name, password);
+}
+
 void changeCustomData(Session& session, const UserName& name, const ObjectProperties& customData) {
   bson::Writer command;
   command.appendString("updateUser", name.user);
@@ -142,7 +156,12 @@ void createUser(Session& session, const UserName& name, const std::string& passw
   command.appendString("createUser", name.user);
   command.appendString("pwd", password);
   appendGrants(command, grants);
-  send(session, callFor("creation of user", name, password), name.database, std::move(command));
+  try {
+    send(session, callFor("creation of user", name, password), name.database, std::move(command));
+  } catch (const Error& error) {
+    const bool mayBeOurs = error.code() == code::userExists && error.outcomeUnknown();
+    if (!mayBeOurs || !isAsAsked(session, name, password, grants)) throw;
+  }
 }
 
 void modifyUser(Session& session, const UserName& name, const UserGrants& grants) {
@@ -170,7 +189,13 @@ void changePassword(Session& session, const UserName& name, const std::string& p
 void dropUser(Session& session, const UserName& name) {
   bson::Writer command;
   command.appendString("dropUser", name.user);
-  send(session, callFor("removal of user", name), name.database, std::move(command));
+  try {
+    send(session, callFor("removal of user", name), name.database, std::move(command));
+  } catch (const Error& error) {
+    // The attempt before this one, whose answer was lost, may have removed the user.
+    const bool isGone = error.code() == code::userNotFound && error.outcomeUnknown();
+    if (!isGone) throw;
+  }
 }
 
 bool holdsUsers(const Namespace& where) {

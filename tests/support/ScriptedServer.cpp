@@ -73,6 +73,11 @@ std::string listOf(const std::vector<std::string>& texts) {
   return "[" + list + "]";
 }
 
+Step batchOf(int cursor, const char* name, const std::string& documents) {
+  return answer(R"({"ok": 1, "cursor": {"id": {"$numberLong": ")" + std::to_string(cursor) + R"("}, "ns": "d.c", ")" +
+                name + R"(": [)" + documents + "]}}");
+}
+
 }  // namespace
 
 struct ScriptedServer::Connection {
@@ -115,7 +120,19 @@ std::vector<std::uint8_t> withBatch(const std::vector<std::uint8_t>& document) {
 }
 
 Step batch(const std::string& documents) {
-  return answer(R"({"ok": 1, "cursor": {"id": {"$numberLong": "0"}, "ns": "d.c", "firstBatch": [)" + documents + "]}}");
+  return batchOf(0, "firstBatch", documents);
+}
+
+Step openBatch(const std::string& documents) {
+  return batchOf(7, "firstBatch", documents);
+}
+
+Step nextBatch(const std::string& documents) {
+  return batchOf(7, "nextBatch", documents);
+}
+
+Step lastBatch(const std::string& documents) {
+  return batchOf(0, "nextBatch", documents);
 }
 
 Step failing(Step::Fate fate) {
@@ -292,12 +309,16 @@ Step ScriptedServer::defaultStep(const Request& request) const {
       request.name == "listIndexes") {
     return batch("");
   }
+  if (request.name == "usersInfo") return database_test::answer(R"({"ok": 1, "users": []})");
+  if (request.name == "rolesInfo") return database_test::answer(R"({"ok": 1, "roles": []})");
+  if (request.name == "listDatabases") return database_test::answer(R"({"ok": 1, "databases": []})");
   return Step{};
 }
 
 std::string ScriptedServer::hello() const {
   std::string text = R"({"ok": 1, "helloOk": true, "maxBsonObjectSize": 16777216, "maxMessageSizeBytes": 48000000,
-      "maxWriteBatchSize": 100000, "minWireVersion": 0, "maxWireVersion": 17, "readOnly": false)";
+      "minWireVersion": 0, "maxWireVersion": 17, "readOnly": false)";
+  text += R"(, "maxWriteBatchSize": )" + std::to_string(pose_.maxWriteBatchSize);
   if (pose_.takesZlib) text += R"(, "compression": ["zlib"])";
   const bool writable = pose_.role != Pose::Role::secondary;
   text += R"(, "ismaster": )" + std::string(writable ? "true" : "false");

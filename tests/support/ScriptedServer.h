@@ -22,6 +22,7 @@ struct Pose {
   int election = 1;                       ///< the number of the election that made the primary
   std::vector<std::string> mechanisms{};  ///< in which a user may log in
   bool takesZlib = false;                 ///< understands messages that zlib compressed
+  int maxWriteBatchSize = 100000;         ///< the documents that it takes in one command
 };
 
 /// What a scripted server does with one request.
@@ -51,6 +52,11 @@ Step failing(Step::Fate fate);
 Step answerOf(const std::vector<std::uint8_t>& bytes);
 /// An answer with one batch of documents, to "find" or "aggregate".
 Step batch(const std::string& documents);
+/// The same, of a cursor that lives on.
+Step openBatch(const std::string& documents);
+/// An answer with one more batch, to "getMore"; the last one ends the cursor.
+Step nextBatch(const std::string& documents);
+Step lastBatch(const std::string& documents);
 /// The answer's document with a batch of this one document, whose bytes are not looked at.
 std::vector<std::uint8_t> withBatch(const std::vector<std::uint8_t>& document);
 Step refusal(int code, const std::string& text, const std::string& more = "");

@@ -15,6 +15,9 @@ using database_test::answerOf;
 using database_test::batch;
 using database_test::bsonOf;
 using database_test::failing;
+using database_test::lastBatch;
+using database_test::nextBatch;
+using database_test::openBatch;
 using database_test::refusal;
 using database_test::Step;
 using ::testing::HasSubstr;
@@ -191,19 +194,202 @@ TEST_F(Answer, ReadOfOneDocumentEndsWithItsFirstAnswer) {
   EXPECT_EQ(find(1), "0");
 }
 
-TEST_F(Answer, ReadOfOneDocumentTakesNoMore) {
-  server.script("find", {batch(R"({"_id": 1}, {"_id": 2})")});
-  EXPECT_EQ(find(1), "1");
+TEST_F(Answer, MoreDocumentsThanTheLimitAreNoResult) {
+  for (const int limit : {1, 2}) {
+    server.script("find", {batch(R"({"_id": 1}, {"_id": 2}, {"_id": 3})")});
+    EXPECT_EQ(find(limit), "server") << limit;
+    EXPECT_THAT(message(), HasSubstr("more than the " + std::to_string(limit)));
+  }
+  EXPECT_EQ(find(1), "0");
 }
 
 TEST_F(Answer, ReadOfOneDocumentWithoutABatchIsAnError) {
-  for (const char* json :
-       {R"({"ok": 1})", R"({"ok": 1, "cursor": 7})", R"({"ok": 1, "cursor": {}})",
-        R"({"ok": 1, "cursor": {"firstBatch": 7}})", R"({"ok": 1, "cursor": {"firstBatch": [7]}})"}) {
+  for (const char* json : {R"({"ok": 1})", R"({"ok": 1, "cursor": {}})"}) {
     server.script("find", {answer(json), answer(json)});
     EXPECT_EQ(find(1), lost) << json;
   }
   EXPECT_EQ(find(1), "0");
+}
+
+TEST_F(Answer, BatchThatIsNoListOfDocumentsIsNoResult) {
+  for (const char* cursor : {"7", R"({"firstBatch": 7})", R"({"firstBatch": [7]})", R"({"firstBatch": ["text"]})",
+                             R"({"firstBatch": [{"_id": 1}, 7, {"_id": 2}]})", R"({"id": "text", "firstBatch": []})"}) {
+    const Step step = answer(R"({"ok": 1, "cursor": )" + std::string(cursor) + "}");
+    for (const int limit : {0, 1}) {
+      server.script("find", {step, step});
+      EXPECT_EQ(find(limit), "server") << cursor;
+    }
+  }
+  EXPECT_EQ(find(), "0");
+}
+
+TEST_F(Answer, NextBatchThatIsNoListOfDocumentsIsNoEnd) {
+  for (const char* documents : {"7", R"("text", {"_id": 2})", "null"}) {
+    server.script("find", {openBatch(R"({"_id": 1})")});
+    server.script("getMore", {lastBatch(documents)});
+    EXPECT_EQ(find(), "server") << documents;
+  }
+  EXPECT_EQ(find(), "0");
+}
+
+TEST_F(Answer, EmptyBatchIsNotTheEndOfAFind) {
+  server.script("find", {openBatch("")});
+  server.script("getMore", {nextBatch(""), nextBatch(R"({"_id": 1})"), nextBatch(""), nextBatch(""),
+                            nextBatch(R"({"_id": 2}, {"_id": 3})"), nextBatch(""), lastBatch(R"({"_id": 4})")});
+  EXPECT_EQ(find(), "4");
+  server.script("find", {openBatch(R"({"_id": 1})")});
+  server.script("getMore", {nextBatch(""), nextBatch(""), lastBatch("")});
+  EXPECT_EQ(find(), "1");
+}
+
+TEST_F(Answer, EmptyBatchIsNotTheEndOfWhatIsHandedOver) {
+  server.script("find", {openBatch("")});
+  server.script("getMore", {nextBatch(""), nextBatch(R"({"_id": 1})"), nextBatch(""), lastBatch(R"({"_id": 2})")});
+  std::string seen;
+  client.findEach("d", "c", document("{}"), document("{}"), 0, 0, [&](ObjectProperties& one) {
+    seen += std::to_string(one.valueAsInt32("_id", 0));
+    return true;
+  });
+  EXPECT_EQ(seen, "12");
+}
+
+TEST_F(Answer, EmptyBatchIsNotTheEndOfAnAggregation) {
+  server.script("aggregate", {openBatch("")});
+  server.script("getMore", {nextBatch(""), nextBatch(R"({"_id": 1})"), nextBatch(""), lastBatch(R"({"_id": 2})")});
+  std::list<ObjectProperties*> documents;
+  client.aggregate("d", "c", document(R"({"pipeline": []})"), documents);
+  EXPECT_EQ(documents.size(), 2U);
+  for (const ObjectProperties* one : documents) delete one;
+}
+
+TEST_F(Answer, EmptyBatchIsNotTheEndOfACount) {
+  server.script("aggregate", {openBatch("")});
+  server.script("getMore", {nextBatch(""), nextBatch(""), lastBatch(R"({"_id": 1, "n": 4})")});
+  EXPECT_EQ(client.count("d", "c", document("{}")), 4);
+}
+
+TEST_F(Answer, EmptyBatchIsNotTheEndOfTheCollections) {
+  server.script("listCollections", {openBatch("")});
+  server.script("getMore",
+                {nextBatch(""), nextBatch(R"({"name": "b"})"), nextBatch(""), lastBatch(R"({"name": "a"})")});
+  EXPECT_EQ(client.collectionNames("d"), (std::list<std::string>{"a", "b"}));
+}
+
+TEST_F(Answer, EmptyBatchIsNotTheEndOfTheIndexes) {
+  server.script("listIndexes", {openBatch("")});
+  server.script("getMore", {nextBatch(""), nextBatch(""), lastBatch(R"({"key": {"a": 1}, "name": "mine"})")});
+  DeploymentPlan plan;
+  plan.indexes.push_back({"d", "c", {"a"}});
+  client.setUpDeployment(plan);
+  EXPECT_EQ(timesSent("createIndexes"), 0U);
+}
+
+TEST_F(Answer, EmptyBatchesWithoutEndAreATimeout) {
+  ASSERT_EQ(connectWith("socketTimeoutMS=300"), "true");
+  server.script("find", {openBatch(R"({"_id": 1})")});
+  server.always("getMore", nextBatch(""));
+  EXPECT_EQ(find(), "timeout retryable");
+  EXPECT_THAT(message(), HasSubstr("one empty batch after the other"));
+  EXPECT_GE(elapsed, 290);
+  EXPECT_LT(elapsed, 5000);
+  EXPECT_EQ(timesSent("find"), 1U);
+  EXPECT_EQ(timesSent("killCursors"), 1U);
+  EXPECT_EQ(find(), "0");
+}
+
+TEST_F(Answer, WriteThatIsNotSaidToBeASuccessIsNone) {
+  for (const char* ok : {R"("n": 1)", R"("ok": 0, "n": 1)", R"("ok": "1", "n": 1)", R"("ok": null, "n": 1)",
+                         R"("ok": {}, "n": 1)", R"("ok": false, "n": 1)"}) {
+    const Step step = answer("{" + std::string(ok) + "}");
+    server.script("insert", {step, step});
+    server.script("update", {step});
+    server.script("delete", {step});
+    EXPECT_EQ(insert(), "server outcomeUnknown") << ok;
+    EXPECT_EQ(insertMany(1), "server outcomeUnknown") << ok;
+    EXPECT_EQ(update(1), "server outcomeUnknown") << ok;
+    EXPECT_EQ(remove(), "server outcomeUnknown") << ok;
+    EXPECT_EQ(insert(), "ok");
+  }
+}
+
+TEST_F(Answer, WriteWhoseAnswerMakesNoSenseIsNoSuccess) {
+  for (const char* more : {R"("n": -1)", R"("n": "1")", R"("n": null)", R"("n": 0.5)", R"("n": 1, "writeErrors": 7)",
+                           R"("n": 1, "writeErrors": {})", R"("n": 1, "writeErrors": ["text"])",
+                           R"("n": 0, "writeErrors": [{"index": 0}])",
+                           R"("n": 0, "writeErrors": [{"index": -1, "code": 8, "errmsg": "odd"}])",
+                           R"("n": 0, "writeErrors": [{"index": 0, "code": 8}])"}) {
+    const Step step = answer(R"({"ok": 1, )" + std::string(more) + "}");
+    server.script("insert", {step, step});
+    server.script("update", {step});
+    server.script("delete", {step});
+    EXPECT_EQ(insert(), "server outcomeUnknown") << more;
+    EXPECT_EQ(insertMany(1), "server outcomeUnknown") << more;
+    EXPECT_EQ(update(3), "server outcomeUnknown") << more;
+    EXPECT_EQ(remove(), "server outcomeUnknown") << more;
+  }
+  server.script("update", {answer(R"({"ok": 1, "n": 1, "nModified": -1})")});
+  EXPECT_EQ(update(3), "server outcomeUnknown");
+  server.script("update", {answer(R"({"ok": 1, "n": 1, "upserted": 7})")});
+  EXPECT_EQ(update(3), "server outcomeUnknown");
+  EXPECT_EQ(insert(), "ok");
+}
+
+TEST_F(Answer, ReadThatIsNotSaidToBeASuccessIsNone) {
+  for (const char* ok : {"", R"("ok": 0, )", R"("ok": "1", )", R"("ok": null, )"}) {
+    const Step step = answer("{" + std::string(ok) + R"("cursor": {"id": {"$numberLong": "0"}, "ns": "d.c",
+        "firstBatch": [{"_id": 1}]}})");
+    for (const int limit : {0, 1}) {
+      server.script("find", {step, step});
+      EXPECT_EQ(find(limit), "server") << ok;
+    }
+  }
+  EXPECT_EQ(find(), "0");
+}
+
+TEST_F(Answer, ReadIsRepeatedOnceAfterAnAnswerThatMakesNoSense) {
+  const int before = server.connections();
+  server.script("find", {answer(R"({"ok": "yes"})"), batch(R"({"_id": 1})")});
+  EXPECT_EQ(find(), "1");
+  EXPECT_GT(server.connections(), before);
+}
+
+TEST_F(Answer, CountThatIsNoneIsNoCount) {
+  const auto count = [this] {
+    return outcome([this] { return std::to_string(client.count("d", "c", document("{}"))); });
+  };
+  for (const char* counted : {R"({"_id": 1})", R"({"n": "4"})", R"({"n": -1})", R"({"n": 0.5})", R"({"n": null})",
+                              R"({"n": 1}, {"n": 2})", "7"}) {
+    server.script("aggregate", {batch(counted), batch(counted)});
+    EXPECT_EQ(count(), "server") << counted;
+  }
+  server.script("aggregate", {batch(R"({"n": 4.0})"), batch("")});
+  EXPECT_EQ(count(), "4");
+  EXPECT_EQ(count(), "0");
+}
+
+TEST_F(Answer, ListThatIsNoneIsNotEmpty) {
+  const auto list = [this] { return outcome([this] { return std::to_string(client.databaseNames().size()); }); };
+  for (const char* databases : {"", R"(, "databases": 7)", R"(, "databases": {})", R"(, "databases": ["a"])"}) {
+    const Step step = answer(R"({"ok": 1)" + std::string(databases) + "}");
+    server.script("listDatabases", {step, step});
+    EXPECT_EQ(list(), "server") << databases;
+  }
+  server.script("listDatabases", {answer(R"({"ok": 1, "databases": []})")});
+  EXPECT_EQ(list(), "0");
+}
+
+TEST_F(Answer, ConnectionIsNotProvedByAnAnswerThatMakesNoSense) {
+  server.always("ping", answer(R"({"ok": "yes"})"));
+  EXPECT_EQ(connect(), "false");
+  EXPECT_THAT(client.failure(), HasSubstr("makes no sense"));
+}
+
+TEST_F(Answer, ReasonThatIsNoTextIsShownEscaped) {
+  const Bytes plain = bsonOf(R"({"ok": 0, "code": 8, "errmsg": "MARK"})");
+  const Bytes bytes = damaged(damaged(plain, "MARK", 0, 0xFF), "ARK", 1, 0x1B);
+  server.script("find", {answerOf(bytes)});
+  EXPECT_EQ(find(), "server 8");
+  EXPECT_THAT(message(), HasSubstr(R"(\xFFA\x1BK)"));
 }
 
 TEST_F(Answer, DamageInAReadOfOneDocumentLeavesTheListAlone) {

@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include <array>
+#include <functional>
 #include <thread>
 
 #include "tests/client/server/ServerTest.h"
@@ -134,11 +135,154 @@ TEST_F(ReplicaSet, RefusalAfterALostAnswerDoesNotHideThatTheOutcomeIsUnknown) {
   EXPECT_EQ(insert(), "ok");
 }
 
+// What a server does not tell the repetition of, and nobody needs it to.
+
+TEST_F(ReplicaSet, RemovalIsRepeatedAfterAnElection) {
+  for (const int code : {10107, 189, 91, 11600, 11602, 13435}) {
+    elect(0);
+    EXPECT_EQ(connect(address()), "true");
+    at(0).script("delete", {refusal(code, "not now")});
+    at(1).script("delete", {answer(R"({"ok": 1, "n": 1})")});
+    elect(1);
+    EXPECT_EQ(remove(), "ok") << code << ' ' << message();
+  }
+}
+
+TEST_F(ReplicaSet, RemovalIsRepeatedWhenThePrimaryDies) {
+  EXPECT_EQ(connect(address()), "true");
+  at(0).script("delete", {failing(Step::Fate::close)});
+  at(0).always("hello", failing(Step::Fate::close));
+  elect(1);
+  EXPECT_EQ(remove(), "ok");
+  EXPECT_EQ(received("delete"), "110");
+}
+
+TEST_F(ReplicaSet, RemovalIsRepeatedOnlyOnceAndSaysThatItsOutcomeIsUnknown) {
+  EXPECT_EQ(connect(address()), "true");
+  at(0).script("delete", {failing(Step::Fate::close), refusal(13, "not authorized")});
+  EXPECT_EQ(remove(), "authorization 13 outcomeUnknown");
+  EXPECT_EQ(received("delete"), "200");
+}
+
+TEST_F(ReplicaSet, UpdateOfManyIsNotRepeatedAfterAnElection) {
+  EXPECT_EQ(connect(address()), "true");
+  at(0).script("update", {refusal(189, "primary stepped down"), refusal(10107, "not primary")});
+  EXPECT_EQ(update(9), "server 189 retryable outcomeUnknown");
+  EXPECT_EQ(update(9), "server 10107 retryable outcomeUnknown");
+  EXPECT_EQ(received("update"), "200");
+}
+
+TEST_F(ReplicaSet, UserCommandsAreRepeatedAfterAnElection) {
+  const std::vector<std::pair<std::string, std::function<void()>>> uses{
+      {"createUser", [this] { client.createUser("d", "anna", "pw", ObjectProperties(), ObjectProperties()); }},
+      {"updateUser", [this] { client.modifyUser("d", "anna", ObjectProperties(), ObjectProperties()); }},
+      {"updateUser", [this] { client.changePassword("d", "anna", "pw"); }},
+      {"dropUser", [this] { client.dropUser("d", "anna"); }}};
+  for (const auto& [command, use] : uses) {
+    for (const Step& step : {refusal(10107, "not primary"), refusal(189, "stepped down"), failing(Step::Fate::close)}) {
+      elect(0);
+      EXPECT_EQ(connect(address()), "true");
+      at(0).script(command, {step});
+      elect(2);
+      const auto& useIt = use;
+      EXPECT_EQ(outcome([&] {
+                  useIt();
+                  return "ok";
+                }),
+                "ok")
+          << command << ' ' << message();
+      EXPECT_EQ(at(2).received(command).empty(), false) << command;
+    }
+  }
+}
+
+TEST_F(ReplicaSet, UserWhomTheLostCommandRemovedIsGone) {
+  EXPECT_EQ(connect(address()), "true");
+  const auto drop = [this] {
+    client.dropUser("d", "anna");
+    return "ok";
+  };
+  at(0).script("dropUser", {failing(Step::Fate::close), refusal(11, "User 'anna@d' not found")});
+  EXPECT_EQ(outcome(drop), "ok");
+  at(0).script("dropUser", {refusal(11, "User 'anna@d' not found")});
+  EXPECT_EQ(outcome(drop), "server 11");
+}
+
+TEST_F(ReplicaSet, UserWhoIsThereAfterALostCommandMayBeAnother) {
+  EXPECT_EQ(connect(address()), "true");
+  const auto create = [this] {
+    client.createUser("d", "anna", "pw", document(R"({"0": {"role": "read", "db": "e"}})"), ObjectProperties());
+    return "ok";
+  };
+  at(0).script("createUser", {failing(Step::Fate::close), refusal(51003, "User anna@d already exists")});
+  EXPECT_EQ(outcome(create), "server 51003 outcomeUnknown");  // other roles
+  at(0).script("createUser", {failing(Step::Fate::close), refusal(51003, "User anna@d already exists")});
+  at(0).script("usersInfo", {answer(R"({"ok": 1, "users": [{"roles": [{"role": "read", "db": "e"}]}]})")});
+  EXPECT_EQ(outcome(create), "server 51003 outcomeUnknown");  // the scripted server knows no login
+  at(0).script("createUser", {refusal(51003, "User anna@d already exists")});
+  EXPECT_EQ(outcome(create), "server 51003");
+}
+
+TEST_F(ReplicaSet, WriteToASilentPrimaryIsGivenUpInTime) {
+  EXPECT_EQ(connect(address("&socketTimeoutMS=400&connectTimeoutMS=400&serverSelectionTimeoutMS=900")), "true");
+  for (int i = 0; i < members; ++i) {
+    at(i).always("insert", failing(Step::Fate::silence));
+    at(i).always("hello", failing(Step::Fate::silence));
+  }
+  EXPECT_EQ(insert(), "timeout retryable outcomeUnknown");
+  EXPECT_GE(elapsed, 390);
+  EXPECT_LT(elapsed, 400 + 900 + 2000);
+}
+
+TEST_F(ReplicaSet, RemovalFromASilentPrimaryIsGivenUpInTime) {
+  EXPECT_EQ(connect(address("&socketTimeoutMS=400")), "true");
+  at(0).always("delete", failing(Step::Fate::silence));
+  EXPECT_EQ(remove(), "timeout retryable outcomeUnknown");
+  EXPECT_LT(elapsed, 400 + 2000);
+  EXPECT_EQ(received("delete"), "100");
+}
+
+// A server that does not tell a repetition, after the driver repeated.
+
+TEST_F(ReplicaSet, DocumentsOfThisVeryInsertAreNoDuplicates) {
+  EXPECT_EQ(connect(address()), "true");
+  at(0).script("insert", {failing(Step::Fate::close), answer(R"({"ok": 1, "n": 1, "writeErrors": [
+      {"index": 0, "code": 11000, "errmsg": "E11000"}, {"index": 1, "code": 11000, "errmsg": "E11000"}]})")});
+  at(0).script("find", {batch(R"({"_id": 0}, {"_id": 1, "other": true})")});
+  EXPECT_EQ(insertMany(3), "ok 1:duplicateKey 11000");
+  EXPECT_THAT(at(0).received("find").back().json, HasSubstr(R"("$in" : [ { "$numberInt" : "0" }, )"));
+}
+
+TEST_F(ReplicaSet, DocumentOfThisVeryInsertIsNoDuplicate) {
+  const std::string duplicate =
+      R"({"ok": 1, "n": 0, "writeErrors": [{"index": 0, "code": 11000, "errmsg": "E11000"}]})";
+  EXPECT_EQ(connect(address()), "true");
+  at(0).script("insert", {failing(Step::Fate::close), answer(duplicate)});
+  at(0).script("find", {batch(R"({"_id": 1})")});
+  EXPECT_EQ(insert(), "ok");
+  at(0).script("insert", {failing(Step::Fate::close), answer(duplicate)});
+  at(0).script("find", {batch(R"({"_id": 1, "other": true})")});
+  EXPECT_EQ(insert(), "duplicateKey 11000");
+  at(0).script("insert", {answer(duplicate)});
+  EXPECT_EQ(insert(), "duplicateKey 11000");
+  EXPECT_EQ(received("find"), "200");
+}
+
+TEST_F(ReplicaSet, DuplicatesThatCannotBeLookedAtMayBeOnesOwn) {
+  EXPECT_EQ(connect(address()), "true");
+  at(0).script("insert", {failing(Step::Fate::close), answer(R"({"ok": 1, "n": 0, "writeErrors": [
+      {"index": 0, "code": 11000, "errmsg": "E11000"}]})")});
+  at(0).script("find", {refusal(13, "not authorized")});
+  EXPECT_EQ(insertMany(1), "ok 0:duplicateKey 11000 outcomeUnknown");
+}
+
 TEST_F(ReplicaSet, WritesWithoutRetryAreSentOnce) {
   EXPECT_EQ(connect(address("&retryWrites=false")), "true");
   at(0).script("insert", {failing(Step::Fate::close)});
+  at(0).script("delete", {refusal(10107, "not primary")});
   EXPECT_EQ(insert(), "connection retryable outcomeUnknown");
-  EXPECT_EQ(received("insert"), "100");
+  EXPECT_EQ(remove(), "server 10107 retryable outcomeUnknown");
+  EXPECT_EQ(received("insert") + received("delete"), "100100");
 }
 
 TEST_F(ReplicaSet, ReadPreferenceOfTheAddressIsFollowed) {
@@ -187,13 +331,16 @@ TEST_F(Router, WritesCarryANumberSoThatARepetitionIsTold) {
 }
 
 TEST_F(Router, ShardThatIsOutOfReachLeavesAWriteUnknown) {
-  server.script("delete", {refusal(6, "connection to shard closed")});
+  const Step step = refusal(6, "connection to shard closed");
+  server.script("delete", {step, step});
   EXPECT_EQ(remove(), "server 6 retryable outcomeUnknown");
 }
 
 TEST_F(Router, ShardWithoutAPrimaryIsATransientError) {
-  server.script("delete", {refusal(133, "could not find host matching read preference { mode: primary } for set s1")});
-  EXPECT_EQ(remove(), "server 133 retryable");
+  const Step step = refusal(133, "could not find host matching read preference { mode: primary } for set s1");
+  server.script("update", {step, step});
+  EXPECT_EQ(update(1), "server 133 retryable");
+  EXPECT_EQ(update(3), "server 133 retryable outcomeUnknown");  // of many, some may have been changed
 }
 
 TEST_F(Router, ReadOfAStaleShardIsAskedForAgain) {

@@ -153,9 +153,14 @@ TEST_F(FailPointOfSet, ConnectionClosedDuringAWriteIsNotSeen) {
   EXPECT_EQ(find(), "2");
 }
 
-TEST_F(FailPointOfSet, ConnectionClosedDuringAWriteOfManyLeavesItUnknown) {
+TEST_F(FailPointOfSet, ConnectionClosedDuringAnUpdateOfManyLeavesItUnknown) {
+  arm("update", R"("closeConnection": true)");
+  EXPECT_EQ(update(3), "connection retryable outcomeUnknown");
+  EXPECT_EQ(update(3), "ok");
+}
+
+TEST_F(FailPointOfSet, ConnectionClosedDuringARemovalIsNotSeen) {
   arm("delete", R"("closeConnection": true)");
-  EXPECT_EQ(remove(), "connection retryable outcomeUnknown");
   EXPECT_EQ(remove(), "ok");
   EXPECT_EQ(find(), "0");
 }

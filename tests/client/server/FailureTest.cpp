@@ -382,6 +382,114 @@ TEST_F(Failure, WriteThatTheServerInterruptedIsUnknown) {
   EXPECT_EQ(remove(), "server 11602 retryable outcomeUnknown");
 }
 
+TEST_F(Failure, WriteOfManyThatBreaksOffIsUnknown) {
+  EXPECT_EQ(connect(), "true");
+  for (const int code : {7, 112, 133, 134, 262}) {
+    const std::string seen = "server " + std::to_string(code) + " retryable outcomeUnknown";
+    const Step step = refusal(code, "not any more");
+    server.script("update", {step, step});
+    server.script("delete", {step});
+    server.script("insert", {step, step});
+    EXPECT_EQ(update(3), seen);
+    EXPECT_EQ(update(9), seen);
+    EXPECT_EQ(remove(), seen);
+    EXPECT_EQ(insertMany(2), seen);
+    EXPECT_EQ(insert(), "server " + std::to_string(code) + " retryable");  // one document is in or not
+  }
+  EXPECT_EQ(timesSent("update"), 10U);
+}
+
+TEST_F(Failure, WriteOfManyThatOneDocumentEndsIsUnknown) {
+  EXPECT_EQ(connect(), "true");
+  server.script("update", {refusal(11000, "E11000"), refusal(17419, "too large"), refusal(14031, "disk full"),
+                           refusal(50, "time limit"), refusal(2, "unknown operator: $foo"), refusal(13, "no right")});
+  EXPECT_EQ(update(3), "duplicateKey 11000 outcomeUnknown");
+  EXPECT_EQ(update(3), "document 17419 outcomeUnknown");
+  EXPECT_EQ(update(3), "server 14031 outcomeUnknown");
+  EXPECT_EQ(update(3), "timeout 50 retryable outcomeUnknown");
+  EXPECT_EQ(update(3), "query 2");  // found out before any document is touched
+  EXPECT_EQ(update(3), "authorization 13");
+}
+
+TEST_F(Failure, WriteOfManyTellsHowManyWereWritten) {
+  EXPECT_EQ(connect(), "true");
+  server.script("delete", {refusal(112, "conflict", R"(, "n": 3)")});
+  EXPECT_EQ(remove(), "server 112 retryable outcomeUnknown");
+  EXPECT_THAT(message(), HasSubstr("3 documents were written, others may have been"));
+  server.script("update", {refusal(112, "conflict", R"(, "n": 4, "nModified": 1)")});
+  EXPECT_EQ(update(9), "server 112 retryable outcomeUnknown");
+  EXPECT_THAT(message(), HasSubstr("1 document was written, others may have been"));
+  server.script("update", {refusal(13, "no right any more", R"(, "n": 4, "nModified": 4)")});
+  EXPECT_EQ(update(9), "authorization 13 outcomeUnknown");
+}
+
+class Split : public Failure {
+ protected:
+  void SetUp() override {
+    database_test::Pose pose;
+    pose.maxWriteBatchSize = 2;
+    server.pose(pose);
+    ASSERT_EQ(connect(), "true");
+  }
+  const Step done = answer(R"({"ok": 1, "n": 2})");
+};
+
+TEST_F(Split, InsertThatBreaksOffIsUnknownAndTellsHowManyAreIn) {
+  server.script("insert", {done, done, refusal(112, "conflict")});
+  EXPECT_EQ(insertMany(6), "server 112 retryable outcomeUnknown");
+  EXPECT_THAT(message(), HasSubstr("4 documents were written, others may have been"));
+}
+
+TEST_F(Split, InsertOfWhichOnlyAMiddlePartFailsTellsWhy) {
+  server.script("insert", {done, refusal(262, "no time left"), done});
+  EXPECT_EQ(insertMany(6), "server 262 retryable outcomeUnknown");
+  EXPECT_THAT(message(), HasSubstr("no time left"));
+}
+
+TEST_F(Split, InsertWithARefusalAndABreakTellsOfTheBreak) {
+  const Step refused = answer(R"({"ok": 1, "n": 1, "writeErrors": [{"index": 1, "code": 11000, "errmsg": "E11000"}]})");
+  server.script("insert", {refused, refusal(112, "conflict"), done});
+  EXPECT_EQ(insertMany(6), "server 112 retryable outcomeUnknown");
+  server.script("insert", {refused, done, done});
+  EXPECT_EQ(insertMany(6), "ok 1:duplicateKey 11000");
+}
+
+TEST_F(Split, InsertWhoseServerDiesIsUnknown) {
+  server.script("insert", {done, failing(Step::Fate::close)});
+  EXPECT_EQ(insertMany(6), lostWrite);
+  EXPECT_EQ(insert(), "ok");
+}
+
+TEST_F(Split, InsertWhoseServerIsSilentIsUnknown) {
+  ASSERT_EQ(connectWith(shortTimes), "true");
+  server.script("insert", {done, failing(Step::Fate::silence)});
+  EXPECT_EQ(insertMany(6), slowWrite);
+  EXPECT_LT(elapsed, soon);
+}
+
+TEST_F(Failure, TroubleOfTheServerIsNotTheCallersQuery) {
+  EXPECT_EQ(connect(), "true");
+  for (const int code : {14031, 11601, 12586, 12587, 13388, 46841}) {
+    server.script("find", {refusal(code, "odd")});
+    server.script("insert", {refusal(code, "odd")});
+    EXPECT_EQ(find(), "server " + std::to_string(code));
+    EXPECT_EQ(insert(), "server " + std::to_string(code));
+  }
+}
+
+TEST_F(Failure, DocumentThatTheCollectionsRulesRefuseIsADocumentError) {
+  EXPECT_EQ(connect(), "true");
+  server.script("insert", {answer(R"({"ok": 1, "n": 0, "writeErrors": [{"index": 0, "code": 121,
+      "errmsg": "Document failed validation"}]})")});
+  EXPECT_EQ(insert(), "document 121");
+}
+
+TEST_F(Failure, RouterThatGotNoAnswerInTimeLeavesAWriteUnknown) {
+  EXPECT_EQ(connect(), "true");
+  server.script("insert", {refusal(202, "request timed out")});
+  EXPECT_EQ(insert(), "server 202 retryable outcomeUnknown");
+}
+
 TEST_F(Failure, ReadIsRepeatedAfterAStepDown) {
   EXPECT_EQ(connect(), "true");
   server.script("find", {refusal(189, "primary stepped down"), batch(R"({"_id": 1})")});
