@@ -93,11 +93,13 @@ struct DataBaseClient::Connection {
   std::shared_ptr<Cancellation> cancellation = std::make_shared<Cancellation>();
   std::unique_ptr<Engine> engine{};
   std::optional<Error> failure{};
+  UnreadableHandler unreadable{};
 
   void close() {
     engine.reset();
     failure.reset();
   }
+
   Engine& open() const {
     if (engine) return *engine;
     if (failure) throw Error(*failure);
@@ -128,6 +130,7 @@ bool DataBaseClient::connect(const std::string& authDatabase, const std::string&
     arguments::checkText("authDatabase", authDatabase);
     checkCredentials(user, password);
     connection_->engine = openEngine({authDatabase, host, port, user, password, connection_->cancellation});
+    connection_->engine->setUnreadableHandler(connection_->unreadable);
   } catch (const Error& error) {
     if (!isRefusal(error)) throw;
     connection_->failure = refusal(error);
@@ -212,12 +215,25 @@ void DataBaseClient::find(const std::string& database, const std::string& collec
 void DataBaseClient::findEach(const std::string& database, const std::string& collection, const ObjectProperties& query,
                               const ObjectProperties& projection, int limit, int skip,
                               const std::function<bool(ObjectProperties&)>& receive) {
+  findEach(database, collection, query, projection, limit, skip, receive, connection_->unreadable);
+}
+
+void DataBaseClient::findEach(const std::string& database, const std::string& collection, const ObjectProperties& query,
+                              const ObjectProperties& projection, int limit, int skip,
+                              const std::function<bool(ObjectProperties&)>& receive,
+                              const UnreadableHandler& unreadable) {
   Engine& engine = connection_->openFor(database, collection);
   arguments::checkPage(limit, skip);
   arguments::checkDocument("query", query);
   arguments::checkDocument("projection", projection);
   const auto pass = [&receive](ObjectProperties&& document) { return receive(document); };
-  engine.find({database, collection}, {query, arguments::projectionFor(projection), limit, skip}, pass);
+  engine.find({database, collection},
+              {query, arguments::projectionFor(projection), limit, skip, unreadable ? &unreadable : nullptr}, pass);
+}
+
+void DataBaseClient::setUnreadableHandler(const UnreadableHandler& unreadable) {
+  connection_->unreadable = unreadable;
+  if (connection_->engine) connection_->engine->setUnreadableHandler(unreadable);
 }
 
 void DataBaseClient::aggregate(const std::string& database, const std::string& collection,
@@ -326,6 +342,12 @@ void DataBaseClient::backup(const std::string& path) {
   Engine& engine = connection_->open();
   arguments::checkText("path", path);
   engine.backup(path);
+}
+
+CheckReport DataBaseClient::repair(const std::string& path) {
+  Engine& engine = connection_->open();
+  arguments::checkText("path", path);
+  return engine.repair(path);
 }
 
 void DataBaseClient::setCancellation(std::function<bool()> isWanted) {

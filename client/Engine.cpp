@@ -24,6 +24,9 @@ void Engine::compact() {
 void Engine::backup(const std::string& /*path*/) {
   refuse("backup");
 }
+CheckReport Engine::repair(const std::string& /*path*/) {
+  refuse("repair");
+}
 
 std::unique_ptr<Engine> openEngine(const ConnectRequest& request) {
   static const std::string filePrefix = "file:";

@@ -4,6 +4,7 @@
 #include <list>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "client/Cancellation.h"
@@ -22,6 +23,7 @@ struct FindRequest {
   const ObjectProperties& projection;
   int limit;  ///< 0: no limit
   int skip;
+  const UnreadableHandler* unreadable = nullptr;  ///< instead of the engine's
 };
 
 enum class UpdateKind { replaceFirst, setInAll, appendToArrayInAll };
@@ -49,6 +51,9 @@ class Engine {
   virtual ~Engine() = default;
 
   virtual bool isOpen() const noexcept = 0;
+
+  /// Told of what reads pass over; an empty one lets them fail.
+  void setUnreadableHandler(UnreadableHandler handler) { unreadable_ = std::move(handler); }
 
   /// `document` begins with its "_id".
   virtual void insert(const Namespace& where, const ObjectProperties& document) = 0;
@@ -81,10 +86,16 @@ class Engine {
   virtual CheckReport check();
   virtual void compact();
   virtual void backup(const std::string& path);
+  virtual CheckReport repair(const std::string& path);
 
  protected:
+  /// Null where reads are to fail.
+  const UnreadableHandler* unreadable() const { return unreadable_ ? &unreadable_ : nullptr; }
   /// Throws Error{unsupported} naming the operation.
   [[noreturn]] static void refuse(const char* operation);
+
+ private:
+  UnreadableHandler unreadable_{};
 };
 
 /// Opens the engine that the host asks for. Throws Error{query} for arguments that make no sense, and Error of another

@@ -73,6 +73,7 @@ ExitStatus run(int argc, const char* const* argv) {
   addCommands(commandLine.root(), session);
   commandLine.root().footer(footer);
   commandLine.run(argc, argv);
+  session.passedOver().finish();
   if (!std::cout.flush()) throw UsageError("standard output cannot be written");
   checkInterrupt();
   return session.status();

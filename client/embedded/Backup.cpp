@@ -61,18 +61,22 @@ void copyPages(sqlite::Connection& from, sqlite::Connection& to) {
 
 }  // namespace
 
-void copyStore(sqlite::Connection& from, const std::string& path) {
+void makeStoreFile(const std::string& path, const std::function<void(const std::string& target)>& fill) {
   const std::string target = createPrivateFile(path);
   Unfinished unfinished(target);
-  {
+  fill(target);
+  syncFolder(target);
+  unfinished.finish();
+}
+
+void copyStore(sqlite::Connection& from, const std::string& path) {
+  makeStoreFile(path, [&from](const std::string& target) {
     // Held open, the transaction keeps the state that is copied the same to the end.
     const sqlite::Transaction snapshot(from, sqlite::Transaction::Kind::read);
     from.integer("SELECT count(*) FROM sqlite_schema");
     auto to = sqlite::Connection::openFile(target, 0);
     copyPages(from, to);
-  }
-  syncFolder(target);
-  unfinished.finish();
+  });
 }
 
 }  // namespace database_client::embedded

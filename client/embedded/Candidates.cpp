@@ -5,7 +5,9 @@
 #include <utility>
 #include <vector>
 
+#include "client/embedded/DamageError.h"
 #include "client/embedded/index/Planner.h"
+#include "client/embedded/salvage.h"
 
 namespace database_client::embedded {
 
@@ -18,16 +20,37 @@ namespace {
 
 class Scan : public Candidates {
  public:
-  Scan(Collection& collection, bool everything) : rows_(collection), recheck_(!everything) {}
+  Scan(Collection& collection, bool everything) : collection_(collection), rows_(collection), recheck_(!everything) {}
   bool next() override { return rows_.next(); }
   std::int64_t rid() const override { return rows_.rid(); }
   bool recheck() const override { return recheck_; }
   View body() override { return rows_.body(); }
+  std::string idKey() override { return collection_.idKeyOf(rid()); }
 
  private:
+  Collection& collection_;
   RowScan rows_;
   bool recheck_;
 };
+
+class ScanBeyondDamage : public Candidates {
+ public:
+  ScanBeyondDamage(Collection& collection, bool everything) : rows_(collection), recheck_(!everything) {}
+  bool next() override { return rows_.next(); }
+  std::int64_t rid() const override { return rows_.rid(); }
+  bool recheck() const override { return recheck_; }
+  View body() override { return rows_.body(); }
+  std::string idKey() override { return rows_.idKey(); }
+
+ private:
+  SalvageScan rows_;
+  bool recheck_;
+};
+
+std::unique_ptr<Candidates> scan(Collection& collection, const Wanted& wanted) {
+  if (wanted.goesOn) return std::make_unique<ScanBeyondDamage>(collection, wanted.everything);
+  return std::make_unique<Scan>(collection, wanted.everything);
+}
 
 /// The document with one id.
 class ById : public Candidates {
@@ -39,6 +62,7 @@ class ById : public Candidates {
   std::int64_t rid() const override { return row_.rid(); }
   bool recheck() const override { return recheck_; }
   View body() override { return row_.body(); }
+  std::string idKey() override { return row_.key(); }
 
  private:
   RowById row_;
@@ -49,7 +73,8 @@ class ById : public Candidates {
 /// The documents with certain ids.
 class ByIds : public Candidates {
  public:
-  ByIds(Collection& collection, const std::vector<Value>& ids, bool recheck) : reader_(collection), recheck_(recheck) {
+  ByIds(Collection& collection, const std::vector<Value>& ids, bool recheck)
+      : collection_(collection), reader_(collection), recheck_(recheck) {
     index_ = "_id";
     for (const Value& id : ids) {
       if (const auto rid = collection.ridOf(id)) rids_.push_back(*rid);
@@ -61,8 +86,10 @@ class ByIds : public Candidates {
   std::int64_t rid() const override { return rids_[at_ - 1]; }
   bool recheck() const override { return recheck_; }
   View body() override { return reader_.require(rid()); }
+  std::string idKey() override { return collection_.idKeyOf(rid()); }
 
  private:
+  Collection& collection_;
   RowReader reader_;
   std::vector<std::int64_t> rids_{};
   std::size_t at_ = 0;
@@ -71,7 +98,7 @@ class ByIds : public Candidates {
 
 class ByItems : public Candidates {
  public:
-  ByItems(Collection& collection, Plan plan) : reader_(collection), plan_(std::move(plan)) {
+  ByItems(Collection& collection, Plan plan) : collection_(collection), reader_(collection), plan_(std::move(plan)) {
     index_ = plan_.description;
   }
   bool next() override {
@@ -82,8 +109,10 @@ class ByItems : public Candidates {
   std::int64_t rid() const override { return candidate_.rid; }
   bool recheck() const override { return candidate_.recheck; }
   View body() override { return reader_.require(candidate_.rid); }
+  std::string idKey() override { return collection_.idKeyOf(candidate_.rid); }
 
  private:
+  Collection& collection_;
   RowReader reader_;
   Plan plan_;
   Plan::Candidate candidate_{0, false};
@@ -128,6 +157,31 @@ std::optional<std::vector<Value>> idsOf(View query) {
   return std::nullopt;
 }
 
+/// Whether the query is {_id: {$in: […]}} or {_id: {$eq: …}}, which a look-up answers as well.
+bool namesOnlyIds(View query) {
+  if (query.count() != 1 || query.begin()->key != "_id" || !query.begin()->value.isDocument()) return false;
+  const View condition = query.begin()->value.asDocument();
+  if (condition.count() != 1) return false;
+  return condition.begin()->key == "$in" || condition.begin()->key == "$eq";
+}
+
+std::unique_ptr<Candidates> planUnlessDamaged(Collection& collection, View query, const Wanted& wanted) {
+  if (namesOneId(query)) return std::make_unique<ById>(collection, query.begin()->value, false);
+  if (const auto ids = idsOf(query)) {
+    if (ids->size() == 1) return std::make_unique<ById>(collection, ids->front(), !namesOnlyIds(query));
+    return std::make_unique<ByIds>(collection, *ids, !namesOnlyIds(query));
+  }
+  if (wanted.usesIndex && collection.index() != nullptr) {
+    PlanRequest request;
+    request.documents = collection.estimate();
+    request.wanted = wanted.matches;
+    request.documentsAreRead = wanted.documentsAreRead;
+    Plan found = plan(*collection.index(), query, request);
+    if (found.usesIndex) return std::make_unique<ByItems>(collection, std::move(found));
+  }
+  return scan(collection, wanted);
+}
+
 }  // namespace
 
 bool namesOneId(View query) {
@@ -138,21 +192,14 @@ bool namesOneId(View query) {
 }
 
 std::unique_ptr<Candidates> planCandidates(Collection& collection, View query, const Wanted& wanted) {
-  if (wanted.everything) return std::make_unique<Scan>(collection, true);
-  if (namesOneId(query)) return std::make_unique<ById>(collection, query.begin()->value, false);
-  if (const auto ids = idsOf(query)) {
-    if (ids->size() == 1) return std::make_unique<ById>(collection, ids->front(), true);
-    return std::make_unique<ByIds>(collection, *ids, true);
+  if (wanted.everything) return scan(collection, wanted);
+  try {
+    return planUnlessDamaged(collection, query, wanted);
+  } catch (const DamageError&) {
+    // Of an index, which a scan does without.
+    if (!wanted.goesOn) throw;
+    return scan(collection, wanted);
   }
-  if (wanted.usesIndex && collection.index() != nullptr) {
-    PlanRequest request;
-    request.documents = collection.estimate();
-    request.wanted = wanted.matches;
-    request.documentsAreRead = wanted.documentsAreRead;
-    Plan found = plan(*collection.index(), query, request);
-    if (found.usesIndex) return std::make_unique<ByItems>(collection, std::move(found));
-  }
-  return std::make_unique<Scan>(collection, false);
 }
 
 }  // namespace database_client::embedded

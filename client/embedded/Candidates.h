@@ -24,6 +24,8 @@ class Candidates {
   virtual bool recheck() const = 0;
   /// The candidate's document; valid until `next`.
   virtual bson::View body() = 0;
+  /// The key of the candidate's "_id", for when its document cannot be read; empty where it is not known.
+  virtual std::string idKey() = 0;
   /// For people; empty for a scan.
   const std::string& index() const { return index_; }
 
@@ -36,6 +38,7 @@ struct Wanted {
   bool everything = false;       ///< every document matches
   bool usesIndex = true;         ///< the index over the items may be asked
   bool documentsAreRead = true;  ///< false when only their number counts
+  bool goesOn = false;           ///< what cannot be read ends nothing
   std::uint64_t matches = 0;     ///< read at most, 0: all
 };
 

@@ -4,10 +4,10 @@
 #include <functional>
 #include <limits>
 
+#include "client/embedded/DamageError.h"
 #include "client/embedded/Schema.h"
 #include "client/embedded/Store.h"
 #include "client/embedded/query/compare.h"
-#include "client/embedded/sqlite/Failure.h"
 
 namespace database_client::embedded {
 
@@ -31,9 +31,10 @@ Collection::Statements::Statements(sqlite::Connection& connection, const std::st
       count(connection.prepared("SELECT count(*) FROM " + table)),
       estimate(connection.prepared("SELECT max(rid) FROM " + table)),
       ridOfId(connection.prepared("SELECT rid FROM " + table + " WHERE id = ?1")),
+      idOf(connection.prepared("SELECT id FROM " + table + " WHERE rid = ?1")),
       readById(connection.prepared("SELECT rid, sum, body FROM " + table + " WHERE id = ?1")),
       read(connection.prepared("SELECT sum, body FROM " + table + " WHERE rid = ?1")),
-      scan(connection.prepared("SELECT rid, sum, body, id FROM " + table + " WHERE rid > ?1 ORDER BY rid")) {}
+      scan(connection.prepared("SELECT rid, sum, body FROM " + table + " WHERE rid > ?1 ORDER BY rid")) {}
 
 Collection::Collection(Store& store, std::int64_t number, const std::string& database, const std::string& name)
     : store_(store),
@@ -50,7 +51,12 @@ Collection::Collection(Store& store, std::int64_t number, const std::string& dat
           RowScan rows(*this, after);
           while (rows.next()) {
             store_.checkIndexing();
-            receive(rows.rid(), rows.body());
+            View body;
+            try {
+              body = rows.body();
+            } catch (const DamageError&) {  // The index has it as one that may have anything.
+            }
+            receive(rows.rid(), body);
           }
         },
         store.blocks());
@@ -59,18 +65,15 @@ Collection::Collection(Store& store, std::int64_t number, const std::string& dat
 
 Collection::~Collection() = default;
 
-bool Collection::isWhole(std::int64_t rid, std::int64_t sum, sqlite::Blob body) const {
-  return body.size >= smallestDocument && checksum_.of(rid, body.data, body.size) == sum &&
-         bson::load<std::uint32_t>(body.data) == body.size;
-}
-
 View Collection::trusted(std::int64_t rid, std::int64_t sum, sqlite::Blob body) const {
-  if (isWhole(rid, sum, body)) return {body.data, body.size};
+  const bool isWhole = body.size >= smallestDocument && checksum_.of(rid, body.data, body.size) == sum;
+  if (isWhole && bson::load<std::uint32_t>(body.data) == body.size) return {body.data, body.size};
   refuse("a document of " + label() + " is damaged (record " + std::to_string(rid) + ")");
 }
 
 void Collection::refuse(const std::string& what) const {
-  throw sqlite::DamageError(store_.connection().file(), what);
+  const std::string& file = store_.connection().file();
+  throw DamageError("store " + file + ": " + what, file);
 }
 
 void Collection::touch() {
@@ -129,6 +132,14 @@ void Collection::checkWanted() const {
   store_.connection().cancellation().check();
 }
 
+void Collection::removeUnreadable(std::int64_t rid) {
+  if (index_) {
+    touch();
+    index_->removeUnknown(rid);
+  }
+  store_.connection().statement(sql_.remove).bind(1, rid).run();
+}
+
 long long Collection::count() {
   const sqlite::Connection::Interruptible interruptible(store_.connection());
   return store_.connection().integer(sql_.count);
@@ -138,12 +149,35 @@ std::uint64_t Collection::estimate() {
   return static_cast<std::uint64_t>(store_.connection().integer(sql_.estimate));
 }
 
+sqlite::Connection& Collection::connection() const {
+  return store_.connection();
+}
+
 std::optional<std::int64_t> Collection::ridOf(const bson::Value& id) {
-  const std::string key = canonicalKey(id);
+  return ridOfKey(canonicalKey(id));
+}
+
+std::optional<std::int64_t> Collection::ridOfKey(std::string_view key) {
   auto found = store_.connection().statement(sql_.ridOfId);
   found.bindBlob(1, key.data(), key.size());
   if (!found.step()) return std::nullopt;
   return found.integer(0);
+}
+
+std::string Collection::storedIdKey(std::int64_t rid) {
+  auto found = store_.connection().statement(sql_.idOf);
+  if (!found.bind(1, rid).step()) return {};
+  const sqlite::Blob key = found.blob(0);
+  return {reinterpret_cast<const char*>(key.data), key.size};
+}
+
+std::string Collection::idKeyOf(std::int64_t rid) {
+  try {
+    std::string key = storedIdKey(rid);
+    if (ridOfKey(key) == rid) return key;
+  } catch (const DamageError&) {  // Then it is not known.
+  }
+  return {};
 }
 
 void Collection::flush() {
@@ -194,20 +228,22 @@ View RowById::body() const {
 }
 
 RowScan::RowScan(Collection& collection, std::int64_t after)
-    : collection_(collection), statement_(collection.store_.connection().statement(collection.sql_.scan)) {
+    : collection_(collection),
+      statement_(collection.store_.connection().statement(collection.sql_.scan)),
+      last_(after) {
   statement_.bind(1, after);
 }
 
 bool RowScan::next() {
-  return statement_.step();
-}
-
-bool RowScan::isWhole() const {
-  return collection_.isWhole(rid(), statement_.integer(1), bytes());
+  if (!statement_.step()) return false;
+  if (rid() <= last_)
+    collection_.refuse("the records of " + collection_.label() + " are damaged: they are out of order");
+  last_ = rid();
+  return true;
 }
 
 View RowScan::body() const {
-  return collection_.trusted(rid(), statement_.integer(1), bytes());
+  return collection_.trusted(rid(), statement_.integer(1), statement_.blob(2));
 }
 
 }  // namespace database_client::embedded

@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "client/bson/View.h"
 #include "client/embedded/Checksum.h"
@@ -39,11 +40,19 @@ class Collection {
   /// Puts `after` in the place of `before`, which has the same "_id".
   void replace(std::int64_t rid, bson::View before, bson::View after);
   void remove(std::int64_t rid, bson::View body);
+  /// Removes a document that cannot be read. What the index has of it is not known, so it is built anew, in time
+  /// proportional to the collection, before the transaction ends.
+  void removeUnreadable(std::int64_t rid);
 
   long long count();
   /// About as many as there are documents, at once.
   std::uint64_t estimate();
   std::optional<std::int64_t> ridOf(const bson::Value& id);
+  /// The key of the "_id" of a record, for when the document itself cannot be read; empty where it is not known.
+  std::string idKeyOf(std::int64_t rid);
+  /// The bytes of the id as they stand beside a document, whether or not it is found by them.
+  std::string storedIdKey(std::int64_t rid);
+  sqlite::Connection& connection() const;
 
   /// Writes what the index gathered.
   void flush();
@@ -62,9 +71,9 @@ class Collection {
 
   void touch();
   [[noreturn]] void refuse(const std::string& what) const;
-  bool isWhole(std::int64_t rid, std::int64_t sum, sqlite::Blob body) const;
   bson::View trusted(std::int64_t rid, std::int64_t sum, sqlite::Blob body) const;
   std::int64_t lastRid();
+  std::optional<std::int64_t> ridOfKey(std::string_view key);
 
   Store& store_;
   std::int64_t number_;
@@ -77,7 +86,7 @@ class Collection {
   std::unique_ptr<ItemIndex> index_;
   struct Statements {
     Statements(sqlite::Connection& connection, const std::string& table);
-    sqlite::Prepared &insert, &update, &remove, &count, &estimate, &ridOfId, &readById, &read, &scan;
+    sqlite::Prepared &insert, &update, &remove, &count, &estimate, &ridOfId, &idOf, &readById, &read, &scan;
   } sql_;
 };
 
@@ -102,6 +111,7 @@ class RowById {
   /// False when there is none.
   bool find();
   std::int64_t rid() const { return statement_.integer(0); }
+  const std::string& key() const { return key_; }
   /// Valid as long as this object.
   bson::View body() const;
 
@@ -120,15 +130,10 @@ class RowScan {
   /// Valid until `next`.
   bson::View body() const;
 
-  /// Whether the bytes and their place are those that were written.
-  bool isWhole() const;
-  /// The parts as they are stored, unchecked.
-  sqlite::Blob bytes() const { return statement_.blob(2); }
-  sqlite::Blob id() const { return statement_.blob(3); }
-
  private:
   const Collection& collection_;
   sqlite::Statement statement_;
+  std::int64_t last_;
 };
 
 }  // namespace database_client::embedded

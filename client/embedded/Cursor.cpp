@@ -2,8 +2,10 @@
 
 #include <utility>
 
+#include "client/DocumentAccess.h"
 #include "client/bson/Writer.h"
 #include "client/embedded/Candidates.h"
+#include "client/embedded/idOfKey.h"
 #include "client/embedded/query/Matcher.h"
 
 namespace database_client::embedded {
@@ -28,22 +30,24 @@ std::unique_ptr<Matcher> matcherOf(View query) {
 }
 
 std::unique_ptr<Candidates> candidatesOf(Collection* collection, View query, const Matcher* matcher, const Page& page,
-                                         bool documentsAreRead) {
+                                         const CursorUse& use) {
   if (collection == nullptr) return nullptr;
   Wanted wanted;
   wanted.everything = matcher != nullptr && matcher->matchesEverything();
-  wanted.documentsAreRead = documentsAreRead;
+  wanted.documentsAreRead = use.documentsAreRead;
+  wanted.goesOn = use.unreadable != nullptr;
   wanted.matches = page.limit == 0 ? 0 : page.limit + page.skip;
   return planCandidates(*collection, query, wanted);
 }
 
 }  // namespace
 
-Cursor::Cursor(Collection* collection, View query, Page page, bool documentsAreRead)
+Cursor::Cursor(Collection* collection, View query, Page page, const CursorUse& use)
     : collection_(collection),
       page_(page),
+      use_(use),
       matcher_(matcherOf(query)),
-      candidates_(candidatesOf(collection, query, matcher_.get(), page, documentsAreRead)) {}
+      candidates_(candidatesOf(collection, query, matcher_.get(), page, use)) {}
 
 Cursor::~Cursor() = default;
 
@@ -63,12 +67,33 @@ bool Cursor::next() {
 }
 
 bool Cursor::nextMatch() {
-  while (candidates_ && candidates_->next()) {
-    collection_->checkWanted();
-    isRead_ = false;
-    if (!candidates_->recheck() || matcher_->matches(body())) return true;
+  while (candidates_) {
+    try {
+      if (!candidates_->next()) return false;
+      collection_->checkWanted();
+      isRead_ = false;
+      if (isMatch()) return true;
+    } catch (const DamageError& error) {
+      passOver(error);
+      // Whoever is told may use the store.
+      if (detached_) return nextAhead();
+    }
   }
   return false;
+}
+
+bool Cursor::isMatch() {
+  if (candidates_->recheck()) return matcher_->matches(body());
+  // What cannot be read is to be known before the match is handed over.
+  if (use_.unreadable != nullptr && use_.bodiesAreWanted) read();
+  return true;
+}
+
+/// Within the handling of `error`.
+void Cursor::passOver(const DamageError& error) {
+  if (use_.unreadable == nullptr) throw;
+  const std::vector<bson::Byte> id = idOfKey(candidates_->idKey());
+  if (!(*use_.unreadable)(DocumentAccess::adopt({id.data(), id.size()}), error)) throw;
 }
 
 View Cursor::body() {

@@ -9,7 +9,9 @@
 
 #include "client/bson/View.h"
 #include "client/embedded/Collection.h"
+#include "client/embedded/DamageError.h"
 #include "client/embedded/Store.h"
+#include "database_client/DataBaseClient.h"
 
 namespace database_client::embedded {
 
@@ -22,15 +24,22 @@ struct Page {
   std::uint64_t limit = 0;  ///< 0: all
 };
 
+/// What the documents are wanted for.
+struct CursorUse {
+  bool documentsAreRead = true;  ///< false for whoever only counts, which makes another plan the best
+  bool bodiesAreWanted = true;   ///< false where a match that needs no look at the document is taken as it is
+  /// Told of each document that is passed over since it cannot be read; null: a read fails there.
+  const UnreadableHandler* unreadable = nullptr;
+};
+
 /// The documents of a collection that match a query, in insertion order: it plans, reads candidates and checks them.
 ///
 /// Used inside a `Store::Reading` or `Store::Writing`. Nothing but the current document is held in memory until the
 /// cursor is detached; from then on it is independent of the store.
 class Cursor : public Detachable {
  public:
-  /// Throws what `Matcher` throws. Of a null collection nothing matches. With `documentsAreRead` false the plan is one
-  /// for whoever only counts.
-  Cursor(Collection* collection, bson::View query, Page page = {}, bool documentsAreRead = true);
+  /// Throws what `Matcher` throws. Of a null collection nothing matches.
+  Cursor(Collection* collection, bson::View query, Page page = {}, const CursorUse& use = {});
   Cursor(const Cursor&) = delete;
   Cursor& operator=(const Cursor&) = delete;
   ~Cursor() override;
@@ -51,11 +60,14 @@ class Cursor : public Detachable {
 
  private:
   bool nextMatch();
+  bool isMatch();
+  void passOver(const DamageError& error);
   bool nextAhead();
   void read();
 
   Collection* collection_;
   Page page_;
+  CursorUse use_;
   std::unique_ptr<Matcher> matcher_;  ///< null for a look-up by "_id" alone
   std::unique_ptr<Candidates> candidates_;
   std::uint64_t handed_ = 0;

@@ -53,6 +53,7 @@ class EmbeddedEngine : public Engine {
   CheckReport check() override;
   void compact() override;
   void backup(const std::string& path) override;
+  CheckReport repair(const std::string& path) override;
 
  private:
   Collection* reading(const Namespace& where, const char* operation);

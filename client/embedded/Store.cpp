@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "client/bson/validate.h"
+#include "client/embedded/DamageError.h"
 #include "client/embedded/Schema.h"
 #include "client/embedded/index/Segment.h"
 #include "database_client/Error.h"
@@ -113,7 +114,12 @@ void Store::refresh() {
 void Store::endReading() {
   for (Detachable* reader : readers_) reader->detach();
   if (!std::exchange(readTransaction_, false)) return;
-  connection_.statement(sql_.commit).run();
+  try {
+    connection_.statement(sql_.commit).run();
+  } catch (const DamageError&) {
+    // SQLite ends a transaction that met damage by undoing it; this one has written nothing.
+    if (connection_.inTransaction()) throw;
+  }
 }
 
 Store::Reading::Reading(Store& store) : store_(store) {

@@ -14,8 +14,8 @@
 #include <mutex>
 #include <string_view>
 
+#include "client/embedded/DamageError.h"
 #include "client/embedded/Schema.h"
-#include "client/embedded/sqlite/Failure.h"
 #include "client/embedded/sqlite/Transaction.h"
 #include "database_client/Error.h"
 
@@ -212,7 +212,7 @@ void bringUpToDate(const std::string& path, const StoreAddress& address, bool ke
     startLog(connection, alone);
     schema::migrate(connection, schema::migrations(), schema::version);
     connection.execute("PRAGMA wal_checkpoint(TRUNCATE)");
-  } catch (const sqlite::DamageError&) {
+  } catch (const DamageError&) {
     if (keepsLog) connection.keepLogOnClose();
   } catch (...) {
     if (keepsLog) connection.keepLogOnClose();

@@ -4,6 +4,7 @@
 
 #include "client/DocumentAccess.h"
 #include "client/embedded/Cursor.h"
+#include "client/embedded/DamageError.h"
 #include "client/embedded/EmbeddedEngine.h"
 #include "client/embedded/index/ItemStatistics.h"
 #include "client/embedded/query/Pipeline.h"
@@ -32,7 +33,7 @@ struct Answer {
   std::size_t stages = 0;
 };
 
-Answer askIndex(Collection* collection, View stages) {
+Answer tryIndex(Collection* collection, View stages) {
   Answer answer;
   if (collection == nullptr || collection->index() == nullptr) return answer;
   RowReader reader(*collection);
@@ -43,6 +44,16 @@ Answer askIndex(Collection* collection, View stages) {
   const auto read = [&reader](std::int64_t rid) { return reader.read(rid); };
   answer.stages = answerFromIndex(*collection->index(), stages, collection->estimate(), read, keep);
   return answer;
+}
+
+/// Where damage keeps the index from answering, and the read is to go on, the documents have to.
+Answer askIndex(Collection* collection, View stages, bool goesOn) {
+  try {
+    return tryIndex(collection, stages);
+  } catch (const DamageError&) {
+    if (!goesOn) throw;
+    return {};
+  }
 }
 
 Pipeline::Source sourceOf(const Answer& answer) {
@@ -74,13 +85,13 @@ void EmbeddedEngine::aggregate(const Namespace& where, const ObjectProperties& s
   const Store::Reading reading(store_);
   Collection* collection = this->reading(where, "aggregate");
   const auto hand = [&receive](View document) { return receive(DocumentAccess::adopt(document)); };
-  const Answer answer = askIndex(collection, specification);
+  const Answer answer = askIndex(collection, specification, unreadable() != nullptr);
   if (answer.stages > 0) {
     pipeline.run(sourceOf(answer), hand, answer.stages);
     return;
   }
   const View condition = leadingMatch(pipeline);
-  Cursor cursor(collection, condition);
+  Cursor cursor(collection, condition, {}, {true, true, unreadable()});
   const Store::Registration registration(store_, cursor);
   pipeline.run(sourceOf(cursor), hand, condition.empty() ? 0 : 1);
 }

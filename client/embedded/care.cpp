@@ -1,12 +1,17 @@
-// Care for the file: checking, compacting, copying.
+// Care for the file: checking, compacting, copying, repairing.
 
 #include <utility>
 
+#include "client/DocumentAccess.h"
 #include "client/bson/validate.h"
 #include "client/embedded/Backup.h"
+#include "client/embedded/DamageError.h"
 #include "client/embedded/EmbeddedEngine.h"
+#include "client/embedded/StoreFile.h"
+#include "client/embedded/idOfKey.h"
 #include "client/embedded/index/IndexCheck.h"
 #include "client/embedded/query/compare.h"
+#include "client/embedded/salvage.h"
 #include "database_client/Error.h"
 
 namespace database_client::embedded {
@@ -15,33 +20,58 @@ using bson::View;
 
 namespace {
 
-constexpr std::size_t mostProblems = 100;
+constexpr std::size_t mostProblems = 10'000;
 
-void report(CheckReport& found, const std::string& problem) {
-  if (found.problems.size() < mostProblems) found.problems.push_back(problem);
-}
+/// Beyond the most that are told, the problems are counted.
+class Findings {
+ public:
+  void add(const std::string& problem) {
+    if (report_.problems.size() < mostProblems) {
+      report_.problems.push_back(problem);
+    } else {
+      ++more_;
+    }
+  }
+  void countDocument() { ++report_.documents; }
+  std::size_t problems() const { return report_.problems.size() + more_; }
+  CheckReport take() {
+    if (more_ > 0) report_.problems.push_back("and " + std::to_string(more_) + " more");
+    return std::move(report_);
+  }
 
-void checkStructure(sqlite::Connection& connection, CheckReport& found) {
+ private:
+  CheckReport report_{};
+  std::size_t more_ = 0;
+};
+
+void checkStructure(sqlite::Connection& connection, Findings& found) {
   const sqlite::Connection::Interruptible interruptible(connection);
   auto rows = connection.statement("PRAGMA integrity_check(20)");
   while (rows.step()) {
-    if (rows.text(0) != "ok") report(found, "structure: " + std::string(rows.text(0)));
+    if (rows.text(0) != "ok") found.add("structure: " + std::string(rows.text(0)));
   }
 }
 
 /// What is wrong with a stored document; empty when nothing is.
-std::string problemOf(const RowScan& row) {
-  const sqlite::Blob bytes = row.bytes();
-  if (!row.isWhole()) return "its bytes do not fit their sum";
+std::string problemOf(Collection& collection, SalvageScan& rows) {
   try {
-    const bson::Value id = bson::validate(bytes.data, bytes.size).find("_id");
+    const View body = rows.body();
+    const bson::Value id = bson::validate(body.data, body.size).find("_id");
     if (id.data == nullptr) return "it has no \"_id\"";
-    const sqlite::Blob key = row.id();
-    const std::string_view kept(reinterpret_cast<const char*>(key.data), key.size);
-    return canonicalKey(id) == kept ? "" : "its \"_id\" is not the one it is found by";
+    const bool isFound = canonicalKey(id) == collection.storedIdKey(rows.rid());
+    return isFound ? "" : "its \"_id\" is not the one it is found by";
   } catch (const Error& error) {
-    return error.what();
+    return error.kind() == Error::Kind::storage ? "it is damaged" : error.what();
   }
+}
+
+/// The document for people, as `test.things {"_id": 1} (record 2)`.
+std::string nameOf(const Collection& collection, SalvageScan& rows) {
+  if (rows.rid() == 0) return collection.label();
+  const std::vector<bson::Byte> id = idOfKey(rows.idKey());
+  const ObjectProperties document = DocumentAccess::adopt({id.data(), id.size()});
+  return collection.label() + (document.isEmpty() ? "" : " " + document.toJson()) + " (record " +
+         std::to_string(rows.rid()) + ")";
 }
 
 DocumentScan scanOf(Collection& collection) {
@@ -56,34 +86,75 @@ DocumentScan scanOf(Collection& collection) {
 
 /// Runs one part of a check; what it cannot read is what it found.
 template <class Part>
-void guarded(CheckReport& found, const Part& part) {
+void guarded(Findings& found, const Part& part) {
   try {
     part();
   } catch (const Error& error) {
     if (error.kind() == Error::Kind::cancelled) throw;
-    report(found, error.what());
+    found.add(error.what());
   }
 }
 
-void checkCollection(Collection& collection, CheckReport& found) {
-  const std::size_t before = found.problems.size();
-  RowScan rows(collection);
-  for (; rows.next(); ++found.documents) {
+void checkCollection(Collection& collection, Findings& found) {
+  const std::size_t before = found.problems();
+  for (SalvageScan rows(collection); rows.next();) {
     collection.checkWanted();
-    const std::string problem = problemOf(rows);
-    if (problem.empty()) continue;
-    report(found, collection.label() + ", record " + std::to_string(rows.rid()) + ": " + problem);
+    if (rows.rid() != 0) found.countDocument();
+    const std::string problem = problemOf(collection, rows);
+    if (!problem.empty()) found.add(nameOf(collection, rows) + ": " + problem);
   }
-  if (collection.index() == nullptr || found.problems.size() != before) return;
+  if (collection.index() == nullptr || found.problems() != before) return;
   for (const std::string& problem : checkIndex(*collection.index(), scanOf(collection))) {
-    report(found, collection.label() + ", index: " + problem);
+    found.add(collection.label() + ", index: " + problem);
   }
 }
+
+/// Writes the healthy documents of a collection to another store, some at a time.
+class HealthyCopy {
+ public:
+  HealthyCopy(Collection& from, Store& to, Findings& found) : from_(from), to_(to), found_(found) {}
+
+  void run() {
+    for (SalvageScan rows(from_); isMore_;) writeBatch(rows);
+  }
+
+ private:
+  static constexpr std::size_t batchBytes = 8U << 20U;
+
+  void writeBatch(SalvageScan& rows) {
+    Store::Writing writing(to_, Store::Extent::many);
+    Collection& target = to_.obtain(from_.database(), from_.name());
+    for (std::size_t size = 0; size < batchBytes && (isMore_ = rows.next());) size += write(rows, target);
+    writing.commit();
+  }
+
+  /// The bytes written.
+  std::size_t write(SalvageScan& rows, Collection& target) {
+    View body;
+    try {
+      body = rows.body();
+    } catch (const DamageError& error) {
+      found_.add(rows.rid() == 0 ? error.what() : nameOf(from_, rows) + ": lost");
+      return 0;
+    }
+    if (target.insert(body)) {
+      found_.countDocument();
+    } else {
+      found_.add(nameOf(from_, rows) + ": lost, another document has its \"_id\"");
+    }
+    return body.size;
+  }
+
+  Collection& from_;
+  Store& to_;
+  Findings& found_;
+  bool isMore_ = true;
+};
 
 }  // namespace
 
 CheckReport EmbeddedEngine::check() {
-  CheckReport found;
+  Findings found;
   const Store::Reading reading(store_);
   session_.require(Action::administerStore, "admin", "check the store");
   guarded(found, [&] { checkStructure(store_.connection(), found); });
@@ -92,7 +163,7 @@ CheckReport EmbeddedEngine::check() {
       guarded(found, [&] { checkCollection(*collection, found); });
     }
   });
-  return found;
+  return found.take();
 }
 
 /// Merges the index, or builds it anew where that makes it better or is the only way.
@@ -118,6 +189,20 @@ void EmbeddedEngine::compact() {
     writing.commit();
   }
   store_.vacuum();
+}
+
+CheckReport EmbeddedEngine::repair(const std::string& path) {
+  Findings found;
+  const Store::Reading reading(store_);
+  session_.require(Action::administerStore, "admin", "repair the store");
+  makeStoreFile(path, [&](const std::string& target) {
+    StoreAddress address;
+    address.path = target;
+    address.exclusive = true;
+    Store to(openStore(address), false);
+    for (Collection* collection : store_.collections()) HealthyCopy(*collection, to, found).run();
+  });
+  return found.take();
 }
 
 void EmbeddedEngine::backup(const std::string& path) {

@@ -7,6 +7,7 @@
 #include "client/ObjectId.h"
 #include "client/embedded/Candidates.h"
 #include "client/embedded/Cursor.h"
+#include "client/embedded/DamageError.h"
 #include "client/embedded/EmbeddedEngine.h"
 #include "client/embedded/duplicateKey.h"
 #include "client/embedded/query/Projection.h"
@@ -51,8 +52,8 @@ Store::Extent extentOf(View query) {
   return namesOneId(query) ? Store::Extent::one : Store::Extent::many;
 }
 
-std::vector<std::int64_t> matchingRids(Collection* collection, View query) {
-  Cursor cursor(collection, query);
+std::vector<std::int64_t> matchingRids(Collection* collection, View query, const CursorUse& use = {}) {
+  Cursor cursor(collection, query, {}, use);
   std::vector<std::int64_t> rids;
   while (cursor.next()) rids.push_back(cursor.rid());
   return rids;
@@ -67,6 +68,17 @@ std::vector<Byte> copyOf(RowReader& reader, std::int64_t rid) {
 void apply(Collection& collection, std::int64_t rid, View stored, const Update& change) {
   const std::vector<Byte> changed = change.apply(stored);
   if (!changed.empty()) collection.replace(rid, stored, viewOf(changed));
+}
+
+void removeOne(Collection& collection, std::int64_t rid) {
+  std::vector<Byte> stored;
+  try {
+    RowReader reader(collection);
+    stored = copyOf(reader, rid);
+  } catch (const DamageError&) {
+    return collection.removeUnreadable(rid);
+  }
+  collection.remove(rid, viewOf(stored));
 }
 
 void insertNew(Collection& collection, View document) {
@@ -158,13 +170,10 @@ void EmbeddedEngine::remove(const Namespace& where, const ObjectProperties& quer
   Store::Writing writing(store_, extentOf(condition));
   requireWrite(where, "remove");
   Collection* collection = store_.find(where.database, where.collection);
-  const std::vector<std::int64_t> rids = matchingRids(collection, condition);
-  if (!rids.empty()) {
-    RowReader reader(*collection);
-    for (const std::int64_t rid : rids) {
-      collection->checkWanted();
-      collection->remove(rid, viewOf(copyOf(reader, rid)));
-    }
+  const std::vector<std::int64_t> rids = matchingRids(collection, condition, {true, false, unreadable()});
+  for (const std::int64_t rid : rids) {
+    collection->checkWanted();
+    removeOne(*collection, rid);
   }
   writing.commit();
 }
@@ -175,7 +184,8 @@ void EmbeddedEngine::find(const Namespace& where, const FindRequest& request, co
   const Store::Reading reading(store_);
   const std::optional<ObjectProperties> self = lookUpOfSelf(where, request.query);
   Collection* collection = self ? store_.find(where.database, where.collection) : this->reading(where, "find");
-  Cursor cursor(collection, DocumentAccess::view(self ? *self : request.query), page);
+  const UnreadableHandler* told = request.unreadable != nullptr ? request.unreadable : unreadable();
+  Cursor cursor(collection, DocumentAccess::view(self ? *self : request.query), page, {true, true, told});
   const Store::Registration registration(store_, cursor);
   bool more = true;
   while (more && cursor.next()) {
@@ -189,7 +199,7 @@ long long EmbeddedEngine::count(const Namespace& where, const ObjectProperties& 
   Collection* collection = this->reading(where, "count");
   const View condition = DocumentAccess::view(query);
   if (condition.empty()) return collection == nullptr ? 0 : collection->count();
-  Cursor cursor(collection, condition, {}, false);
+  Cursor cursor(collection, condition, {}, {false, false, unreadable()});
   long long matches = 0;
   while (cursor.next()) ++matches;
   return matches;
@@ -197,7 +207,7 @@ long long EmbeddedEngine::count(const Namespace& where, const ObjectProperties& 
 
 ObjectProperties EmbeddedEngine::explain(const Namespace& where, const ObjectProperties& query) {
   const Store::Reading reading(store_);
-  Cursor cursor(this->reading(where, "explain"), DocumentAccess::view(query));
+  Cursor cursor(this->reading(where, "explain"), DocumentAccess::view(query), {}, {true, true, unreadable()});
   long long returned = 0;
   for (; cursor.next(); ++returned) cursor.body();
   ObjectProperties result;

@@ -53,6 +53,10 @@ struct DeploymentStep {
   State state;
 };
 
+/// Told of a document that cannot be read, since its bytes are not those that were written: its "_id" ({} where damage
+/// keeps that from being known, too) and what is wrong. True goes on with the others; false lets the read fail.
+using UnreadableHandler = std::function<bool(const ObjectProperties& id, const Error& error)>;
+
 /// What `check` found in a store.
 struct CheckReport {
   long long documents = 0;
@@ -171,6 +175,19 @@ class DATABASE_CLIENT_EXPORT DataBaseClient {
   virtual void compact();
   /// Writes a consistent copy of the open store to a new file; others may go on writing meanwhile.
   virtual void backup(const std::string& path);
+  /// Writes everything of a damaged store that can still be read, users with their credentials too, to a new store at
+  /// `path`; the damaged one stays as it is. Gives the documents written and, as problems, all that is lost.
+  virtual CheckReport repair(const std::string& path);
+
+  // Reading beyond damage. On a server no document is unreadable.
+
+  /// As `findEach` above, passing over documents that cannot be read.
+  virtual void findEach(const std::string& database, const std::string& collection, const ObjectProperties& query,
+                        const ObjectProperties& projection, int limit, int skip,
+                        const std::function<bool(ObjectProperties&)>& receive, const UnreadableHandler& unreadable);
+  /// Lets all reads from now on, `aggregate`, `count` and `explain` too, pass over documents that cannot be read. An
+  /// empty handler, which is the default, lets them fail.
+  virtual void setUnreadableHandler(const UnreadableHandler& unreadable);
 
   // Giving up, and results one by one.
 

@@ -1,8 +1,9 @@
 #include <iostream>
+#include <memory>
+#include <string_view>
 
 #include "tools/commands/commands.h"
 #include "tools/commands/options.h"
-#include "tools/core/Text.h"
 
 namespace database_provider::recordctl {
 
@@ -29,27 +30,53 @@ long long recordsIn(DataBaseClient& client, CheckReport& report) {
   }
 }
 
-void check(Session& session) {
-  DataBaseClient& client = session.store(Access::existing);
-  CheckReport report = client.check();
-  const long long records = recordsIn(client, report);
-  for (const std::string& problem : report.problems) std::cerr << "recordctl: " << printable(problem) << '\n';
-  if (!report.problems.empty()) session.noteFailure();
+void tell(Session& session, const CheckReport& report, long long records, const char* what) {
+  tellProblems(session, report.problems);
   if (session.json()) {
     ObjectProperties result;
     result.setValueInt64("records", records);
     result.setValueInt64("problems", static_cast<std::int64_t>(report.problems.size()));
     return writeJson(result);
   }
-  std::cout << report.documents << " documents read, " << records << " of them records, " << report.problems.size()
-            << " problems\n";
+  std::cout << report.documents << " documents " << what << ", " << records << " of them records, "
+            << report.problems.size() << " problems\n";
+}
+
+void check(Session& session) {
+  DataBaseClient& client = session.store(Access::existing);
+  CheckReport report = client.check();
+  const long long records = recordsIn(client, report);
+  tell(session, report, records, "read");
+}
+
+/// A file, as --store takes it or by its path alone.
+std::string pathOf(const std::string& store) {
+  constexpr std::string_view prefix = "file:";
+  if (store.find('?') != std::string::npos) throw UsageError("--repair: a path alone, without options");
+  if (store.compare(0, prefix.size(), prefix) == 0) return store.substr(prefix.size());
+  if (store.find("://") != std::string::npos) throw UsageError("--repair: the new store is a file");
+  return store;
+}
+
+void repair(Session& session, const std::string& to) {
+  const std::string path = pathOf(to);
+  const CheckReport report = session.store(Access::existing).repair(path);
+  const auto written = session.connect("file:" + path, Access::existing);
+  tell(session, report, countRecords(*written), "written");
 }
 
 }  // namespace
 
 void addCheck(const Command& commands, Session& session) {
-  commands.add("check", "Read a store in a file whole, and say what is wrong with it").run([&session] {
-    check(session);
+  auto repaired = std::make_shared<std::string>();
+  const Command command = commands.add("check", "Read a store in a file whole, and say what is wrong with it");
+  command.option("--repair", "TO", *repaired,
+                 "write all that is healthy, users too, to a new store in this file, and say what is lost");
+  command.run([&session, repaired] {
+    if (repaired->empty())
+      check(session);
+    else
+      repair(session, *repaired);
   });
 }
 

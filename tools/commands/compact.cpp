@@ -8,8 +8,16 @@ namespace database_provider::recordctl {
 namespace {
 
 void compact(Session& session) {
-  session.store(Access::existing).compact();
-  std::cerr << "recordctl: compacted\n";
+  DataBaseClient& client = session.store(Access::existing);
+  client.compact();
+  const std::list<std::string> problems = client.check().problems;
+  if (problems.empty()) {
+    std::cerr << "recordctl: compacted\n";
+    return;
+  }
+  tellProblems(session, problems);
+  std::cerr << "recordctl: free space is given back and the indexes are merged, but what is damaged stays so; "
+               "\"recordctl check --repair TO\" writes all that is healthy to a new store\n";
 }
 
 }  // namespace

@@ -6,8 +6,10 @@
 #include "tools/commands/commands.h"
 #include "tools/commands/options.h"
 #include "tools/core/Interrupt.h"
+#include "tools/core/PassedOver.h"
 #include "tools/core/Progress.h"
 #include "tools/core/Text.h"
+#include "tools/input/Import.h"
 
 namespace database_provider::recordctl {
 
@@ -18,20 +20,24 @@ struct CopyOptions {
   std::string to{};
   std::optional<std::string> fromUser{};
   std::string fromPasswordFile{};
+  std::string onDifference = "keep";
+  bool skipDamaged = false;
 };
 
 struct Counts {
   std::size_t copied = 0;
+  std::size_t replaced = 0;
   std::size_t alike = 0;
   std::size_t different = 0;
+  std::size_t damaged = 0;
   std::size_t records = 0;  ///< how many of all of them are records
 };
 
 struct Place {
   std::string database;
   std::string collection;
-  std::vector<std::string> key;  ///< what tells one document from another
-  bool holdsRecords = false;
+  std::vector<std::string> key;         ///< what tells one document from another
+  std::optional<RecordKind> records{};  ///< the kind of the records that are here
 };
 
 /// Everything of the library that can be read; users are not, since a store never hands out their credentials.
@@ -39,8 +45,7 @@ std::vector<Place> places() {
   std::vector<Place> result;
   for (const RecordKind kind : {RecordKind::experiment, RecordKind::scenario}) {
     const RecordPlace place = placeOf(kind);
-    result.push_back({place.database, place.collection, {"_id"}, true});
-    result.push_back({place.database, "configuration", {}});
+    result.push_back({place.database, place.collection, {"_id"}, kind});
   }
   result.push_back({databaseTypeToString(DatabaseType::databaseManager), "customization", {"user", "tag"}});
   return result;
@@ -49,8 +54,8 @@ std::vector<Place> places() {
 /// Copies the documents of one place, in batches.
 class PlaceCopy {
  public:
-  PlaceCopy(DataBaseClient& to, const Place& place, Counts& counts, Progress& progress)
-      : to_(to), place_(place), counts_(counts), progress_(progress) {}
+  PlaceCopy(DataBaseClient& to, const Place& place, bool replaces, Counts& counts, Progress& progress)
+      : to_(to), place_(place), replaces_(replaces), counts_(counts), progress_(progress) {}
 
   void add(ObjectProperties&& document) {
     checkInterrupt();
@@ -60,7 +65,7 @@ class PlaceCopy {
   }
 
   void flush() {
-    if (place_.holdsRecords) counts_.records += batch_.size();
+    if (place_.records) counts_.records += batch_.size();
     std::vector<const ObjectProperties*> missing;
     for (const ObjectProperties& document : batch_) {
       if (place_.key == idAlone || !isThere(document)) missing.push_back(&document);
@@ -68,7 +73,7 @@ class PlaceCopy {
     if (!missing.empty()) insert(missing);
     batch_.clear();
     size_ = 0;
-    progress_.update(0, counts_.copied + counts_.alike + counts_.different);
+    progress_.update(0, counts_.copied + counts_.replaced + counts_.alike + counts_.different);
   }
 
  private:
@@ -96,17 +101,28 @@ class PlaceCopy {
 
   /// Looks for the document's counterpart and compares the two; false when there is none.
   bool isThere(const ObjectProperties& document) {
-    bool isFound = false;
+    std::optional<bool> isAlike;
     to_.findEach(place_.database, place_.collection, queryFor(document), ObjectProperties(), 1, 0,
                  [&](ObjectProperties& other) {
-                   isFound = true;
-                   if (areAlike(document, other))
-                     ++counts_.alike;
-                   else
-                     tellDifferent(document, "differs, and stays as it is");
+                   isAlike = areAlike(document, other);
                    return false;
                  });
-    return isFound;
+    if (!isAlike) return false;
+    if (*isAlike)
+      ++counts_.alike;
+    else if (replaces_)
+      replace(document);
+    else
+      tellDifferent(document, "differs, and stays as it is");
+    return true;
+  }
+
+  void replace(ObjectProperties document) {
+    const ObjectProperties query = queryFor(document);
+    document.removeKey("_id");  // The one that is there stays.
+    to_.update(place_.database, place_.collection, query, document, database_client::UpdateFlags::none,
+               database_client::UpdateOperation::replace);
+    ++counts_.replaced;
   }
 
   /// Documents that are told apart by other keys may have ids of their own.
@@ -122,27 +138,45 @@ class PlaceCopy {
     ++counts_.different;
     progress_.hide();
     std::cerr << place_.database << '/' << place_.collection;
-    if (!place_.key.empty()) std::cerr << ' ' << printable(queryFor(document).toJson());
-    std::cerr << ": " << printable(reason) << '\n';
+    std::cerr << ' ' << printable(queryFor(document).toJson()) << ": " << printable(reason) << '\n';
   }
 
   DataBaseClient& to_;
   const Place& place_;
+  bool replaces_;
   Counts& counts_;
   Progress& progress_;
   std::vector<ObjectProperties> batch_{};
   std::size_t size_ = 0;
 };
 
+std::vector<std::string> categoriesOf(RecordKind kind, DataBaseClient& client) {
+  std::list<std::string> names;
+  providerOf(kind, client)->enumCategoriesNames(names);
+  return {names.begin(), names.end()};
+}
+
+/// Names that TO lacks come behind those that it has.
+void copyCategories(RecordKind kind, DataBaseClient& from, DataBaseClient& to, Counts& counts) {
+  const std::vector<std::string> names = categoriesOf(kind, from);
+  if (names.empty()) return;
+  const std::size_t before = categoriesOf(kind, to).size();
+  addCategories(*providerOf(kind, to), names);
+  ++(categoriesOf(kind, to).size() > before ? counts.copied : counts.alike);
+}
+
 void tell(const Session& session, const Counts& counts) {
   if (session.json()) {
     ObjectProperties result;
     result.setValueInt64("records", static_cast<std::int64_t>(counts.records));
-    result.setValueInt64("problems", static_cast<std::int64_t>(counts.different));
+    result.setValueInt64("problems", static_cast<std::int64_t>(counts.different + counts.damaged));
     return writeJson(result);
   }
-  std::cout << counts.copied << " documents copied, " << counts.alike << " were there already, " << counts.different
-            << " differ\n";
+  std::cout << counts.copied << " documents copied, ";
+  if (counts.replaced > 0) std::cout << counts.replaced << " replaced, ";
+  std::cout << counts.alike << " were there already, " << counts.different << " differ";
+  if (counts.damaged > 0) std::cout << ", " << counts.damaged << " are damaged";
+  std::cout << '\n';
 }
 
 /// Whoever --from-user names asks the source, be it nobody in particular; else the one who asks the other store.
@@ -161,16 +195,26 @@ void copy(Session& session, const CopyOptions& options) {
   const auto to = connectTo(options.to, login.user, password, Access::create);
   Counts counts;
   Progress progress(0);
+  PassedOver passedOver([&progress] { progress.hide(); });
+  if (options.skipDamaged) {
+    from->setUnreadableHandler([&](const ObjectProperties& id, const database_client::Error& error) {
+      passedOver.add(id, error);
+      return true;
+    });
+  }
   for (const Place& place : places()) {
-    PlaceCopy copying(*to, place, counts, progress);
+    PlaceCopy copying(*to, place, options.onDifference == "replace", counts, progress);
     from->findEach(place.database, place.collection, {}, {}, 0, 0, [&](ObjectProperties& document) {
       copying.add(std::move(document));
       return true;
     });
     copying.flush();
+    if (place.records) copyCategories(*place.records, *from, *to, counts);
   }
   progress.hide();
-  if (counts.different > 0) session.noteFailure();
+  counts.damaged = passedOver.count();
+  passedOver.finish();
+  if (counts.different + counts.damaged > 0) session.noteFailure();
   tell(session, counts);
 }
 
@@ -181,6 +225,9 @@ void addCopy(const Command& commands, Session& session) {
   const Command command = commands.add("copy", "Copy records, configuration and settings to another store");
   command.argument("FROM", options->from, "a store, as --store takes it");
   command.argument("TO", options->to, "another one; what it has already stays");
+  command.choice("--on-difference", "WHAT", options->onDifference, {"keep", "replace"},
+                 "what becomes of a document that TO has otherwise: keep (the default), which is told, or replace");
+  command.flag("--skip-damaged", options->skipDamaged, "pass over what cannot be read in FROM, and say what that is");
   command.textOption("--from-user", "NAME", options->fromUser,
                      "who asks FROM, where that is not --user; an empty text for nobody in particular");
   command.option("--from-password-file", "FILE", options->fromPasswordFile, "the password of --from-user");

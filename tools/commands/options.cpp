@@ -1,6 +1,9 @@
 #include "tools/commands/options.h"
 
+#include <iostream>
+
 #include "tools/core/Errors.h"
+#include "tools/core/Text.h"
 #include "tools/filter/Parser.h"
 #include "tools/filter/Query.h"
 
@@ -30,6 +33,11 @@ Selection SelectionOptions::selection() const {
   } catch (const FilterError& error) {
     throw UsageError(error.show(where));
   }
+}
+
+void tellProblems(Session& session, const std::list<std::string>& problems) {
+  for (const std::string& problem : problems) std::cerr << "recordctl: " << printable(problem) << '\n';
+  if (!problems.empty()) session.noteFailure();
 }
 
 }  // namespace database_provider::recordctl

@@ -1,9 +1,11 @@
 #pragma once
 
+#include <list>
 #include <string>
 
 #include "tools/core/Command.h"
 #include "tools/core/Records.h"
+#include "tools/core/Session.h"
 
 namespace database_provider::recordctl {
 
@@ -26,5 +28,8 @@ struct SelectionOptions {
   void addLimitsTo(const Command& command);
   Selection selection() const;
 };
+
+/// Writes what is wrong with a store to standard error, and notes the failure where there is something.
+void tellProblems(Session& session, const std::list<std::string>& problems);
 
 }  // namespace database_provider::recordctl

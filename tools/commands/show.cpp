@@ -105,7 +105,7 @@ void show(Session& session, const ShowOptions& options) {
                     writeSource(*stored.record);
                     writeUserBlock(*stored.record);
                   });
-  if (isFound) return;
+  if (isFound || session.passedOver().count() > 0) return;
   std::cerr << "recordctl: no record has the id " << inQuotes(options.id) << '\n';
   session.noteFailure();
 }

@@ -110,8 +110,18 @@ const std::string& Session::password() {
 }
 
 DataBaseClient& Session::store(Access access) {
-  if (!client_) client_ = connectTo(options.store, options.login.user, password(), access);
+  if (client_) return *client_;
+  client_ = connect(options.store, access);
+  client_->setUnreadableHandler([this](const ObjectProperties& id, const database_client::Error& error) {
+    passedOver_.add(id, error);
+    noteFailure();
+    return true;
+  });
   return *client_;
+}
+
+std::unique_ptr<DataBaseClient> Session::connect(const std::string& store, Access access) {
+  return connectTo(store, options.login.user, password(), access);
 }
 
 std::unique_ptr<DatabaseProviderInterface> Session::provider(RecordKind kind, Access access) {

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "tools/core/Errors.h"
+#include "tools/core/PassedOver.h"
 #include "tools/core/Records.h"
 
 namespace database_provider::recordctl {
@@ -60,14 +61,18 @@ class Session {
   GlobalOptions options{};
 
   bool json() const { return options.json; }
-  /// The connection, made by the first call.
+  /// The connection, made by the first call. Reads through it pass over documents that cannot be read, and say so.
   DataBaseClient& store(Access access);
+  /// A connection to another store, for the same person.
+  std::unique_ptr<DataBaseClient> connect(const std::string& store, Access access);
   std::unique_ptr<DatabaseProviderInterface> provider(RecordKind kind, Access access);
   /// The users of the store; the connection is one of its own.
   std::unique_ptr<UsersDatabaseInterface> users(Access access);
 
   /// Some rows or records failed; the rest went on.
   void noteFailure() { status_ = ExitStatus::someFailed; }
+  /// The documents that reads have passed over.
+  PassedOver& passedOver() { return passedOver_; }
   ExitStatus status() const { return status_; }
 
  private:
@@ -75,6 +80,7 @@ class Session {
 
   std::optional<std::string> password_{};
   std::unique_ptr<DataBaseClient> client_{};
+  PassedOver passedOver_{};
   ExitStatus status_ = ExitStatus::done;
 };
 

@@ -34,6 +34,15 @@ void ItemExtractor::extract(bson::View document) {
   settle();
 }
 
+void ItemExtractor::extractUnknown() {
+  places_.clear();
+  items_.clear();
+  for (std::size_t path = 0; path < paths_.size(); ++path) {
+    const auto id = static_cast<ItemPaths::Id>(path);
+    if (paths_.isTracked(id)) addIrregular(id);
+  }
+}
+
 /// Whether the level itself looks like an item.
 bool ItemExtractor::walk(bson::View level, ItemPaths::Id path, Way way) {
   bool isItem = false;

@@ -36,6 +36,8 @@ class ItemExtractor {
 
   /// Replaces what the extraction before found; the items point into `document`. Each path stands there once.
   void extract(bson::View document);
+  /// As for a document that cannot be read: it may have anything under every path that is tracked.
+  void extractUnknown();
   const std::vector<Place>& places() const { return places_; }
   const Item* items(const Place& place) const { return items_.data() + place.firstItem; }
 

@@ -33,6 +33,14 @@ std::uint32_t levelOf(std::uint64_t bytes, std::size_t fanOut) {
   return level;
 }
 
+/// Notes documents that cannot be read, once all others are noted, so that all their paths are known.
+void noteUnknown(const std::vector<std::int64_t>& rids, ItemExtractor& extractor, PendingItems& pending) {
+  for (const std::int64_t rid : rids) {
+    extractor.extractUnknown();
+    pending.change(static_cast<std::uint64_t>(rid), extractor, false);
+  }
+}
+
 /// Takes the only blob of a segment that is not stored.
 class Nowhere : public BlobStore {
  public:
@@ -152,6 +160,10 @@ void ItemIndex::remove(std::int64_t rid, bson::View body) {
   if (!isInTail(rid)) gather(rid, body, true);
 }
 
+void ItemIndex::removeUnknown(std::int64_t rid) {
+  if (!isInTail(rid)) isStale_ = true;
+}
+
 void ItemIndex::replace(std::int64_t rid, bson::View before, bson::View after) {
   if (isInTail(rid)) return;
   gather(rid, before, true);
@@ -171,13 +183,20 @@ void ItemIndex::gather(std::int64_t rid, bson::View body, bool removed) {
 
 void ItemIndex::indexTail() {
   if (!documents_ || indexedUpTo_ == everything) return;
-  documents_(indexedUpTo_, [this](std::int64_t rid, bson::View body) {
-    gather(rid, body, false);
+  std::vector<std::int64_t> unknown;
+  documents_(indexedUpTo_, [&](std::int64_t rid, bson::View body) {
+    if (body.data == nullptr) {
+      unknown.push_back(rid);
+    } else {
+      gather(rid, body, false);
+    }
     setIndexedUpTo(rid);
   });
+  noteUnknown(unknown, *extractor_, *pending_);
 }
 
 void ItemIndex::flush() {
+  if (isStale_) rebuild();
   if (addedToTail_ > 0 && lastAdded_ - indexedUpTo_ >= options_.tailLimit) indexTail();
   addedToTail_ = 0;
   lastAdded_ = 0;
@@ -197,6 +216,7 @@ void ItemIndex::rollback() {
   addedToTail_ = 0;
   lastAdded_ = 0;
   bulk_ = false;
+  isStale_ = false;
   loaded_ = false;
 }
 
@@ -297,6 +317,7 @@ void ItemIndex::forgetBlocks() {
 }
 
 void ItemIndex::compact() {
+  if (isStale_) rebuild();
   if (pending_->empty()) synchronize();
   indexTail();
   writePending();
@@ -314,6 +335,7 @@ void ItemIndex::clear() {
   store_.erase(firstKey(collection_), lastKey(collection_));
   setPaths(std::make_unique<ItemPaths>());
   tail_.reset();
+  isStale_ = false;
   indexedUpTo_ = documents_ ? 0 : everything;
   indexedUpToChanged_ = false;
   version_ = store_.version();
@@ -333,6 +355,7 @@ bool ItemIndex::isAtItsBest() {
 }
 
 void ItemIndex::settle() {
+  if (isStale_) rebuild();
   if (pending_->empty()) {
     synchronize();
   } else {
@@ -346,11 +369,14 @@ const ItemIndex::Tail& ItemIndex::withTail() {
   auto tail = std::make_unique<Tail>(Tail{*paths_, segments_});
   PendingItems pending;
   ItemExtractor extractor(tail->paths);
+  std::vector<std::int64_t> unknown;
   const auto take = [&](std::int64_t rid, bson::View body) {
+    if (body.data == nullptr) return unknown.push_back(rid);
     extractor.extract(body);
     pending.change(static_cast<std::uint64_t>(rid), extractor, false);
   };
   if (documents_ && indexedUpTo_ != everything) documents_(indexedUpTo_, take);
+  noteUnknown(unknown, extractor, pending);
   if (!pending.empty()) {
     Nowhere nowhere;
     index::SegmentWriter writer(nowhere, 0, unlimited, unlimited);

@@ -11,7 +11,8 @@
 
 namespace database_client::embedded {
 
-/// Gives the documents with record numbers above `after`, in ascending order.
+/// Gives the documents with record numbers above `after`, in ascending order; null `data` for one that cannot be read,
+/// which then may have anything.
 using DocumentsAfter =
     std::function<void(std::int64_t after, const std::function<void(std::int64_t rid, bson::View body)>& receive)>;
 
@@ -77,6 +78,9 @@ class ItemIndex {
   /// `body` is what the document was.
   void remove(std::int64_t rid, bson::View body);
   void replace(std::int64_t rid, bson::View before, bson::View after);
+  /// Nobody knows what the document was. Unless it is in no segment, the index is made anew before anything else is
+  /// asked of it or written.
+  void removeUnknown(std::int64_t rid);
   /// Writes what was gathered. To be called before each commit.
   void flush();
   /// Forgets what was gathered, after the transaction was rolled back.
@@ -139,6 +143,7 @@ class ItemIndex {
   std::int64_t lastAdded_ = 0;   // in this transaction
   std::size_t addedToTail_ = 0;  // in this transaction
   bool bulk_ = false;            // this transaction adds many
+  bool isStale_ = false;         // it has what nobody can take back, and is to be made anew
   std::unique_ptr<Tail> tail_;   // null: to be made
 };
 

@@ -4,12 +4,12 @@
 
 #include <cstring>
 
-#include "database_client/Error.h"
+#include "client/embedded/DamageError.h"
 
 namespace database_client::embedded::index {
 
 void damaged(const char* what) {
-  throw Error(Error::Kind::storage, std::string("The item index is damaged (") + what + "); rebuild it with compact");
+  throw DamageError(std::string("The item index is damaged (") + what + "); rebuild it with compact");
 }
 
 std::uint64_t ByteReader::longVarint() {

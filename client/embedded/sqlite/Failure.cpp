@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <array>
 
+#include "client/embedded/DamageError.h"
+
 namespace database_client::embedded::sqlite {
 
 namespace {
@@ -66,13 +68,11 @@ bool isLock(int code) {
 
 }  // namespace
 
-DamageError::DamageError(const std::string& file, const std::string& what)
-    : Error(Kind::storage, "store " + file + ": " + what, {file}) {}
-
 void fail(int code, const std::string& file, const char* doing) {
   if (isDamage(code)) {
-    throw DamageError(file, std::string("cannot ") + doing + ": " +
-                                (code == SQLITE_NOTADB ? "the file is not a store" : "the file is damaged"));
+    throw DamageError("store " + file + ": cannot " + doing + ": " +
+                          (code == SQLITE_NOTADB ? "the file is not a store" : "the file is damaged"),
+                      file);
   }
   Error::Details details;
   details.where = file;

@@ -2,15 +2,7 @@
 
 #include <string>
 
-#include "database_client/Error.h"
-
 namespace database_client::embedded::sqlite {
-
-/// What was asked for cannot be read since the file is damaged there; other parts of it may be whole. Of kind storage.
-class DamageError : public Error {
- public:
-  DamageError(const std::string& file, const std::string& what);
-};
 
 /// Throws the `Error` that belongs to a result code of SQLite: of kind timeout (retryable) when another holds the lock,
 /// `DamageError` when the file is not as it was written, else of kind storage. The text is made of `file`, `doing` and

@@ -53,7 +53,7 @@ TEST_F(EmbeddedCare, FindsADocumentWhoseBytesWereChanged) {
   }
   tamper("UPDATE documents_2 SET body = replace(body, 'x', 'y') WHERE rid = 2");
   Client client(path);
-  EXPECT_EQ(client.check(), "4; test.things, record 2: its bytes do not fit their sum");
+  EXPECT_EQ(client.check(), "4; test.things {\"_id\": 1} (record 2): it is damaged");
   EXPECT_EQ(client.find(R"({"_id": 1})"), "storage 0");
   EXPECT_EQ(client.all(), "storage 0");
   EXPECT_NE(client.find(R"({"_id": 2})"), "storage 0");
@@ -81,7 +81,7 @@ TEST_F(EmbeddedCare, FindsADocumentUnderAnotherId) {
   }
   tamper("UPDATE documents_2 SET id = x'00' WHERE rid = 1");
   Client client(path);
-  EXPECT_EQ(client.check(), "3; test.things, record 1: its \"_id\" is not the one it is found by");
+  EXPECT_EQ(client.check(), "3; test.things (record 1): its \"_id\" is not the one it is found by");
 }
 
 /// The place of the page, of 8192 bytes, that holds the text.

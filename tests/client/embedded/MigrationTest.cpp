@@ -41,7 +41,6 @@ class EmbeddedMigration : public ::testing::Test {
                                                  "}]}"));
       }
       client.engine->insertMany(client.where(), all);
-      client.engine->setUpDeployment({false, "secret", {}});
     }
     makeOlder();
   }
@@ -49,7 +48,7 @@ class EmbeddedMigration : public ::testing::Test {
   /// Makes the store what the first version of the format was.
   void makeOlder() const {
     Connection file = Connection::openFile(path, 0);
-    for (const char* table : {"documents_1", "documents_2", "documents_3"}) {
+    for (const char* table : {"documents_1", "documents_2"}) {
       const Checksum checksum(1, "", "");
       auto rows = file.statement(std::string("SELECT rid, body FROM ") + table);
       auto update = file.statement(std::string("UPDATE ") + table + " SET sum = ?2 WHERE rid = ?1");
@@ -64,25 +63,23 @@ class EmbeddedMigration : public ::testing::Test {
   std::int64_t version() const { return Connection::openFile(path, 0).integer("PRAGMA user_version"); }
   void execute(const std::string& sql) const { Connection::openFile(path, 0).execute(sql); }
 
-  Client administrator(const std::string& options = "") const {
-    return Client(path + options, "admin", "admin", "secret");
-  }
+  Client open(const std::string& options = "") const { return Client(path + options); }
 
   TemporaryFolder folder{};
   std::string path = folder / "store";
 };
 
 TEST_F(EmbeddedMigration, KeepsEveryDocumentOfTheFirstVersion) {
-  Client client = administrator();
+  Client client = open();
   EXPECT_EQ(version(), embedded::schema::version);
-  EXPECT_EQ(client.check(), std::to_string(documents + 2));
+  EXPECT_EQ(client.check(), std::to_string(documents + 1));
   EXPECT_EQ(client.find(R"({"_id": 123})", R"({"text": true, "_id": false})"), "{\"text\": \"" + textOf(123) + "\"}");
   EXPECT_EQ(client.count(R"({"items": {"$elemMatch": {"name": "n", "value": 3}}})"), std::to_string(documents / 5));
 }
 
 TEST_F(EmbeddedMigration, LeavesWhatWasDamagedDamaged) {
   execute("UPDATE documents_2 SET body = replace(body, 'text', 'tent') WHERE rid = 7");
-  Client client = administrator();
+  Client client = open();
   EXPECT_EQ(client.find(R"({"_id": 6})"), "storage 0");
   EXPECT_EQ(client.find(R"({"_id": 5})", R"({"_id": true})"), R"({"_id": 5})");
 }
@@ -95,7 +92,7 @@ TEST_F(EmbeddedMigration, LeavesAStoreAsItIsOfWhichPagesCannotBeRead) {
   content.replace(at - at % 8192, 16, 16, '\xff');
   writeFile(path, content);
   {
-    Client client = administrator();
+    Client client = open();
     EXPECT_EQ(client.find(R"({"_id": 200})"), "storage 0");
     for (const char* id : {"0", "100", "300", "399"}) {
       const std::string document = std::string("{\"_id\": ") + id + "}";
@@ -104,7 +101,7 @@ TEST_F(EmbeddedMigration, LeavesAStoreAsItIsOfWhichPagesCannotBeRead) {
     EXPECT_EQ(client.insert(R"({"_id": "new"})"), "ok");
   }
   EXPECT_EQ(version(), 1);
-  EXPECT_EQ(administrator().find(R"({"_id": "new"})"), R"({"_id": "new"})");
+  EXPECT_EQ(open().find(R"({"_id": "new"})"), R"({"_id": "new"})");
 }
 
 TEST_F(EmbeddedMigration, IsNotNeededToReadAFileThatCanOnlyBeRead) {
@@ -115,7 +112,7 @@ TEST_F(EmbeddedMigration, IsNotNeededToReadAFileThatCanOnlyBeRead) {
   if (child == 0) {
     // The rights of files mean nothing to root.
     if (geteuid() == 0 && setuid(65534) != 0) _exit(2);
-    _exit(administrator().find(R"({"_id": 123})", R"({"_id": true})") == R"({"_id": 123})" ? 0 : 1);
+    _exit(open().find(R"({"_id": 123})", R"({"_id": true})") == R"({"_id": 123})" ? 0 : 1);
   }
   int status = 0;
   ASSERT_EQ(waitpid(child, &status, 0), child);
@@ -139,7 +136,7 @@ TEST_F(EmbeddedMigration, ThatIsKilledLeavesTheFileAsItWas) {
   EXPECT_EQ(contentOf(path), before);
   EXPECT_GT(contentOf(path + "-wal").size(), 8192U);
   EXPECT_EQ(version(), 1);
-  EXPECT_EQ(administrator().check(), std::to_string(documents + 2));
+  EXPECT_EQ(open().check(), std::to_string(documents + 1));
   EXPECT_EQ(version(), embedded::schema::version);
 }
 
@@ -148,10 +145,10 @@ TEST_F(EmbeddedMigration, WaitsUntilNobodyElseHasTheFileOpen) {
   {
     Connection other = Connection::openFile(path, 0);
     EXPECT_EQ(other.integer("SELECT count(*) FROM documents_2"), documents);
-    EXPECT_EQ(Client::outcome([this] { administrator("?timeout=50"); }), "timeout 0");
+    EXPECT_EQ(Client::outcome([this] { open("?timeout=50"); }), "timeout 0");
     EXPECT_EQ(other.integer("PRAGMA user_version"), 1);
   }
-  EXPECT_EQ(administrator().check(), std::to_string(documents + 2));
+  EXPECT_EQ(open().check(), std::to_string(documents + 1));
 }
 
 TEST_F(EmbeddedMigration, IsDoneOnceByClientsThatOpenTheStoreTogether) {
@@ -159,8 +156,8 @@ TEST_F(EmbeddedMigration, IsDoneOnceByClientsThatOpenTheStoreTogether) {
   for (int i = 0; i < 4; ++i) {
     const pid_t child = fork();
     if (child == 0) {
-      const bool isSound = Client::outcome([this] { administrator(); }) == "ok" &&
-                           administrator().check() == std::to_string(documents + 2);
+      const bool isSound =
+          Client::outcome([this] { open(); }) == "ok" && open().check() == std::to_string(documents + 1);
       _exit(isSound ? 0 : 1);
     }
     children.push_back(child);

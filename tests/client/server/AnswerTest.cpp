@@ -61,6 +61,7 @@ TEST_F(Answer, WhatOnlyAFileStoreDoesIsRefusedByName) {
   EXPECT_EQ(refused([this] { client.check(); }), "unsupported: check" + rest);
   EXPECT_EQ(refused([this] { client.compact(); }), "unsupported: compact" + rest);
   EXPECT_EQ(refused([this] { client.backup("copy.db"); }), "unsupported: backup" + rest);
+  EXPECT_EQ(refused([this] { client.repair("copy.db"); }), "unsupported: repair" + rest);
   EXPECT_EQ(insert(), "ok");
 }
 

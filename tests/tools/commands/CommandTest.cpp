@@ -298,20 +298,54 @@ TEST_P(RecordctlContract, ACopyBetweenTwoStoresOfOneSortKeepsEverything) {
   EXPECT_EQ(output({"names", "--store", other}), output({"names"}));
 }
 
-TEST_P(RecordctlContract, ACopyTellsWhatDiffersAndLeavesIt) {
+TEST_P(RecordctlContract, ACopyTellsWhatDiffersAndLeavesItUnlessToldOtherwise) {
   importPlots();
   const std::string from = "file:" + path("from.db");
   output(copyOf(store(), from));
   output({"settings", "set", "ann", "layout", "{\"a\": 1}", "--store", from});
-  output({"categories", "set", "other"});
   output({"settings", "set", "ann", "layout", "{\"a\": 2}"});
   const Outcome outcome = run(copyOf(from, store()));
   EXPECT_EQ(outcome.status, 1);
-  EXPECT_EQ(outcome.out, "0 documents copied, 4 were there already, 2 differ\n");
+  EXPECT_EQ(outcome.out, "0 documents copied, 5 were there already, 1 differ\n");
   EXPECT_EQ(outcome.err,
-            "experiment/configuration: differs, and stays as it is\n"
             "databaseManager/customization {\"user\": \"ann\", \"tag\": \"layout\"}: differs, and stays as it is\n");
   EXPECT_EQ(output({"settings", "get", "ann", "layout"}), "{\"a\": 2}\n");
+  std::vector<std::string> replacing = copyOf(from, store());
+  replacing.insert(replacing.end(), {"--on-difference", "replace"});
+  EXPECT_EQ(output(replacing), "0 documents copied, 1 replaced, 5 were there already, 0 differ\n");
+  EXPECT_EQ(output({"settings", "get", "ann", "layout"}), "{\"a\": 1}\n");
+  EXPECT_EQ(output(copyOf(from, store())), "0 documents copied, 6 were there already, 0 differ\n");
+}
+
+TEST_P(RecordctlContract, ACopyReplacesRecordsThatDifferOnRequest) {
+  const std::string rows = R"({"_id": {"$oid": "000000000000000000000001"}, "note": "of the )";
+  const std::string from = "file:" + path("from.db");
+  const auto import = [&](const std::string& name) {
+    return std::vector<std::string>{"import", file(name + ".jsonl", rows + name + "\"}\n"), "--format", "records",
+                                    "--keep-ids"};
+  };
+  output(import("target"));
+  std::vector<std::string> toSource = import("source");
+  toSource.insert(toSource.end(), {"--store", from});
+  output(toSource);
+  EXPECT_EQ(run(copyOf(from, store())).status, 1);
+  EXPECT_NE(output({"export"}).find("of the target"), std::string::npos);
+  std::vector<std::string> replacing = copyOf(from, store());
+  replacing.insert(replacing.end(), {"--on-difference", "replace"});
+  EXPECT_EQ(output(replacing), "0 documents copied, 1 replaced, 0 were there already, 0 differ\n");
+  EXPECT_EQ(output({"export"}), output({"export", "--store", from}));
+}
+
+TEST_P(RecordctlContract, ACopyAddsCategoriesThatAreNotConfiguredYet) {
+  const std::string from = "file:" + path("from.db");
+  output({"categories", "set", "site,year", "--store", from});
+  output({"categories", "set", "variety,site"});
+  EXPECT_EQ(output(copyOf(from, store())), "1 documents copied, 0 were there already, 0 differ\n");
+  const std::string names = output({"names", "--json"});
+  EXPECT_LT(names.find("variety"), names.find("site"));
+  EXPECT_LT(names.find("site"), names.find("year"));
+  EXPECT_EQ(countLines(names), 3U);
+  EXPECT_EQ(output(copyOf(from, store())), "0 documents copied, 1 were there already, 0 differ\n");
 }
 
 TEST_P(RecordctlContract, ScenariosAreRecordsOfTheirOwn) {

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "client/embedded/Collection.h"
+
+namespace database_client::embedded {
+
+/// Passes over all documents of a collection in insertion order, as `RowScan` does, and beyond damage: what the tree of
+/// the table does not give in one go is looked for from its other end and through the index of ids.
+class SalvageScan {
+ public:
+  explicit SalvageScan(Collection& collection) : collection_(collection), reader_(collection), rows_(collection) {}
+
+  /// Moves to the next record, whether or not it can be read. One more stands at the end where there may be documents
+  /// that nothing leads to any more.
+  bool next();
+  /// 0 where it is not known.
+  std::int64_t rid() const { return rid_; }
+  /// Throws `DamageError` where it cannot be read. Valid until `next`.
+  bson::View body();
+  /// The key of its "_id"; empty where it is not known.
+  std::string idKey();
+
+ private:
+  /// The records that can still be named, once the scan has come to a page that cannot be read.
+  struct Remainder {
+    std::vector<std::int64_t> rids;
+    std::unordered_map<std::int64_t, std::string> idKeys;  ///< of those that the table does not give
+    bool isWhole;                                          ///< whether no others are possible
+    std::size_t at = 0;
+  };
+
+  bool nextBeyondDamage();
+  bool nextOfRemainder();
+  Remainder remainder();
+
+  Collection& collection_;
+  RowReader reader_;
+  std::optional<RowScan> rows_;
+  std::optional<Remainder> remainder_{};
+  std::int64_t rid_ = 0;
+  bool isAhead_ = false;  ///< whether the scan is to begin behind the current record
+};
+
+}  // namespace database_client::embedded
