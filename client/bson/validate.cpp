@@ -10,6 +10,10 @@ namespace database_client::bson {
 namespace {
 
 constexpr std::ptrdiff_t smallestDocument = 5;
+/// "cursor", its batch and the place in it.
+constexpr int levelsAroundResult = 3;
+/// The largest message that a server sends.
+constexpr std::size_t maximumAnswer = 48'000'000;
 
 /// How many bytes a value has behind its key, or one of the marks.
 constexpr std::int8_t varies = -1;
@@ -64,8 +68,10 @@ const char* nameOf(Type type) {
 /// inside the bytes: whatever runs up to a NUL stops there at the latest.
 class Validator {
  public:
+  enum class Subject { document, answer };
+
   // cppcheck-suppress uninitMemberVar ; a level is written when it is entered
-  Validator(const Byte* data, std::size_t size) : data_(data), size_(size) {}
+  Validator(const Byte* data, std::size_t size, Subject subject) : data_(data), size_(size), subject_(subject) {}
 
   View run() {
     checkRoot();
@@ -90,7 +96,8 @@ class Validator {
   };
 
   void checkRoot() const {
-    if (size_ > maximumSize) failWhole(std::to_string(size_) + " bytes, at most " + std::to_string(maximumSize));
+    const std::size_t most = subject_ == Subject::answer ? maximumAnswer : maximumSize;
+    if (size_ > most) failWhole(std::to_string(size_) + " bytes, at most " + std::to_string(most));
     if (size_ < smallestDocument) failWhole(std::to_string(size_) + " bytes, at least 5 expected");
     const auto length = load<std::int32_t>(data_);
     if (length < 0 || static_cast<std::size_t>(length) != size_) {
@@ -168,8 +175,23 @@ class Validator {
     if (length < 1 || length > limit - first) failLength(element, length, 1, limit - first);
     const auto size = static_cast<std::size_t>(length) - 1;
     if (first[size] != 0) fail(element, "the text of " + std::to_string(size) + " bytes is not followed by a NUL");
-    if (!isUtf8({reinterpret_cast<const char*>(first), size})) fail(element, "the text is not UTF-8");
+    if (!isUtf8({reinterpret_cast<const char*>(first), size}) && !isOfServer(element)) {
+      fail(element, "the text is not UTF-8");
+    }
     return first + length;
+  }
+
+  /// Whether the value belongs to the results of a read, not to what the server says about them.
+  bool isOfResult(const Byte* element) const {
+    return subject_ == Subject::answer && cString((depth_ == 0 ? element : levels_[0].element) + 1) == "cursor";
+  }
+
+  [[gnu::cold]] bool isOfServer(const Byte* element) const {
+    return subject_ == Subject::answer && !isOfResult(element) && cString(element + 1) == "errmsg";
+  }
+
+  [[gnu::cold]] int mostLevels() const {
+    return maximumDepth + (isOfResult(levels_[0].element) ? levelsAroundResult : 0);
   }
 
   const Byte* enter(const Byte* element, const Byte* at, const Byte* limit) {
@@ -177,7 +199,9 @@ class Validator {
     if (length < smallestDocument || length > limit - at) failLength(element, length, smallestDocument, limit - at);
     const Byte* const last = at + length - 1;
     if (*last != 0) fail(element, "the level of " + std::to_string(length) + " bytes does not end with a NUL");
-    if (depth_ == maximumDepth) fail(element, "more than " + std::to_string(maximumDepth) + " levels");
+    if (depth_ >= maximumDepth && depth_ >= mostLevels()) {
+      fail(element, "more than " + std::to_string(mostLevels()) + " levels");
+    }
     levels_[depth_++] = {element, end_};
     end_ = last;
     return at + 4;
@@ -268,15 +292,20 @@ class Validator {
 
   const Byte* data_;
   std::size_t size_;
+  Subject subject_;
   const Byte* end_ = nullptr;
   int depth_ = 0;
-  Level levels_[maximumDepth];
+  Level levels_[maximumDepth + levelsAroundResult];
 };
 
 }  // namespace
 
 View validate(const void* data, std::size_t size) {
-  return Validator(static_cast<const Byte*>(data), size).run();
+  return Validator(static_cast<const Byte*>(data), size, Validator::Subject::document).run();
+}
+
+View validateAnswer(const void* data, std::size_t size) {
+  return Validator(static_cast<const Byte*>(data), size, Validator::Subject::answer).run();
 }
 
 }  // namespace database_client::bson

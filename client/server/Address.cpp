@@ -139,6 +139,15 @@ void checkCredentials(const mongoc_uri_t* uri) {
   }
 }
 
+// The driver has no way to set these for a stream that it did not make itself.
+void checkTls(const mongoc_uri_t* uri) {
+  for (const char* option : {MONGOC_URI_TLSDISABLECERTIFICATEREVOCATIONCHECK, MONGOC_URI_TLSDISABLEOCSPENDPOINTCHECK}) {
+    if (mongoc_uri_get_option_as_bool(uri, option, false)) {
+      refuse("host", std::string(option) + " is not possible: a certificate that was revoked is always refused");
+    }
+  }
+}
+
 // For a file that is missing the driver would only write a line to its log, and fail in the handshake.
 void checkFile(const mongoc_uri_t* uri, const char* option) {
   const char* path = mongoc_uri_get_option_as_utf8(uri, option, nullptr);
@@ -206,6 +215,7 @@ Address makeAddress(const ConnectRequest& request) {
   checkHosts(uri);
   if (!request.user.empty()) setCredentials(uri, {request.authDatabase, request.user, request.password});
   checkCredentials(uri);
+  checkTls(uri);
   checkFile(uri, MONGOC_URI_TLSCAFILE);
   checkFile(uri, MONGOC_URI_TLSCERTIFICATEKEYFILE);
   // Reads are repeated here, on a new connection; two who repeat would multiply the time until an answer.

@@ -102,9 +102,8 @@ bool isOldServer(const bson_error_t& error) {
   return error.domain == MONGOC_ERROR_PROTOCOL && error.code == MONGOC_ERROR_PROTOCOL_BAD_WIRE_VERSION;
 }
 
-bool isTimeout(const Circumstances& circumstances) {
-  return circumstances.timedOut || mentions(circumstances.cause, "timeout") ||
-         mentions(circumstances.cause, "timed out");
+bool isTimeout(const Circumstances& circumstances, const bson_error_t& error) {
+  return circumstances.timedOut || (error.domain == MONGOC_ERROR_SERVER_SELECTION && circumstances.causeTimedOut);
 }
 
 Kind kindOfArgument(const bson_error_t& error) {
@@ -115,8 +114,8 @@ Kind kindOfArgument(const bson_error_t& error) {
 
 Kind kindOf(const Circumstances& circumstances, const bson_error_t& error) {
   if (aftermathOf(error) != Aftermath::intact) {
-    if (isLogin(error) && !isNetworkInLogin(error)) return Kind::authentication;
-    return isTimeout(circumstances) ? Kind::timeout : Kind::connection;
+    if (isLogin(error) && !isNetworkInLogin(error) && circumstances.breakage.empty()) return Kind::authentication;
+    return isTimeout(circumstances, error) ? Kind::timeout : Kind::connection;
   }
   if (error.domain == MONGOC_ERROR_SERVER) return kindOfCode(circumstances, static_cast<int>(error.code));
   if (error.domain == MONGOC_ERROR_WRITE_CONCERN) return Kind::server;
@@ -169,6 +168,7 @@ std::string reasonOf(const Circumstances& circumstances, const bson_error_t& err
   const bool unreachable = error.domain == MONGOC_ERROR_SERVER_SELECTION;
   std::string reason = error.message;
   if (unreachable && !circumstances.cause.empty()) reason = circumstances.cause;
+  if (!circumstances.breakage.empty() && aftermathOf(error) != Aftermath::intact) reason = circumstances.breakage;
   if (reason.empty()) reason = "no reason given";
   if (isLogin(error) && !circumstances.login.empty()) reason = circumstances.login + ": " + reason;
   if (error.domain == MONGOC_ERROR_WRITE_CONCERN) reason = "applied, but not replicated as asked: " + reason;

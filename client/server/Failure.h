@@ -15,6 +15,8 @@ struct Circumstances {
   std::string where{};                 ///< host:port
   std::string login{};                 ///< as whom the connection is made
   std::string cause{};                 ///< why no server could be reached
+  bool causeTimedOut = false;          ///< whether that was for lack of time
+  std::string breakage{};              ///< why the stream was given up, if it was
   std::vector<std::string> secrets{};  ///< what no message may repeat
   bool write = false;
   bool manyDocuments = false;  ///< a write that takes place document by document

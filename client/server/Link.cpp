@@ -1,6 +1,7 @@
 #include "client/server/Link.h"
 
 #include <string_view>
+#include <utility>
 
 namespace database_client::server {
 
@@ -32,7 +33,8 @@ void onFailed(const mongoc_apm_command_failed_t* event) {
   }
   observation.unanswered = true;
   const std::int64_t milliseconds = mongoc_apm_command_failed_get_duration(event) / 1000;
-  observation.timedOut = link->socketTimeout > 0 && milliseconds >= link->socketTimeout * 9 / 10;
+  const bool waited = link->socketTimeout > 0 && milliseconds >= link->socketTimeout * 9 / 10;
+  observation.timedOut = link->breakage.reason.empty() ? waited : link->breakage.timedOut;
 }
 
 // Answers that the driver shows to nobody, as if they were empty.
@@ -63,7 +65,15 @@ void onHeartbeatFailed(const mongoc_apm_server_heartbeat_failed_t* event) {
   auto* link = static_cast<Link*>(mongoc_apm_server_heartbeat_failed_get_context(event));
   bson_error_t error{};
   mongoc_apm_server_heartbeat_failed_get_error(event, &error);
-  guarded([&] { link->cause = error.message; });
+  guarded([&] {
+    const std::string_view text(error.message);
+    link->cause = {error.message, text.find("timeout") != std::string_view::npos};
+    if (link->breakage.reason.empty()) return;
+    // The stream knows more than the driver, and has been told of with this.
+    link->cause = std::exchange(link->breakage, {});
+    const std::string host = mongoc_apm_server_heartbeat_failed_get_host(event)->host_and_port;
+    link->cause.reason.insert(0, host + ": ");
+  });
 }
 
 void observe(Link& link) {
@@ -95,6 +105,7 @@ std::shared_ptr<Link> openLink(const Address& address, const Call& call) {
   }
   // Without this the codes of the driver and those of the server cannot be told apart.
   mongoc_client_set_error_api(link->client.get(), MONGOC_ERROR_API_VERSION_2);
+  mongoc_client_set_stream_initiator(link->client.get(), openCheckedStream, &link->breakage);
   link->socketTimeout = address.socketTimeout;
   observe(*link);
   return link;

@@ -20,6 +20,7 @@ struct Release {
   void operator()(mongoc_cursor_t* cursor) const noexcept { mongoc_cursor_destroy(cursor); }
   void operator()(mongoc_read_prefs_t* preferences) const noexcept { mongoc_read_prefs_destroy(preferences); }
   void operator()(mongoc_apm_callbacks_t* callbacks) const noexcept { mongoc_apm_callbacks_destroy(callbacks); }
+  void operator()(mongoc_stream_t* stream) const noexcept { mongoc_stream_destroy(stream); }
 };
 template <class Object>
 using Owned = std::unique_ptr<Object, Release>;

@@ -228,21 +228,6 @@ bool writes(bson::View stages) {
   });
 }
 
-bool isRefusal(const Error& error) {
-  return error.kind() == Error::Kind::authorization || error.kind() == Error::Kind::unsupported ||
-         error.kind() == Error::Kind::query;
-}
-
-Written explainCommand(const Namespace& where, const ObjectProperties& query) {
-  bson::Writer command;
-  command.beginDocument("explain");
-  command.appendString("find", where.collection);
-  command.appendDocument("filter", DocumentAccess::view(query));
-  command.end();
-  command.appendString("verbosity", "executionStats");
-  return Written(std::move(command));
-}
-
 // A count by "count" may be wrong on sharded collections and after a crash.
 Written countingPipeline(const ObjectProperties& query) {
   bson::Writer writer;
@@ -260,6 +245,21 @@ Written countingPipeline(const ObjectProperties& query) {
   writer.end();
   writer.end();
   return Written(std::move(writer));
+}
+
+bool isRefusal(const Error& error) {
+  return error.kind() == Error::Kind::authorization || error.kind() == Error::Kind::unsupported ||
+         error.kind() == Error::Kind::query;
+}
+
+Written explainCommand(const Namespace& where, const ObjectProperties& query) {
+  bson::Writer command;
+  command.beginDocument("explain");
+  command.appendString("find", where.collection);
+  command.appendDocument("filter", DocumentAccess::view(query));
+  command.end();
+  command.appendString("verbosity", "executionStats");
+  return Written(std::move(command));
 }
 
 long long countIn(Attempt& attempt, const ObjectProperties& counted) {
@@ -457,6 +457,7 @@ void ServerEngine::dropUser(const std::string& database, const std::string& user
 }
 
 long long ServerEngine::count(const Namespace& where, const ObjectProperties& query) {
+  // The driver has a function for this, which ends the process when the server keeps the cursor.
   const Written pipeline = countingPipeline(query);
   long long result = 0;
   session_.run(readCall("count in", where), [&](Attempt& attempt) {

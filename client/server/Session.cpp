@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "client/DocumentAccess.h"
-#include "client/bson/validate.h"
 #include "client/server/Link.h"
 
 namespace database_client::server {
@@ -33,7 +32,9 @@ Attempt::Attempt(std::shared_ptr<Link> link, const Call& call, const Address& ad
       address_(address),
       maybeDone_(maybeDone),
       outer_(std::exchange(link_->observation, &observation_)),
-      knownLink_(link_->answered) {}
+      knownLink_(link_->answered) {
+  link_->breakage = {};
+}
 
 Attempt::~Attempt() {
   link_->observation = outer_;
@@ -61,7 +62,9 @@ Circumstances Attempt::circumstances() const {
   result.action = call_.action;
   result.where = observation_.host.empty() ? address_.hosts : observation_.host;
   result.login = address_.login();
-  result.cause = link_->cause;
+  result.cause = link_->cause.reason;
+  result.causeTimedOut = link_->cause.timedOut;
+  result.breakage = link_->breakage.reason;
   result.secrets = address_.secrets;
   result.secrets.push_back(call_.secret);
   result.write = call_.write;
@@ -69,7 +72,7 @@ Circumstances Attempt::circumstances() const {
   result.insertion = call_.insertion;
   result.ofUsers = call_.ofUsers;
   result.unanswered = observation_.unanswered;
-  result.timedOut = observation_.timedOut;
+  result.timedOut = observation_.timedOut || link_->breakage.timedOut;
   result.maybeDone = maybeDone_;
   return result;
 }
@@ -128,17 +131,9 @@ bool Attempt::mayRepeat() const {
          mongoc_uri_get_option_as_bool(address_.uri.get(), MONGOC_URI_RETRYWRITES, true);
 }
 
-bson::View Attempt::validated(bson::View document) {
-  check();
-  try {
-    return bson::validate(document.data, document.size);
-  } catch (const Error& error) {
-    fail(Flaw{Flaw::Nature::damaged, std::string("the server sent a damaged document: ") + error.what()});
-  }
-}
-
 bool Attempt::deliver(bson::View document, const Engine::Receiver& receive) {
-  ObjectProperties result = DocumentAccess::adopt(validated(document));
+  check();
+  ObjectProperties result = DocumentAccess::adopt(document);
   delivered_ = true;
   return receive(std::move(result));
 }
@@ -215,7 +210,7 @@ void Session::command(const Call& call, const std::string& database, const bson_
     if (!send(attempt.client(), call, database, command, reply, error)) attempt.fail(error, reply.get());
     attempt.check();
     if (const auto flaw = flawOf(nameOf(command), reply.get())) attempt.fail(*flaw);
-    receive(attempt.validated(reply.view()));
+    receive(reply.view());
   });
 }
 

@@ -57,9 +57,7 @@ class Attempt {
   Error refusal(int code, const std::string& reason) const;
   /// Throws when an answer so far cannot be believed.
   void check();
-  /// The document, once it is known to be well-formed; else as `fail`.
-  bson::View validated(bson::View document);
-  /// Hands a document over, once it is known to be well-formed; false when no more are wanted.
+  /// Hands a document over; false when no more are wanted.
   bool deliver(bson::View document, const Engine::Receiver& receive);
   /// Runs a cursor to its end, or until `receive` wants no more. Batches may be empty; when nothing else came for as
   /// long as the server may be silent, that is a timeout.

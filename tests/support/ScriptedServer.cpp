@@ -55,6 +55,14 @@ Request requestOf(const bson_t* command) {
   return request;
 }
 
+bool write(Stream& stream, const std::vector<std::uint8_t>& bytes, int drip) {
+  if (drip == 0) return stream.write(bytes.data(), bytes.size());
+  return std::all_of(bytes.begin(), bytes.end(), [&](std::uint8_t byte) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(drip));
+    return stream.write(&byte, 1);
+  });
+}
+
 // TLS writes without the flag that keeps a signal away; only this thread is spared it, the client under test is not.
 void ignoreBrokenPipes() {
   sigset_t signals;
@@ -190,6 +198,16 @@ void ScriptedServer::always(const std::string& command, const Step& step) {
   always_[command] = step;
 }
 
+void ScriptedServer::answerBy(const std::string& command, const std::function<Step(const Request&)>& choose) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  choices_[command] = choose;
+}
+
+void ScriptedServer::alter(const std::function<void(const std::string&, std::vector<std::uint8_t>&)>& change) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  alter_ = change;
+}
+
 std::vector<Request> ScriptedServer::received(const std::string& command) const {
   const std::lock_guard<std::mutex> lock(mutex_);
   std::vector<Request> matching;
@@ -250,19 +268,24 @@ bool ScriptedServer::serveOne(Connection& connection) {
   request.compressed = compressed;
   const Step step = stepFor(request);
   const bool expectsNone = !legacy && (static_cast<std::uint32_t>(int32At(body, 0)) & moreToCome) != 0;
-  return expectsNone || perform(connection, step, header.id, legacy);
+  return expectsNone || perform(connection, step, {request, header.id, legacy});
 }
 
-bool ScriptedServer::perform(Connection& connection, const Step& step, std::int32_t requestId, bool legacy) {
+bool ScriptedServer::perform(Connection& connection, const Step& step, const Exchange& exchange) const {
   if (step.delay > 0) std::this_thread::sleep_for(std::chrono::milliseconds(step.delay));
   const bool foreign = step.fate == Step::Fate::foreignResponse;
   const std::vector<std::uint8_t> document = step.bytes.empty() ? bytesOf(fromJson(step.answer).get()) : step.bytes;
-  std::vector<std::uint8_t> whole = replyWith(document, requestId + (foreign ? 1000 : 0), legacy);
+  std::vector<std::uint8_t> whole = replyWith(document, exchange.id + (foreign ? 1000 : 0), exchange.legacy);
   Stream& stream = connection.stream;
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (alter_) alter_(exchange.request.name, whole);
+  }
   switch (step.fate) {
     case Step::Fate::answer:
     case Step::Fate::foreignResponse:
-      return stream.write(whole.data(), whole.size());
+      return write(stream, whole, step.drip) && whole.size() >= sizeof(std::int32_t) &&
+             static_cast<std::size_t>(int32At(whole, 0)) == whole.size();
     case Step::Fate::silence:
       return true;
     case Step::Fate::close:
@@ -295,7 +318,9 @@ Step ScriptedServer::stepFor(const Request& request) {
     return step;
   }
   const auto standing = always_.find(request.name);
-  return standing != always_.end() ? standing->second : defaultStep(request);
+  if (standing != always_.end()) return standing->second;
+  const auto choice = choices_.find(request.name);
+  return choice != choices_.end() ? choice->second(request) : defaultStep(request);
 }
 
 Step ScriptedServer::defaultStep(const Request& request) const {

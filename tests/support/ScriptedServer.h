@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -41,6 +42,7 @@ struct Step {
   std::string answer = R"({"ok": 1})";  ///< extended JSON
   std::vector<std::uint8_t> bytes{};    ///< sent as the answer's document, whatever they are, unless empty
   int delay = 0;                        ///< in milliseconds, before anything
+  int drip = 0;                         ///< in milliseconds, after each byte of the answer
 };
 
 /// The BSON bytes of extended JSON.
@@ -94,6 +96,12 @@ class ScriptedServer {
   /// Every request of this name that no script waits for is met so.
   void always(const std::string& command, const Step& step);
 
+  /// Every request of this name that neither a script nor `always` waits for is met by what `choose` makes of it.
+  void answerBy(const std::string& command, const std::function<Step(const Request&)>& choose);
+  /// Every message is changed so, bytes and all, before it is sent as the answer to this command. One whose length is
+  /// no longer what its header says is followed by the end of the connection.
+  void alter(const std::function<void(const std::string& command, std::vector<std::uint8_t>& message)>& change);
+
   std::vector<Request> received(const std::string& command) const;
   int connections() const;
 
@@ -103,7 +111,12 @@ class ScriptedServer {
   void accept();
   void serve(Connection& connection);
   bool serveOne(Connection& connection);
-  static bool perform(Connection& connection, const Step& step, std::int32_t requestId, bool legacy);
+  struct Exchange {
+    const Request& request;
+    std::int32_t id;
+    bool legacy;
+  };
+  bool perform(Connection& connection, const Step& step, const Exchange& exchange) const;
   Step stepFor(const Request& request);
   Step defaultStep(const Request& request) const;
   std::string hello() const;
@@ -115,6 +128,8 @@ class ScriptedServer {
   Pose pose_;
   std::map<std::string, std::vector<Step>> scripts_{};
   std::map<std::string, Step> always_{};
+  std::map<std::string, std::function<Step(const Request&)>> choices_{};
+  std::function<void(const std::string&, std::vector<std::uint8_t>&)> alter_{};
   std::vector<Request> received_{};
   std::vector<std::unique_ptr<Connection>> connections_{};
   int accepted_ = 0;

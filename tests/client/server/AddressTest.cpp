@@ -199,5 +199,14 @@ TEST_F(AddressTest, EveryOptionOfAFullAddressReachesTheDriver) {
   EXPECT_EQ(number(address, MONGOC_URI_HEARTBEATFREQUENCYMS), 700);
 }
 
+TEST_F(AddressTest, OptionThatCannotBeKeptIsRefused) {
+  for (const char* option : {"tlsDisableOCSPEndpointCheck", "tlsDisableCertificateRevocationCheck"}) {
+    const std::string address = std::string("mongodb://h/?tls=true&") + option;
+    EXPECT_EQ(connect(address + "=true"), "query") << option;
+    EXPECT_THAT(message(), HasSubstr("revoked")) << option;
+    EXPECT_NO_THROW(addressOf(address + "=false")) << option;
+  }
+}
+
 }  // namespace
 }  // namespace database_client::server

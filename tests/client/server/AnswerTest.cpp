@@ -1,8 +1,10 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <cstring>
 #include <functional>
 
+#include "client/embedded/users/Scram.h"
 #include "tests/client/server/ServerTest.h"
 
 // What a server answers is believed only as far as it goes.
@@ -106,17 +108,14 @@ TEST_F(Answer, RefusalOfADocumentThatWasNotSentIsNoAnswer) {
   EXPECT_EQ(insertMany(3), lostWrite);
 }
 
-TEST_F(Answer, AnswerToAnotherRequestThatIsNoAnswerToAReadIsAnError) {
-  server.script("find", {foreign(R"({"ok": 1})"), foreign(R"({"ok": 1})")});
+TEST_F(Answer, AnswerToAnotherRequestIsNotTakenForThisOne) {
+  server.script("insert", {foreign(R"({"ok": 1, "n": 1})")});
+  server.script("find", {foreign(batch(R"({"_id": 1})").answer), foreign(batch(R"({"_id": 1})").answer)});
+  EXPECT_EQ(insert(), lostWrite);
+  EXPECT_THAT(message(), HasSubstr("it answers request"));
+  EXPECT_EQ(insert(), "ok");
   EXPECT_EQ(find(), lost);
   EXPECT_EQ(find(), "0");
-}
-
-TEST_F(Answer, AnswerToAnotherRequestIsNoSuccessUnlessItCountsAsThisOneWould) {
-  server.script("insert", {foreign(R"({"ok": 1})"), foreign(R"({"ok": 1, "n": 2})"), foreign(R"({"ok": 1, "n": 1})")});
-  EXPECT_EQ(insert(), lostWrite);
-  EXPECT_EQ(insert(), lostWrite);
-  EXPECT_EQ(insert(), "ok");  // the driver does not look whose answer it is
 }
 
 TEST_F(Answer, ReplacementWithoutACountIsNoSuccess) {
@@ -163,7 +162,8 @@ TEST_F(Answer, DamagedLengthInABatchLeavesTheListAlone) {
 TEST_F(Answer, DamagedDocumentLeavesTheListAlone) {
   const Bytes bytes = bsonOf(R"({"cursor": {"firstBatch": [{"_id": 1}, {"text": "MARK"}],
       "id": {"$numberLong": "0"}, "ns": "d.c"}, "ok": 1})");
-  server.script("find", {answerOf(damaged(bytes, "MARK", 0, 0xFF))});  // no UTF-8
+  const Step step = answerOf(damaged(bytes, "MARK", 0, 0xFF));  // no UTF-8
+  server.script("find", {step, step});
   EXPECT_EQ(find(), lost);
   EXPECT_THAT(message(), HasSubstr("text"));
   EXPECT_EQ(find(), "0");
@@ -442,6 +442,107 @@ TEST_F(Answer, GarbageEndsTheConnection) {
   server.script("insert", {failing(Step::Fate::garbage)});
   EXPECT_EQ(insert(), lostWrite);
   EXPECT_EQ(insert(), "ok");
+}
+
+/// The message, as if it had been compressed by none, with this size for what was in it.
+Bytes asCompressed(const Bytes& message, std::int32_t size) {
+  Bytes bytes(message.begin(), message.begin() + 16);
+  const std::int32_t length = static_cast<std::int32_t>(message.size()) + 9;
+  const std::int32_t opCode = 2012;
+  std::memcpy(bytes.data(), &length, sizeof length);
+  bytes.insert(bytes.end(), message.begin() + 12, message.begin() + 16);
+  std::memcpy(bytes.data() + 12, &opCode, sizeof opCode);
+  const auto* stated = reinterpret_cast<const std::uint8_t*>(&size);
+  bytes.insert(bytes.end(), stated, stated + sizeof size);
+  bytes.push_back(0);
+  bytes.insert(bytes.end(), message.begin() + 16, message.end());
+  return bytes;
+}
+
+TEST_F(Answer, FalseUncompressedSizeIsDamage) {
+  std::int32_t more = 0;
+  server.alter([&](const std::string& command, Bytes& message) {
+    if (command == "find") message = asCompressed(message, static_cast<std::int32_t>(message.size()) - 16 + more);
+  });
+  server.always("find", batch(R"({"_id": 1})"));
+  EXPECT_EQ(find(), "1");
+  for (const std::int32_t difference : {-1, 1, 1000000, 47000000, 0x7FFF0000, -1000}) {
+    more = difference;
+    EXPECT_EQ(find(), lost) << difference;
+    EXPECT_THAT(message(), HasSubstr("uncompressed"));
+  }
+}
+
+TEST_F(Answer, ErrorWithoutItsCodeIsDamage) {
+  const Step odd = answer(R"({"ok": 0, "code": 0, "errmsg": "odd"})");
+  for (const char* command : {"find", "insert", "update", "delete", "listDatabases"}) server.always(command, odd);
+  EXPECT_EQ(find(), lost);
+  EXPECT_THAT(message(), HasSubstr(R"(damaged answer: "code" is not a code)"));
+  EXPECT_EQ(insert(), lostWrite);
+  EXPECT_EQ(update(1), lostWrite);
+  EXPECT_EQ(remove(), lostWrite);
+  EXPECT_EQ(outcome([&] { return std::to_string(client.databaseNames().size()); }), lost);
+  server.always("hello", odd);
+  EXPECT_EQ(connect(), "false");
+}
+
+TEST_F(Answer, CursorOfNoCollectionIsDamage) {
+  for (const char* name : {R"("d")", R"("")", R"(".c")", R"("d.")", "7"}) {
+    const Step step = answer(R"({"ok": 1, "cursor": {"id": {"$numberLong": "7"}, "ns": )" + std::string(name) +
+                             R"(, "firstBatch": [{"_id": 1}]}})");
+    server.script("find", {step, step});
+    EXPECT_EQ(find(), lost) << name;
+  }
+}
+
+TEST_F(Answer, CountThatTheServerHandsOverInSeveralBatchesIsASum) {
+  server.script("aggregate", {answer(R"({"ok": 1, "cursor": {"id": {"$numberLong": "7"}, "ns": "d.c",
+      "firstBatch": [{"_id": 1, "n": 3}]}})")});
+  server.script("getMore", {answer(R"({"ok": 1, "cursor": {"id": {"$numberLong": "0"}, "ns": "d.c",
+      "nextBatch": [{"_id": 1, "n": {"$numberLong": "4"}}]}})")});
+  EXPECT_EQ(client.count("d", "c", document("{}")), 7);
+}
+
+TEST_F(Answer, BytesThatNobodyAskedForEndTheConnection) {
+  server.alter([](const std::string& command, Bytes& message) {
+    if (command == "insert") message.insert(message.end(), message.begin(), message.end());
+  });
+  EXPECT_EQ(insert(), lostWrite);
+  server.alter({});
+  EXPECT_EQ(insert(), "ok");
+}
+
+TEST_F(Answer, GreetingOfTheWrongKindsIsNoConnection) {
+  for (const char* field :
+       {R"("maxWireVersion": "17")", R"("maxBsonObjectSize": "16777216")", R"("ismaster": "yes")", R"("hosts": "h")",
+        R"("setName": 7)", R"("hosts": [7])", R"("compression": [7])", R"("maxWriteBatchSize": 0)"}) {
+    server.always("hello", answer(R"({"ok": 1, "ismaster": true, "maxWireVersion": 17, )" + std::string(field) + "}"));
+    EXPECT_EQ(connect(), "false") << field;
+    EXPECT_THAT(client.failure(), HasSubstr("damaged answer")) << field;
+  }
+}
+
+/// What a server says first in a conversation of SCRAM.
+Step challenge(const std::string& iterations) {
+  const std::string text = "r=x,s=AAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAA==,i=" + iterations;
+  return answer(R"({"conversationId": 1, "done": false, "payload": {"$binary": {"base64": ")" +
+                embedded::toBase64(text) + R"(", "subType": "00"}}, "ok": 1})");
+}
+
+TEST_F(Answer, ServerThatAsksForTooManyIterationsIsLeft) {
+  server.always("saslStart", challenge("2000000000"));
+  EXPECT_EQ(connect("127.0.0.1", server.port(), "anna", "pw"), "false");
+  EXPECT_THAT(client.failure(), HasSubstr("2000000000 iterations"));
+  EXPECT_EQ(timesSent("saslContinue"), 0U);
+}
+
+TEST_F(Answer, HandshakeThatDripsIsATimeout) {
+  Step slow = challenge("4096");
+  slow.drip = 50;
+  server.always("saslStart", slow);
+  EXPECT_EQ(connect("mongodb://anna:pw@" + server.host() + "/?connectTimeoutMS=500&socketTimeoutMS=60000"), "false");
+  EXPECT_THAT(client.failure(), HasSubstr("timeout: no end of the handshake within 500 ms"));
+  EXPECT_EQ(find(), "timeout retryable");
 }
 
 TEST_F(Answer, CodesOfTheServerAreNotTakenForThoseOfTheDriver) {

@@ -1,10 +1,12 @@
 #include <gmock/gmock.h>
+#include <sys/socket.h>
 
 #include <array>
 #include <functional>
 #include <thread>
 
 #include "tests/client/server/ServerTest.h"
+#include "tests/support/Socket.h"
 
 // Replica sets, sharded clusters, and what an address says about them.
 
@@ -53,6 +55,23 @@ class ReplicaSet : public ClientTest {
   std::vector<std::string> hosts{};
   int election = 0;
 };
+
+TEST_F(ReplicaSet, MembersThatDoNotAnswerAreWaitedForAtOnce) {
+  constexpr int timeout = 2000;  // in milliseconds
+  int ports[3] = {};
+  std::vector<int> sockets;
+  std::string dead;
+  for (int& port : ports) {
+    sockets.push_back(database_test::listenOn(port));
+    ::listen(sockets.back(), 0);
+    sockets.push_back(database_test::connectTo(port));  // fills the queue; later attempts get no answer
+    dead += "127.0.0.1:" + std::to_string(port) + ",";
+  }
+  const std::string times = "&connectTimeoutMS=" + std::to_string(timeout);
+  EXPECT_EQ(connect("mongodb://" + dead + hosts[0] + "/?replicaSet=set" + times), "true");
+  EXPECT_LT(elapsed, 2 * timeout + timeout / 2);  // one after the other takes three times the limit
+  for (const int socket : sockets) database_test::closeSocket(socket);
+}
 
 TEST_F(ReplicaSet, WritesGoToThePrimaryOnly) {
   EXPECT_EQ(connect(address()), "true");

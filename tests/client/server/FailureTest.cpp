@@ -113,6 +113,11 @@ TEST_F(Failure, ServerThatAcceptsNoConnectionIsGivenUpInTime) {
   database_test::closeSocket(listener);
 }
 
+TEST_F(Failure, NextAddressOfAHostIsTriedWhenOneRefuses) {
+  EXPECT_EQ(connect("localhost", server.port()), "true");  // ::1 as well, where nobody listens
+  EXPECT_EQ(insert(), "ok");
+}
+
 TEST_F(Failure, ServerThatDoesNotGreetIsGivenUpInTime) {
   server.always("hello", failing(Step::Fate::silence));
   EXPECT_EQ(connectWith(shortTimes), "false");

@@ -52,6 +52,11 @@ TEST_F(Lifetime, NoSignalHandlerNoThreadNoLocaleIsLeft) {
   EXPECT_EQ(probe("surprises"), "threads 1, changed nothing\n");
 }
 
+// It would stay behind when the process is killed.
+TEST_F(Lifetime, NoFileOfSharedMemoryIsLeft) {
+  EXPECT_EQ(probe("counters"), "gone\n");
+}
+
 TEST_F(Lifetime, DriverOfTheProgramWorksOn) {
   EXPECT_EQ(probe("own"), "works\n");
 }

@@ -1,6 +1,7 @@
 // Runs one thing in a process of its own and tells in one line what it did to that process.
 
 #include <mongoc/mongoc.h>
+#include <unistd.h>
 
 #include <clocale>
 #include <csignal>
@@ -80,6 +81,13 @@ void surprises(const std::string& host) {
             << (changed.empty() ? " nothing" : changed) << '\n';
 }
 
+// The file in which the driver would keep its counters, once something was done and before the end.
+void counters(const std::string& host) {
+  use(host);
+  const std::string path = "/dev/shm/mongoc-" + std::to_string(getpid());
+  std::cout << (access(path.c_str(), F_OK) == 0 ? "left" : "gone") << '\n';
+}
+
 // A program that uses the driver itself, before, beside and after this library.
 void own(const std::string& host) {
   bson_t ping;
@@ -110,6 +118,7 @@ int main(int argc, char** argv) {
   if (what == "log") log(host);
   if (what == "surprises") surprises(host);
   if (what == "own") own(host);
+  if (what == "counters") counters(host);
   if (what == "rounds") std::cout << database_test::growth(rounds, [&] { use(host); }) << '\n';
   return EXIT_SUCCESS;
 }
