@@ -4,14 +4,17 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <climits>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <mutex>
+#include <random>
 #include <string_view>
 
 #include "client/embedded/DamageError.h"
@@ -23,6 +26,7 @@ namespace database_client::embedded {
 
 namespace {
 
+using Clock = std::chrono::steady_clock;
 using sqlite::Connection;
 using sqlite::Transaction;
 
@@ -201,12 +205,14 @@ void startLog(Connection& connection, const StoreAddress& address) {
 }
 
 /// Those who have the file open would go on writing what the older version wants, so it takes the file for itself
-/// alone, with a connection of its own. Where damage keeps it from that, the store stays what it is.
-void bringUpToDate(const std::string& path, const StoreAddress& address, bool keepsLog) {
+/// alone, with a connection of its own. Where damage keeps it from that, the store stays what it is. False when others
+/// have the file open: of several who wait for each other, all but one have to let it go.
+bool bringUpToDate(const std::string& path, const StoreAddress& address, bool keepsLog, Clock::time_point deadline) {
   StoreAddress alone = address;
   alone.exclusive = true;
   alone.synchronousFull = true;
-  Connection connection = Connection::openFile(path, address.timeoutMilliseconds);
+  const int patience = 20 + static_cast<int>(std::random_device()() % 100);
+  Connection connection = Connection::openFile(path, std::min(patience, address.timeoutMilliseconds));
   try {
     configure(connection, alone);
     startLog(connection, alone);
@@ -214,10 +220,12 @@ void bringUpToDate(const std::string& path, const StoreAddress& address, bool ke
     connection.execute("PRAGMA wal_checkpoint(TRUNCATE)");
   } catch (const DamageError&) {
     if (keepsLog) connection.keepLogOnClose();
-  } catch (...) {
+  } catch (const Error& error) {
     if (keepsLog) connection.keepLogOnClose();
-    throw;
+    if (error.kind() != Error::Kind::timeout || Clock::now() >= deadline) throw;
+    return false;
   }
+  return true;
 }
 
 /// Gives the version of the format. A refusal leaves a log that was there before as it is.
@@ -288,24 +296,22 @@ Connection openStore(const StoreAddress& address, NewFile& newFile) {
   const std::lock_guard<std::mutex> guard(making);
   const std::string path = prepareFile(address, newFile);
   const bool hadLog = hasLog(path);
-  {
-    Connection connection = Connection::openFile(path, address.timeoutMilliseconds);
-    const bool isStore = inspect(connection, address.create);
-    configure(connection, address);
-    if (!isStore) makeStore(connection);
-    const std::int64_t found = verify(connection, hadLog);
-    if (found == schema::version || connection.readOnly()) {
-      startLog(connection, address);
-      return connection;
+  const auto deadline = Clock::now() + std::chrono::milliseconds(address.timeoutMilliseconds);
+  for (bool isAsNewAsItGets = false;;) {
+    {
+      Connection connection = Connection::openFile(path, address.timeoutMilliseconds);
+      const bool isStore = inspect(connection, address.create);
+      configure(connection, address);
+      if (!isStore) makeStore(connection);
+      const std::int64_t found = verify(connection, hadLog);
+      if (found == schema::version || connection.readOnly() || isAsNewAsItGets) {
+        startLog(connection, address);
+        return connection;
+      }
+      if (hadLog) connection.keepLogOnClose();
     }
-    if (hadLog) connection.keepLogOnClose();
+    isAsNewAsItGets = bringUpToDate(path, address, hadLog, deadline);
   }
-  bringUpToDate(path, address, hadLog);
-  Connection connection = Connection::openFile(path, address.timeoutMilliseconds);
-  configure(connection, address);
-  verify(connection, hasLog(path));
-  startLog(connection, address);
-  return connection;
 }
 
 std::string createPrivateFile(const std::string& path) {
