@@ -27,5 +27,7 @@ int main(int count, char** arguments) {
   testing::InitGoogleTest(&count, arguments);
   if (!testing::GTEST_FLAG(list_tests))
     std::cout << database_test::engineReport(chosenEngines(testing::GTEST_FLAG(filter)));
-  return RUN_ALL_TESTS();
+  const int result = RUN_ALL_TESTS();
+  database_test::leaveDeploymentEmpty();
+  return result;
 }

@@ -68,8 +68,14 @@ struct Started {
   std::unique_ptr<Server> server;
   std::unique_ptr<Relay> relay;
   Address address;
+  bool hasUsers = true;  ///< asked of a deployment only, since of the others it is known
   std::string missing;
 };
+
+std::map<std::string, Started>& startedEngines() {
+  static std::map<std::string, Started> all;
+  return all;
+}
 
 void startServer(Started& started, const Command& command) {
   if (!started.folder) {
@@ -125,6 +131,17 @@ std::list<std::string> databasesOfTheLibrary() {
   return {"experiment", "base", "databaseManager"};
 }
 
+bool keepsUsers(DataBaseClient& client) {
+  constexpr int unknownCommand = 59;
+  try {
+    documents(client, "admin", "system.users", "{}");
+    return true;
+  } catch (const database_client::Error& error) {
+    if (error.code() != unknownCommand) throw;
+    return false;
+  }
+}
+
 void refuseWhatIsInUse(const Address& address) {
   DataBaseClient client;
   connectTo(client, address);
@@ -135,7 +152,7 @@ void refuseWhatIsInUse(const Address& address) {
                             "; DATABASE_TEST_DESTROY=1 lets the tests delete them");
     }
   }
-  if (!documents(client, "admin", "system.users", "{}").empty())
+  if (keepsUsers(client) && !documents(client, "admin", "system.users", "{}").empty())
     throw EngineMissing("it has users; DATABASE_TEST_DESTROY=1 lets the tests delete them");
 }
 
@@ -236,6 +253,7 @@ void start(const std::string& name, Started& started) {
   found->second(started);
   DataBaseClient client;
   connectTo(client, started.address);
+  if (name == "deployment") started.hasUsers = keepsUsers(client);
   if (hasUsers(name)) client.setUpDeployment({});
 }
 
@@ -252,8 +270,7 @@ std::vector<std::string> engineNames() {
 }
 
 const Address& startedEngine(const std::string& name) {
-  static std::map<std::string, Started> all;
-  const auto [found, isNew] = all.try_emplace(name);
+  const auto [found, isNew] = startedEngines().try_emplace(name);
   if (isNew) {
     try {
       start(name, found->second);
@@ -266,7 +283,17 @@ const Address& startedEngine(const std::string& name) {
 }
 
 bool hasUsers(const std::string& name) {
+  if (name == "deployment") return startedEngines()[name].hasUsers;
   return name != "java";
+}
+
+void leaveDeploymentEmpty() {
+  const auto found = startedEngines().find("deployment");
+  if (found == startedEngines().end() || !found->second.missing.empty()) return;
+  DataBaseClient client;
+  connectTo(client, found->second.address);
+  emptyStore(client);
+  if (hasUsers("deployment")) dropUsers(client);
 }
 
 std::string serverOf(const std::string& name) {

@@ -46,8 +46,11 @@ std::vector<std::string> engineNames();
 /// data folder of its own, and stopped at its end. Throws `EngineMissing`.
 const Address& startedEngine(const std::string& name);
 
-/// Whether the engine keeps users; mongo-java-server has no command for them.
+/// Whether the engine keeps users; mongo-java-server has no command for them. A deployment has to be started.
 bool hasUsers(const std::string& name);
+
+/// Removes what the tests have left in the deployment, so that the next run finds it as this one did.
+void leaveDeploymentEmpty();
 
 /// The engine whose server answers in the end: "secantus" for those behind a relay, the engine itself for the others.
 std::string serverOf(const std::string& name);

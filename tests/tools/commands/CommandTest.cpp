@@ -238,11 +238,13 @@ TEST_P(RecordctlContract, SettingUpMayBeRepeatedAndSaysWhatItDid) {
   if (!hasUsers(GetParam())) GTEST_SKIP() << GetParam() << " keeps no users, so that nothing can be set up";
   if (isControlledFile()) GTEST_SKIP() << GetParam() << " is set up whole when its administrator is made";
   const SettingUp& said = settingUp();
-  if (!isFile()) {
+  // Only a deployment outlives the run, and may have been set up by the one before.
+  const bool wasSetUp = GetParam() == "deployment" && said.dryRun.find("would be done: ") == std::string::npos;
+  if (!isFile() && !wasSetUp) {
     EXPECT_NE(said.dryRun.find("would be done: "), std::string::npos) << said.dryRun;
     EXPECT_EQ(said.dryRun.find("\ndone: "), std::string::npos) << said.dryRun;
   }
-  EXPECT_NE(said.first.find("done: "), std::string::npos) << said.first;
+  EXPECT_EQ(said.first.find("done: ") == std::string::npos, wasSetUp) << said.first;
   EXPECT_EQ(said.first.find("would be"), std::string::npos) << said.first;
   EXPECT_EQ(countLines(said.again), countLines(said.first));
   EXPECT_EQ(said.again.find("done: "), std::string::npos) << said.again;
