@@ -32,8 +32,10 @@ function(database_settings target)
   endif()
 endfunction()
 
-# A library that leaves no symbol open. With clang the sanitizers' symbols are in the program alone.
+# A library that leaves no symbol open, and passes on none of a static library that it is linked with. With clang the
+# sanitizers' symbols are in the program alone.
 function(database_complete target)
+  target_link_options(${target} PRIVATE -Wl,--exclude-libs,ALL)
   if(NOT DATABASE_PROVIDER_FUZZ)
     target_link_options(${target} PRIVATE -Wl,--no-undefined)
   endif()

@@ -15,6 +15,7 @@ install(
   TARGETS ${_libraries}
   EXPORT database_provider
   LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
+  ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}"
   INCLUDES
   DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
 install(DIRECTORY include/ DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}" FILES_MATCHING PATTERN "*.h")
@@ -37,6 +38,16 @@ write_basic_package_version_file("${_generated}/database_provider-config-version
                                  COMPATIBILITY SameMinorVersion)
 install(FILES "${_generated}/database_provider-config.cmake" "${_generated}/database_provider-config-version.cmake"
         DESTINATION "${_package_dir}")
+set(_private_modules "")
+if(NOT BUILD_SHARED_LIBS)
+  install(FILES cmake/LibraryDependencies.cmake cmake/FindMongoC.cmake DESTINATION "${_package_dir}")
+  set(_private_modules "libpcre2-8, libxxhash, icu-uc, libcrypto, sqlite3 >= 3.34, zlib, snappy, libzstd")
+  if(MongoC_VERSION VERSION_LESS 2)
+    string(PREPEND _private_modules "libmongoc-1.0, ")
+  else()
+    string(PREPEND _private_modules "mongoc2, ")
+  endif()
+endif()
 
 file(RELATIVE_PATH _pc_to_prefix "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig" "${CMAKE_INSTALL_PREFIX}")
 foreach(_name database_client database_provider)

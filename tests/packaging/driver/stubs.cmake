@@ -1,19 +1,27 @@
-# Writes package files as the drivers in VERSIONS ("1.23.1,2.0.2") install them under PREFIX, with targets that do nothing.
+# Writes package files as the drivers in VERSIONS ("1.23.1,2.0.2,2.1.0-static") install them under PREFIX, with targets that
+# do nothing, and looks which of them is found.
 
 file(REMOVE_RECURSE "${PREFIX}")
 file(MAKE_DIRECTORY "${PREFIX}")
 string(REPLACE "," ";" VERSIONS "${VERSIONS}")
 foreach(version IN LISTS VERSIONS)
-  if(version VERSION_GREATER_EQUAL 2)
+  string(REPLACE "-static" "" number "${version}")
+  if(number VERSION_GREATER_EQUAL 2)
     set(name mongoc)
-    set(target mongoc::mongoc)
+    set(targets mongoc::mongoc mongoc::static)
+    if(number STREQUAL version)
+      list(APPEND targets mongoc::shared)
+    endif()
   else()
     set(name mongoc-1.0)
-    set(target mongo::mongoc_shared)
+    set(targets mongo::mongoc_shared mongo::mongoc_static)
   endif()
+  set(version "${number}")
   string(REGEX REPLACE "[.].*" "" major "${version}")
   set(folder "${PREFIX}/lib/cmake/${name}")
-  file(WRITE "${folder}/${name}-config.cmake" "add_library(${target} INTERFACE IMPORTED)\n")
+  foreach(target IN LISTS targets)
+    file(APPEND "${folder}/${name}-config.cmake" "add_library(${target} INTERFACE IMPORTED)\n")
+  endforeach()
   file(
     WRITE "${folder}/${name}-config-version.cmake"
     "set(PACKAGE_VERSION ${version})

@@ -1,0 +1,15 @@
+# Finds what the libraries are linked with. Also a part of an installed package of static libraries, which pass it on.
+
+find_package(MongoC REQUIRED)
+find_package(SQLite3 3.34 REQUIRED)
+if(NOT TARGET SQLite3::SQLite3) # its name since CMake 4.3
+  add_library(SQLite3::SQLite3 ALIAS SQLite::SQLite3)
+endif()
+find_package(PkgConfig REQUIRED)
+pkg_check_modules(PCRE2 REQUIRED IMPORTED_TARGET libpcre2-8)
+pkg_check_modules(XXHASH REQUIRED IMPORTED_TARGET libxxhash)
+pkg_check_modules(ICU REQUIRED IMPORTED_TARGET icu-uc)
+find_package(OpenSSL REQUIRED COMPONENTS Crypto)
+find_package(ZLIB REQUIRED)
+find_package(Snappy REQUIRED)
+pkg_check_modules(ZSTD REQUIRED IMPORTED_TARGET libzstd)

@@ -1,0 +1,3 @@
+extern "C" int innerFunction() {
+  return 1;
+}

@@ -1,0 +1,5 @@
+extern "C" int innerFunction();
+
+extern "C" __attribute__((visibility("default"))) int outerFunction() {
+  return innerFunction();
+}
