@@ -8,7 +8,9 @@
 #include <string>
 #include <utility>
 
+#include "client/embedded/DamageError.h"
 #include "client/embedded/StoreFile.h"
+#include "client/embedded/generation.h"
 #include "client/embedded/sqlite/Failure.h"
 #include "client/embedded/sqlite/Transaction.h"
 
@@ -29,7 +31,8 @@ class Unfinished {
   Unfinished(const Unfinished&) = delete;
   Unfinished& operator=(const Unfinished&) = delete;
   ~Unfinished() {
-    if (!finished_) unlink(path_.c_str());
+    if (finished_) return;
+    for (const char* side : {"", "-wal", "-shm", "-journal"}) unlink((path_ + side).c_str());
   }
   void finish() { finished_ = true; }
 
@@ -59,6 +62,16 @@ void copyPages(sqlite::Connection& from, sqlite::Connection& to) {
   if (code != SQLITE_DONE) sqlite::fail(code, to.file(), "copy");
 }
 
+/// No log that may lie beside the copy one day continues it.
+void renewGeneration(sqlite::Connection& copy) {
+  try {
+    sqlite::Transaction change(copy, sqlite::Transaction::Kind::write);
+    generation::renew(copy);
+    change.commit();
+  } catch (const DamageError&) {  // The copy is as damaged as the store.
+  }
+}
+
 }  // namespace
 
 void makeStoreFile(const std::string& path, const std::function<void(const std::string& target)>& fill) {
@@ -76,6 +89,7 @@ void copyStore(sqlite::Connection& from, const std::string& path) {
     from.integer("SELECT count(*) FROM sqlite_schema");
     auto to = sqlite::Connection::openFile(target, 0);
     copyPages(from, to);
+    renewGeneration(to);
   });
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <map>
 
+#include "client/embedded/generation.h"
 #include "client/embedded/sqlite/Transaction.h"
 #include "database_client/Error.h"
 
@@ -50,13 +51,18 @@ std::map<std::string, std::string> presentTables(Connection& connection) {
 }
 
 void setVersion(Connection& connection, std::int64_t number) {
-  connection.execute("PRAGMA user_version=" + std::to_string(number));
+  const std::int64_t before = connection.integer("PRAGMA user_version");
+  connection.execute("PRAGMA user_version=" + std::to_string(generation::withVersion(before, number)));
 }
 
 }  // namespace
 
 std::string documentsTable(std::int64_t collection) {
   return "documents_" + std::to_string(collection);
+}
+
+std::int64_t versionOf(Connection& connection) {
+  return generation::versionIn(connection.integer("PRAGMA user_version"));
 }
 
 void createCollection(Connection& connection, std::int64_t collection) {
@@ -70,10 +76,10 @@ void create(Connection& connection) {
 }
 
 void migrate(Connection& connection, const std::vector<Migration>& steps, std::int64_t target) {
-  if (connection.integer("PRAGMA user_version") >= target) return;
+  if (versionOf(connection) >= target) return;
   sqlite::Transaction transaction(connection, sqlite::Transaction::Kind::write);
   // Another client may have done it meanwhile.
-  std::int64_t reached = connection.integer("PRAGMA user_version");
+  std::int64_t reached = versionOf(connection);
   for (const Migration& step : steps) {
     if (step.from != reached) continue;
     for (const std::string& statement : step.statements) connection.execute(statement);

@@ -23,6 +23,8 @@ struct Migration {
   std::function<void(sqlite::Connection&)> change{};
 };
 
+/// The version that the file has.
+std::int64_t versionOf(sqlite::Connection& connection);
 std::string documentsTable(std::int64_t collection);
 /// Makes the tables of one more collection.
 void createCollection(sqlite::Connection& connection, std::int64_t collection);

@@ -7,6 +7,7 @@
 #include "client/bson/validate.h"
 #include "client/embedded/DamageError.h"
 #include "client/embedded/Schema.h"
+#include "client/embedded/generation.h"
 #include "client/embedded/index/Segment.h"
 #include "database_client/Error.h"
 
@@ -75,18 +76,59 @@ Store::Store(sqlite::Connection connection, bool shared)
     : connection_(std::move(connection)),
       sql_(connection_),
       shared_(shared),
-      formatVersion_(connection_.integer("PRAGMA user_version")),
+      formatVersion_(schema::versionOf(connection_)),
       blobs_(std::make_unique<Blobs>(*this)),
-      blocks_(std::make_shared<BlockCache>(*blobs_, cachedBytes)) {}
+      blocks_(std::make_shared<BlockCache>(*blobs_, cachedBytes)) {
+  if (connection_.file() != ":memory:") files_.emplace(connection_.file());
+}
 
-Store::~Store() = default;
+Store::~Store() {
+  if (connection_.isForeign()) return;
+  explicit_.reset();
+  try {
+    requireFile();
+  } catch (...) {  // It has seen to what lies there.
+  }
+}
+
+void Store::requireProcess() const {
+  if (connection_.isForeign()) {
+    refuse(connection_, "the client was opened in another process; a child process has to open one of its own");
+  }
+}
 
 void Store::requireFile() {
-  if (connection_.fileMoved()) refuse(connection_, "the file was removed or replaced");
+  if (!files_) return;
+  if (isLogLost_) refuse(connection_, "its log was removed or replaced while it was open; connect again");
+  const OpenFiles::Change change = files_->look();
+  if (change == OpenFiles::Change::none) return;
+  if (change == OpenFiles::Change::secondName) {
+    refuse(connection_, "the file has more than one name (a hard link); each would have a log of its own");
+  }
+  // What lies there now is somebody else's.
+  connection_.keepLogOnClose();
+  if (change == OpenFiles::Change::moved) refuse(connection_, "the file was removed or replaced");
+  refuseWithoutLog();
+}
+
+/// What is in the log that was removed can still be read here, and nowhere else.
+void Store::refuseWithoutLog() {
+  if (connection_.inTransaction()) refuse(connection_, "its log was removed or replaced while it was open");
+  isLogLost_ = true;
+  const bool isOurs = files_->hasNoLog() && generation::fits(connection_);
+  const bool isSaved = isOurs && connection_.writeLogToFile();
+  refuse(connection_, isSaved ? "its log was removed while it was open; all that was in it was saved into the file"
+                              : "its log was removed or replaced while it was open; what was in it may be lost");
+}
+
+/// So that a log says which file it continues.
+void Store::nameGeneration() {
+  if (files_ && connection_.isLogInFile()) generation::renew(connection_);
 }
 
 /// Asking costs a third of the shortest read, so of reads that follow each other one in a few milliseconds asks.
 void Store::requireFileNowAndThen() {
+  if (isLogLost_) requireFile();
   timespec now{};
   clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
   if (now.tv_sec == askedAt_.tv_sec && now.tv_nsec == askedAt_.tv_nsec) return;
@@ -100,6 +142,7 @@ void Store::checkIndexing() {
 }
 
 void Store::requireTransaction() const {
+  requireProcess();
   if (explicit_ && !connection_.inTransaction()) refuse(connection_, "the transaction was undone by a failure");
 }
 
@@ -135,6 +178,7 @@ Store::Reading::Reading(Store& store) : store_(store) {
 
 Store::Reading::~Reading() {
   if (--store_.readings_ > 0 || !std::exchange(store_.readTransaction_, false)) return;
+  if (store_.connection_.isForeign()) return;
   try {
     store_.connection_.statement(store_.sql_.commit).run();
   } catch (...) {  // Nothing was written that could be lost.
@@ -150,11 +194,13 @@ Store::Writing::Writing(Store& store, Extent extent) : store_(store), extent_(ex
   transaction_.emplace(store_.connection_, Transaction::Kind::write);
   touchedBefore_ = store_.touches_;
   madeBefore_ = store_.made_.size();
+  changesBefore_ = store_.connection_.totalChanges();
   if (!store_.explicit_) store_.refresh();
 }
 
 void Store::Writing::commit() {
   if (!store_.explicit_) store_.flush();
+  if (!store_.explicit_ && store_.connection_.totalChanges() != changesBefore_) store_.nameGeneration();
   transaction_->commit();
   transaction_.reset();
   if (!store_.explicit_) store_.made_.clear();
@@ -185,6 +231,7 @@ void Store::breakTransaction() noexcept {
 }
 
 void Store::begin() {
+  requireProcess();
   if (explicit_) throw Error(Error::Kind::query, "beginTransaction: a transaction is open already");
   endReading();
   requireFile();
@@ -193,12 +240,14 @@ void Store::begin() {
 }
 
 void Store::commit() {
+  requireProcess();
   if (!explicit_) throw Error(Error::Kind::query, "commitTransaction: no transaction is open");
   endReading();
   try {
     requireTransaction();
     requireFile();
     flush();
+    nameGeneration();
     explicit_->commit();
   } catch (...) {
     rollback();
@@ -209,6 +258,7 @@ void Store::commit() {
 }
 
 void Store::rollback() {
+  requireProcess();
   if (!explicit_) throw Error(Error::Kind::query, "rollbackTransaction: no transaction is open");
   endReading();
   explicit_.reset();
@@ -243,7 +293,15 @@ void Store::forget() noexcept {
 }
 
 void Store::vacuum() {
+  requireProcess();
   if (explicit_) throw Error(Error::Kind::query, "compact: a transaction is open");
+  requireFile();
+  {
+    // The log that it writes may be one of its own.
+    Transaction transaction(connection_, Transaction::Kind::write);
+    nameGeneration();
+    transaction.commit();
+  }
   connection_.vacuum();
   ++version_;
 }

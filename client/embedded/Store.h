@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "client/embedded/Collection.h"
+#include "client/embedded/OpenFiles.h"
 #include "client/embedded/index/BlobStore.h"
 #include "client/embedded/sqlite/Connection.h"
 #include "client/embedded/sqlite/Transaction.h"
@@ -73,6 +74,7 @@ class Store {
     Extent extent_;
     std::uint64_t touchedBefore_ = 0;
     std::size_t madeBefore_ = 0;
+    int changesBefore_ = 0;
     std::optional<sqlite::Transaction> transaction_{};
   };
 
@@ -122,7 +124,10 @@ class Store {
   class Blobs;
 
   void refresh();
+  void requireProcess() const;
   void requireFile();
+  [[noreturn]] void refuseWithoutLog();
+  void nameGeneration();
   void requireFileNowAndThen();
   void requireTransaction() const;
   void flush();
@@ -140,6 +145,8 @@ class Store {
   std::int64_t formatVersion_;
   std::unique_ptr<BlobStore> blobs_;
   std::shared_ptr<BlockCache> blocks_;
+  std::optional<OpenFiles> files_{};  ///< none in memory
+  bool isLogLost_ = false;
   timespec askedAt_{};  ///< when the path was last looked at before a read
   std::uint64_t version_ = 1;
   std::int64_t dataVersion_ = -1;

@@ -19,6 +19,7 @@
 
 #include "client/embedded/DamageError.h"
 #include "client/embedded/Schema.h"
+#include "client/embedded/generation.h"
 #include "client/embedded/sqlite/Transaction.h"
 #include "database_client/Error.h"
 
@@ -28,6 +29,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 using sqlite::Connection;
+using sqlite::FileGuard;
 using sqlite::Transaction;
 
 constexpr int cachedBytes = 64 * 1024 * 1024;
@@ -70,6 +72,8 @@ bool isThere(const std::string& path, struct stat& status) {
     refuse(path, "it cannot be looked at", errno);
   }
   if (!S_ISREG(status.st_mode)) refuse(path, kindOfFile(status.st_mode));
+  if (status.st_nlink > 1)
+    refuse(path, "the file has more than one name (a hard link); each would have a log of its own");
   return true;
 }
 
@@ -97,7 +101,7 @@ class Header {
   bool isEmpty() const { return fileSize_ == 0; }
   bool isSqlite() const { return size_ == bytes_.size() && std::memcmp(bytes_.data(), magic, sizeof magic) == 0; }
   std::uint32_t applicationId() const { return number(68); }
-  std::uint32_t version() const { return number(60); }
+  std::int64_t version() const { return generation::versionIn(number(60)); }
   /// Whether the file ends before the last page it should have.
   bool isTruncated() const {
     const bool countIsCurrent = number(24) == number(92);
@@ -174,8 +178,7 @@ void makeStore(Connection& connection) {
   transaction.commit();
 }
 
-void configure(Connection& connection, const StoreAddress& address) {
-  if (address.exclusive) connection.execute("PRAGMA locking_mode=EXCLUSIVE");
+void configure(Connection& connection) {
   connection.execute("PRAGMA cell_size_check=1");
   // In pages: SQLite takes a size in bytes by pages of another size, as long as it has not read the file.
   connection.execute("PRAGMA cache_size=" + std::to_string(cachedBytes / schema::pageSize));
@@ -204,6 +207,29 @@ void startLog(Connection& connection, const StoreAddress& address) {
   if (address.exclusive) Transaction(connection, Transaction::Kind::write).commit();
 }
 
+FileGuard::Kind kindOf(const StoreAddress& address) {
+  return address.exclusive ? FileGuard::Kind::alone : FileGuard::Kind::shared;
+}
+
+/// Before anything else is done with the connection.
+void enter(Connection& connection, const StoreAddress& address) {
+  connection.enter(kindOf(address));
+  if (address.exclusive) connection.execute("PRAGMA locking_mode=EXCLUSIVE");
+}
+
+/// The log is left as it is until it is known to be this file's.
+void requireOwnLog(Connection& connection) {
+  connection.keepLogOnClose();
+  if (!generation::fits(connection)) {
+    const std::string& path = connection.file();
+    refuse(path,
+           "the log beside it was begun for another state of the file, which seems to have been put in its place: "
+           "move " +
+               path + "-wal and " + path + "-shm away to use the file as it is, or put that other file back");
+  }
+  connection.keepLogOnClose(false);
+}
+
 /// Those who have the file open would go on writing what the older version wants, so it takes the file for itself
 /// alone, with a connection of its own. Where damage keeps it from that, the store stays what it is. False when others
 /// have the file open: of several who wait for each other, all but one have to let it go.
@@ -214,7 +240,8 @@ bool bringUpToDate(const std::string& path, const StoreAddress& address, bool ke
   const int patience = 20 + static_cast<int>(std::random_device()() % 100);
   Connection connection = Connection::openFile(path, std::min(patience, address.timeoutMilliseconds));
   try {
-    configure(connection, alone);
+    enter(connection, alone);
+    configure(connection);
     startLog(connection, alone);
     schema::migrate(connection, schema::migrations(), schema::version);
     connection.execute("PRAGMA wal_checkpoint(TRUNCATE)");
@@ -231,7 +258,7 @@ bool bringUpToDate(const std::string& path, const StoreAddress& address, bool ke
 /// Gives the version of the format. A refusal leaves a log that was there before as it is.
 std::int64_t verify(Connection& connection, bool keepsLog) {
   try {
-    const std::int64_t found = connection.integer("PRAGMA user_version");
+    const std::int64_t found = schema::versionOf(connection);
     if (found > schema::version) refuseNewer(connection.file(), found);
     schema::verify(connection);
     return found;
@@ -300,12 +327,15 @@ Connection openStore(const StoreAddress& address, NewFile& newFile) {
   for (bool isAsNewAsItGets = false;;) {
     {
       Connection connection = Connection::openFile(path, address.timeoutMilliseconds);
+      enter(connection, address);
       const bool isStore = inspect(connection, address.create);
-      configure(connection, address);
+      if (isStore) requireOwnLog(connection);
+      configure(connection);
       if (!isStore) makeStore(connection);
       const std::int64_t found = verify(connection, hadLog);
       if (found == schema::version || connection.readOnly() || isAsNewAsItGets) {
         startLog(connection, address);
+        connection.stay(kindOf(address));
         return connection;
       }
       if (hadLog) connection.keepLogOnClose();

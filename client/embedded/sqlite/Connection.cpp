@@ -1,6 +1,7 @@
 #include "client/embedded/sqlite/Connection.h"
 
 #include <sqlite3.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
@@ -8,6 +9,7 @@
 #include <utility>
 
 #include "client/embedded/sqlite/Failure.h"
+#include "database_client/Error.h"
 
 namespace database_client::embedded::sqlite {
 
@@ -18,6 +20,9 @@ constexpr std::size_t maximumIdle = 1024;
 
 /// Above all that a store holds, and far below what a damaged length would make SQLite ask memory for.
 constexpr int longestValue = 64 * 1024 * 1024;
+
+/// In pages; as SQLite itself has it.
+constexpr int longLog = 1000;
 
 void require(int code, const std::string& file, const char* doing) {
   if (code != SQLITE_OK) fail(code, file, doing);
@@ -64,24 +69,47 @@ class Connection::Patience {
   std::shared_ptr<Cancellation> cancellation_{};
 };
 
-Connection::Connection(sqlite3* database, std::string file) : database_(database), file_(std::move(file)) {}
+Connection::Connection(sqlite3* database, std::string file)
+    : database_(database), file_(std::move(file)), process_(getpid()) {}
 
 Connection::Connection(Connection&& other) noexcept
     : database_(std::exchange(other.database_, nullptr)),
       file_(std::move(other.file_)),
       cancellation_(std::move(other.cancellation_)),
+      process_(other.process_),
+      guard_(std::move(other.guard_)),
+      logIsInFile_(std::move(other.logIsInFile_)),
       patience_(std::move(other.patience_)),
       prepared_(std::move(other.prepared_)),
       idleCount_(std::exchange(other.idleCount_, 0)) {}
 
 Connection::~Connection() {
   if (database_ == nullptr) return;
+  if (isForeign()) {
+    abandon();
+    return;
+  }
+  // SQLite takes the file alone when it is the last to close it.
+  if (guard_) guard_->leave();
   forgetStatements();
   sqlite3_close_v2(database_);
 }
 
 Connection Connection::openFile(const std::string& path, int busyMilliseconds) {
-  return open(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOFOLLOW, busyMilliseconds);
+  auto guard = std::make_unique<FileGuard>(path);
+  Connection connection = open(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOFOLLOW, busyMilliseconds);
+  connection.guard_ = std::move(guard);
+  return connection;
+}
+
+/// To close it would write to files and drop locks that are the parent's. It stays, within reach, until the process
+/// ends.
+void Connection::abandon() noexcept {
+  try {
+    static auto* const abandoned = new std::vector<Connection>;
+    abandoned->push_back(std::move(*this));
+  } catch (...) {  // Then it is out of reach, and stays all the same.
+  }
 }
 
 Connection Connection::openMemory() {
@@ -233,9 +261,71 @@ bool Connection::fileMoved() const {
   return code == SQLITE_OK && moved != 0;
 }
 
-void Connection::keepLogOnClose() {
+bool Connection::isForeign() const {
+  return process_ != getpid();
+}
+
+void Connection::keepLogOnClose(bool keeps) {
   // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): SQLite offers nothing else
-  sqlite3_db_config(database_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+  sqlite3_db_config(database_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, keeps ? 1 : 0, nullptr);
+}
+
+void Connection::enter(FileGuard::Kind kind) {
+  for (int attempt = 0; !guard_->enter(kind); ++attempt) {
+    if (!waitForLock(attempt)) fail(SQLITE_BUSY, file_, "open it");
+  }
+}
+
+void Connection::stay(FileGuard::Kind kind) {
+  integer("PRAGMA user_version");  // SQLite opens the log with the first look at the file.
+  if (kind == FileGuard::Kind::shared) {
+    if (guard_->stay()) return;
+    keepLogOnClose();
+    throw Error(
+        Error::Kind::storage,
+        "store " + file_ +
+            ": this process, or its parent before the fork, opened the file with a log that is no longer there; "
+            "close all clients of the file, and start a new process where it was forked",
+        {file_});
+  }
+  logIsInFile_ = std::make_unique<bool>(writeLogToFile());
+  sqlite3_wal_hook(database_, writeLogNowAndThen, logIsInFile_.get());
+}
+
+/// In the place of SQLite's own, which does not tell how far it got.
+int Connection::writeLogNowAndThen(void* isInFile, sqlite3* database, const char* name, int frames) {
+  int inLog = -1;
+  int inFile = -1;
+  const bool isLong = frames >= longLog;
+  const bool isDone =
+      isLong && sqlite3_wal_checkpoint_v2(database, name, SQLITE_CHECKPOINT_PASSIVE, &inLog, &inFile) == SQLITE_OK;
+  *static_cast<bool*>(isInFile) = isDone && inLog == inFile;
+  return SQLITE_OK;
+}
+
+bool Connection::isLogInFile() const {
+  if (logIsInFile_) return *logIsInFile_;
+  constexpr int regionSize = 32768;
+  constexpr std::uint32_t knownVersion = 3007000;
+  constexpr std::size_t framesInLog = 4;
+  constexpr std::size_t framesInFile = 24;
+  sqlite3_file* file = rawFile();
+  void volatile* region = nullptr;
+  if (file->pMethods->iVersion < 2) return false;
+  if (file->pMethods->xShmMap(file, 0, regionSize, 0, &region) != SQLITE_OK || region == nullptr) return false;
+  const auto* index = static_cast<const std::uint32_t volatile*>(region);
+  return index[0] == knownVersion && index[framesInLog] == index[framesInFile];
+}
+
+bool Connection::writeLogToFile() {
+  int inLog = -1;
+  int inFile = -1;
+  const int code = sqlite3_wal_checkpoint_v2(database_, "main", SQLITE_CHECKPOINT_PASSIVE, &inLog, &inFile);
+  return code == SQLITE_OK && inLog == inFile;
+}
+
+int Connection::totalChanges() const {
+  return sqlite3_total_changes(database_);
 }
 
 Connection::FileLock::FileLock(Connection& connection, Kind kind) : file_(connection.rawFile()) {

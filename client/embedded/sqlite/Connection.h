@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "client/Cancellation.h"
+#include "client/embedded/sqlite/FileGuard.h"
 #include "client/embedded/sqlite/Statement.h"
 
 struct sqlite3;
@@ -36,7 +37,7 @@ class Connection {
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
   Connection& operator=(Connection&&) = delete;
-  /// No statement may be on loan any more.
+  /// No statement may be on loan any more. In another process than it was opened in, everything is left as it is.
   ~Connection();
 
   /// The path, or ":memory:".
@@ -94,8 +95,24 @@ class Connection {
   bool readOnly() const;
   /// Whether the path leads no longer to the file that is open.
   bool fileMoved() const;
+  /// Whether this is another process than the connection was opened in.
+  bool isForeign() const;
   /// Leaves the write-ahead log as it is when the connection closes.
-  void keepLogOnClose();
+  void keepLogOnClose(bool keeps = true);
+
+  /// Takes the place of one who shares the file, or has it alone, before anything else; throws Error{timeout} when
+  /// another is in the way for too long.
+  void enter(FileGuard::Kind kind);
+  /// To be called once the log is open. Keeps it from being removed by others; alone, it is written to the file here.
+  /// Throws Error{storage} where SQLite has, in this process, another log of the file open.
+  void stay(FileGuard::Kind kind);
+  /// Whether all of the log is in the file, for good, so that the next commit may begin the log anew. In a write
+  /// transaction.
+  bool isLogInFile() const;
+  /// Writes the log to the file as far as nobody needs the older state; whether that was all.
+  bool writeLogToFile();
+  /// The rows changed since the opening.
+  int totalChanges() const;
 
   /// Locks the file itself for a scope, past the transactions: against those who take it alone (`shared`), or against
   /// all others (`alone`). Only while no statement was run, or in exclusive mode. Throws Error{timeout} when another
@@ -131,9 +148,15 @@ class Connection {
   sqlite3_file* rawFile() const;
   [[noreturn]] void refuse(int code, const char* doing) const;
 
+  static int writeLogNowAndThen(void* isInFile, sqlite3* database, const char* name, int frames);
+  void abandon() noexcept;
+
   sqlite3* database_;
   std::string file_;
   std::shared_ptr<Cancellation> cancellation_ = std::make_shared<Cancellation>();
+  pid_t process_;
+  std::unique_ptr<FileGuard> guard_{};
+  std::unique_ptr<bool> logIsInFile_{};  ///< of one who has the file alone
   std::unique_ptr<Patience> patience_{};
   std::unordered_map<std::string, Prepared> prepared_;
   std::size_t idleCount_ = 0;

@@ -75,8 +75,8 @@ bool Transaction::overwriteLog() noexcept {
 
 void Transaction::rollback() noexcept {
   open_ = false;
-  // After some failures SQLite has undone everything by itself.
-  if (!connection_.inTransaction()) return;
+  // After some failures SQLite has undone everything by itself. And what a child process has is its parent's.
+  if (!connection_.inTransaction() || connection_.isForeign()) return;
   try {
     if (!nested_) {
       connection_.statement(rollbackAll).run();

@@ -17,17 +17,31 @@ struct State {
   FaultyFiles::Fault fault = FaultyFiles::Fault::inputOutput;
   bool hit = false;
   std::function<void()> afterSize{};
+  std::function<void(FileChange&&)> listener{};
 };
 State state;
 
 /// A file of ours, with the real one in the memory behind it.
 struct File {
   sqlite3_file base;
+  const char* name;  // SQLite keeps it as long as the file is open.
   sqlite3_file* real() { return reinterpret_cast<sqlite3_file*>(this + 1); }
 };
 
 sqlite3_file* realOf(sqlite3_file* file) {
   return reinterpret_cast<File*>(file)->real();
+}
+
+/// Passes on whether something was done, telling of it.
+int told(int code, FileChange::Kind kind, const char* name, sqlite3_int64 offset = 0, const void* bytes = nullptr,
+         int size = 0) {
+  if (code != SQLITE_OK || !state.listener || name == nullptr) return code;
+  state.listener({kind, name, offset, std::string(static_cast<const char*>(bytes), static_cast<std::size_t>(size))});
+  return code;
+}
+
+const char* nameOf(sqlite3_file* file) {
+  return reinterpret_cast<File*>(file)->name;
 }
 
 /// The code of a fault that hits now; SQLITE_OK for none. A full device takes no more bytes, and does all the rest.
@@ -51,15 +65,19 @@ int readFile(sqlite3_file* file, void* bytes, int size, sqlite3_int64 offset) {
 }
 int writeFile(sqlite3_file* file, const void* bytes, int size, sqlite3_int64 offset) {
   const int fault = faultNow(SQLITE_IOERR_WRITE);
-  return fault != SQLITE_OK ? fault : realOf(file)->pMethods->xWrite(realOf(file), bytes, size, offset);
+  if (fault != SQLITE_OK) return fault;
+  const int code = realOf(file)->pMethods->xWrite(realOf(file), bytes, size, offset);
+  return told(code, FileChange::Kind::write, nameOf(file), offset, bytes, size);
 }
 int truncateFile(sqlite3_file* file, sqlite3_int64 size) {
   const int fault = faultNow(SQLITE_IOERR_TRUNCATE);
-  return fault != SQLITE_OK ? fault : realOf(file)->pMethods->xTruncate(realOf(file), size);
+  if (fault != SQLITE_OK) return fault;
+  return told(realOf(file)->pMethods->xTruncate(realOf(file), size), FileChange::Kind::truncate, nameOf(file), size);
 }
 int syncFile(sqlite3_file* file, int flags) {
   const int fault = faultNow(SQLITE_IOERR_FSYNC);
-  return fault != SQLITE_OK ? fault : realOf(file)->pMethods->xSync(realOf(file), flags);
+  if (fault != SQLITE_OK) return fault;
+  return told(realOf(file)->pMethods->xSync(realOf(file), flags), FileChange::Kind::sync, nameOf(file));
 }
 int fileSize(sqlite3_file* file, sqlite3_int64* size) {
   const int code = realOf(file)->pMethods->xFileSize(realOf(file), size);
@@ -127,6 +145,7 @@ const sqlite3_io_methods methods = {
 
 int openFile(sqlite3_vfs* /*vfs*/, const char* name, sqlite3_file* file, int flags, int* outFlags) {
   file->pMethods = nullptr;
+  reinterpret_cast<File*>(file)->name = name;
   const int code = state.real->xOpen(state.real, name, realOf(file), flags, outFlags);
   if (code == SQLITE_OK) file->pMethods = &methods;
   return code;
@@ -134,7 +153,8 @@ int openFile(sqlite3_vfs* /*vfs*/, const char* name, sqlite3_file* file, int fla
 
 int deleteFile(sqlite3_vfs* /*vfs*/, const char* name, int syncFolder) {
   const int fault = faultNow(SQLITE_IOERR_DELETE);
-  return fault != SQLITE_OK ? fault : state.real->xDelete(state.real, name, syncFolder);
+  if (fault != SQLITE_OK) return fault;
+  return told(state.real->xDelete(state.real, name, syncFolder), FileChange::Kind::remove, name);
 }
 
 }  // namespace
@@ -166,6 +186,10 @@ void FaultyFiles::failAt(long nth, bool forGood, Fault fault) {
 
 void FaultyFiles::failNoMore() {
   state.untilFault = 0;
+}
+
+void FaultyFiles::tell(std::function<void(FileChange&&)> listener) {
+  state.listener = std::move(listener);
 }
 
 void FaultyFiles::afterNextSize(std::function<void()> work) {
