@@ -6,6 +6,7 @@
 #include "client/Engine.h"
 #include "client/ObjectId.h"
 #include "client/arguments.h"
+#include "client/saslPrepare.h"
 
 namespace database_client {
 
@@ -74,7 +75,7 @@ bool isUpsert(int flags) {
 void checkCredentials(const std::string& user, const std::string& password) {
   arguments::checkText("user", user);
   arguments::checkText("password", password);
-  if (!user.empty() && password.empty()) {
+  if (!user.empty() && isEmptyPassword(password)) {
     throw Error(Error::Kind::authentication, "user \"" + user + "\" comes with an empty password", {"password"});
   }
 }
@@ -267,7 +268,7 @@ std::string DataBaseClient::createId() {
 void DataBaseClient::createUser(const std::string& database, const std::string& user, const std::string& password,
                                 const ObjectProperties& roles, const ObjectProperties& customData) {
   Engine& engine = connection_->openForUser(database, user);
-  arguments::checkText("password", password);
+  arguments::checkPassword("password", password);
   arguments::checkRoles(roles);
   arguments::checkDocument("customData", customData);
   engine.createUser(database, user, password, roles, customData);
@@ -283,7 +284,7 @@ void DataBaseClient::modifyUser(const std::string& database, const std::string& 
 
 void DataBaseClient::changePassword(const std::string& database, const std::string& user, const std::string& password) {
   Engine& engine = connection_->openForUser(database, user);
-  arguments::checkText("password", password);
+  arguments::checkPassword("password", password);
   engine.changePassword(database, user, password);
 }
 
@@ -317,7 +318,7 @@ std::list<std::string> DataBaseClient::collectionNames(const std::string& databa
 
 std::list<DeploymentStep> DataBaseClient::setUpDeployment(const DeploymentPlan& plan) {
   Engine& engine = connection_->open();
-  arguments::checkText("administratorPassword", plan.administratorPassword);
+  arguments::checkPassword("administratorPassword", plan.administratorPassword);
   for (const IndexRequest& index : plan.indexes) arguments::checkCollection(index.database, index.collection);
   return engine.setUpDeployment(plan);
 }

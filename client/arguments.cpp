@@ -9,6 +9,7 @@
 #include "client/ObjectId.h"
 #include "client/bson/Writer.h"
 #include "client/bson/validate.h"
+#include "client/saslPrepare.h"
 #include "database_client/Error.h"
 
 namespace database_client::arguments {
@@ -25,6 +26,7 @@ constexpr std::size_t longestNamespace = 255;
 constexpr int badValue = 2;
 constexpr int invalidArgument = 22;
 constexpr int negativeLimit = 51024;
+constexpr int passwordRequired = 50687;
 
 [[noreturn]] void refuse(const std::string& name, const std::string& why) {
   throw Error(Error::Kind::query, name + ": " + why, {name});
@@ -96,6 +98,13 @@ ObjectProperties withIdFirst(View document, const Value& id) {
 void checkText(const std::string& name, const std::string& value) {
   if (value.find('\0') != std::string::npos) refuse(name, "a NUL character is not allowed");
   if (!bson::isUtf8(value)) refuse(name, "not valid UTF-8");
+}
+
+void checkPassword(const std::string& name, const std::string& value) {
+  checkText(name, value);
+  if (value.empty() || !isEmptyPassword(value)) return;
+  throw Error(Error::Kind::server, name + ": it is empty, but for characters that do not count",
+              {name, passwordRequired});
 }
 
 void checkDatabase(const std::string& database) {

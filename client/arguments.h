@@ -12,6 +12,9 @@ void checkDatabase(const std::string& database);
 void checkCollection(const std::string& database, const std::string& collection);
 /// A user name, password or host: UTF-8 without NUL. `name` is the argument's.
 void checkText(const std::string& name, const std::string& value);
+/// As `checkText`; nor may it be a text of which nothing is left when it is hashed, which would be an empty password
+/// (code 50687). An empty one is left to the engine.
+void checkPassword(const std::string& name, const std::string& value);
 void checkUser(const std::string& user);
 /// Neither may be negative.
 void checkPage(int limit, int skip);

@@ -7,6 +7,7 @@
 #include "client/embedded/EmbeddedEngine.h"
 #include "client/embedded/users/UserDirectory.h"
 #include "client/ownDataRole.h"
+#include "client/saslPrepare.h"
 #include "database_client/Error.h"
 
 namespace database_client::embedded {
@@ -32,7 +33,7 @@ std::string nameOf(const std::string& database, const std::string& user) {
 }
 
 void requirePassword(const std::string& password) {
-  if (password.empty()) reject(passwordRequired, "the password is empty", "password");
+  if (isEmptyPassword(password)) reject(passwordRequired, "the password is empty", "password");
 }
 
 std::string textAt(View group, const char* key) {

@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "client/bson/validate.h"
+#include "client/saslPrepare.h"
 
 namespace database_client::server {
 
@@ -133,7 +134,7 @@ void checkCredentials(const mongoc_uri_t* uri) {
   // The driver would refuse to make a client, and say no word about it.
   if (*user == '\0') refuse("host", "the address holds an empty user name");
   const char* password = mongoc_uri_get_password(uri);
-  if (needsPassword(uri) && (password == nullptr || *password == '\0')) {
+  if (needsPassword(uri) && (password == nullptr || isEmptyPassword(password))) {
     throw Error(Error::Kind::authentication, std::string("user \"") + user + "\" is given without a password",
                 {"host"});
   }

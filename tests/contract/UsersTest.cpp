@@ -95,6 +95,18 @@ TEST_P(UsersContract, AnEmptyPasswordIsToldByItsCode) {
   EXPECT_EQ(outcome([&] { client.changePassword("databaseManager", "anna", ""); }), "error 50687");
 }
 
+TEST_P(UsersContract, APasswordOfCharactersThatDoNotCountIsEmpty) {
+  const std::string softHyphen = "\u00AD";
+  const std::string invisible = softHyphen + "\u2060\uFEFF";
+  for (const std::string& password : {softHyphen, invisible}) {
+    EXPECT_EQ(created("anna", password), "error 50687");
+    EXPECT_FALSE(opens("anna", password));
+  }
+  EXPECT_EQ(created("anna", "secret"), "ok");
+  EXPECT_EQ(outcome([&] { client.changePassword("databaseManager", "anna", invisible); }), "error 50687");
+  EXPECT_TRUE(opens("anna", "secret"));
+}
+
 TEST_P(UsersContract, AUserIsCreatedOnce) {
   EXPECT_EQ(created("anna", "secret"), "ok");
   EXPECT_EQ(created("anna", "other"), "error 51003");

@@ -4,15 +4,12 @@
 #include <openssl/evp.h>
 #include <openssl/hmac.h>
 #include <sys/random.h>
-#include <unicode/usprep.h>
-#include <unicode/ustring.h>
 
 #include <algorithm>
 #include <cstdint>
-#include <memory>
-#include <new>
 #include <string_view>
 
+#include "client/saslPrepare.h"
 #include "database_client/Error.h"
 
 namespace database_client::embedded {
@@ -22,7 +19,6 @@ namespace {
 constexpr int iterationsOfNew = 15'000;
 constexpr std::size_t saltSize = 28;
 constexpr std::size_t keySize = 32;  // of SHA-256
-constexpr int badValue = 2;
 
 using Bytes = std::string;
 
@@ -33,62 +29,14 @@ unsigned char* out(Bytes& bytes) {
   return reinterpret_cast<unsigned char*>(bytes.data());
 }
 
-[[noreturn]] void refusePassword() {
-  throw Error(Error::Kind::query, "password: it holds a character that no password may have", {"password", badValue});
-}
-
 [[noreturn]] void failCryptography() {
   throw Error(Error::Kind::storage, "the cryptographic library has failed");
-}
-
-bool isAscii(std::string_view text) {
-  return std::all_of(text.begin(), text.end(), [](char c) { return c >= 0x20 && c < 0x7F; });
-}
-
-std::u16string toUtf16(const std::string& text) {
-  std::u16string wide(text.size(), u'\0');
-  std::int32_t length = 0;
-  UErrorCode error = U_ZERO_ERROR;
-  u_strFromUTF8(wide.data(), static_cast<std::int32_t>(wide.size()), &length, text.data(),
-                static_cast<std::int32_t>(text.size()), &error);
-  if (U_FAILURE(error)) refusePassword();
-  wide.resize(static_cast<std::size_t>(length));
-  return wide;
-}
-
-std::string toUtf8(const std::u16string& wide) {
-  std::string text(wide.size() * 3, '\0');
-  std::int32_t length = 0;
-  UErrorCode error = U_ZERO_ERROR;
-  u_strToUTF8(text.data(), static_cast<std::int32_t>(text.size()), &length, wide.data(),
-              static_cast<std::int32_t>(wide.size()), &error);
-  if (U_FAILURE(error)) refusePassword();
-  text.resize(static_cast<std::size_t>(length));
-  return text;
-}
-
-/// The form of a password that is hashed: one for all ways to write the same characters (SASLprep, RFC 4013).
-/// Characters that are newer than the RFC stand for themselves.
-std::string prepare(const std::string& password) {
-  if (isAscii(password)) return password;
-  UErrorCode error = U_ZERO_ERROR;
-  const std::unique_ptr<UStringPrepProfile, decltype(&usprep_close)> profile(
-      usprep_openByType(USPREP_RFC4013_SASLPREP, &error), &usprep_close);
-  if (U_FAILURE(error)) failCryptography();
-  const std::u16string wide = toUtf16(password);
-  std::u16string prepared(wide.size() * 18 + 16, u'\0');  // No character becomes more than 18 under NFKC.
-  const std::int32_t length =
-      usprep_prepare(profile.get(), wide.data(), static_cast<std::int32_t>(wide.size()), prepared.data(),
-                     static_cast<std::int32_t>(prepared.size()), USPREP_ALLOW_UNASSIGNED, nullptr, &error);
-  if (U_FAILURE(error)) refusePassword();
-  prepared.resize(static_cast<std::size_t>(length));
-  return toUtf8(prepared);
 }
 
 /// A text that is no password is nobody's, which takes as long to find out.
 std::string preparedOrRaw(const std::string& password) {
   try {
-    return prepare(password);
+    return saslPrepare(password);
   } catch (const Error&) {
     return password;
   }
@@ -133,7 +81,7 @@ std::string randomBytes(std::size_t size) {
 }
 
 Credentials Credentials::of(const std::string& password) {
-  return derive(prepare(password), randomBytes(saltSize), iterationsOfNew);
+  return derive(saslPrepare(password), randomBytes(saltSize), iterationsOfNew);
 }
 
 Credentials Credentials::ofNobody() {

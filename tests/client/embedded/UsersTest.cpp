@@ -141,6 +141,7 @@ TEST_F(EmbeddedUsers, AreRefusedWithoutAPassword) {
   create(client, "ann");
   EXPECT_EQ(changePassword(client, "ann", ""), "server 50687");
   EXPECT_EQ(changePassword(client, "admin", "", "admin"), "server 50687");
+  EXPECT_EQ(create(client, "bob", "\u00AD\u2060"), "server 50687");
   EXPECT_EQ(connect("ann", "secret"), "ok");
 }
 

@@ -165,6 +165,28 @@ TEST_F(Users, NameOrPasswordThatIsNoTextIsNotSent) {
   EXPECT_EQ(timesSent("createUser") + timesSent("updateUser"), 0U);
 }
 
+TEST_F(Users, PasswordOfCharactersThatDoNotCountIsNotSent) {
+  const std::string invisible = "\u00AD\u2060";
+  DeploymentPlan plan;
+  plan.administratorPassword = invisible;
+  EXPECT_EQ(outcome([&] {
+              client.createUser("d", "anna", invisible, roles, ObjectProperties());
+              return "ok";
+            }),
+            "server 50687");
+  EXPECT_EQ(outcome([&] {
+              client.changePassword("d", "anna", invisible);
+              return "ok";
+            }),
+            "server 50687");
+  EXPECT_EQ(setUp(plan), "server 50687");
+  EXPECT_EQ(timesSent("createUser") + timesSent("updateUser"), 0U);
+  EXPECT_EQ(connect("127.0.0.1", server.port(), "anna", invisible), "false");
+  EXPECT_THAT(client.failure(), HasSubstr("empty password"));
+  EXPECT_EQ(connect("mongodb://anna:%C2%AD@" + server.host() + "/"), "false");
+  EXPECT_THAT(client.failure(), HasSubstr("without a password"));
+}
+
 TEST_F(Users, CommandsForUsersAreNotRepeated) {
   server.script("createUser", {database_test::failing(database_test::Step::Fate::close)});
   EXPECT_EQ(outcome([&] {
