@@ -1,3 +1,4 @@
+#include <functional>
 #include <memory>
 
 #include "tests/client/server/SecantusTest.h"
@@ -66,6 +67,31 @@ TEST_P(Election, IsNotSeenByABulkInsert) {
   EXPECT_EQ(insertMany(500), "ok");
   EXPECT_EQ(relay->elections(), 1);
   EXPECT_EQ(count(), 500);
+}
+
+TEST_P(Election, IsNotSeenByRemovals) {
+  EXPECT_EQ(insertMany(20), "ok");
+  during("delete");
+  EXPECT_EQ(remove(), "ok");
+  EXPECT_EQ(relay->elections(), 1);
+  EXPECT_EQ(count(), 0);
+}
+
+TEST_P(Election, IsNotSeenByUserCommands) {
+  const ObjectProperties roles = document(R"({"0": {"role": "read", "db": "d"}})");
+  const auto told = [this](const std::function<void()>& command) {
+    return outcome([&] {
+      command();
+      return "ok";
+    });
+  };
+  during("createUser");
+  EXPECT_EQ(told([&] { client.createUser("d", "anna", "secret", roles, ObjectProperties()); }), "ok") << message();
+  during("updateUser");
+  EXPECT_EQ(told([&] { client.changePassword("d", "anna", "other"); }), "ok") << message();
+  during("dropUser");
+  EXPECT_EQ(told([&] { client.dropUser("d", "anna"); }), "ok") << message();
+  EXPECT_EQ(relay->elections(), 3);
 }
 
 std::string nameOf(const ::testing::TestParamInfo<Relay::Moment>& moment) {
