@@ -9,6 +9,7 @@
 #include "tools/core/Interrupt.h"
 #include "tools/core/Session.h"
 #include "tools/core/Terminal.h"
+#include "tools/core/Text.h"
 
 namespace database_provider::recordctl {
 
@@ -39,7 +40,7 @@ ExitStatus statusOf(const Error& error) {
 /// What fails after a request to stop, such as a connection in the making, fails because of it.
 ExitStatus fail(const std::exception& error, ExitStatus status) {
   std::cout.flush();
-  std::cerr << "recordctl: " << (wasInterrupted() ? Interrupted().what() : error.what()) << '\n';
+  std::cerr << "recordctl: " << printableLines(wasInterrupted() ? Interrupted().what() : error.what()) << '\n';
   return wasInterrupted() ? ExitStatus::interrupted : status;
 }
 

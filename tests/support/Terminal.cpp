@@ -85,7 +85,14 @@ void Terminal::lead(int slave, const std::vector<char*>& command, const std::vec
   setsid();
   ioctl(slave, TIOCSCTTY, 0);
   const pid_t program = fork();
-  if (program == 0) become(slave, command.data(), environment.data());
+  if (program == 0) {
+    // A job of its own in the foreground, as a shell makes it: such a one can be stopped.
+    setpgid(0, 0);
+    static_cast<void>(std::signal(SIGTTOU, SIG_IGN));
+    tcsetpgrp(slave, getpid());
+    static_cast<void>(std::signal(SIGTTOU, SIG_DFL));
+    become(slave, command.data(), environment.data());
+  }
   if (write(report, &program, sizeof program) != sizeof program) _exit(1);
   int waited = 0;
   waitpid(program, &waited, 0);
@@ -97,7 +104,10 @@ void Terminal::lead(int slave, const std::vector<char*>& command, const std::vec
 }
 
 Terminal::~Terminal() {
-  if (!hasEnded()) kill(-leader_, SIGKILL);
+  if (!hasEnded()) {
+    signal(SIGKILL);
+    kill(leader_, SIGKILL);
+  }
   for (const int descriptor : {release_, report_, master_}) close(descriptor);
   waitpid(leader_, nullptr, 0);
   if (status_ < 0 || status_ > killedStatus) removeSharedMemoryOf(program_);
@@ -133,7 +143,7 @@ void Terminal::type(const std::string& keys) const {
 }
 
 void Terminal::signal(int number) const {
-  kill(-leader_, number);
+  kill(-program_, number);
 }
 
 bool Terminal::echoes() const {

@@ -3,6 +3,7 @@
 
 #include "tools/commands/commands.h"
 #include "tools/commands/options.h"
+#include "tools/core/Network.h"
 #include "tools/core/Text.h"
 
 namespace database_provider::recordctl {
@@ -31,6 +32,7 @@ void init(Session& session, const InitOptions& options) {
   database_client::DeploymentPlan plan = libraryPlan();
   plan.dryRun = options.dryRun;
   if (!options.passwordFile.empty()) {
+    warnWhenInTheClear(session.options.store);
     plan.administratorPassword = readPasswordFile(options.passwordFile);
     if (plan.administratorPassword.empty()) throw UsageError(options.passwordFile + ": the password is empty");
   }

@@ -5,6 +5,7 @@
 
 #include "tools/commands/commands.h"
 #include "tools/commands/options.h"
+#include "tools/core/Network.h"
 #include "tools/core/Table.h"
 #include "tools/core/Terminal.h"
 #include "tools/core/Text.h"
@@ -50,6 +51,7 @@ std::string askTwice(const std::string& user) {
 
 /// RECORDCTL_PASSWORD is the password of whoever asks; where nobody in particular does, it is free for this.
 std::string newPassword(const Session& session, const UserOptions& options) {
+  warnWhenInTheClear(session.options.store);
   std::string result;
   const char* free = session.options.login.user.empty() ? std::getenv("RECORDCTL_PASSWORD") : nullptr;
   if (!options.passwordFile.empty())

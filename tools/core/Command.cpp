@@ -51,6 +51,8 @@ std::string whatIsUnexpected(const CLI::App& app) {
     if (argument.size() > 1 && argument[0] == '-') return "there is no option " + argument.substr(0, 2);
   }
   std::string typed;
+  const bool isAddress = !arguments.empty() && arguments.front().find_first_of("@:") != std::string::npos;
+  if (isAddress) return "an address stands behind --store";
   if (needsCommand(reached(app, typed)) && !arguments.empty())
     return "there is no command " + typed + arguments.front();
   return "more arguments than the command takes";

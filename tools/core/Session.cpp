@@ -6,6 +6,7 @@
 #include <iostream>
 
 #include "tools/core/Interrupt.h"
+#include "tools/core/Network.h"
 #include "tools/core/Terminal.h"
 #include "tools/core/Text.h"
 #include "tools/values/Number.h"
@@ -23,7 +24,9 @@ bool beginsWith(const std::string& text, const std::string& beginning) {
 
 int parsePort(const std::string& text) {
   const auto port = parseInteger(text);
-  if (!port || *port < 1 || *port > largestPort) throw UsageError("--store: " + inQuotes(text) + " is no port");
+  // The text stays untold: it may be the beginning of a password.
+  if (!port || *port < 1 || *port > largestPort)
+    throw UsageError("--store: what stands behind the colon is no port, which is a number from 1 to 65535");
   return static_cast<int>(*port);
 }
 
@@ -97,6 +100,7 @@ std::string passwordOf(const Login& login) {
 std::unique_ptr<DataBaseClient> connectTo(const std::string& store, const std::string& user,
                                           const std::string& password, Access access) {
   const StoreAddress address = StoreAddress::parse(store, access);
+  if (!user.empty()) warnWhenInTheClear(store);
   auto client = std::make_unique<DataBaseClient>();
   client->setCancellation([] { return !wasInterrupted(); });
   if (!client->connect(authDatabaseOf(user), address.host, address.port, user, password))
@@ -130,6 +134,7 @@ std::unique_ptr<DatabaseProviderInterface> Session::provider(RecordKind kind, Ac
 
 std::unique_ptr<UsersDatabaseInterface> Session::users(Access access) {
   const StoreAddress address = StoreAddress::parse(options.store, access);
+  if (!options.login.user.empty()) warnWhenInTheClear(options.store);
   std::unique_ptr<UsersDatabaseInterface> result(createUsersDatabase());
   if (options.login.user.empty() || options.login.user == administrator)
     result->connectAsAdmin(address.host, address.port, password());
@@ -139,7 +144,7 @@ std::unique_ptr<UsersDatabaseInterface> Session::users(Access access) {
 }
 
 void writeJson(const ObjectProperties& document) {
-  std::cout << document.toJson() << '\n';
+  std::cout << printableJson(document.toJson()) << '\n';
 }
 
 }  // namespace database_provider::recordctl

@@ -5,6 +5,9 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <array>
+#include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <iostream>
 
@@ -30,22 +33,100 @@ std::size_t widthOfTerminal() {
   return usualWidth;
 }
 
-/// Switches the echo of the terminal off for a scope.
+// What the handlers of signals need while a password is typed.
+termios withEcho;
+termios withoutEcho;
+const std::string* shownPrompt = nullptr;
+
+constexpr std::array endings{SIGINT, SIGTERM, SIGHUP, SIGQUIT};
+std::array<struct sigaction, endings.size()> actionsAtEndings;
+struct sigaction actionAtStop;
+struct sigaction actionAtGoingOn;
+
+struct sigaction actionOf(void (*handler)(int)) {
+  struct sigaction action {};
+  action.sa_handler = handler;
+  sigemptyset(&action.sa_mask);
+  return action;
+}
+
+/// Gives the echo back, then lets the signal do what it would have done without the prompt.
+extern "C" void endWithEcho(int signal) {
+  const int error = errno;
+  ::tcsetattr(STDIN_FILENO, TCSANOW, &withEcho);
+  for (std::size_t i = 0; i < endings.size(); ++i) {
+    if (endings[i] == signal) sigaction(signal, &actionsAtEndings[i], nullptr);
+  }
+  ::raise(signal);
+  errno = error;
+}
+
+/// The shell has used the terminal meanwhile.
+extern "C" void goOnWithoutEcho(int) {
+  const int error = errno;
+  ::tcsetattr(STDIN_FILENO, TCSANOW, &withoutEcho);
+  const ssize_t written = ::write(STDERR_FILENO, shownPrompt->data(), shownPrompt->size());
+  static_cast<void>(written);
+  errno = error;
+}
+
+/// Stops, as the key for it asks, with the echo on.
+extern "C" void stopWithEcho(int signal) {
+  const int error = errno;
+  ::tcsetattr(STDIN_FILENO, TCSANOW, &withEcho);
+  struct sigaction mine {};
+  sigaction(signal, &actionAtStop, &mine);
+  sigset_t stop;
+  sigset_t before;
+  sigemptyset(&stop);
+  sigaddset(&stop, signal);
+  ::raise(signal);
+  sigprocmask(SIG_UNBLOCK, &stop, &before);  // here it stands still
+  sigprocmask(SIG_SETMASK, &before, nullptr);
+  sigaction(signal, &mine, nullptr);
+  ::tcsetattr(STDIN_FILENO, TCSANOW, &withoutEcho);
+  errno = error;
+}
+
+/// Takes a signal over, unless it is ignored.
+void take(int signal, void (*handler)(int), struct sigaction& former) {
+  const struct sigaction mine = actionOf(handler);
+  sigaction(signal, nullptr, &former);
+  if (former.sa_handler != SIG_IGN) sigaction(signal, &mine, nullptr);
+}
+
+/// Gives a signal back, unless that was done when it came.
+void giveBack(int signal, void (*handler)(int), const struct sigaction& former) {
+  struct sigaction current {};
+  sigaction(signal, nullptr, &current);
+  if (current.sa_handler == handler) sigaction(signal, &former, nullptr);
+}
+
+/// Switches the echo of the terminal off for a scope. Whatever signal ends or stops the process in it, the echo is on
+/// then.
 class Silence {
  public:
-  Silence() : wasSet_(::tcgetattr(STDIN_FILENO, &before_) == 0) {
-    termios silent = before_;
-    silent.c_lflag &= ~static_cast<tcflag_t>(ECHO);
-    if (wasSet_) ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &silent);
+  explicit Silence(const std::string& prompt) : wasSet_(::tcgetattr(STDIN_FILENO, &withEcho) == 0) {
+    if (!wasSet_) return;
+    shownPrompt = &prompt;
+    withoutEcho = withEcho;
+    withoutEcho.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+    for (std::size_t i = 0; i < endings.size(); ++i) take(endings[i], endWithEcho, actionsAtEndings[i]);
+    take(SIGTSTP, stopWithEcho, actionAtStop);
+    take(SIGCONT, goOnWithoutEcho, actionAtGoingOn);
+    ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &withoutEcho);
   }
   ~Silence() {
-    if (wasSet_) ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &before_);
+    if (!wasSet_) return;
+    ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &withEcho);
+    giveBack(SIGCONT, goOnWithoutEcho, actionAtGoingOn);
+    giveBack(SIGTSTP, stopWithEcho, actionAtStop);
+    for (std::size_t i = 0; i < endings.size(); ++i) giveBack(endings[i], endWithEcho, actionsAtEndings[i]);
   }
   Silence(const Silence&) = delete;
   Silence& operator=(const Silence&) = delete;
 
  private:
-  termios before_{};
   bool wasSet_;
 };
 
@@ -93,7 +174,7 @@ bool confirmed(const std::string& question) {
 std::string askPassword(const std::string& prompt) {
   std::string answer;
   {
-    const Silence silence;
+    const Silence silence(prompt);
     answer = askLine(prompt);
   }
   std::cerr << '\n';

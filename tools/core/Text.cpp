@@ -1,5 +1,6 @@
 #include "tools/core/Text.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cwchar>
 #include <optional>
@@ -49,6 +50,16 @@ bool isControl(char32_t c) {
          (c >= 0x2066 && c <= 0x2069);
 }
 
+bool isLayout(char32_t c) {
+  return c == '\t' || c == '\n' || c == '\r';
+}
+
+std::string inHex(char32_t number, int digits) {
+  std::string result;
+  while (digits-- > 0) result += "0123456789ABCDEF"[(number >> (4U * static_cast<unsigned>(digits))) & 15U];
+  return result;
+}
+
 std::size_t columns(char32_t c) {
   const int width = wcwidth(static_cast<wchar_t>(c));
   return width < 0 ? 1 : static_cast<std::size_t>(width);
@@ -90,12 +101,42 @@ std::string printable(std::string_view text) {
     const auto first = decodeFirst(text);
     if (!first) {
       result += replacement;
-    } else if (isControl(first->character)) {
+    } else if (isLayout(first->character)) {
       result += ' ';
+    } else if (isControl(first->character)) {
+      result += first->character < 0x100 ? "\\x" + inHex(first->character, 2) : "\\u" + inHex(first->character, 4);
     } else {
       result += text.substr(0, first->length);
     }
     text.remove_prefix(first ? first->length : 1);
+  }
+  return result;
+}
+
+std::string printableLines(std::string_view text) {
+  std::string result;
+  for (;;) {
+    const std::size_t end = text.find('\n');
+    result += printable(text.substr(0, end));
+    if (end == std::string_view::npos) return result;
+    result += '\n';
+    text.remove_prefix(end + 1);
+  }
+}
+
+std::string printableJson(const std::string& json) {
+  const auto isPlain = [](char c) { return c >= 0x20 && c < 0x7F; };
+  if (std::all_of(json.begin(), json.end(), isPlain)) return json;
+  std::string result;
+  std::string_view rest = json;
+  while (!rest.empty()) {
+    const auto first = decodeFirst(rest);
+    const std::size_t length = first ? first->length : 1;
+    if (first && first->character >= 0x7F && isControl(first->character))
+      result += "\\u" + inHex(first->character, 4);
+    else
+      result += rest.substr(0, length);
+    rest.remove_prefix(length);
   }
   return result;
 }

@@ -17,8 +17,15 @@ constexpr bool isContinuation(char byte) {
   return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U;
 }
 
-/// The text on one line: a blank for each control character, a replacement character for what is not UTF-8.
+/// The text on one line, with nothing in it that steers a terminal: a blank for a tab or a line's end, any other
+/// control character escaped (\x1B, \u202E), a replacement character for what is not UTF-8.
 std::string printable(std::string_view text);
+
+/// As `printable`, line by line.
+std::string printableLines(std::string_view text);
+
+/// The JSON with what steers a terminal as JSON escapes it.
+std::string printableJson(const std::string& json);
 
 /// The beginning of a text that may be of any length, for messages: printable, and cut behind `longest` bytes with an
 /// ellipsis.

@@ -1,3 +1,4 @@
+#include <chrono>
 #include <csignal>
 #include <sstream>
 #include <thread>
@@ -63,6 +64,40 @@ TEST_F(RecordctlTerminal, AnInterruptAtThePasswordGivesTheEchoBack) {
     EXPECT_TRUE(contains(terminal->rest(), "recordctl: interrupted\r\n")) << terminal->rest();
     EXPECT_TRUE(terminal->echoes());
   }
+}
+
+TEST_F(RecordctlTerminal, EverySignalThatEndsThePasswordGivesTheEchoBack) {
+  controlAccess();
+  for (const int signal : {SIGHUP, SIGQUIT}) {
+    const auto terminal = onTerminal({"list", "--user", "admin"});
+    terminal->readUntil("Password of admin: ");
+    EXPECT_FALSE(terminal->echoes());
+    terminal->signal(signal);
+    EXPECT_EQ(terminal->finish(), 128 + signal);
+    EXPECT_TRUE(terminal->echoes()) << signal;
+  }
+}
+
+TEST_F(RecordctlTerminal, APasswordWhoseTypingIsStoppedGivesTheEchoBackAndTakesItAgain) {
+  controlAccess();
+  const auto terminal = onTerminal({"list", "--user", "admin"});
+  const auto echoesInTime = [&terminal](bool expected) {
+    for (int i = 0; i < 3000 && terminal->echoes() != expected; ++i)
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    return terminal->echoes() == expected;
+  };
+  terminal->readUntil("Password of admin: ");
+  for (int round = 0; round < 2; ++round) {
+    EXPECT_TRUE(echoesInTime(false));
+    terminal->signal(SIGTSTP);
+    EXPECT_TRUE(echoesInTime(true));
+    terminal->signal(SIGCONT);
+    terminal->readUntil("Password of admin: ");
+  }
+  EXPECT_TRUE(echoesInTime(false));
+  terminal->type("kEstrel-7731\n");
+  EXPECT_EQ(terminal->finish(), 0);
+  EXPECT_TRUE(terminal->echoes());
 }
 
 TEST_F(RecordctlTerminal, ANewPasswordIsAskedForTwice) {

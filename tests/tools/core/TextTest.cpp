@@ -39,7 +39,18 @@ TEST_F(Text, AnExcerptEndsBetweenCharacters) {
 }
 
 TEST_F(Text, ControlCharactersNeverReachTheTerminal) {
-  EXPECT_EQ(printable("a\x1b[31mb\nc\u202ed"), "a [31mb c d");
+  EXPECT_EQ(printable("a\x1b[31mb\nc\td\u202ee"), R"(a\x1B[31mb c d\u202Ee)");
+  EXPECT_EQ(printable("\x07\x7f\u009b2J\u2028"), R"(\x07\x7F\x9B2J\u2028)");
+}
+
+TEST_F(Text, LinesStayLinesWithoutControlCharacters) {
+  EXPECT_EQ(printableLines("a\x1b[2J\n  ^\n"), "a\\x1B[2J\n  ^\n");
+  EXPECT_EQ(printableLines(""), "");
+}
+
+TEST_F(Text, JsonStaysTheSameDocumentWithoutControlCharacters) {
+  EXPECT_EQ(printableJson(R"({"a": "\u001b[2J", "b": "S\u00fcd"})"), R"({"a": "\u001b[2J", "b": "S\u00fcd"})");
+  EXPECT_EQ(printableJson("{\"S\u00fcd\": \"\u009b2J\x7f\u202e\"}"), "{\"S\u00fcd\": \"\\u009B2J\\u007F\\u202E\"}");
 }
 
 TEST_F(Text, WhatIsNotUtf8IsShownAsSuch) {
