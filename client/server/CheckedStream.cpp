@@ -29,6 +29,8 @@ constexpr int streamType = 1000;
 constexpr std::size_t usualRoom = 16 * 1024;
 constexpr std::size_t largestKept = 1024 * 1024;
 constexpr Clock::time_point never = Clock::time_point::max();
+/// How long a stream waits before it asks whether the result is still wanted.
+constexpr milliseconds patience{100};
 
 Clock::time_point after(std::int32_t timeout) {
   return timeout < 0 ? never : Clock::now() + milliseconds(timeout);
@@ -77,7 +79,7 @@ struct Handle {
 
 class CheckedStream {
  public:
-  CheckedStream(const mongoc_uri_t* uri, const mongoc_host_list_t& host, Breakage& breakage);
+  CheckedStream(const mongoc_uri_t* uri, const mongoc_host_list_t& host, const StreamContext& context);
   ~CheckedStream() = default;
   CheckedStream(const CheckedStream&) = delete;
   CheckedStream& operator=(const CheckedStream&) = delete;
@@ -110,12 +112,14 @@ class CheckedStream {
   void timeHandshake();
   bool receive(Clock::time_point end);
   bool receiveMore(Clock::time_point end);
+  bool awaitAnswer(Clock::time_point end);
   bool giveUp(int error);
   void accept();
   void forget();
 
   Handle handle_{};
   Breakage& breakage_;
+  Cancellation& cancellation_;
   std::optional<Connecting> connecting_{};
   Owned<mongoc_stream_t> stream_{};
   bool writable_ = false;
@@ -181,8 +185,9 @@ void setFunctions(mongoc_stream_t& stream) {
   stream.should_retry = [](mongoc_stream_t* self) { return CheckedStream::of(self).mayRetry(); };
 }
 
-CheckedStream::CheckedStream(const mongoc_uri_t* uri, const mongoc_host_list_t& host, Breakage& breakage)
-    : breakage_(breakage),
+CheckedStream::CheckedStream(const mongoc_uri_t* uri, const mongoc_host_list_t& host, const StreamContext& context)
+    : breakage_(*context.breakage),
+      cancellation_(*context.cancellation),
       handshakeTime_(mongoc_uri_get_option_as_int32(uri, MONGOC_URI_CONNECTTIMEOUTMS, 10000)),
       handshakeLeft_(milliseconds(handshakeTime_)) {
   setFunctions(handle_.stream);
@@ -231,7 +236,7 @@ ssize_t CheckedStream::poll(mongoc_stream_poll_t* streams, std::size_t count, st
     if (ready > 0 || last) return ready;
     std::vector<mongoc_stream_poll_t> awaited;
     std::vector<std::size_t> starts;
-    Clock::time_point wake = end;
+    Clock::time_point wake = std::min(end, Clock::now() + patience);
     for (std::size_t i = 0; i < count; ++i) {
       const CheckedStream& stream = of(streams[i].stream);
       starts.push_back(awaited.size());
@@ -243,6 +248,7 @@ ssize_t CheckedStream::poll(mongoc_stream_poll_t* streams, std::size_t count, st
       CheckedStream& stream = of(streams[i].stream);
       guarded(stream, 0, [&] {
         stream.goOn(awaited.data() + starts[i]);
+        if (!stream.cancellation_.isWanted()) stream.fail("cancelled by the caller");
         return 0;
       });
     }
@@ -352,12 +358,26 @@ bool CheckedStream::receive(Clock::time_point end) {
 
 bool CheckedStream::receiveMore(Clock::time_point end) {
   room_.reserve(usualRoom);
+  if (received_ == 0 && !awaitAnswer(end)) return false;
   errno = 0;
   const ssize_t more =
       mongoc_stream_read(stream_.get(), room_.data() + received_, room_.size() - received_, 1, timeUntil(end));
   if (more <= 0) return giveUp(errno);
   received_ += static_cast<std::size_t>(more);
   return true;
+}
+
+// Waits for an answer to begin, or for the end of the time; TLS holds nothing of it back yet. False when nobody wants
+// it any more.
+bool CheckedStream::awaitAnswer(Clock::time_point end) {
+  for (;;) {
+    mongoc_stream_poll_t awaited{stream_.get(), POLLIN, 0};
+    const std::int32_t timeout = timeUntil(std::min(end, Clock::now() + patience));
+    if (mongoc_stream_poll(&awaited, 1, timeout) != 0 || Clock::now() >= end) return true;
+    if (cancellation_.isWanted()) continue;
+    fail("cancelled by the caller");
+    return false;
+  }
 }
 
 // Tells whether there is nothing yet or nothing more.
@@ -409,11 +429,12 @@ bool CheckedStream::isClosed() {
 
 }  // namespace
 
-mongoc_stream_t* openCheckedStream(const mongoc_uri_t* uri, const mongoc_host_list_t* host, void* breakage,
+mongoc_stream_t* openCheckedStream(const mongoc_uri_t* uri, const mongoc_host_list_t* host, void* context,
                                    bson_error_t* error) {
-  auto* const told = static_cast<Breakage*>(breakage);
+  const auto& shared = *static_cast<const StreamContext*>(context);
+  Breakage* const told = shared.breakage;
   try {
-    auto stream = std::make_unique<CheckedStream>(uri, *host, *told);
+    auto stream = std::make_unique<CheckedStream>(uri, *host, shared);
     if (!stream->isFailed()) return stream.release()->handle();
   } catch (const std::exception& problem) {
     *told = {problem.what(), false};

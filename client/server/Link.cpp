@@ -91,9 +91,10 @@ Owned<mongoc_client_t> makeClient(const Address& address, bson_error_t& error) {
 
 }  // namespace
 
-std::shared_ptr<Link> openLink(const Address& address, const Call& call) {
+std::shared_ptr<Link> openLink(const Address& address, const Call& call, std::shared_ptr<Cancellation> cancellation) {
   bson_error_t error{};
   auto link = std::make_shared<Link>();
+  link->streams = {&link->breakage, std::move(cancellation)};
   link->client = makeClient(address, error);
   if (!link->client) {
     Circumstances circumstances;
@@ -105,7 +106,7 @@ std::shared_ptr<Link> openLink(const Address& address, const Call& call) {
   }
   // Without this the codes of the driver and those of the server cannot be told apart.
   mongoc_client_set_error_api(link->client.get(), MONGOC_ERROR_API_VERSION_2);
-  mongoc_client_set_stream_initiator(link->client.get(), openCheckedStream, &link->breakage);
+  mongoc_client_set_stream_initiator(link->client.get(), openCheckedStream, &link->streams);
   link->socketTimeout = address.socketTimeout;
   observe(*link);
   return link;

@@ -291,7 +291,7 @@ Written nameOnlyOptions() {
 
 }  // namespace
 
-ServerEngine::ServerEngine(const ConnectRequest& request) : session_(addressFor(request)) {
+ServerEngine::ServerEngine(const ConnectRequest& request) : session_(addressFor(request), request.cancellation) {
   session_.ping();
 }
 

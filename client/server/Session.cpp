@@ -78,6 +78,8 @@ Circumstances Attempt::circumstances() const {
 }
 
 void Attempt::fail(const bson_error_t& error, const bson_t* reply) {
+  const bool isOutOfReach = error.domain == MONGOC_ERROR_STREAM || error.domain == MONGOC_ERROR_SERVER_SELECTION;
+  if (isOutOfReach && !link_->streams.cancellation->isWanted()) failCancelled();
   // A broken stream says more than the answers before it.
   if (error.domain != MONGOC_ERROR_STREAM) check();
   if (error.domain == 0) failWithoutReason(reply);
@@ -109,6 +111,14 @@ void Attempt::failSilent() {
   throw toError(circumstances(), Error::Kind::timeout, "the server sends one empty batch after the other");
 }
 
+// The stream was ended, which ends a read on the server too (from version 4.2 on); a write may go on there.
+void Attempt::failCancelled() {
+  usable_ = false;
+  const bool isUnknown = call_.write && (observation_.unanswered || maybeDone_);
+  throw Error(Error::Kind::cancelled, call_.action + ": cancelled by the caller",
+              {circumstances().where, 0, false, isUnknown});
+}
+
 Error Attempt::refusal(int code, const std::string& reason) const {
   bson_error_t error{};
   bson_set_error(&error, MONGOC_ERROR_SERVER, static_cast<std::uint32_t>(code), "%s", reason.c_str());
@@ -133,6 +143,7 @@ bool Attempt::mayRepeat() const {
 
 bool Attempt::deliver(bson::View document, const Engine::Receiver& receive) {
   check();
+  link_->streams.cancellation->check();
   ObjectProperties result = DocumentAccess::adopt(document);
   delivered_ = true;
   return receive(std::move(result));
@@ -157,15 +168,17 @@ void Attempt::drain(mongoc_cursor_t* cursor, const Engine::Receiver& receive) {
     const Clock::time_point now = Clock::now();
     if (!emptySince) emptySince = now;
     if (now - *emptySince > patience) failSilent();
+    link_->streams.cancellation->check();
   } while (mongoc_cursor_more(cursor));
 }
 
-Session::Session(Address address) : address_(std::move(address)) {}
+Session::Session(Address address, std::shared_ptr<Cancellation> cancellation)
+    : address_(std::move(address)), cancellation_(std::move(cancellation)) {}
 
 Session::~Session() = default;
 
 const std::shared_ptr<Link>& Session::link(const Call& call) {
-  if (!link_) link_ = openLink(address_, call);
+  if (!link_) link_ = openLink(address_, call, cancellation_);
   return link_;
 }
 

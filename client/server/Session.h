@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "client/Cancellation.h"
 #include "client/server/Address.h"
 #include "client/server/Answer.h"
 #include "client/server/Failure.h"
@@ -75,6 +76,7 @@ class Attempt {
  private:
   Circumstances circumstances() const;
   [[noreturn]] void failSilent();
+  [[noreturn]] void failCancelled();
   [[noreturn]] void failWithoutReason(const bson_t* reply);
 
   std::shared_ptr<Link> link_;
@@ -100,13 +102,15 @@ class Attempt {
 /// and another server may take over.
 class Session {
  public:
-  explicit Session(Address address);
+  /// While it waits, and before each document, it asks `cancellation` whether to go on.
+  explicit Session(Address address, std::shared_ptr<Cancellation> cancellation = std::make_shared<Cancellation>());
   ~Session();
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
 
   bool isOpen() const noexcept { return proved_; }
   const Address& address() const { return address_; }
+  const std::shared_ptr<Cancellation>& cancellation() const { return cancellation_; }
   void run(const Call& call, const std::function<void(Attempt&)>& action);
   /// Runs a command and gives its reply to `receive`; a write gets the write concern of the address.
   void command(const Call& call, const std::string& database, const bson_t* command,
@@ -123,6 +127,7 @@ class Session {
   const std::shared_ptr<Link>& link(const Call& call);
 
   Address address_;
+  std::shared_ptr<Cancellation> cancellation_;
   std::shared_ptr<Link> link_{};
   bool proved_ = false;
 };

@@ -130,7 +130,7 @@ bool hasRoles(Session& session, const UserName& name, const ObjectProperties& ro
 
 bool hasPassword(const Session& session, const UserName& name, const std::string& password) {
   try {
-    Session(withUser(session.address(), {name.database, name.user, password})).ping();
+    Session(withUser(session.address(), {name.database, name.user, password}), session.cancellation()).ping();
     return true;
   } catch (const Error&) {
     return false;

@@ -305,6 +305,38 @@ TEST_F(Failure, SlowWriteIsUnknown) {
   EXPECT_EQ(insert(), "ok");
 }
 
+// The caller gives up.
+
+TEST_F(Failure, ReadThatIsGivenUpEndsBeforeItsAnswerAndTheNextCallConnectsAgain) {
+  EXPECT_EQ(connect(), "true");
+  server.script("find", {failing(Step::Fate::silence)});
+  int left = 3;
+  client.setCancellation([&left] { return left-- > 0; });
+  EXPECT_EQ(find(), "cancelled");
+  EXPECT_LT(elapsed, soon);
+  EXPECT_EQ(timesSent("find"), 1U);
+  client.setCancellation({});
+  EXPECT_EQ(find(), "0");
+}
+
+TEST_F(Failure, WriteThatIsGivenUpIsUnknown) {
+  EXPECT_EQ(connect(), "true");
+  server.script("insert", {failing(Step::Fate::silence)});
+  int left = 3;
+  client.setCancellation([&left] { return left-- > 0; });
+  EXPECT_EQ(insert(), "cancelled outcomeUnknown");
+  EXPECT_LT(elapsed, soon);
+  client.setCancellation({});
+  EXPECT_EQ(insert(), "ok");
+}
+
+TEST_F(Failure, ConnectThatIsGivenUpSaysSo) {
+  client.setCancellation([] { return false; });
+  server.always("hello", failing(Step::Fate::silence));
+  EXPECT_EQ(connect(), "false");
+  EXPECT_LT(elapsed, soon);
+}
+
 TEST_F(Failure, AnswerThatComesTooLateIsNotTakenForTheNext) {
   EXPECT_EQ(connectWith(shortTimes), "true");
   Step late = batch(R"({"_id": "late"})");
