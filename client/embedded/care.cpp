@@ -122,6 +122,7 @@ class HealthyCopy {
   static constexpr std::size_t batchBytes = 8U << 20U;
 
   void writeBatch(SalvageScan& rows) {
+    from_.checkWanted();
     Store::Writing writing(to_, Store::Extent::many);
     Collection& target = to_.obtain(from_.database(), from_.name());
     for (std::size_t size = 0; size < batchBytes && (isMore_ = rows.next());) size += write(rows, target);

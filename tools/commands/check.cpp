@@ -25,6 +25,7 @@ long long recordsIn(DataBaseClient& client, CheckReport& report) {
   try {
     return countRecords(client);
   } catch (const database_client::Error& error) {
+    if (error.kind() == database_client::Error::Kind::cancelled) throw;
     report.problems.emplace_back(error.what());
     return 0;
   }

@@ -87,17 +87,24 @@ class SumoImport {
   }
 
   void add(const fs::path& file) {
-    try {
-      std::unique_ptr<ObjectProperties> document(scenarioOf(file, options_)->take());
+    if (std::unique_ptr<ObjectProperties> document = documentOf(file)) {
       if (!writer_) start();
       const std::size_t size = document->toBson().size();
       writer_->add(std::move(document), {file.string()}, size);
+    }
+    progress_.update(0, ++count_);
+  }
+
+  /// Null for a bad file. What goes wrong with the store is no fault of a file.
+  std::unique_ptr<ObjectProperties> documentOf(const fs::path& file) {
+    try {
+      return std::unique_ptr<ObjectProperties>(scenarioOf(file, options_)->take());
     } catch (const SumoError& error) {
       bad_.add({file.string()}, error.option(), error.what());
     } catch (const database_client::Error& error) {
       bad_.add({file.string()}, error.where(), error.what());
     }
-    progress_.update(0, ++count_);
+    return nullptr;
   }
 
   Session& session_;
