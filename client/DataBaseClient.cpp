@@ -323,6 +323,18 @@ std::list<DeploymentStep> DataBaseClient::setUpDeployment(const DeploymentPlan& 
   return engine.setUpDeployment(plan);
 }
 
+AccessControl DataBaseClient::accessControl() {
+  return connection_->open().accessControl();
+}
+
+StoreDescription DataBaseClient::describe() {
+  return connection_->open().describe();
+}
+
+CollectionSize DataBaseClient::collectionSize(const std::string& database, const std::string& collection) {
+  return connection_->openFor(database, collection).collectionSize({database, collection});
+}
+
 void DataBaseClient::beginTransaction() {
   connection_->open().beginTransaction();
 }

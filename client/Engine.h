@@ -79,6 +79,10 @@ class Engine {
   virtual std::list<std::string> collectionNames(const std::string& database) = 0;
   virtual std::list<DeploymentStep> setUpDeployment(const DeploymentPlan& plan) = 0;
 
+  virtual AccessControl accessControl() = 0;
+  virtual StoreDescription describe() = 0;
+  virtual CollectionSize collectionSize(const Namespace& where) = 0;
+
   // What only some engines have.
   virtual void beginTransaction();
   virtual void commitTransaction();

@@ -46,6 +46,9 @@ class EmbeddedEngine : public Engine {
   std::list<std::string> databaseNames() override;
   std::list<std::string> collectionNames(const std::string& database) override;
   std::list<DeploymentStep> setUpDeployment(const DeploymentPlan& plan) override;
+  AccessControl accessControl() override;
+  StoreDescription describe() override;
+  CollectionSize collectionSize(const Namespace& where) override;
 
   void beginTransaction() override;
   void commitTransaction() override;

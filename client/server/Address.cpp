@@ -229,6 +229,17 @@ Address makeAddress(const ConnectRequest& request) {
   return address;
 }
 
+/// The driver has no way to take a user out of an address, so that it is read anew without what stands before the "@".
+Address withoutUser(const Address& address) {
+  std::string text = mongoc_uri_get_string(address.uri.get());
+  const std::size_t start = text.find("://") + 3;
+  const std::size_t at = text.find('@', start);
+  const bool hasUser = at != std::string::npos && at < text.find_first_of("/?", start);
+  if (hasUser) text.erase(start, at + 1 - start);
+  const std::string none;
+  return makeAddress({none, text, 0, none, none});
+}
+
 Address withUser(const Address& address, const Credentials& credentials) {
   Address other;
   other.uri = Owned<mongoc_uri_t>(mongoc_uri_copy(address.uri.get()));

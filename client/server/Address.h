@@ -35,6 +35,9 @@ struct Credentials {
 /// The same deployment, as another user.
 Address withUser(const Address& address, const Credentials& credentials);
 
+/// The same deployment, as nobody in particular. Throws as `makeAddress` where the address cannot do without a user.
+Address withoutUser(const Address& address);
+
 /// Whether the text is a DNS name, an IPv4 address, or an IPv6 address with or without brackets.
 bool isHost(const std::string& text);
 

@@ -7,6 +7,7 @@
 
 #include "client/DocumentAccess.h"
 #include "client/server/Deployment.h"
+#include "client/server/Description.h"
 #include "client/server/Driver.h"
 #include "client/server/Explanation.h"
 #include "client/server/Repetition.h"
@@ -519,6 +520,20 @@ std::list<std::string> ServerEngine::collectionNames(const std::string& database
 
 std::list<DeploymentStep> ServerEngine::setUpDeployment(const DeploymentPlan& plan) {
   return setUp(session_, plan);
+}
+
+AccessControl ServerEngine::accessControl() {
+  return accessControlOf(session_);
+}
+
+StoreDescription ServerEngine::describe() {
+  return server::describe(session_);
+}
+
+CollectionSize ServerEngine::collectionSize(const Namespace& where) {
+  CollectionSize size = sizeOf(session_, where);
+  if (!size.documentBytes) size.documents = count(where, ObjectProperties());
+  return size;
 }
 
 std::unique_ptr<Engine> open(const ConnectRequest& request) {

@@ -39,6 +39,9 @@ class ServerEngine final : public Engine {
   std::list<std::string> databaseNames() override;
   std::list<std::string> collectionNames(const std::string& database) override;
   std::list<DeploymentStep> setUpDeployment(const DeploymentPlan& plan) override;
+  AccessControl accessControl() override;
+  StoreDescription describe() override;
+  CollectionSize collectionSize(const Namespace& where) override;
 
  private:
   bool isAcknowledged() const;

@@ -4,6 +4,7 @@
 #include <functional>
 #include <list>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -56,6 +57,27 @@ struct DeploymentStep {
 /// Told of a document that cannot be read, since its bytes are not those that were written: its "_id" ({} where damage
 /// keeps that from being known, too) and what is wrong. True goes on with the others; false lets the read fail.
 using UnreadableHandler = std::function<bool(const ObjectProperties& id, const Error& error)>;
+
+/// Whether a store asks who somebody is before it lets them read or write.
+enum class AccessControl {
+  off,      ///< whoever can connect may do everything, whatever the roles of users say
+  on,       ///< an operation takes the role for it
+  unknown,  ///< the store does not tell
+};
+
+/// A store as a whole.
+struct StoreDescription {
+  std::string format{};                  ///< "file, format 1", or the name and the version of a server
+  std::optional<long long> bytes{};      ///< of the file, its log not among them; absent on a server
+  std::optional<long long> freeBytes{};  ///< how many of these hold nothing
+};
+
+/// What a collection takes in its store.
+struct CollectionSize {
+  long long documents = 0;
+  std::optional<long long> documentBytes{};  ///< absent where a server does not tell; so for the other
+  std::optional<long long> indexBytes{};
+};
 
 /// What `check` found in a store.
 struct CheckReport {
@@ -202,6 +224,16 @@ class DATABASE_CLIENT_EXPORT DataBaseClient {
   /// memory as a whole, as far as the stages allow.
   virtual void aggregateEach(const std::string& database, const std::string& collection,
                              const ObjectProperties& pipeline, const std::function<bool(ObjectProperties&)>& receive);
+
+  /// Whether access is controlled; takes no right. In a file it is from the moment the administrator has a password. On
+  /// a server, what a client without a user is answered tells it, for which this client, where it has a user, opens one
+  /// more connection for a moment.
+  virtual AccessControl accessControl();
+  /// The format and the size of the store; takes no right.
+  virtual StoreDescription describe();
+  /// What a collection takes; zeros where there is none. Takes the right to read it. In a file every row is passed
+  /// over, without reading large documents; a server has the figures at hand.
+  virtual CollectionSize collectionSize(const std::string& database, const std::string& collection);
 
  private:
   struct Connection;

@@ -38,6 +38,9 @@ std::set<std::string> endsOfAllOperations(DataBaseClient& client) {
       outcome([&] { client.databaseNames(); }),
       outcome([&] { client.collectionNames("d"); }),
       outcome([&] { client.setUpDeployment({}); }),
+      outcome([&] { client.accessControl(); }),
+      outcome([&] { client.describe(); }),
+      outcome([&] { client.collectionSize("d", "c"); }),
   };
 }
 
@@ -60,10 +63,43 @@ TEST_P(StoreContract, EveryOperationOfADisconnectedClientSaysSo) {
   EXPECT_EQ(client.createId().size(), 24U);
 }
 
+TEST_P(StoreContract, AStoreTellsWhetherAccessIsControlled) {
+  using database_client::AccessControl;
+  if (engine() == "deployment") GTEST_SKIP() << "nobody knows how " << engine() << " was set up";
+  EXPECT_EQ(client.accessControl(), address().user.empty() ? AccessControl::off : AccessControl::on);
+}
+
+TEST_P(StoreContract, AStoreTellsItsFormat) {
+  EXPECT_NE(client.describe().format, "");
+}
+
+TEST_P(StoreContract, ACollectionTellsItsSize) {
+  given({"{'_id':1,'text':'some text'}", "{'_id':2}"});
+  const auto size = client.collectionSize("experiment", "contract");
+  EXPECT_EQ(size.documents, 2);
+  if (size.documentBytes) EXPECT_GT(*size.documentBytes, 0);
+  EXPECT_EQ(client.collectionSize("experiment", "nothing").documents, 0);
+}
+
 TEST_P(StoreContract, ConnectingAgainTakesTheNewStore) {
   given({"{'_id':1}"});
   connect(client);
   EXPECT_EQ(counted("{}"), "1");
+}
+
+TEST(ConnectionContract, AFileControlsAccessFromTheMomentItsAdministratorHasAPassword) {
+  using database_client::AccessControl;
+  DataBaseClient client;
+  ASSERT_TRUE(client.connect("", "file::memory:", 0, "", ""));
+  EXPECT_EQ(client.accessControl(), AccessControl::off);
+  client.createUser("databaseManager", "ann", "canary-1", {}, {});
+  EXPECT_EQ(client.accessControl(), AccessControl::off) << "a user alone controls nothing";
+  database_client::DeploymentPlan plan;
+  plan.administratorPassword = "canary-2";
+  client.setUpDeployment(plan);
+  EXPECT_EQ(client.accessControl(), AccessControl::on) << "which takes no right to know";
+  EXPECT_NE(client.describe().format, "");
+  EXPECT_EQ(outcome([&] { client.collectionSize("experiment", "records"); }), "error 13");
 }
 
 TEST(ConnectionContract, AClientThatNeverConnectedSaysSo) {

@@ -24,5 +24,6 @@ void addExplain(const Command& commands, Session& session);
 void addCheck(const Command& commands, Session& session);
 void addCompact(const Command& commands, Session& session);
 void addCopy(const Command& commands, Session& session);
+void addInfo(const Command& commands, Session& session);
 
 }  // namespace database_provider::recordctl

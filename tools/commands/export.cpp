@@ -11,6 +11,7 @@
 #include "tools/core/Interrupt.h"
 #include "tools/core/NameColumns.h"
 #include "tools/core/Show.h"
+#include "tools/core/StoreParts.h"
 
 namespace database_provider::recordctl {
 
@@ -18,6 +19,7 @@ namespace {
 
 struct ExportOptions {
   std::string format = "records";
+  bool all = false;
   SelectionOptions selection{};
 };
 
@@ -101,33 +103,65 @@ NameColumns columnsOf(Session& session, RecordKind kind, const Selection& select
   return columns;
 }
 
-void exportCsv(Session& session, RecordKind kind, const Selection& selection) {
+/// Whether there was a record; so does `exportRecords`.
+bool exportCsv(Session& session, RecordKind kind, const Selection& selection) {
+  bool isAny = false;
   const NameColumns columns = columnsOf(session, kind, selection);
   std::vector<std::string> cells;
   for (const Table::Column& column : columns.headings()) cells.push_back(column.heading);
   writeCsvLine(cells);
   forEachRecord(kind, session.store(Access::existing), selection, [&](const StoredRecord& stored) {
+    isAny = true;
     cells.clear();
     for (Table::Cell& cell : columns.rowOf(stored)) cells.push_back(std::move(cell.text));
     writeCsvLine(cells);
   });
+  return isAny;
 }
 
-void exportRecords(Session& session, RecordKind kind, const Selection& selection) {
+bool exportRecords(Session& session, RecordKind kind, const Selection& selection) {
+  bool isAny = false;
   forEachDocument(kind, session.store(Access::existing), selection, ObjectProperties(),
-                  [](const ObjectProperties& document) {
+                  [&isAny](const ObjectProperties& document) {
+                    isAny = true;
                     std::cout << document.toJson(database_client::JsonMode::canonical) << '\n';
                   });
+  return isAny;
+}
+
+/// Everything but the users: before the documents of each part, a line says where they belong.
+void exportAll(Session& session) {
+  for (const StorePart& part : storeParts()) {
+    ObjectProperties line;
+    line.setValueString("$collection", part.name());
+    std::cout << line.toJson() << '\n';
+    session.store(Access::existing)
+        .findEach(part.database, part.collection, {}, {}, 0, 0, [](const ObjectProperties& document) {
+          checkInterrupt();
+          std::cout << document.toJson(database_client::JsonMode::canonical) << '\n';
+          return true;
+        });
+  }
+}
+
+void checkAll(const ExportOptions& options) {
+  const SelectionOptions& selection = options.selection;
+  if (!selection.where.empty() || selection.limit != 0 || selection.skip != 0 || selection.kind.isGiven())
+    throw UsageError("--all: everything of both kinds; leave --kind, --where, --limit and --skip out");
+  if (options.format != "records") throw UsageError("--all: only --format records holds everything");
 }
 
 void runExport(Session& session, const ExportOptions& options) {
+  if (options.all) {
+    checkAll(options);
+    return exportAll(session);
+  }
   if (session.json() && options.format == "csv") throw UsageError("--json: CSV is none; leave one of the two out");
   const RecordKind kind = options.selection.kind.kind();
   const Selection selection = options.selection.selection();
-  if (options.format == "csv")
-    exportCsv(session, kind, selection);
-  else
-    exportRecords(session, kind, selection);
+  const bool isAny =
+      options.format == "csv" ? exportCsv(session, kind, selection) : exportRecords(session, kind, selection);
+  if (!isAny) options.selection.tellUnmatched(session);
 }
 
 }  // namespace
@@ -140,6 +174,8 @@ void addExport(const Command& commands, Session& session) {
   command.choice("--format", "FORMAT", options->format, {"records", "csv"},
                  "records (the default): complete, a document of extended JSON a line; csv: id, categories, "
                  "descriptions");
+  command.flag("--all", options->all,
+               "records of both kinds, configured categories and settings; import takes them all");
   command.run([&session, options] { runExport(session, *options); });
 }
 

@@ -6,6 +6,7 @@
 
 #include "tools/commands/commands.h"
 #include "tools/commands/options.h"
+#include "tools/core/Catalogue.h"
 #include "tools/core/Interrupt.h"
 #include "tools/core/Table.h"
 #include "tools/core/Text.h"
@@ -152,10 +153,22 @@ void writeBars(const std::vector<Facet>& facets) {
   table.finish();
 }
 
+/// Names of categories are taken in either case here.
+void tellUnmatched(Session& session, const FacetOptions& options) {
+  const Catalogue catalogue = Catalogue::of(options.selection.kind.kind(), session.store(Access::existing));
+  const auto isName = [&](const std::string& name) { return lowered(name) == lowered(options.name); };
+  if (std::none_of(catalogue.categories.begin(), catalogue.categories.end(), isName))
+    tellAside(session, {unknownName({Field::category, options.name}, catalogue)}, options.selection.isStrict);
+  options.selection.tellUnmatched(session);
+}
+
 void showFacets(Session& session, const FacetOptions& options) {
   const std::vector<Facet> facets = countFacets(session, options);
-  if (!session.json()) return writeBars(facets);
-  for (const Facet& facet : facets) writeJson(toJson(facet));
+  if (!session.json()) writeBars(facets);
+  if (session.json()) {
+    for (const Facet& facet : facets) writeJson(toJson(facet));
+  }
+  if (facets.empty()) tellUnmatched(session, options);
 }
 
 }  // namespace

@@ -19,6 +19,7 @@ struct ImportOptions {
   std::vector<std::string> fileColumns{};
   std::string format{};
   std::string sourceHost{};
+  std::string timeUnit{};
   bool keepIds = false;
   bool allOrNothing = false;
   KindOption kind{};
@@ -53,6 +54,8 @@ void runImport(Session& session, const ImportOptions& options) {
   plan.sources = sourcesOf(options);
   plan.kind = options.kind.kind();
   plan.columns = parseColumns(options.categories, options.descriptions, options.fileColumns);
+  if (!options.timeUnit.empty())
+    plan.columns.timeUnit = options.timeUnit == "s" ? TimeUnit::seconds : TimeUnit::milliseconds;
   plan.sourceHost = options.sourceHost;
   plan.keepIds = options.keepIds;
   plan.allOrNothing = options.allOrNothing;
@@ -75,6 +78,8 @@ void addImport(const Command& commands, Session& session) {
   command.options(
       "--description", "A:TYPE,B:TYPE", options->descriptions,
       "columns that become descriptions, with a type (string, bool, int, long, double, time): yield:double");
+  command.choice("--time-unit", "UNIT", options->timeUnit, {"s", "ms"},
+                 "what a number in a column of times counts since 1970: s or ms; without it, small ones are bad rows");
   command.options("--file", "KIND:HOST:COLUMN", options->fileColumns,
                   "a column of paths that become references to files (xml, media, archive, document, extraXml)");
   command.option("--source-host", "HOST", options->sourceHost, "the data server that the experiments' data lies on");

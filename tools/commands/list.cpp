@@ -1,3 +1,4 @@
+#include <functional>
 #include <iostream>
 #include <memory>
 #include <optional>
@@ -16,39 +17,64 @@ struct ListOptions {
   std::string columns{};
 };
 
-ObjectProperties toJson(const StoredRecord& stored) {
+/// What the columns name, or everything where none are given.
+ObjectProperties toJson(const StoredRecord& stored, const std::optional<NameColumns>& columns) {
+  const auto isWanted = [&](Field field, const std::string& name) { return !columns || columns->has(field, name); };
   ObjectProperties result;
   result.setValueString("id", stored.id);
   {
     const database_client::Group categories(result, "categories");
-    for (const std::string& name : categoryNames(*stored.record))
-      result.setValueString(name, stored.record->categoryValue(name, ""));
+    for (const std::string& name : categoryNames(*stored.record)) {
+      if (isWanted(Field::category, name)) result.setValueString(name, stored.record->categoryValue(name, ""));
+    }
   }
   const database_client::Group descriptions(result, "descriptions");
-  for (const std::string& name : descriptionNames(*stored.record)) putDescription(result, *stored.record, name);
+  for (const std::string& name : descriptionNames(*stored.record)) {
+    if (isWanted(Field::description, name)) putDescription(result, *stored.record, name);
+  }
   return result;
 }
 
-/// Writes records as a table whose columns, unless they are given, are the names that its first rows have.
+/// Takes the columns out of `columns` whose names no record has, and says so of each.
+void dropUnknown(Session& session, const ListOptions& options, NameColumns& columns) {
+  const RecordKind kind = options.selection.kind.kind();
+  DataBaseClient& client = session.store(Access::existing);
+  std::vector<std::string> sentences;
+  std::optional<Catalogue> catalogue;
+  for (const Name& name : columns.names()) {
+    if (isNameInUse(kind, client, name)) continue;
+    if (!catalogue) catalogue = Catalogue::of(kind, client);
+    sentences.push_back("--columns: " + unknownName(name, *catalogue));
+    columns.drop(name);
+  }
+  tellAside(session, sentences, options.selection.isStrict);
+}
+
+/// Writes records as a table. Its columns, unless they are given, are the names that its records have; of more records
+/// than are held back for that, those that any record of the store has.
 class RecordTable {
  public:
-  RecordTable(NameColumns columns, bool areGiven) : columns_(std::move(columns)), areGiven_(areGiven) {}
+  RecordTable(NameColumns columns, bool areGiven, std::function<Catalogue()> catalogue)
+      : columns_(std::move(columns)), areGiven_(areGiven), catalogue_(std::move(catalogue)) {}
 
   void add(StoredRecord stored) {
-    ++count_;
     if (table_) {
       write(stored);
       return;
     }
     if (!areGiven_) columns_.addNamesOf(*stored.record);
+    if (waiting_.size() == rowsThatGiveTheColumns) {
+      if (!areGiven_) columns_.addNamesOf(catalogue_());
+      start();
+      write(stored);
+      return;
+    }
     waiting_.push_back(std::move(stored));
-    if (waiting_.size() == rowsThatGiveTheColumns) start();
   }
 
   void finish() {
     if (!table_) start();
     table_->finish();
-    if (count_ == 0) std::cerr << "recordctl: no records\n";
     if (notShown_ > 0)
       std::cerr << "recordctl: " << notShown_ << " records have names that are not shown; --columns chooses them\n";
   }
@@ -70,9 +96,9 @@ class RecordTable {
 
   NameColumns columns_;
   bool areGiven_;
+  std::function<Catalogue()> catalogue_;
   std::vector<StoredRecord> waiting_{};
   std::optional<Table> table_{};
-  std::size_t count_ = 0;
   std::size_t notShown_ = 0;
 };
 
@@ -88,13 +114,20 @@ void list(Session& session, const ListOptions& options) {
   std::optional<NameColumns> given;
   if (!options.columns.empty()) given = NameColumns::parse(options.columns);
   DataBaseClient& client = session.store(Access::existing);
-  if (session.json()) {
-    forEachRecord(kind, client, selection, [](const StoredRecord& stored) { writeJson(toJson(stored)); });
-    return;
-  }
-  RecordTable table(given ? *given : usualColumns(session, kind), given.has_value());
-  forEachRecord(kind, client, selection, [&](StoredRecord stored) { table.add(std::move(stored)); });
-  table.finish();
+  if (given) dropUnknown(session, options, *given);
+  RecordTable table(given ? *given : usualColumns(session, kind), given.has_value(),
+                    [&] { return Catalogue::of(kind, client); });
+  std::size_t count = 0;
+  forEachRecord(kind, client, selection, [&](StoredRecord stored) {
+    ++count;
+    if (session.json())
+      writeJson(toJson(stored, given));
+    else if (!given || !given->isEmpty())
+      table.add(std::move(stored));
+  });
+  if (!session.json()) table.finish();
+  if (count == 0 && !session.json()) std::cerr << "recordctl: no records\n";
+  if (count == 0) options.selection.tellUnmatched(session);
 }
 
 }  // namespace

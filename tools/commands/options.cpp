@@ -2,6 +2,7 @@
 
 #include <iostream>
 
+#include "tools/core/Catalogue.h"
 #include "tools/core/Errors.h"
 #include "tools/core/Text.h"
 #include "tools/filter/Parser.h"
@@ -20,11 +21,22 @@ RecordKind KindOption::kind() const {
 void SelectionOptions::addTo(const Command& command) {
   kind.addTo(command);
   command.textOption("--where", "FILTER", where, "only records that this filter selects: site=Waseca and yield>30");
+  command.flag("--strict", isStrict, "names and values that no record can have are wrong use");
 }
 
 void SelectionOptions::addLimitsTo(const Command& command) {
   command.count("--limit", limit, "at most so many records; 0, the default, for all");
   command.count("--skip", skip, "pass over so many records first");
+}
+
+void SelectionOptions::tellUnmatched(Session& session) const {
+  if (where.empty()) return;
+  tellAside(session, whyUnmatched(parseFilter(where), kind.kind(), session.store(Access::existing)), isStrict);
+}
+
+void tellAside(Session& session, const std::vector<std::string>& sentences, bool isStrict) {
+  for (const std::string& sentence : sentences) std::cerr << "recordctl: " << sentence << '\n';
+  if (isStrict && !sentences.empty()) session.noteWrongUse();
 }
 
 Selection SelectionOptions::selection() const {

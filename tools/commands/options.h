@@ -2,6 +2,7 @@
 
 #include <list>
 #include <string>
+#include <vector>
 
 #include "tools/core/Command.h"
 #include "tools/core/Records.h"
@@ -11,10 +12,11 @@ namespace database_provider::recordctl {
 
 /// `--kind`, on every command that addresses records.
 struct KindOption {
-  std::string name = "experiment";
+  std::string name{};
 
   void addTo(const Command& command);
   RecordKind kind() const;
+  bool isGiven() const { return !name.empty(); }
 };
 
 /// `--where`, with the limits that some commands take.
@@ -23,13 +25,20 @@ struct SelectionOptions {
   std::string where{};
   int limit = 0;
   int skip = 0;
+  bool isStrict = false;
 
   void addTo(const Command& command);
   void addLimitsTo(const Command& command);
   Selection selection() const;
+  /// To be called where nothing was selected: tells on standard error which names of the filter no record has, and
+  /// which values it could never equal. With `--strict` that is wrong use.
+  void tellUnmatched(Session& session) const;
 };
 
 /// Writes what is wrong with a store to standard error, and notes the failure where there is something.
 void tellProblems(Session& session, const std::list<std::string>& problems);
+
+/// Tells each sentence on standard error; if there is one, and `isStrict`, the command was used in a wrong way.
+void tellAside(Session& session, const std::vector<std::string>& sentences, bool isStrict);
 
 }  // namespace database_provider::recordctl

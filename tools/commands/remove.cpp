@@ -66,11 +66,27 @@ bool isAllowed(const RemoveOptions& options, long long count) {
   return confirmed("Remove " + records(count) + "?");
 }
 
-void tellMissing(Session& session, const std::set<std::string>& ids, long long count) {
-  const auto missing = static_cast<long long>(ids.size()) - count;
-  if (missing <= 0) return;
-  std::cerr << "recordctl: " << missing << " of the ids " << (missing == 1 ? "is" : "are") << " not there\n";
-  session.noteFailure();
+/// Those of the ids that no record has, looked for one by one: a record that cannot be read is there all the same.
+std::set<std::string> missingOf(DataBaseClient& client, const RecordPlace& place, const std::set<std::string>& ids) {
+  std::set<std::string> result;
+  for (const std::string& id : ids) {
+    ObjectProperties query;
+    query.setValueId("_id", id);
+    if (client.count(place.database, place.collection, query) == 0) result.insert(id);
+  }
+  return result;
+}
+
+void tellMissing(Session& session, const std::set<std::string>& missing) {
+  constexpr std::size_t toldInFull = 20;
+  std::size_t told = 0;
+  for (const std::string& id : missing) {
+    if (++told > toldInFull) break;
+    std::cerr << "recordctl: no record has the id " << inQuotes(id) << '\n';
+  }
+  if (missing.size() > toldInFull)
+    std::cerr << "recordctl: and " << missing.size() - toldInFull << " more of the ids are not there\n";
+  if (!missing.empty()) session.noteFailure();
 }
 
 void tell(const Session& session, const RemoveOptions& options, long long count) {
@@ -105,9 +121,12 @@ void remove(Session& session, const RemoveOptions& options) {
   DataBaseClient& client = session.store(Access::existing);
   const ObjectProperties query = filter.toObjectProeprties();
   const long long count = client.count(place.database, place.collection, query);
+  const bool areAllThere = count == static_cast<long long>(ids.size());
+  const std::set<std::string> missing = areAllThere ? std::set<std::string>() : missingOf(client, place, ids);
+  if (count == 0) options.selection.tellUnmatched(session);
   if (options.dryRun) {
     tell(session, options, count);
-    return tellMissing(session, ids, count);
+    return tellMissing(session, missing);
   }
   if (!isAllowed(options, count)) {
     std::cerr << "recordctl: nothing was removed\n";
@@ -116,13 +135,14 @@ void remove(Session& session, const RemoveOptions& options) {
   removeSelected(*provider, filter);
   client.setCancellation({});  // what was done is told, whatever comes now
   tell(session, options, count - client.count(place.database, place.collection, query));
-  tellMissing(session, ids, count);
+  tellMissing(session, missing);
 }
 
 }  // namespace
 
 void addRemove(const Command& commands, Session& session) {
   auto options = std::make_shared<RemoveOptions>();
+  options->selection.isStrict = true;
   const Command command = commands.add("remove", "Remove records");
   command.optionalArguments("ID", options->ids, "ids of records");
   options->selection.addTo(command);

@@ -2,6 +2,7 @@
 #include <cstdlib>
 #include <iostream>
 #include <memory>
+#include <utility>
 
 #include "tools/commands/commands.h"
 #include "tools/commands/options.h"
@@ -21,6 +22,8 @@ struct UserOptions {
   std::vector<std::string> roles{};
   std::string data{};
   std::string passwordFile{};
+  std::string administratorPasswordFile{};
+  bool yes = false;
 };
 
 /// The name conversions of the library take every unknown name for the first one, so that it is checked here.
@@ -122,11 +125,14 @@ void write(const Session& session, const std::vector<UserInfo>& users) {
 }
 
 void list(Session& session) {
-  const auto users = session.users(Access::existing);
+  auto connection = session.connect(session.options.store, Access::existing);
+  DataBaseClient& client = *connection;
+  const auto users = usersThrough(std::move(connection));
   std::vector<UserInfo> result;
   for (const std::string& name : users->enumUsers()) result.push_back(infoOf(*users, name));
   write(session, result);
   if (result.empty()) std::cerr << "recordctl: no users\n";
+  if (client.accessControl() == database_client::AccessControl::off) tellUncontrolled(session.options.store);
 }
 
 void show(Session& session, const UserOptions& options) {
@@ -136,12 +142,64 @@ void show(Session& session, const UserOptions& options) {
   session.noteFailure();
 }
 
+bool isUncontrolled(Session& session) {
+  return session.isNewFile() || session.store(Access::existing).accessControl() == database_client::AccessControl::off;
+}
+
+/// Roles mean nothing where access is not controlled, so that nobody is given some there unawares.
+bool mayAdd(Session& session, const UserOptions& options) {
+  if (options.yes || !options.administratorPasswordFile.empty() || !isUncontrolled(session)) return true;
+  const std::string how = howUncontrolled(session.options.store);
+  if (!standardInputIsTerminal())
+    throw UsageError(how +
+                     "; nobody can be asked: --admin-password-file FILE sets the administrator's password along with "
+                     "the user, --yes adds the user all the same");
+  tellUncontrolled(session.options.store);
+  return confirmed("Add the user all the same?");
+}
+
+std::string administratorPassword(const UserOptions& options) {
+  if (options.administratorPasswordFile.empty()) return "";
+  std::string result = readPasswordFile(options.administratorPasswordFile);
+  if (result.empty()) throw UsageError(options.administratorPasswordFile + ": the password is empty");
+  return result;
+}
+
+/// Sets the administrator's password along with what `addUser` does. The user comes first where both are one
+/// transaction: from then on, whoever is nobody may do nothing more.
+template <class AddUser>
+void addControlled(DataBaseClient& client, const std::string& password, const AddUser& addUser) {
+  database_client::DeploymentPlan plan;
+  plan.administratorPassword = password;
+  if (!hasTransactions(client)) {
+    client.setUpDeployment(plan);
+    return addUser();
+  }
+  database_client::Transaction transaction(client);
+  addUser();
+  client.setUpDeployment(plan);
+  transaction.commit();
+}
+
 void add(Session& session, const UserOptions& options) {
   const auto roles = parseRoles(options.roles);
   const ObjectProperties data = parseData(options.data);
-  const auto users = session.users(Access::create);
-  users->addUser(options.name, newPassword(session, options), roles, data);
+  const std::string ofAdministrator = administratorPassword(options);
+  if (!mayAdd(session, options)) {
+    std::cerr << "recordctl: nothing was done\n";
+    return;
+  }
+  const std::string password = newPassword(session, options);
+  auto connection = session.connect(session.options.store, Access::create);
+  DataBaseClient& client = *connection;
+  const auto users = usersThrough(std::move(connection));
+  const auto addUser = [&] { users->addUser(options.name, password, roles, data); };
+  if (ofAdministrator.empty())
+    addUser();
+  else
+    addControlled(client, ofAdministrator, addUser);
   std::cerr << "recordctl: user " << inQuotes(options.name) << " added\n";
+  if (client.accessControl() == database_client::AccessControl::off) tellUncontrolled(session.options.store);
 }
 
 /// What is not given stays as it is.
@@ -196,6 +254,10 @@ void addUsers(const Command& commands, Session& session) {
   const Command adding = addOne("add", "Add a user", add);
   addRights(adding, *options);
   addNewPassword(adding, *options);
+  adding.option(
+      "--admin-password-file", "FILE", options->administratorPasswordFile,
+      "a file with a password for the administrator, who gets it along with the user where there is none yet");
+  adding.flag("--yes,-y", options->yes, "do not ask where access is not controlled");
   addOne("show", "One user", show);
   addRights(addOne("update", "Replace a user's roles or data", update), *options);
   addOne("remove", "Remove a user", remove);

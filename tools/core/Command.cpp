@@ -5,9 +5,11 @@
 #include <iostream>
 #include <limits>
 #include <memory>
+#include <optional>
 #include <string_view>
 
 #include "tools/core/Errors.h"
+#include "tools/core/Nearest.h"
 #include "tools/core/Text.h"
 #include "tools/values/Number.h"
 
@@ -43,19 +45,46 @@ bool needsCommand(const CLI::App& app) {
   return app.get_require_subcommand_min() > 0;
 }
 
+std::vector<std::string> commandsOf(const CLI::App& app) {
+  std::vector<std::string> result;
+  for (const CLI::App* command : app.get_subcommands([](const CLI::App*) { return true; }))
+    result.push_back(command->get_name());
+  return result;
+}
+
+/// The long options that may stand behind a command: its own, and those of the commands above it.
+std::vector<std::string> optionsOf(const CLI::App* app) {
+  std::vector<std::string> result;
+  for (; app != nullptr; app = app->get_parent()) {
+    for (const CLI::Option* option : app->get_options()) {
+      for (const std::string& name : option->get_lnames()) result.push_back("--" + name);
+    }
+  }
+  return result;
+}
+
+/// The command that there is not, where one is expected.
+std::optional<std::string> unknownCommand(const CLI::App& app) {
+  const std::vector<std::string> arguments = app.remaining(true);
+  std::string typed;
+  const CLI::App& place = reached(app, typed);
+  if (!needsCommand(place) || arguments.empty() || arguments.front().rfind('-', 0) == 0) return std::nullopt;
+  return "there is no command " + typed + arguments.front() + suggestion(arguments.front(), commandsOf(place));
+}
+
 /// Names the command or option that there is not. Values stay untold: somebody may have typed a password.
 std::string whatIsUnexpected(const CLI::App& app) {
-  const std::vector<std::string> arguments = app.remaining(true);
-  for (const std::string& argument : arguments) {
-    if (argument.compare(0, 2, "--") == 0) return "there is no option " + argument.substr(0, argument.find('='));
+  std::string typed;
+  const CLI::App& place = reached(app, typed);
+  for (const std::string& argument : app.remaining(true)) {
+    const std::string name = argument.substr(0, argument.find('='));
+    if (argument.compare(0, 2, "--") == 0) return "there is no option " + name + suggestion(name, optionsOf(&place));
     if (argument.size() > 1 && argument[0] == '-') return "there is no option " + argument.substr(0, 2);
   }
-  std::string typed;
+  const std::vector<std::string> arguments = app.remaining(true);
   const bool isAddress = !arguments.empty() && arguments.front().find_first_of("@:") != std::string::npos;
   if (isAddress) return "an address stands behind --store";
-  if (needsCommand(reached(app, typed)) && !arguments.empty())
-    return "there is no command " + typed + arguments.front();
-  return "more arguments than the command takes";
+  return unknownCommand(app).value_or("more arguments than the command takes");
 }
 
 std::string whatIsMissing(const CLI::App& app, const CLI::ParseError& error) {
@@ -222,6 +251,7 @@ void CommandLine::run(int argc, const char* const* argv) const {
   try {
     app_->parse(argumentsOf(argc, argv));
   } catch (const CLI::Success& asked) {
+    if (const auto unknown = unknownCommand(*app_)) throw UsageError(*unknown + "; --help tells what there is");
     app_->exit(asked, std::cout, std::cerr);
   } catch (const CLI::ParseError& error) {
     throw UsageError(whatIsWrong(*app_, error) + "; --help tells what there is");

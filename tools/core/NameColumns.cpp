@@ -83,6 +83,31 @@ void NameColumns::addUsed(Field field, const std::string& name) {
   }
 }
 
+void NameColumns::addNamesOf(const Catalogue& catalogue) {
+  for (const std::string& name : catalogue.categories) {
+    if (!has(Field::category, name)) add(Field::category, name);
+  }
+  for (const auto& description : catalogue.descriptions) {
+    if (!has(Field::description, description.name)) add(Field::description, description.name);
+  }
+}
+
+std::vector<Name> NameColumns::names() const {
+  std::vector<Name> result;
+  for (const Column& column : columns_) {
+    if (column.name.field != Field::id) result.push_back(column.name);
+  }
+  return result;
+}
+
+void NameColumns::drop(const Name& name) {
+  columns_.erase(std::remove_if(columns_.begin(), columns_.end(),
+                                [&](const Column& column) {
+                                  return column.name.field == name.field && column.name.text == name.text;
+                                }),
+                 columns_.end());
+}
+
 bool NameColumns::cover(const DatabaseRecordInterface& record) const {
   const auto categories = categoryNames(record);
   const auto descriptions = descriptionNames(record);

@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/core/Catalogue.h"
 #include "tools/core/Records.h"
 #include "tools/core/Table.h"
 #include "tools/filter/Expression.h"
@@ -21,6 +22,15 @@ class NameColumns {
   void addNamesOf(const DatabaseRecordInterface& record);
   /// Adds one that no column shows yet; a category that was given first is not left out then.
   void addUsed(Field field, const std::string& name);
+  /// Adds what any record has and no column shows yet.
+  void addNamesOf(const Catalogue& catalogue);
+  /// The names, without the id.
+  std::vector<Name> names() const;
+  /// Leaves out the column of a name.
+  void drop(const Name& name);
+  bool isEmpty() const { return columns_.empty(); }
+  /// Whether one of the columns shows the category or the description of this name.
+  bool has(Field field, const std::string& name) const;
   /// Whether every category and description of the record has its column.
   bool cover(const DatabaseRecordInterface& record) const;
   /// Leaves out the categories given first that no record had.
@@ -35,7 +45,6 @@ class NameColumns {
     bool isUsed;
   };
 
-  bool has(Field field, const std::string& name) const;
   void add(Field field, const std::string& name);
 
   std::vector<Column> columns_{};

@@ -1,15 +1,20 @@
 #include "tools/core/Session.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <set>
+#include <string_view>
 
 #include "tools/core/Interrupt.h"
 #include "tools/core/Network.h"
 #include "tools/core/Terminal.h"
 #include "tools/core/Text.h"
 #include "tools/values/Number.h"
+#include "users/UsersDatabase.h"
 
 namespace database_provider::recordctl {
 
@@ -17,6 +22,7 @@ namespace {
 
 constexpr int largestPort = 65535;
 constexpr const char* administrator = "admin";
+constexpr const char* fileScheme = "file:";
 
 bool beginsWith(const std::string& text, const std::string& beginning) {
   return text.compare(0, beginning.size(), beginning) == 0;
@@ -43,6 +49,22 @@ void requireStore(const std::string& store) {
   if (store.empty()) throw UsageError("no store is given; use --store ADDRESS or set RECORDCTL_STORE");
 }
 
+bool looksLikeFile(const std::string& text) {
+  constexpr std::array<std::string_view, 3> endings = {".db", ".sqlite", ".sqlite3"};
+  return text.find('/') != std::string::npos || std::any_of(endings.begin(), endings.end(), [&](auto ending) {
+           return text.size() > ending.size() && std::string_view(text).substr(text.size() - ending.size()) == ending;
+         });
+}
+
+/// A name that is meant for a file would be looked up as that of a host.
+void refuseFileWithoutScheme(const std::string& text) {
+  std::error_code ignored;
+  const bool isFile = std::filesystem::is_regular_file(text, ignored);
+  if (isFile || looksLikeFile(text))
+    throw UsageError("--store: " + inQuotes(text) + (isFile ? " is" : " looks like") +
+                     " a file; a store in a file is given as file:" + printable(text));
+}
+
 /// Everybody on the machine can read arguments.
 void refusePasswordInArgument(const std::string& address) {
   const char* fromEnvironment = std::getenv("RECORDCTL_STORE");
@@ -57,13 +79,14 @@ void refusePasswordInArgument(const std::string& address) {
 
 StoreAddress StoreAddress::parse(const std::string& text, Access access) {
   requireStore(text);
-  if (beginsWith(text, "file:")) return {access == Access::create ? text : withoutCreation(text)};
+  if (beginsWith(text, fileScheme)) return {access == Access::create ? text : withoutCreation(text)};
   if (text.find("://") != std::string::npos) {
     refusePasswordInArgument(text);
     return {text};
   }
   if (text.find('@') != std::string::npos)
     throw UsageError("--store: a host has no " + inQuotes("@") + "; give --user and --password-file");
+  refuseFileWithoutScheme(text);
   const std::size_t colon = text.rfind(':');
   if (text.front() == '[') {
     const std::size_t end = text.find(']');
@@ -105,12 +128,52 @@ std::unique_ptr<DataBaseClient> connectTo(const std::string& store, const std::s
   client->setCancellation([] { return !wasInterrupted(); });
   if (!client->connect(authDatabaseOf(user), address.host, address.port, user, password))
     throw StoreError(client->failure());
+  if (!user.empty() && client->accessControl() == database_client::AccessControl::off) tellUncontrolled(store);
   return client;
+}
+
+std::string howUncontrolled(const std::string& store) {
+  const std::string how =
+      "access to this store is not controlled: whoever opens it may do everything, whatever the "
+      "roles of its users say, until ";
+  return how + (beginsWith(store, fileScheme) ? "its administrator has a password (init --admin-password-file FILE)"
+                                              : "the server is started with access control");
+}
+
+void tellUncontrolled(const std::string& store) {
+  static std::set<std::string> told;
+  if (told.insert(store).second) std::cerr << "recordctl: " << howUncontrolled(store) << '\n';
+}
+
+std::string filePathOf(const std::string& store) {
+  if (!beginsWith(store, fileScheme)) return "";
+  const std::string path = store.substr(std::string_view(fileScheme).size());
+  return path == ":memory:" ? "" : path.substr(0, path.find('?'));
+}
+
+bool hasTransactions(DataBaseClient& client) {
+  try {
+    const database_client::Transaction probe(client);
+    return true;
+  } catch (const database_client::Error& error) {
+    if (error.kind() != database_client::Error::Kind::unsupported) throw;
+    return false;
+  }
+}
+
+std::unique_ptr<UsersDatabaseInterface> usersThrough(std::unique_ptr<DataBaseClient> client) {
+  return std::make_unique<UsersDatabase>(std::move(client));
 }
 
 const std::string& Session::password() {
   if (!password_) password_ = passwordOf(options.login);
   return *password_;
+}
+
+bool Session::isNewFile() const {
+  const std::string path = filePathOf(StoreAddress::parse(options.store, Access::create).host);
+  std::error_code ignored;
+  return !path.empty() && !std::filesystem::exists(path, ignored);
 }
 
 DataBaseClient& Session::store(Access access) {
@@ -133,14 +196,7 @@ std::unique_ptr<DatabaseProviderInterface> Session::provider(RecordKind kind, Ac
 }
 
 std::unique_ptr<UsersDatabaseInterface> Session::users(Access access) {
-  const StoreAddress address = StoreAddress::parse(options.store, access);
-  if (!options.login.user.empty()) warnWhenInTheClear(options.store);
-  std::unique_ptr<UsersDatabaseInterface> result(createUsersDatabase());
-  if (options.login.user.empty() || options.login.user == administrator)
-    result->connectAsAdmin(address.host, address.port, password());
-  else
-    result->connectAsUser(address.host, address.port, options.login.user, password());
-  return result;
+  return usersThrough(connect(options.store, access));
 }
 
 void writeJson(const ObjectProperties& document) {

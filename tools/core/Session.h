@@ -50,10 +50,24 @@ class StoreError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// Connects, or throws `StoreError` with the reason. What the client does ends with Error{cancelled} once there was a
-/// request to stop.
+/// Connects, or throws `StoreError` with the reason. Somebody who logs in to a store that does not control access is
+/// told so. What the client does ends with Error{cancelled} once there was a request to stop.
 std::unique_ptr<DataBaseClient> connectTo(const std::string& store, const std::string& user,
                                           const std::string& password, Access access);
+
+/// Tells on standard error, once for a store, that it lets everybody do everything.
+void tellUncontrolled(const std::string& store);
+/// The sentence for it.
+std::string howUncontrolled(const std::string& store);
+
+/// The path in the address of a store in a file; empty for any other, also for one in memory.
+std::string filePathOf(const std::string& store);
+
+/// Whether several calls can be made one; a server does not.
+bool hasTransactions(DataBaseClient& client);
+
+/// The users of the store of a connection, which goes to them.
+std::unique_ptr<UsersDatabaseInterface> usersThrough(std::unique_ptr<DataBaseClient> client);
 
 /// One run of the command: the options, the connection that they ask for, and how the run ends.
 class Session {
@@ -61,16 +75,24 @@ class Session {
   GlobalOptions options{};
 
   bool json() const { return options.json; }
+  /// Whether the store is a file that is not there yet.
+  bool isNewFile() const;
   /// The connection, made by the first call. Reads through it pass over documents that cannot be read, and say so.
   DataBaseClient& store(Access access);
-  /// A connection to another store, for the same person.
+  /// Closes it, so that the next call of `store` makes one anew.
+  void disconnect() { client_.reset(); }
+  /// A connection of its own, be it to another store, for the same person.
   std::unique_ptr<DataBaseClient> connect(const std::string& store, Access access);
   std::unique_ptr<DatabaseProviderInterface> provider(RecordKind kind, Access access);
   /// The users of the store; the connection is one of its own.
   std::unique_ptr<UsersDatabaseInterface> users(Access access);
 
   /// Some rows or records failed; the rest went on.
-  void noteFailure() { status_ = ExitStatus::someFailed; }
+  void noteFailure() {
+    if (status_ == ExitStatus::done) status_ = ExitStatus::someFailed;
+  }
+  /// What was asked for makes no sense in this store.
+  void noteWrongUse() { status_ = ExitStatus::wrongUse; }
   /// The documents that reads have passed over.
   PassedOver& passedOver() { return passedOver_; }
   ExitStatus status() const { return status_; }

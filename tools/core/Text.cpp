@@ -141,6 +141,12 @@ std::string printableJson(const std::string& json) {
   return result;
 }
 
+std::string lowered(std::string text) {
+  std::transform(text.begin(), text.end(), text.begin(),
+                 [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
+  return text;
+}
+
 std::size_t displayWidth(std::string_view text) {
   std::size_t result = 0;
   while (!text.empty()) {

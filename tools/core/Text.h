@@ -31,6 +31,9 @@ std::string printableJson(const std::string& json);
 /// ellipsis.
 std::string excerpt(std::string_view text, std::size_t longest = 150);
 
+/// The text with its letters of ASCII in lower case.
+std::string lowered(std::string text);
+
 /// The columns that a printable text takes on a terminal.
 std::size_t displayWidth(std::string_view text);
 

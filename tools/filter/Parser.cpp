@@ -56,6 +56,7 @@ std::optional<Value> typedValue(const std::string& text) {
   if (text == "true" || text == "false") return Value{text, text == "true"};
   if (const auto integer = parseInteger(text)) return Value{text, *integer};
   if (const auto real = parseReal(text)) return Value{text, *real};
+  if (const auto real = parseNonFinite(text)) return Value{text, *real};
   if (const auto time = parseTime(text)) return Value{text, Time{*time}};
   return std::nullopt;
 }

@@ -18,10 +18,8 @@ constexpr std::array<std::pair<const char*, ObjectType>, 5> kinds = {{{"xml", Ob
                                                                       {"document", ObjectType::documentObject},
                                                                       {"extraXml", ObjectType::extraXmlObject}}};
 
-std::string lowered(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(),
-                 [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
-  return text;
+bool isBlank(const std::string& name) {
+  return name.find_first_not_of(" \t\r\n") == std::string::npos;
 }
 
 ObjectType parseKind(const std::string& name) {
@@ -88,7 +86,10 @@ std::vector<std::string> Columns::names() const {
 
 std::vector<std::string> parseNames(const std::vector<std::string>& texts, const std::string& option) {
   std::vector<std::string> result = pieces(texts);
-  for (std::string& name : result) name = unescaped(name);
+  for (std::string& name : result) {
+    name = unescaped(name);
+    if (!name.empty() && isBlank(name)) throw UsageError(option + ": the name " + inQuotes(name) + " is blank");
+  }
   requireNamesOnce(result, option);
   return result;
 }

@@ -27,6 +27,7 @@ struct Columns {
   std::vector<std::string> categories{};
   std::vector<Description> descriptions{};
   std::vector<File> files{};
+  TimeUnit timeUnit = TimeUnit::undecided;
 
   bool isEmpty() const { return categories.empty() && descriptions.empty() && files.empty(); }
   /// Every column that is named, each once.
@@ -38,7 +39,7 @@ struct Columns {
 Columns parseColumns(const std::vector<std::string>& categories, const std::vector<std::string>& descriptions,
                      const std::vector<std::string>& files);
 
-/// "A,B" as names, none of them empty, none twice. `option` stands in the message of the `UsageError`.
+/// "A,B" as names, none of them empty or blank, none twice. `option` stands in the message of the `UsageError`.
 std::vector<std::string> parseNames(const std::vector<std::string>& texts, const std::string& option);
 
 /// The name of a kind of file as `--file` takes it.

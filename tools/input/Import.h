@@ -1,11 +1,13 @@
 #pragma once
 
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "tools/core/Progress.h"
 #include "tools/core/Session.h"
+#include "tools/core/StoreParts.h"
 #include "tools/input/BadRows.h"
 #include "tools/input/BatchWriter.h"
 #include "tools/input/RecordMaker.h"
@@ -43,11 +45,21 @@ class Import {
   void run();
 
  private:
+  void intoNewFile();
+  void intoStore();
   void write();
   void writeInTransaction();
   bool isEveryRowGood();
   void addRows();
+  void addRow(const StorePart& part, const InputSource& source, const Row& row);
   std::unique_ptr<ObjectProperties> documentOf(const InputSource& source, const Row& row) const;
+  void configure(RecordKind kind, const ObjectProperties& configuration);
+  bool isSettingThere(const ObjectProperties& setting);
+  void addSetting(const ObjectProperties& setting);
+  void insert(const StorePart& part, const ObjectProperties& document);
+  void configureOnce();
+  BatchWriter& writer(RecordKind kind);
+  std::size_t written() const;
   template <class Step>
   void forEachRow(const Step& step);
   void summarise(bool isUndone);
@@ -57,13 +69,22 @@ class Import {
   RecordMaker maker_;
   Progress progress_;
   BadRows bad_;
-  std::unique_ptr<BatchWriter> writer_{};
+  std::map<RecordKind, BatchWriter> writers_{};
+  std::size_t others_ = 0;  ///< settings and configurations that went in
+  bool isConfigured_ = false;
 };
 
 /// Adds the names that are missing to the configured categories, behind them.
 void addCategories(const DatabaseProviderInterface& provider, const std::vector<std::string>& names);
 
+/// What an import did.
+struct ImportCounts {
+  std::size_t records = 0;
+  std::size_t failed = 0;
+  std::size_t others = 0;  ///< settings and configurations, as `export --all` carries them
+};
+
 /// The result of an import, for people or as JSON.
-void tellImported(const Session& session, std::size_t imported, std::size_t failed, double seconds);
+void tellImported(const Session& session, const ImportCounts& counts, double seconds);
 
 }  // namespace database_provider::recordctl

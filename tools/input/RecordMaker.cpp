@@ -117,7 +117,7 @@ void RecordMaker::fill(DatabaseRecordInterface& record, const Row& row, ObjectPr
   for (const Columns::Description& column : columns_.descriptions) {
     forColumn(column.name, [&] {
       const Cell cell = cellOf(document, row, column.name);
-      if (!cell.isAbsent()) setConverted(record, column.name, convert(cell, column.type));
+      if (!cell.isAbsent()) setConverted(record, column.name, convert(cell, column.type, columns_.timeUnit));
     });
   }
   for (const Columns::File& column : columns_.files) {

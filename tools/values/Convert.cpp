@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <limits>
 #include <utility>
 
@@ -21,6 +22,7 @@ constexpr std::array<std::pair<const char*, ColumnType>, 6> types = {{{"string",
                                                                       {"time", ColumnType::time}}};
 
 constexpr std::size_t longestShown = 60;
+constexpr std::int64_t millisecondsOfSecond = 1000;
 
 std::string shown(const Cell& cell) {
   struct {
@@ -72,9 +74,10 @@ double toReal(const Cell& cell) {
   if (const auto* held = std::get_if<double>(&cell.value)) return *held;
   if (const auto* integer = std::get_if<std::int64_t>(&cell.value)) return static_cast<double>(*integer);
   const auto* text = std::get_if<std::string>(&cell.value);
-  const auto real = text == nullptr ? std::nullopt : parseReal(*text);
-  if (!real) fail("double (a number)", cell);
-  return *real;
+  if (text == nullptr) fail("double (a number)", cell);
+  if (const auto real = parseReal(*text)) return *real;
+  if (const auto real = parseNonFinite(*text)) return *real;
+  fail("double (a number)", cell);
 }
 
 bool toBool(const Cell& cell) {
@@ -86,12 +89,34 @@ bool toBool(const Cell& cell) {
   fail("bool (true or false)", cell);
 }
 
-Time toTime(const Cell& cell) {
+/// Whole or not: fractions of a second are common.
+Time ofSeconds(const Cell& cell) {
+  const std::string expected = "time (ISO 8601, or seconds since 1970)";
+  constexpr double most = 9.2e15;  // milliseconds within 64 bits, and exact to one of them for a thousand centuries
+  const auto number = numberOf(cell);
+  const auto* whole = std::get_if<std::int64_t>(&number);
+  const auto* real = std::get_if<double>(&number);
+  const double seconds = whole != nullptr ? static_cast<double>(*whole) : real != nullptr ? *real : most;
+  if (!(std::fabs(seconds) < most)) fail(expected, cell);
+  return {whole != nullptr ? *whole * millisecondsOfSecond : std::llround(seconds * millisecondsOfSecond)};
+}
+
+Time ofMilliseconds(const Cell& cell, TimeUnit unit) {
+  // As seconds, what is smaller reaches to the year 5138; as milliseconds, it does not leave March 1973.
+  constexpr std::int64_t leastCertain = 100'000'000'000;
+  const std::int64_t count = wholeOf(cell, "time (ISO 8601, or whole milliseconds since 1970)");
+  if (unit == TimeUnit::undecided && count > -leastCertain && count < leastCertain)
+    throw ConversionError("expected time, found " + shown(cell) +
+                          ", which could be a year, seconds or milliseconds; --time-unit s or ms says which");
+  return {count};
+}
+
+Time toTime(const Cell& cell, TimeUnit unit) {
   if (const auto* held = std::get_if<Time>(&cell.value)) return *held;
   if (const auto* text = std::get_if<std::string>(&cell.value)) {
     if (const auto time = parseTime(*text)) return {*time};
   }
-  return {wholeOf(cell, "time (ISO 8601, or whole milliseconds since 1970)")};
+  return unit == TimeUnit::seconds ? ofSeconds(cell) : ofMilliseconds(cell, unit);
 }
 
 }  // namespace
@@ -118,7 +143,7 @@ bool Cell::isAbsent() const {
   return std::holds_alternative<std::monostate>(value) || (text != nullptr && text->empty());
 }
 
-Converted convert(const Cell& cell, ColumnType type) {
+Converted convert(const Cell& cell, ColumnType type, TimeUnit unit) {
   switch (type) {
     case ColumnType::boolean:
       return toBool(cell);
@@ -129,7 +154,7 @@ Converted convert(const Cell& cell, ColumnType type) {
     case ColumnType::real:
       return toReal(cell);
     case ColumnType::time:
-      return toTime(cell);
+      return toTime(cell, unit);
     case ColumnType::string:
       break;
   }

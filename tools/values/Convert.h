@@ -20,6 +20,13 @@ std::string columnTypeName(ColumnType type);
 /// All names, for messages.
 std::string columnTypeNames();
 
+/// What a whole number counts where a time is expected.
+enum class TimeUnit {
+  undecided,  ///< milliseconds since the epoch, unless it could as well be a year or seconds
+  seconds,
+  milliseconds,
+};
+
 /// What a file holds in one column of one row.
 struct Cell {
   /// A group or an array, or a value of a kind that neither a description nor a category has.
@@ -44,7 +51,7 @@ class ConversionError : public std::runtime_error {
 };
 
 /// The value of a cell that is not absent, as a description of this type. Throws `ConversionError`.
-Converted convert(const Cell& cell, ColumnType type);
+Converted convert(const Cell& cell, ColumnType type, TimeUnit unit = TimeUnit::undecided);
 
 /// The text of a cell that is not absent, as a category has it: of a number what was typed, of a boolean true or false.
 std::string textOf(const Cell& cell);

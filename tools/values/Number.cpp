@@ -1,7 +1,9 @@
 #include "tools/values/Number.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <limits>
 
 namespace database_provider::recordctl {
 
@@ -16,9 +18,15 @@ std::optional<Number> parseWhole(std::string_view text) {
   return result;
 }
 
-/// Leaves out the words that the standard reads as numbers too, such as "inf" and "nan".
+/// Leaves out the words that the standard reads as numbers too, such as "nan(1)".
 bool hasOnlyNumberBytes(std::string_view text) {
   return text.find_first_not_of("0123456789.eE+-") == std::string_view::npos;
+}
+
+bool isWord(std::string_view text, std::string_view lower) {
+  return text.size() == lower.size() && std::equal(text.begin(), text.end(), lower.begin(), [](char c, char expected) {
+           return c == expected || c == expected - 'a' + 'A';
+         });
 }
 
 }  // namespace
@@ -32,9 +40,24 @@ std::optional<double> parseReal(std::string_view text) {
   return parseWhole<double>(text);
 }
 
+std::optional<double> parseNonFinite(std::string_view text) {
+  const bool isNegative = !text.empty() && text.front() == '-';
+  if (!text.empty() && (text.front() == '-' || text.front() == '+')) text.remove_prefix(1);
+  if (isWord(text, "nan")) return std::numeric_limits<double>::quiet_NaN();
+  if (!isWord(text, "inf") && !isWord(text, "infinity")) return std::nullopt;
+  return isNegative ? -std::numeric_limits<double>::infinity() : std::numeric_limits<double>::infinity();
+}
+
 std::string formatReal(double value) {
-  char text[32];
-  const auto [end, error] = std::to_chars(text, text + sizeof text, value);
+  if (std::isnan(value)) return "NaN";
+  if (std::isinf(value)) return value < 0 ? "-Infinity" : "Infinity";
+  constexpr double leastFixed = 1e-6;
+  constexpr double leastScientific = 1e21;
+  const double size = std::fabs(value);
+  const bool isFixed = size == 0 || (size >= leastFixed && size < leastScientific);
+  char text[40];
+  const auto [end, error] = std::to_chars(text, text + sizeof text, value,
+                                          isFixed ? std::chars_format::fixed : std::chars_format::scientific);
   return {text, end};
 }
 

@@ -13,7 +13,10 @@ std::optional<std::int64_t> parseInteger(std::string_view text);
 /// The number that a text such as 30, -2.5, .2 or 1e3 stands for; nothing for any other text, and beyond the range.
 std::optional<double> parseReal(std::string_view text);
 
-/// The shortest text that `parseReal` reads back as the same number.
+/// What is no number, and the numbers without end: nan, inf and infinity, with a sign or not, in either case.
+std::optional<double> parseNonFinite(std::string_view text);
+
+/// The shortest text that the two above read back as the same value; with an exponent only below 1e-6 and from 1e21 on.
 std::string formatReal(double value);
 
 /// A double that is a whole number within 64 bits.

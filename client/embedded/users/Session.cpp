@@ -49,6 +49,11 @@ bool Session::may(Action action, const std::string& database) {
   return !isControlled_ || rights_.allow(action, database);
 }
 
+bool Session::isControlled() {
+  refresh();
+  return isControlled_;
+}
+
 void Session::require(Action action, const std::string& database, const std::string& operation,
                       const std::string& target) {
   if (!may(action, database)) refuse(operation, target.empty() ? database : target);

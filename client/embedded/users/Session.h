@@ -29,6 +29,8 @@ class Session {
   /// The right that a transaction wants, which keeps all others from writing: to write in some database, or to
   /// administer users.
   void requireSomeChange(const std::string& operation);
+  /// Whether rights are asked for at all.
+  bool isControlled();
   /// The same for a client that is no user at all.
   void requireUser(const std::string& operation);
   /// Whether the user who was proved is still there, when `may` was last asked.

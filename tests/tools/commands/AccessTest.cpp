@@ -21,7 +21,8 @@ class RecordctlAccess : public Recordctl {
     file("admin", "canary-1\n");
     output({"init", "--admin-password-file", path("admin")});
     importPlots();
-    output({"users", "add", "ann", "--role", "read:experiment", "--new-password-file", file("ann", "canary-2\n")});
+    output({"users", "add", "ann", "--role", "read:experiment", "--new-password-file", file("ann", "canary-2\n"),
+            "--yes"});
     process.reset();
     start({"--auth"});
   }
@@ -54,6 +55,8 @@ class RecordctlAccess : public Recordctl {
 TEST_F(RecordctlAccess, TheAdministratorIsLookedUpInItsOwnDatabase) {
   EXPECT_EQ(countLines(output(as("admin", {"list", "--json"}))), 4U);
   EXPECT_EQ(output(as("admin", {"init"})).find("done: "), std::string::npos);
+  EXPECT_EQ(run(as("admin", {"list"})).err, "") << "this server controls access";
+  EXPECT_NE(output(as("admin", {"info"})).find("access  controlled\nusers   1\n"), std::string::npos);
   EXPECT_EQ(output(as("admin", {"users", "list", "--json"})),
             "{\"name\": \"ann\", \"roles\": [{\"role\": \"read\", \"db\": \"experiment\"}]}\n");
   environment["RECORDCTL_STORE"] = "127.0.0.1:" + std::to_string(port);

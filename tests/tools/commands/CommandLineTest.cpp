@@ -24,7 +24,7 @@ class RecordctlCommandLine : public Recordctl {
 TEST_F(RecordctlCommandLine, WhatThereIsNotIsNamedWithoutItsValue) {
   EXPECT_EQ(complaint({"frobnicate"}), "there is no command frobnicate");
   EXPECT_EQ(complaint({"users", "frobnicate"}), "there is no command users frobnicate");
-  EXPECT_EQ(complaint({"list", "--password=x"}), "there is no option --password");
+  EXPECT_EQ(complaint({"list", "--password=x"}), "there is no option --password (did you mean \"--password-file\"?)");
   EXPECT_EQ(complaint({"list", "-px"}), "there is no option -p");
   EXPECT_EQ(complaint({"list", "x"}), "more arguments than the command takes");
 }
@@ -62,6 +62,20 @@ TEST_F(RecordctlCommandLine, APasswordThatGoesOverANetworkInTheClearIsWarnedOf) 
   EXPECT_EQ(told(address, {"init", "--admin-password-file", password}), warning);
   EXPECT_NE(told(address + "&tls=true", login), warning);
   EXPECT_NE(told(address, {"list"}), warning);
+}
+
+TEST_F(RecordctlCommandLine, AMistypedWordIsToldWithTheNearestOne) {
+  EXPECT_EQ(complaint({"lsit"}), "there is no command lsit (did you mean \"list\"?)");
+  EXPECT_EQ(complaint({"users", "ad"}), "there is no command users ad (did you mean \"add\"?)");
+  EXPECT_EQ(complaint({"list", "--limt", "3"}), "there is no option --limt (did you mean \"--limit\"?)");
+  EXPECT_EQ(complaint({"list", "--stroe=x"}), "there is no option --stroe (did you mean \"--store\"?)");
+}
+
+TEST_F(RecordctlCommandLine, HelpOnWhatThereIsNotIsWrongUse) {
+  EXPECT_EQ(complaint({"help", "nosuch"}), "there is no command nosuch");
+  EXPECT_EQ(complaint({"help", "lst"}), "there is no command lst (did you mean \"list\"?)");
+  EXPECT_EQ(complaint({"help", "users", "ad"}), "there is no command users ad (did you mean \"add\"?)");
+  EXPECT_EQ(complaint({"lst", "--help"}), "there is no command lst (did you mean \"list\"?)");
 }
 
 TEST_F(RecordctlCommandLine, WhatIsMissingIsNamed) {
@@ -106,6 +120,20 @@ TEST_F(RecordctlCommandLine, GlobalOptionsStandAnywhere) {
   output({"settings", "set", "ann", "layout", "{}"});
   EXPECT_EQ(output({"settings", "--json", "get", "ann", "--store=file:" + path("store.db")}),
             "{\"tag\": \"layout\"}\n");
+}
+
+TEST_F(RecordctlCommandLine, AStoreThatIsAFileWithoutItsSchemeIsToldSo) {
+  importPlots();
+  const auto told = [this](const std::string& store) {
+    const Outcome outcome = run({"list", "--store", store});
+    EXPECT_EQ(outcome.status, 2) << store;
+    return outcome.err;
+  };
+  EXPECT_EQ(told(path("store.db")), "recordctl: --store: \"" + path("store.db") +
+                                        "\" is a file; a store in a file is given as file:" + path("store.db") + "\n");
+  for (const char* store : {"nosuch.db", "./nosuch", "nosuch.sqlite", "data/nosuch"})
+    EXPECT_EQ(told(store), "recordctl: --store: \"" + std::string(store) +
+                               "\" looks like a file; a store in a file is given as file:" + store + "\n");
 }
 
 TEST_F(RecordctlCommandLine, WhatFollowsTwoDashesIsNoOption) {

@@ -47,6 +47,137 @@ TEST_P(RecordctlContract, AnEmptyListSaysSoAside) {
   EXPECT_EQ(outcome.err, "recordctl: no records\n");
 }
 
+TEST_P(RecordctlContract, NamesThatNoRecordHasAreToldWhereNothingMatches) {
+  importPlots();
+  const auto told = [this](const std::vector<std::string>& arguments, int status = 0) {
+    const Outcome outcome = run(arguments);
+    EXPECT_EQ(outcome.status, status) << outcome.err;
+    EXPECT_EQ(outcome.out, "");
+    return outcome.err;
+  };
+  const std::string site = "recordctl: no record has a category or description \"sit\" (did you mean \"site\"?)\n";
+  EXPECT_EQ(told({"list", "--where", "sit=Waseca"}), "recordctl: no records\n" + site);
+  EXPECT_EQ(told({"list", "--json", "--where", "has sit and yield>1"}), site);
+  EXPECT_EQ(told({"list", "--json", "--where", "sit=Waseca", "--strict"}, 2), site);
+  EXPECT_EQ(told({"export", "--where", "sit=Waseca"}), site);
+  EXPECT_EQ(told({"export", "--where", "description:site=Waseca"}),
+            "recordctl: no record has a description \"site\"\n");
+  EXPECT_EQ(told({"export", "--where", "note=1"}),
+            "recordctl: \"note\" is a key of the user block, which filters do not see\n");
+  EXPECT_EQ(told({"facets", "vareity"}),
+            "recordctl: no records\nrecordctl: no record has a category \"vareity\" (did you mean \"variety\"?)\n");
+  EXPECT_EQ(told({"list", "--json", "--where", "site=nowhere", "--strict"}), "") << "there could be such a record";
+}
+
+TEST_P(RecordctlContract, ValuesOfAKindThatANameNeverHasAreTold) {
+  importPlots();
+  const auto told = [this](const std::string& filter) {
+    const Outcome outcome = run({"list", "--json", "--where", filter, "--strict"});
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.status, outcome.err.empty() ? 0 : 2);
+    return outcome.err;
+  };
+  EXPECT_EQ(told("year=\"1932\""),
+            "recordctl: \"year\" is int in every record that has it, and \"1932\" is a text, which is never equal, "
+            "less or more\n");
+  EXPECT_EQ(told("yield>2020-01-31"),
+            "recordctl: \"yield\" is double in every record that has it, and \"2020-01-31\" is a time, which is never "
+            "equal, less or more\n");
+  EXPECT_EQ(told("id=abc"), "recordctl: \"abc\" is no id as the library makes them, 24 hex digits\n");
+  EXPECT_EQ(told("year in (\"1932\", 1800)"), "");
+  EXPECT_EQ(told("year=1800.5 and yield>1"), "");
+}
+
+TEST_P(RecordctlContract, RemovingByANameThatNoRecordHasIsWrongUse) {
+  importPlots();
+  const Outcome outcome = run({"remove", "--where", "sit=Waseca", "--yes"});
+  EXPECT_EQ(outcome.status, 2);
+  EXPECT_NE(outcome.err.find("\"site\""), std::string::npos) << outcome.err;
+  EXPECT_EQ(run({"remove", "--where", "site=nowhere", "--yes"}).status, 0);
+  EXPECT_EQ(countRecords(), 4);
+}
+
+TEST_P(RecordctlContract, ColumnsThatNoRecordHasAreToldAndLeftOut) {
+  importPlots();
+  const std::string told =
+      "recordctl: --columns: no record has a category or description \"sit\" (did you mean \"site\"?)\n";
+  Outcome outcome = run({"list", "--columns", "sit", "--limit", "2"});
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.out, "");
+  EXPECT_EQ(outcome.err, told);
+  outcome = run({"list", "--columns", "variety,sit", "--limit", "2", "--strict"});
+  EXPECT_EQ(outcome.status, 2);
+  EXPECT_EQ(outcome.out, "variety\nTrebi\nNo. 457\n");
+  EXPECT_EQ(outcome.err, told);
+}
+
+TEST_P(RecordctlContract, AListAsJsonObeysTheColumns) {
+  importPlots();
+  EXPECT_EQ(withoutIds(output({"list", "--json", "--columns", "site,year", "--limit", "1"})),
+            "{\"id\": \"ID\", \"categories\": {\"site\": \"Waseca\"}, \"descriptions\": {\"year\": 1931}}\n");
+}
+
+TEST_P(RecordctlContract, NamesThatComeLateInALongListAreColumnsToo) {
+  std::string rows;
+  for (int i = 0; i < 600; ++i) rows += "{\"site\": \"x\"}\n";
+  output({"import", file("a.jsonl", rows + "{\"site\": \"y\", \"farm\": \"z\", \"year\": 1931}\n"), "--category",
+          "site,farm", "--description", "year:int"});
+  output({"categories", "set", ""});
+  const Outcome outcome = run({"list"});
+  EXPECT_EQ(outcome.err, "");
+  EXPECT_EQ(outcome.out.substr(26, outcome.out.find('\n') - 26), "site  farm  year");
+  EXPECT_EQ(countLines(outcome.out), 602U);
+}
+
+TEST_P(RecordctlContract, NumbersOfAColumnAreWrittenAlike) {
+  output({"import", file("a.csv", "v\n100000\n10000\n1000000\n12.5\n0.0001\n"), "--description", "v:double"});
+  EXPECT_EQ(output({"list", "--columns", "v"}), "      v\n 100000\n  10000\n1000000\n   12.5\n 0.0001\n");
+}
+
+TEST_P(RecordctlContract, AStoreTellsWhatItHolds) {
+  importPlots();
+  const std::string json = output({"info", "--json"});
+  EXPECT_EQ(json.substr(0, 46), "{\"kind\": \"experiment\", \"records\": 4, \"bytes\": ");
+  EXPECT_NE(json.find("\"oldest\": {\"$date\": \"20"), std::string::npos) << json;
+  EXPECT_NE(json.find("\n{\"kind\": \"scenario\", \"records\": 0, \"bytes\": "), std::string::npos) << json;
+  EXPECT_NE(json.find("\"oldest\": null, \"newest\": null}\n"), std::string::npos) << json;
+  const Outcome text = run({"info"});
+  EXPECT_EQ(text.status, 0);
+  const bool isControlled = !login.empty();
+  EXPECT_NE(text.out.find(isControlled ? "access  controlled\n" : "access  not controlled\n"), std::string::npos)
+      << text.out;
+  EXPECT_EQ(text.err.find("access to this store is not controlled") == std::string::npos, isControlled) << text.err;
+  if (!isFile()) return;
+  EXPECT_EQ(text.out.substr(0, 20), "format  file, format");
+  EXPECT_EQ(json.find("\"bytes\": 0"), json.find("\"bytes\": 0, \"oldest\": null")) << json;
+}
+
+TEST_P(RecordctlContract, AUserIsNotAddedUnawaresWhereAccessIsNotControlled) {
+  if (!hasUsers(GetParam())) GTEST_SKIP() << GetParam() << " keeps no users";
+  if (!login.empty()) GTEST_SKIP() << GetParam() << " controls access";
+  const std::string warning = "recordctl: access to this store is not controlled";
+  const std::vector<std::string> add{
+      "users", "add", "ann", "--role", "read:experiment", "--new-password-file", file("ann", "canary-1\n")};
+  const Outcome refused = run(add);
+  EXPECT_EQ(refused.status, 2);
+  EXPECT_EQ(refused.err.substr(0, warning.size()), warning);
+  EXPECT_NE(refused.err.find("--admin-password-file"), std::string::npos) << refused.err;
+  EXPECT_EQ(storeExists(), false);
+  output({"init"});
+  EXPECT_EQ(output({"users", "list"}), "");
+  std::vector<std::string> all = add;
+  all.emplace_back("--yes");
+  const Outcome added = run(all);
+  EXPECT_EQ(added.status, 0) << added.err;
+  EXPECT_NE(added.err.find(warning), std::string::npos) << added.err;
+  const Outcome listed = run({"users", "list"});
+  EXPECT_NE(listed.out.find("ann"), std::string::npos);
+  EXPECT_EQ(listed.err.substr(0, warning.size()), warning);
+  const Outcome used = run({"list", "--user", "ann", "--password-file", path("ann")});
+  EXPECT_EQ(used.status, 0) << used.err;
+  EXPECT_EQ(used.err.substr(0, warning.size()), warning);
+}
+
 TEST_P(RecordctlContract, ARecordIsShownInFull) {
   importPlots();
   const std::string id = output({"list", "--json", "--skip", "3"}).substr(8, 24);
@@ -89,6 +220,8 @@ TEST_P(RecordctlContract, CategoriesMayHoldCommasAndMayBeNone) {
   output({"categories", "set", ""});
   EXPECT_EQ(output({"names"}), "");
   EXPECT_EQ(run({"categories", "set", "a,,b"}).status, 2);
+  EXPECT_EQ(run({"categories", "set", "a, "}).err, "recordctl: categories: the name \" \" is blank\n");
+  EXPECT_EQ(output({"names"}), "");
 }
 
 TEST_P(RecordctlContract, FacetsAreBarsWidestFirst) {
@@ -173,7 +306,7 @@ TEST_P(RecordctlContract, RecordsAreRemovedByFilterByIdOrAll) {
   const Outcome outcome = run({"remove", id, "nothing", "--yes"});
   EXPECT_EQ(outcome.status, 1);
   EXPECT_EQ(outcome.out, "1 record removed\n");
-  EXPECT_EQ(outcome.err, "recordctl: 1 of the ids is not there\n");
+  EXPECT_EQ(outcome.err, "recordctl: no record has the id \"nothing\"\n");
   EXPECT_EQ(output({"remove", "--all", "--yes", "--json"}), "{\"removed\": 1}\n");
 }
 
@@ -182,7 +315,7 @@ TEST_P(RecordctlContract, AnIdThatIsGivenTwiceIsOneRecord) {
   const std::string id = output({"list", "--json"}).substr(8, 24);
   std::string upper = id;
   for (char& c : upper) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-  EXPECT_EQ(run({"remove", id, "nothing", "--dry-run"}).err, "recordctl: 1 of the ids is not there\n");
+  EXPECT_EQ(run({"remove", id, "nothing", "--dry-run"}).err, "recordctl: no record has the id \"nothing\"\n");
   EXPECT_EQ(output({"remove", id, upper, id, "--yes"}), "1 record removed\n");
 }
 
@@ -210,7 +343,7 @@ TEST_P(RecordctlContract, UsersHaveRolesAndNobodySeesTheirPasswords) {
     all += outcome.out + outcome.err;
     return outcome.out;
   };
-  collect({"users", "add", "ann", "--role", "read:experiment,readWrite:base"});
+  collect({"users", "add", "ann", "--role", "read:experiment,readWrite:base", "--yes"});
   EXPECT_EQ(collect({"users", "list", "--json"}),
             "{\"name\": \"ann\", \"roles\": [{\"role\": \"read\", \"db\": \"experiment\"}, "
             "{\"role\": \"readWrite\", \"db\": \"base\"}]}\n");
@@ -228,7 +361,7 @@ TEST_P(RecordctlContract, TheCustomDataOfAUserIsKept) {
   if (!hasUsers(GetParam())) GTEST_SKIP() << GetParam() << " keeps no users";
   output({"init"});
   environment["RECORDCTL_NEW_PASSWORD"] = "canary-7f3a";
-  output({"users", "add", "ann", "--role", "read:base", "--data", "{\"desk\": 7}"});
+  output({"users", "add", "ann", "--role", "read:base", "--data", "{\"desk\": 7}", "--yes"});
   EXPECT_EQ(output({"users", "show", "ann"}), "name  roles      data\nann   read:base  {\"desk\": 7}\n");
   output({"users", "update", "ann", "--role", "read:experiment"});
   EXPECT_EQ(output({"users", "show", "ann"}), "name  roles            data\nann   read:experiment  {\"desk\": 7}\n");

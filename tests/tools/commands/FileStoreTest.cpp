@@ -10,6 +10,8 @@ TEST_F(Recordctl, CommandsThatOnlyReadNeverCreateAStore) {
                                                           {"sources", "--host", "h"},
                                                           {"export"},
                                                           {"export", "--format", "csv"},
+                                                          {"export", "--all"},
+                                                          {"info"},
                                                           {"remove", "--all", "--yes"},
                                                           {"users", "list"},
                                                           {"users", "show", "x"},
@@ -39,6 +41,10 @@ TEST_F(Recordctl, WrongUseIsStatus2) {
                                                           {"show"},
                                                           {"sources", "--host", ""},
                                                           {"export", "--format", "csv", "--json"},
+                                                          {"export", "--all", "--where", "a=1"},
+                                                          {"export", "--all", "--kind", "scenario"},
+                                                          {"export", "--all", "--format", "csv"},
+                                                          {"import", "x.csv", "--time-unit", "h"},
                                                           {"users", "update", "ann"},
                                                           {"list", "--password-file", "x"},
                                                           {"list", "--store", "u:secret@localhost"},
@@ -118,6 +124,65 @@ TEST_F(Recordctl, AccessIsControlledOnceTheAdministratorHasAPassword) {
   environment["RECORDCTL_PASSWORD"] = "canary-3";
   EXPECT_EQ(countLines(output({"list", "--json", "--user", "ann"})), 4U);
   EXPECT_EQ(run({"remove", "--all", "--yes", "--user", "ann"}).status, 3);
+}
+
+TEST_F(Recordctl, AUserAndTheAdministratorsPasswordComeInOneGo) {
+  importPlots();
+  file("ann", "canary-2\n");
+  const std::vector<std::string> add{"users",
+                                     "add",
+                                     "ann",
+                                     "--role",
+                                     "read:experiment",
+                                     "--new-password-file",
+                                     path("ann"),
+                                     "--admin-password-file",
+                                     file("admin", "canary-1\n")};
+  EXPECT_EQ(run(add).err, "recordctl: user \"ann\" added\n");
+  const auto as = [this](const std::string& user, std::vector<std::string> arguments) {
+    arguments.insert(arguments.end(), {"--user", user, "--password-file", path(user)});
+    return run(arguments);
+  };
+  EXPECT_EQ(as("ann", {"remove", "--all", "--yes"}).status, 3);
+  EXPECT_EQ(run({"list"}).status, 3);
+  EXPECT_EQ(as("ann", {"list"}).err, "");
+  EXPECT_EQ(countLines(as("admin", {"list", "--json"}).out), 4U);
+  EXPECT_EQ(as("admin", {"users", "list"}).err, "");
+}
+
+TEST_F(Recordctl, AUserWhoCannotBeAddedLeavesTheAdministratorWithoutAPassword) {
+  importPlots();
+  std::vector<std::string> add{"users",           "add",  "ann", "--role", "read:experiment", "--new-password-file",
+                               file("ann", "x1"), "--yes"};
+  output(add);
+  add.insert(add.end(), {"--admin-password-file", file("admin", "canary-1\n")});
+  EXPECT_EQ(run(add).status, 2) << "there is such a user";
+  EXPECT_EQ(countRecords(), 4) << "nobody in particular may still read";
+}
+
+TEST_F(Recordctl, AnImportThatFailsAsAWholeMakesNoFile) {
+  const std::string rows = "site,year\nx,1931\ny,soon\n";
+  const std::vector<std::string> columns{"--category", "site", "--description", "year:int", "--all-or-nothing"};
+  std::vector<std::string> import{"import", file("a.csv", rows)};
+  import.insert(import.end(), columns.begin(), columns.end());
+  EXPECT_EQ(run(import).status, 1);
+  EXPECT_FALSE(storeExists());
+  std::vector<std::string> piped{"import", "-", "--format", "csv"};
+  piped.insert(piped.end(), columns.begin(), columns.end());
+  EXPECT_EQ(run(piped, rows).status, 1);
+  EXPECT_FALSE(storeExists());
+  for (const auto& entry : std::filesystem::directory_iterator(path("")))
+    EXPECT_NE(entry.path().filename().string().front(), '.') << entry.path();
+  file("a.csv", "site,year\nx,1931\n");
+  output(import);
+  EXPECT_EQ(countRecords(), 1);
+  EXPECT_EQ(output({"names", "--json"}).substr(0, 15), "{\"name\": \"site");
+  output({"check"});
+}
+
+TEST_F(Recordctl, AnImportWithoutAGoodRowMakesNoFile) {
+  EXPECT_EQ(run({"import", file("a.csv", "year\nsoon\n"), "--description", "year:int"}).status, 1);
+  EXPECT_FALSE(storeExists());
 }
 
 TEST_F(Recordctl, AStoreIsCheckedAndCompacted) {

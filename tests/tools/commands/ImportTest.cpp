@@ -208,6 +208,105 @@ TEST_P(RecordctlContract, ExportedCsvComesBackAsRows) {
   EXPECT_EQ(withoutIds(output(asCsv)), csv);
 }
 
+TEST_P(RecordctlContract, AnImportOfNothingConfiguresNothing) {
+  output({"categories", "set", "farm"});
+  const std::string names = output({"names"});
+  std::vector<std::string> import = with({"import", file("a.jsonl", rows(3, 1))}, yearColumns);
+  EXPECT_EQ(run(import).status, 1);
+  EXPECT_EQ(output({"names"}), names);
+  import.emplace_back("--all-or-nothing");
+  EXPECT_EQ(run(import).status, 1);
+  EXPECT_EQ(output({"names"}), names);
+  EXPECT_EQ(countRecords(), 0);
+}
+
+TEST_P(RecordctlContract, ANumberThatCouldBeAYearOrSecondsIsNoTimeByItself) {
+  const std::string data = file("a.csv", "t\n2020\n1580464800\n1580464800000\n2020-01-31T10:00:00Z\n");
+  const Outcome outcome = run({"import", data, "--description", "t:time"});
+  EXPECT_EQ(outcome.status, 1);
+  const std::string reason = "which could be a year, seconds or milliseconds; --time-unit s or ms says which";
+  EXPECT_EQ(outcome.err, data + ":2: t: expected time, found \"2020\", " + reason + " (row 1)\n" + data +
+                             ":3: t: expected time, found \"1580464800\", " + reason + " (row 2)\n");
+  EXPECT_EQ(output({"list", "--columns", "t"}), "t\n2020-01-31T10:00:00Z\n2020-01-31T10:00:00Z\n");
+}
+
+TEST_P(RecordctlContract, TheUnitOfTimesMayBeGiven) {
+  output({"import", file("a.jsonl", "{\"t\": 1580464800}\n{\"t\": 1580464800.25}\n{\"t\": \"1580464800\"}\n"),
+          "--description", "t:time", "--time-unit", "s"});
+  output({"import", file("b.csv", "t\n1500\n"), "--description", "t:time", "--time-unit", "ms"});
+  EXPECT_EQ(output({"list", "--columns", "t"}),
+            "t\n2020-01-31T10:00:00Z\n2020-01-31T10:00:00.250Z\n2020-01-31T10:00:00Z\n1970-01-01T00:00:01.500Z\n");
+}
+
+TEST_P(RecordctlContract, NanAndTheInfinitiesAreDoubles) {
+  const std::vector<std::string> asDouble{"--description", "v:double"};
+  output(with({"import", file("a.csv", "v\nNaN\nnan\nInfinity\n-inf\n1.5\n")}, asDouble));
+  output(with({"import", file("b.jsonl", "{\"v\": \"NaN\"}\n{\"v\": \"-Infinity\"}\n")}, asDouble));
+  const std::string shown = "NaN\nNaN\nInfinity\n-Infinity\n1.5\nNaN\n-Infinity\n";
+  const auto values = [this](const std::string& filter) {
+    const std::string csv = output({"export", "--format", "csv", "--where", filter});
+    std::string result;
+    for (std::size_t at = csv.find('\n') + 1; at < csv.size(); at = csv.find('\n', at) + 1)
+      result += csv.substr(at + 25, csv.find('\r', at) - at - 25) + "\n";
+    return result;
+  };
+  EXPECT_EQ(values(""), shown);
+  EXPECT_EQ(values("v=NaN"), "NaN\nNaN\nNaN\n");
+  EXPECT_EQ(values("v=inf"), "Infinity\n");
+  EXPECT_EQ(values("v>0"), "Infinity\n1.5\n");
+  EXPECT_EQ(values("v<=-Infinity"), "-Infinity\n-Infinity\n");
+  const std::string exported = output({"export", "--format", "csv"});
+  output(with({"import", file("all.csv", exported)}, asDouble));
+  EXPECT_EQ(values(""), shown + shown);
+  const Outcome outcome = run({"import", file("c.csv", "v\nNaN\n"), "--description", "v:int"});
+  EXPECT_EQ(outcome.status, 1) << "an int has no NaN";
+}
+
+TEST_P(RecordctlContract, AnExportOfAllComesBackWithConfigurationAndSettings) {
+  importPlots();
+  output({"import", file("s.jsonl", R"({"name": "x"})"), "--kind", "scenario", "--category", "name"});
+  output({"settings", "set", "ann", "layout", "{\"a\": 1}"});
+  const std::string exported = output({"export", "--all"});
+  const std::string everything = file("all.records", exported);
+  const std::string copy = "file:" + path("copy.db");
+  const Outcome outcome = run({"import", everything, "--keep-ids", "--store", copy});
+  EXPECT_EQ(outcome.status, 0) << outcome.err;
+  EXPECT_EQ(outcome.out.substr(0, outcome.out.find(", in")), "5 records imported, 3 settings and configurations");
+  EXPECT_EQ(output({"export", "--all", "--store", copy}), exported);
+  EXPECT_EQ(output({"names", "--store", copy}), output({"names"}));
+  EXPECT_EQ(output({"settings", "get", "ann", "layout", "--store", copy}), "{\"a\": 1}\n");
+  const Outcome again = run({"import", everything, "--keep-ids"});
+  EXPECT_EQ(again.status, 1) << "the records are there";
+  EXPECT_EQ(again.out.substr(0, again.out.find(", in")),
+            "0 records imported, 2 settings and configurations, 5 rows failed");
+  EXPECT_EQ(output({"export", "--all"}), exported);
+}
+
+TEST_P(RecordctlContract, AnImportOfAllAddsCategoriesAndKeepsSettingsThatDiffer) {
+  importPlots();
+  output({"settings", "set", "ann", "layout", "{\"a\": 1}"});
+  const std::string everything = file("all.records", output({"export", "--all"}));
+  output({"categories", "set", "farm,site"});
+  output({"settings", "set", "ann", "layout", "{\"a\": 2}"});
+  const Outcome outcome = run({"import", everything});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_NE(outcome.err.find("settings of \"ann\" under \"layout\" are there already, differ, and stay as they are"),
+            std::string::npos)
+      << outcome.err;
+  EXPECT_EQ(countRecords(), 8);
+  EXPECT_EQ(output({"settings", "get", "ann", "layout"}), "{\"a\": 2}\n");
+  const std::string names = output({"names", "--json"});
+  EXPECT_LT(names.find("farm"), names.find("site"));
+  EXPECT_LT(names.find("site"), names.find("variety"));
+}
+
+TEST_P(RecordctlContract, AnExportThatNamesNoKnownCollectionIsWrongInput) {
+  const std::string data = file("a.records", "{\"$collection\": \"experiment.recrods\"}\n{\"n\": 1}\n");
+  const Outcome outcome = run({"import", data});
+  EXPECT_EQ(outcome.status, 2);
+  EXPECT_EQ(outcome.err, "recordctl: " + data + ":1: records are not kept in a collection \"experiment.recrods\"\n");
+}
+
 TEST_P(RecordctlContract, AnIdThatIsThereAlreadyIsAFailedRow) {
   importPlots();
   const std::string records = file("all.records", output({"export"}));

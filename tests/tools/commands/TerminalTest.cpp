@@ -102,7 +102,7 @@ TEST_F(RecordctlTerminal, APasswordWhoseTypingIsStoppedGivesTheEchoBackAndTakesI
 
 TEST_F(RecordctlTerminal, ANewPasswordIsAskedForTwice) {
   const auto add = [this](const std::string& second) {
-    const auto terminal = onTerminal({"users", "add", "ann", "--role", "read:experiment"});
+    const auto terminal = onTerminal({"users", "add", "ann", "--role", "read:experiment", "--yes"});
     terminal->readUntil("New password of ann: ");
     EXPECT_FALSE(terminal->echoes());
     terminal->type("kEstrel-1\n");
@@ -117,6 +117,22 @@ TEST_F(RecordctlTerminal, ANewPasswordIsAskedForTwice) {
   EXPECT_EQ(add("kEstrel-2\n"), 2);
   EXPECT_EQ(run({"users", "show", "ann"}).status, 1);
   EXPECT_EQ(add("kEstrel-1\n"), 0);
+  EXPECT_EQ(run({"users", "show", "ann"}).status, 0);
+}
+
+TEST_F(RecordctlTerminal, AddingAUserWhereAccessIsNotControlledAsks) {
+  output({"init"});
+  const auto add = [this](const std::string& answer) {
+    const auto terminal = onTerminal(
+        {"users", "add", "ann", "--role", "read:experiment", "--new-password-file", file("ann", "kEstrel-1")});
+    EXPECT_TRUE(contains(terminal->readUntil("Add the user all the same? [y/N] "), "is not controlled"));
+    terminal->type(answer);
+    EXPECT_EQ(terminal->finish(), 0);
+    return terminal->rest();
+  };
+  EXPECT_TRUE(contains(add("n\n"), "nothing was done"));
+  EXPECT_EQ(run({"users", "show", "ann"}).status, 1);
+  add("y\n");
   EXPECT_EQ(run({"users", "show", "ann"}).status, 0);
 }
 

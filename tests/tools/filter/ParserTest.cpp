@@ -124,6 +124,9 @@ TEST(FilterParser, ValuesAreTyped) {
   EXPECT_EQ(parsed("a=30"), "a = 30");
   EXPECT_EQ(parsed("a=-5"), "a = -5");
   EXPECT_EQ(parsed("a=1e3"), "a = 1000r");
+  EXPECT_EQ(parsed("a=nan"), "a = NaNr");
+  EXPECT_EQ(parsed("a>=-inf"), "a >= -Infinityr");
+  EXPECT_EQ(parsed("a='nan'"), "a = 'nan'");
   EXPECT_EQ(parsed("a=1e+3"), "a = 1000r");
   EXPECT_EQ(parsed("a=.2"), "a = 0.2r");
   EXPECT_EQ(parsed("a=9223372036854775808"), "a = 9223372036854775808r");
@@ -143,7 +146,7 @@ TEST(FilterParser, QuotedValuesAreTexts) {
 TEST(FilterParser, BareTextsHoldLettersOfEveryLanguage) {
   EXPECT_EQ(parsed("gr\u00f6\u00dfe=$S\u00fcd_1-a.b"), "gr\u00f6\u00dfe = '$S\u00fcd_1-a.b'");
   EXPECT_EQ(parsed("a=12abc"), "a = '12abc'");
-  EXPECT_EQ(parsed("a=nan"), "a = 'nan'");
+  EXPECT_EQ(parsed("a=nano"), "a = 'nano'");
 }
 
 TEST(FilterParser, APrefixForcesCategoryOrDescription) {

@@ -47,6 +47,7 @@ TEST(Columns, NoMoreThan10000MayBeNamed) {
 
 TEST(Columns, NamesAreNeitherEmptyNorTwice) {
   EXPECT_EQ(columns({"a,,b"}, {}, {}), "--category: a name is empty");
+  EXPECT_EQ(columns({"a, "}, {}, {}), "--category: the name \" \" is blank");
   EXPECT_EQ(columns({"a", "a"}, {}, {}), "--category: \"a\" stands twice");
   EXPECT_EQ(columns({}, {"a:int,a:long"}, {}), "--description: \"a\" stands twice");
   EXPECT_EQ(columns({"year"}, {"year:int"}, {}), "[year][year:int]");

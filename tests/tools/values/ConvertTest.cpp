@@ -20,9 +20,9 @@ struct Show {
 };
 
 /// What a cell becomes under a type, or why it does not.
-std::string converted(const Cell& cell, const std::string& type) {
+std::string converted(const Cell& cell, const std::string& type, TimeUnit unit = TimeUnit::undecided) {
   try {
-    return std::visit(Show(), convert(cell, *columnType(type)));
+    return std::visit(Show(), convert(cell, *columnType(type), unit));
   } catch (const ConversionError& error) {
     return error.what();
   }
@@ -68,7 +68,9 @@ TEST(Convert, ALongIsAWholeNumberOf64Bits) {
 TEST(Convert, ADoubleIsAnyNumber) {
   EXPECT_EQ(converted(text("48.86667"), "double"), "48.86667d");
   EXPECT_EQ(converted(whole(27), "double"), "27d");
-  EXPECT_EQ(converted(text("nan"), "double"), "expected double (a number), found \"nan\"");
+  EXPECT_EQ(converted(text("nan"), "double"), "NaNd");
+  EXPECT_EQ(converted(text("-inf"), "double"), "-Infinityd");
+  EXPECT_EQ(converted(text("none"), "double"), "expected double (a number), found \"none\"");
   EXPECT_EQ(converted(text("1e999"), "double"), "expected double (a number), found \"1e999\"");
 }
 
@@ -82,11 +84,25 @@ TEST(Convert, ABoolIsTrueOrFalse) {
 TEST(Convert, ATimeIsIsoOrMilliseconds) {
   EXPECT_EQ(converted(text("2020-01-31T12:00:00+02:00"), "time"), "2020-01-31T10:00:00Z");
   EXPECT_EQ(converted(text("2020-01-31"), "time"), "2020-01-31T00:00:00Z");
-  EXPECT_EQ(converted(whole(1500), "time"), "1970-01-01T00:00:01.500Z");
-  EXPECT_EQ(converted(text("1500"), "time"), "1970-01-01T00:00:01.500Z");
+  EXPECT_EQ(converted(whole(1580464800000), "time"), "2020-01-31T10:00:00Z");
+  EXPECT_EQ(converted(text("-100000000000"), "time"), "1966-10-31T14:13:20Z");
   EXPECT_EQ(converted({Time{7}}, "time"), "1970-01-01T00:00:00.007Z");
   EXPECT_EQ(converted(text("31.1.2020"), "time"),
             "expected time (ISO 8601, or whole milliseconds since 1970), found \"31.1.2020\"");
+}
+
+TEST(Convert, ANumberThatCouldBeAYearOrSecondsIsATimeOnlyWithItsUnit) {
+  const std::string expected =
+      "expected time, found 2020, which could be a year, seconds or milliseconds; --time-unit s or ms says which";
+  EXPECT_EQ(converted(whole(2020), "time"), expected);
+  for (const std::int64_t value : {std::int64_t{0}, std::int64_t{1580464800}, std::int64_t{-99'999'999'999}})
+    EXPECT_NE(converted(whole(value), "time").find("--time-unit"), std::string::npos) << value;
+  EXPECT_EQ(converted(whole(2020), "time", TimeUnit::milliseconds), "1970-01-01T00:00:02.020Z");
+  EXPECT_EQ(converted(whole(1580464800), "time", TimeUnit::seconds), "2020-01-31T10:00:00Z");
+  EXPECT_EQ(converted(text("1580464800.125"), "time", TimeUnit::seconds), "2020-01-31T10:00:00.125Z");
+  EXPECT_EQ(converted(text("2020-01-31"), "time", TimeUnit::seconds), "2020-01-31T00:00:00Z");
+  EXPECT_EQ(converted(real(1e300), "time", TimeUnit::seconds),
+            "expected time (ISO 8601, or seconds since 1970), found 1e+300");
 }
 
 TEST(Convert, AStringTakesNumbersAndBooleansAsTheirText) {

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <limits>
 #include <string>
 
@@ -35,6 +36,33 @@ TEST(Number, TheShortestTextReadsBackAsTheSameNumber) {
     EXPECT_EQ(parseReal(formatReal(value)), value);
   EXPECT_EQ(formatReal(48.86667), "48.86667");
   EXPECT_EQ(formatReal(27), "27");
+}
+
+TEST(Number, AnExponentIsWrittenOnlyWhereDigitsWouldBeMany) {
+  EXPECT_EQ(formatReal(10000), "10000");
+  EXPECT_EQ(formatReal(100000), "100000");
+  EXPECT_EQ(formatReal(1e6), "1000000");
+  EXPECT_EQ(formatReal(1e20), "100000000000000000000");
+  EXPECT_EQ(formatReal(1e21), "1e+21");
+  EXPECT_EQ(formatReal(-1e-6), "-0.000001");
+  EXPECT_EQ(formatReal(1e-7), "1e-07");
+  EXPECT_EQ(formatReal(0), "0");
+  for (const double value : {1e20, 123456789012345678901.0, 1e-6, 1.7976931348623157e308, 0.1 + 0.2})
+    EXPECT_EQ(parseReal(formatReal(value)), value);
+}
+
+TEST(Number, NanAndTheInfinitiesHaveTheirWords) {
+  const double infinity = std::numeric_limits<double>::infinity();
+  for (const char* text : {"nan", "NaN", "-nan", "NAN"}) {
+    const auto value = parseNonFinite(text);
+    EXPECT_TRUE(value && std::isnan(*value)) << text;
+  }
+  for (const char* text : {"inf", "Infinity", "+inf", "INF"}) EXPECT_EQ(parseNonFinite(text), infinity) << text;
+  for (const char* text : {"-inf", "-Infinity"}) EXPECT_EQ(parseNonFinite(text), -infinity) << text;
+  for (const char* text : {"", "-", "1", "nan(1)", "infinit", "--inf"}) EXPECT_FALSE(parseNonFinite(text)) << text;
+  EXPECT_EQ(formatReal(infinity), "Infinity");
+  EXPECT_EQ(formatReal(-infinity), "-Infinity");
+  EXPECT_EQ(formatReal(std::numeric_limits<double>::quiet_NaN()), "NaN");
 }
 
 TEST(Number, AWholeDoubleIsTakenWithin64Bits) {
