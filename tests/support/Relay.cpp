@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
-#include <cstdio>
 #include <iostream>
 #include <set>
 #include <stdexcept>
@@ -43,8 +42,9 @@ bool hasWritingStage(const bson_t* command) {
   bson_iter_t inside;
   if (!bson_iter_init_find(&top, command, "pipeline") || !bson_iter_recurse(&top, &stage)) return false;
   while (bson_iter_next(&stage)) {
-    if (bson_iter_recurse(&stage, &inside) && (bson_iter_find(&inside, "$out"))) return true;
-    if (bson_iter_recurse(&stage, &inside) && (bson_iter_find(&inside, "$merge"))) return true;
+    for (const char* name : {"$out", "$merge"}) {
+      if (bson_iter_recurse(&stage, &inside) && bson_iter_find(&inside, name)) return true;
+    }
   }
   return false;
 }
@@ -302,10 +302,14 @@ bool Relay::serveOne(Connection& connection) {
   if (!readMessage(connection.client, message)) return false;
   const Command command(std::move(message));
   if (const std::optional<Moment> moment = electionWith(connection, command)) {
-    Message unseen;
+    Message reply;
     const bool isCarriedOut = *moment == Moment::unanswered;
-    if (isCarriedOut && (!command.sendTo(connection.server) || !readMessage(connection.server, unseen))) return false;
+    if (isCarriedOut && (!command.sendTo(connection.server) || !readMessage(connection.server, reply))) return false;
     beginElection(connection, *moment);
+    if (isCarriedOut && mustBeSeen(reply)) {
+      const bson_t document = documentOf(reply);
+      return answer(connection, command, &document);
+    }
     if (*moment != Moment::refused) return false;
   }
   const std::optional<Bson> own = ownAnswer(connection, command);
@@ -359,8 +363,11 @@ std::optional<Relay::Moment> Relay::electionWith(const Connection& connection, c
   const std::lock_guard<std::mutex> lock(mutex_);
   const bool isOfPrimary = shape_.role == Shape::Role::set && isPrimary(connection.member);
   if (!isOfPrimary || (isForAnyMember(command.name) && command.name != "getMore")) return std::nullopt;
-  const bool isVictim = shape_.victims == Shape::Victims::all ||
-                        (command.isRetryableWrite() || (command.isRead && command.name != "getMore"));
+  const bool isCutOff =
+      shape_.victims == Shape::Victims::all || command.isRead || command.isRetryableWrite() || command.name == "delete";
+  if (!isCutOff && (command.name == "update" || command.name == "aggregate" || command.name == "getMore")) {
+    return std::nullopt;
+  }
   const bool isTermOver = shape_.term.count() > 0 && Clock::now() - electedAt_ > shape_.term;
   const bool isPlanned = !plans_.empty() && plans_.front().command == command.name;
   const bool isRepetition = command.isRetryableWrite() && command.identity() == cutOff_;
@@ -369,7 +376,14 @@ std::optional<Relay::Moment> Relay::electionWith(const Connection& connection, c
   const Moment moment = isPlanned ? plans_.front().moment : turns[static_cast<std::size_t>(elections_) % turns.size()];
   if (isPlanned) plans_.pop_front();
   cutOff_ = command.identity();
-  return isVictim ? moment : Moment::refused;
+  return isCutOff ? moment : Moment::refused;
+}
+
+// A refusal that is lost can, after a repetition, not be told from one of what the client itself has written.
+bool Relay::mustBeSeen(const Message& reply) const {
+  const bson_t document = documentOf(reply);
+  const bool isRefusal = !isTrueAt(&document, "ok") || bson_has_field(&document, "writeErrors");
+  return shape_.victims == Shape::Victims::repeatable && isRefusal;
 }
 
 void Relay::beginElection(const Connection& cause, Moment moment) {
@@ -437,10 +451,10 @@ void Relay::appendSet(bson_t* greeting, int member) const {
   bson_append_bool(greeting, "secondary", -1, !isPrimary(member));
   if (hasPrimary()) bson_append_utf8(greeting, "primary", -1, host(primary_).c_str(), -1);
   if (isPrimary(member)) {
-    char id[25];
-    std::snprintf(id, sizeof id, "7fffffff%016x", static_cast<unsigned>(elections_ + 1));
+    std::string id = std::to_string(elections_ + 1);
+    id.insert(0, 24 - id.size(), '0');
     bson_oid_t oid;
-    bson_oid_init_from_string(&oid, id);
+    bson_oid_init_from_string(&oid, id.c_str());
     bson_append_oid(greeting, "electionId", -1, &oid);
   }
   appendTopologyVersion(greeting);

@@ -21,10 +21,13 @@ struct Shape {
     set,      ///< a replica set of three members
     routers,  ///< two routers of a sharded deployment
   };
-  /// What an election may cut off.
+  /// What an election may begin with.
   enum class Victims {
-    repeatable,  ///< reads, and writes whose repetition a server tells; other commands are refused
-    all,         ///< any command but those of the handshake, and the connections of other clients as well
+    /// What a client may repeat: reads, inserts, removals and changes of one document are refused or cut off, the
+    /// commands for users and indexes refused. Updates of many documents are let through.
+    repeatable,
+    /// Anything but the handshake; the connections of other clients end, too.
+    all,
   };
   Role role = Role::set;
   /// Every cursor begins with an empty batch, and has another in the middle of each batch of the server.
@@ -85,6 +88,7 @@ class Relay {
   std::optional<Bson> ownAnswer(const Connection& connection, const Command& command);
 
   std::optional<Moment> electionWith(const Connection& connection, const Command& command);
+  bool mustBeSeen(const Message& reply) const;
   void beginElection(const Connection& cause, Moment moment);
   bool hasPrimary() const;
   bool isPrimary(int member) const;

@@ -26,6 +26,18 @@ class Relayed : public SecantusTest {
   std::unique_ptr<Relay> relay{};
 };
 
+class RelayedRouters : public Relayed {
+ protected:
+  void SetUp() override {
+    Relayed::SetUp();
+    if (IsSkipped()) return;
+    Shape shape;
+    shape.role = Shape::Role::routers;
+    shape.givesEmptyBatches = true;
+    connectThrough(shape);
+  }
+};
+
 class RelayedSet : public Relayed {
  protected:
   void SetUp() override {
@@ -36,6 +48,35 @@ class RelayedSet : public Relayed {
     connectThrough(shape);
   }
 };
+
+TEST_F(RelayedRouters, EmptyBatchesEndNoResult) {
+  constexpr int documents = 250;  // more than the first batch of the server
+  ASSERT_EQ(insertMany(documents), "ok");
+  const int before = relay->emptyBatches();
+  EXPECT_EQ(find(), std::to_string(documents));
+  EXPECT_GE(relay->emptyBatches() - before, 4);
+  EXPECT_EQ(count(), documents);
+  std::list<ObjectProperties*> counted;
+  client.aggregate("d", "c", document(R"({"pipeline": [{"$group": {"_id": "$_id"}}]})"), counted);
+  EXPECT_EQ(counted.size(), documents);
+  for (const ObjectProperties* one : counted) delete one;
+  EXPECT_EQ(client.collectionNames("d"), std::list<std::string>{"c"});
+}
+
+TEST_F(RelayedRouters, ResultLeftEarlyLeavesTheNextWhole) {
+  ASSERT_EQ(insertMany(250), "ok");
+  int seen = 0;
+  client.findEach("d", "c", document("{}"), document("{}"), 0, 0, [&](ObjectProperties&) { return ++seen < 60; });
+  EXPECT_EQ(seen, 60);
+  EXPECT_EQ(find(), "250");
+}
+
+TEST_F(RelayedRouters, ExplanationByShardsNamesTheIndex) {
+  ASSERT_EQ(insertMany(3), "ok");
+  const ObjectProperties explained = client.explain("d", "c", document(R"({"_id": 1})"));
+  EXPECT_EQ(explained.valueAsString("index", "none"), "_id_");
+  EXPECT_EQ(explained.valueAsInt64("returned", -1), 1);
+}
 
 TEST_F(RelayedSet, EveryMemberLeadsToThePrimary) {
   ASSERT_EQ(connect("mongodb://" + relay->host(2) + "/?replicaSet=relay"), "true") << client.failure();
@@ -92,6 +133,16 @@ TEST_P(Election, IsNotSeenByUserCommands) {
   during("dropUser");
   EXPECT_EQ(told([&] { client.dropUser("d", "anna"); }), "ok") << message();
   EXPECT_EQ(relay->elections(), 3);
+}
+
+TEST_P(Election, LeavesAnUpdateOfManyUnknown) {
+  ASSERT_EQ(insertMany(50), "ok");
+  during("update");
+  const std::string told = update(UpdateOperation::append);
+  EXPECT_TRUE(error && error->outcomeUnknown()) << told;
+  EXPECT_EQ(relay->elections(), 1);
+  const long long changed = client.count("d", "c", document(R"({"x": {"$exists": true}})"));
+  EXPECT_EQ(changed, GetParam() == Relay::Moment::unanswered ? 1 : 0);
 }
 
 std::string nameOf(const ::testing::TestParamInfo<Relay::Moment>& moment) {

@@ -91,4 +91,14 @@ TEST_F(RecordctlElections, ImportLosesNoRowAndDoublesNone) {
   EXPECT_EQ(stored(), recordsOfRows(count));
 }
 
+TEST_F(RecordctlElections, RemovalRemovesAllOrSaysWhatItDid) {
+  constexpr int count = 100;
+  output({"import", rows(count), "--category", "row"});
+  elect(1, "delete");
+  const Outcome outcome = run({"remove", "--all", "--yes"});
+  EXPECT_EQ(outcome.status, 0) << outcome.err;
+  EXPECT_EQ(relay->elections(), 1);
+  EXPECT_EQ(stored(), "0 records of 0 rows");
+}
+
 }  // namespace
