@@ -36,7 +36,7 @@ TEST_F(RecordctlCommandLine, ASecretInAnAddressIsNotRepeated) {
     environment.clear();
     std::string told = run({"--store", store, "list"}).err + run({store, "list"}).err;
     environment["RECORDCTL_STORE"] = store + "?serverSelectionTimeoutMS=1";
-    told += run({"copy", "--from", store, "--to", store}).err;
+    told += run({"copy", store, store}).err;
     EXPECT_NE(told, "");
     EXPECT_EQ(told.find("SECRET"), std::string::npos) << told;
   }
@@ -57,10 +57,10 @@ TEST_F(RecordctlCommandLine, APasswordThatGoesOverANetworkInTheClearIsWarnedOf) 
     arguments.insert(arguments.end(), more.begin(), more.end());
     return run(arguments).err.substr(0, warning.size());
   };
-  const std::vector<std::string> login{"list", "--user", "ann", "--password-file", password};
-  EXPECT_EQ(told(address, login), warning);
+  const std::vector<std::string> loggingIn{"list", "--user", "ann", "--password-file", password};
+  EXPECT_EQ(told(address, loggingIn), warning);
   EXPECT_EQ(told(address, {"init", "--admin-password-file", password}), warning);
-  EXPECT_NE(told(address + "&tls=true", login), warning);
+  EXPECT_NE(told(address + "&tls=true", loggingIn), warning);
   EXPECT_NE(told(address, {"list"}), warning);
 }
 

@@ -73,7 +73,7 @@ TEST(Table, NoLineIsEverWiderThanTheLayout) {
 }
 
 TEST(Table, ARowStaysOneLine) {
-  EXPECT_EQ(drawn({}, {{"a"}}, {{{"one\ntwo\x1b[31m"}}}), "a\none two [31m\n");
+  EXPECT_EQ(drawn({}, {{"a"}}, {{{"one\ntwo\x1b[31m"}}}), "a\none two\\x1B[31m\n");
 }
 
 TEST(Table, RowsAfterTheFirstOnesKeepTheWidthsWhereThereIsALimit) {
