@@ -131,16 +131,16 @@ bool exportRecords(Session& session, RecordKind kind, const Selection& selection
 
 /// Everything but the users: before the documents of each part, a line says where they belong.
 void exportAll(Session& session) {
+  DataBaseClient& client = session.store(Access::existing);
   for (const StorePart& part : storeParts()) {
     ObjectProperties line;
     line.setValueString("$collection", part.name());
     std::cout << line.toJson() << '\n';
-    session.store(Access::existing)
-        .findEach(part.database, part.collection, {}, {}, 0, 0, [](const ObjectProperties& document) {
-          checkInterrupt();
-          std::cout << document.toJson(database_client::JsonMode::canonical) << '\n';
-          return true;
-        });
+    client.findEach(part.database, part.collection, {}, {}, 0, 0, [](const ObjectProperties& document) {
+      checkInterrupt();
+      std::cout << document.toJson(database_client::JsonMode::canonical) << '\n';
+      return true;
+    });
   }
 }
 
