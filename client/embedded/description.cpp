@@ -32,7 +32,7 @@ StoreDescription EmbeddedEngine::describe() {
   sqlite::Connection& connection = store_.connection();
   const std::int64_t pageSize = connection.integer("PRAGMA page_size");
   StoreDescription result;
-  result.format = "file, format " + std::to_string(connection.integer("PRAGMA user_version"));
+  result.format = "file, format " + std::to_string(schema::versionOf(connection));
   result.bytes = pageSize * connection.integer("PRAGMA page_count");
   result.freeBytes = pageSize * connection.integer("PRAGMA freelist_count");
   return result;

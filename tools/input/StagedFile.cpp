@@ -51,6 +51,8 @@ StagedFile::~StagedFile() {
 }
 
 void StagedFile::publish() const {
+  const std::string log = path() + "-wal";
+  if (std::filesystem::exists(log)) throw StoreError(log + ": the log was not taken into the file when it was closed");
   if (!moveToFreePlace(path(), target_)) fail(target_);
   syncFolder(folderOf(target_));
 }

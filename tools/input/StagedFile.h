@@ -17,7 +17,8 @@ class StagedFile {
 
   /// Where the file is to be made.
   std::string path() const { return folder_ / target_.filename(); }
-  /// Moves the file, which nobody may have open any more. Throws `StoreError` when another has come to its place.
+  /// Moves the file, which nobody may have open any more. Throws `StoreError` when another has come to its place,
+  /// or when a part of a store is still in its log.
   void publish() const;
 
  private:
