@@ -236,7 +236,8 @@ RowScan::RowScan(Collection& collection, std::int64_t after)
 
 bool RowScan::next() {
   if (!statement_.step()) return false;
-  if (rid() <= last_)
+  isOutOfOrder_ = rid() <= last_;
+  if (isOutOfOrder_)
     collection_.refuse("the records of " + collection_.label() + " are damaged: they are out of order");
   last_ = rid();
   return true;

@@ -126,6 +126,8 @@ class RowScan {
  public:
   explicit RowScan(Collection& collection, std::int64_t after = 0);
   bool next();
+  /// Whether `next` threw since records were not in their order: then some may be where nobody looks for them.
+  bool isOutOfOrder() const { return isOutOfOrder_; }
   std::int64_t rid() const { return statement_.integer(0); }
   /// Valid until `next`.
   bson::View body() const;
@@ -134,6 +136,7 @@ class RowScan {
   const Collection& collection_;
   sqlite::Statement statement_;
   std::int64_t last_;
+  bool isOutOfOrder_ = false;
 };
 
 }  // namespace database_client::embedded

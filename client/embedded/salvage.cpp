@@ -1,6 +1,7 @@
 #include "client/embedded/salvage.h"
 
 #include <algorithm>
+#include <limits>
 #include <utility>
 
 #include "client/embedded/DamageError.h"
@@ -11,16 +12,24 @@ namespace database_client::embedded {
 
 namespace {
 
-/// Steps through the rows up to the place where damage ends that; false when it does.
+/// Steps through the rows up to the place where damage ends that; false when it does. What `take` refuses, since it is
+/// out of order, is damage as well: pages that lead back to themselves are walked through once.
 template <class Take>
 bool eachRow(sqlite::Connection& connection, const std::string& sql, const Take& take) {
   try {
     auto rows = connection.statement(sql);
-    while (rows.step()) take(rows);
+    while (rows.step()) {
+      if (!take(rows)) return false;
+    }
     return true;
   } catch (const DamageError&) {
     return false;
   }
+}
+
+std::string keyOf(const sqlite::Statement& row, int column) {
+  const sqlite::Blob key = row.blob(column);
+  return {reinterpret_cast<const char*>(key.data), key.size};
 }
 
 void sortOnce(std::vector<std::int64_t>& rids) {
@@ -34,7 +43,7 @@ bool SalvageScan::next() {
   if (remainder_) return nextOfRemainder();
   isAhead_ = false;
   try {
-    if (!rows_->next()) return false;
+    if (!rows_->next()) return end();
     rid_ = rows_->rid();
     return true;
   } catch (const DamageError&) {
@@ -44,53 +53,75 @@ bool SalvageScan::next() {
 
 /// The pages of one document alone may be damaged: then the next one has a number, and the scan goes on behind it.
 bool SalvageScan::nextBeyondDamage() {
+  const bool isInOrder = !rows_->isOutOfOrder();
   rows_.reset();
   try {
     auto row = collection_.connection().statement("SELECT rid FROM " + schema::documentsTable(collection_.number()) +
                                                   " WHERE rid > ?1 ORDER BY rid LIMIT 1");
-    if (!row.bind(1, rid_).step()) return false;
-    rid_ = row.integer(0);
-    rows_.emplace(collection_, rid_);
-    isAhead_ = true;
-    return true;
-  } catch (const DamageError&) {
-    remainder_ = remainder();
-    return nextOfRemainder();
+    if (isInOrder && !row.bind(1, rid_).step()) return end();
+    if (isInOrder && row.integer(0) > rid_) {
+      rid_ = row.integer(0);
+      rows_.emplace(collection_, rid_);
+      isAhead_ = true;
+      return true;
+    }
+  } catch (const DamageError&) {  // There is no way on from here.
   }
+  remainder_ = remainder();
+  return nextOfRemainder();
 }
 
+/// All records that were not given yet. Those that were are the ones that a walk through the tree gives up to the place
+/// where it cannot go on.
 SalvageScan::Remainder SalvageScan::remainder() {
   sqlite::Connection& connection = collection_.connection();
   const std::string table = schema::documentsTable(collection_.number());
+  const std::string walk = "SELECT rid FROM " + table + " NOT INDEXED ORDER BY rid";
   const std::string byId = "SELECT rid, id FROM " + table + " INDEXED BY sqlite_autoindex_" + table + "_1 ORDER BY id";
+  std::vector<std::int64_t> given;
+  eachRow(connection, walk, [&](sqlite::Statement& row) {
+    const bool isInOrder = given.empty() || row.integer(0) > given.back();
+    if (isInOrder) given.push_back(row.integer(0));
+    return isInOrder;
+  });
   Remainder result{};
   std::vector<std::int64_t>& rids = result.rids;
-  eachRow(connection, "SELECT rid FROM " + table + " NOT INDEXED ORDER BY rid DESC", [&](sqlite::Statement& row) {
-    if (row.integer(0) > rid_) rids.push_back(row.integer(0));
+  const auto isNew = [&given](std::int64_t rid) { return !std::binary_search(given.begin(), given.end(), rid); };
+  std::int64_t before = std::numeric_limits<std::int64_t>::max();
+  eachRow(connection, walk + " DESC", [&](sqlite::Statement& row) {
+    const bool isInOrder = row.integer(0) < std::exchange(before, row.integer(0));
+    if (isInOrder && isNew(before)) rids.push_back(before);
+    return isInOrder;
   });
-  sortOnce(rids);
-  const std::size_t ofTable = rids.size();
-  const auto takeIndexed = [&](sqlite::Statement& row) {
-    const std::int64_t rid = row.integer(0);
-    const auto end = rids.begin() + static_cast<std::ptrdiff_t>(ofTable);
-    if (rid <= rid_ || std::binary_search(rids.begin(), end, rid)) return;
-    const sqlite::Blob key = row.blob(1);
-    result.idKeys.emplace(rid, std::string(reinterpret_cast<const char*>(key.data), key.size));
+  std::string last;
+  const auto takeIndexed = [&](sqlite::Statement& row, bool isInOrder) {
+    last = keyOf(row, 1);
+    if (isInOrder && isNew(row.integer(0))) result.idKeys.emplace(row.integer(0), last);
+    return isInOrder;
   };
-  result.isWhole = eachRow(connection, byId, takeIndexed);
-  if (!result.isWhole) eachRow(connection, byId + " DESC", takeIndexed);
+  isComplete_ =
+      eachRow(connection, byId, [&](sqlite::Statement& row) { return takeIndexed(row, keyOf(row, 1) > last); });
+  if (!isComplete_) {
+    last.clear();
+    eachRow(connection, byId + " DESC",
+            [&](sqlite::Statement& row) { return takeIndexed(row, last.empty() || keyOf(row, 1) < last); });
+  }
   for (const auto& entry : result.idKeys) rids.push_back(entry.first);
   sortOnce(rids);
   return result;
 }
 
 bool SalvageScan::nextOfRemainder() {
-  if (remainder_->at < remainder_->rids.size()) {
-    rid_ = remainder_->rids[remainder_->at++];
-    return true;
-  }
+  if (remainder_->at == remainder_->rids.size()) return end();
+  rid_ = remainder_->rids[remainder_->at++];
+  return true;
+}
+
+/// Nothing follows but what stands for documents that nothing leads to.
+bool SalvageScan::end() {
+  if (!remainder_) remainder_.emplace();
   rid_ = 0;
-  return !std::exchange(remainder_->isWhole, true);
+  return !std::exchange(isComplete_, true);
 }
 
 bson::View SalvageScan::body() {

@@ -29,14 +29,14 @@ class SalvageScan {
  private:
   /// The records that can still be named, once the scan has come to a page that cannot be read.
   struct Remainder {
-    std::vector<std::int64_t> rids;
-    std::unordered_map<std::int64_t, std::string> idKeys;  ///< of those that the table does not give
-    bool isWhole;                                          ///< whether no others are possible
+    std::vector<std::int64_t> rids{};
+    std::unordered_map<std::int64_t, std::string> idKeys{};  ///< of all that the index of ids names
     std::size_t at = 0;
   };
 
   bool nextBeyondDamage();
   bool nextOfRemainder();
+  bool end();
   Remainder remainder();
 
   Collection& collection_;
@@ -44,7 +44,8 @@ class SalvageScan {
   std::optional<RowScan> rows_;
   std::optional<Remainder> remainder_{};
   std::int64_t rid_ = 0;
-  bool isAhead_ = false;  ///< whether the scan is to begin behind the current record
+  bool isComplete_ = true;  ///< whether each document can still be named
+  bool isAhead_ = false;    ///< whether the scan is to begin behind the current record
 };
 
 }  // namespace database_client::embedded

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "client/embedded/sqlite/Connection.h"
@@ -148,6 +149,35 @@ TEST_F(EmbeddedSalvage, GoesOnBehindSeveralPagesThatCannotBeRead) {
   passOver(client);
   expectAllButUnreadable(client);
   EXPECT_LT(unreadable.size(), 100U);
+}
+
+TEST_F(EmbeddedSalvage, NamesTheDocumentsOfPagesThatStandInEachOthersPlace) {
+  std::string content = contentOf(path);
+  const std::size_t one = content.find(markOf(100)) / pageSize * pageSize;
+  const std::size_t other = content.find(markOf(300)) / pageSize * pageSize;
+  ASSERT_NE(one, other);
+  std::swap_ranges(&content[one], &content[one] + pageSize, &content[other]);
+  writeFile(path, content);
+  Client client(path);
+  EXPECT_EQ(client.all(), "storage 0");
+  passOver(client);
+  expectAllButUnreadable(client);
+  EXPECT_LT(unreadable.size(), 60U);
+}
+
+TEST_F(EmbeddedSalvage, EndsWhereAPageStandsInThePlaceOfAnother) {
+  const std::string whole = contentOf(path);
+  for (const auto& [from, to] : {std::pair(100, 300), std::pair(300, 100), std::pair(499, 0)}) {
+    std::string content = whole;
+    const std::size_t one = content.find(markOf(from)) / pageSize * pageSize;
+    content.replace(content.find(markOf(to)) / pageSize * pageSize, pageSize, content, one, pageSize);
+    writeFile(path, content);
+    Client client(path);
+    unreadable.clear();
+    passOver(client);
+    expectAllButUnreadable(client);
+    EXPECT_LT(unreadable.size(), 60U);
+  }
 }
 
 TEST_F(EmbeddedSalvage, GoesOnBehindADocumentWhosePagesAreNotLinked) {
