@@ -13,7 +13,10 @@ using testing::contentOf;
 using testing::TemporaryFolder;
 using testing::writeFile;
 
-const std::string goldenFile = std::string(GOLDEN_FOLDER) + "/version1.store";
+/// The file of a version of the format.
+std::string goldenFile(int version) {
+  return std::string(GOLDEN_FOLDER) + "/version" + std::to_string(version) + ".store";
+}
 
 const std::string values =
     R"({"_id": 2, "double": 1.5, "string": "ü", "document": {"a": [1, {}]}, "binary": {"$binary": {"base64": "AAE=", )"
@@ -39,18 +42,18 @@ void makeGolden(const std::string& path) {
   administrator.engine->compact();
 }
 
-class EmbeddedGoldenFile : public ::testing::Test {
+class EmbeddedGoldenFile : public ::testing::TestWithParam<int> {
  protected:
   EmbeddedGoldenFile() {
     if (const char* made = std::getenv("DATABASE_TEST_MAKE_GOLDEN")) makeGolden(made);
-    writeFile(path, contentOf(goldenFile));
+    writeFile(path, contentOf(goldenFile(GetParam())));
   }
 
   TemporaryFolder folder{};
   std::string path = folder / "store";
 };
 
-TEST_F(EmbeddedGoldenFile, OfVersionOneIsReadWhole) {
+TEST_P(EmbeddedGoldenFile, IsReadWhole) {
   Client ann(path, "databaseManager", "ann", "p\xc3\xa4ss");
   EXPECT_EQ(ann.find(R"({"_id": 2})"), ObjectProperties::fromJson(values).toJson());
   EXPECT_EQ(ann.find("{}", R"({"_id": true})"),
@@ -59,13 +62,13 @@ TEST_F(EmbeddedGoldenFile, OfVersionOneIsReadWhole) {
   EXPECT_EQ(ann.insert(R"({"_id": 7})"), "authorization 13");
 }
 
-TEST_F(EmbeddedGoldenFile, OfVersionOneAnswersFromItsIndex) {
+TEST_P(EmbeddedGoldenFile, AnswersFromItsIndex) {
   Client ann(path, "databaseManager", "ann", "p\xc3\xa4ss");
   EXPECT_EQ(ann.find(R"({"tags": {"$elemMatch": {"name": "Color", "value": "blue"}}})", R"({"_id": true})"),
             R"({"_id": {"$numberDecimal": "0.1"}})");
 }
 
-TEST_F(EmbeddedGoldenFile, OfVersionOneIsSoundAndTakesMore) {
+TEST_P(EmbeddedGoldenFile, IsSoundAndTakesMore) {
   Client administrator(path, "admin", "admin", "golden");
   EXPECT_EQ(administrator.insert(R"({"_id": 2.0})"), "duplicateKey 11000");
   EXPECT_EQ(administrator.insert(R"({"_id": 3, "tags": [{"name": "Color", "value": "blue"}]})"), "ok");
@@ -73,8 +76,8 @@ TEST_F(EmbeddedGoldenFile, OfVersionOneIsSoundAndTakesMore) {
   EXPECT_EQ(administrator.count(R"({"tags": {"$elemMatch": {"name": "Color", "value": "blue"}}})"), "2");
 }
 
-// Its users have no id.
-TEST_F(EmbeddedGoldenFile, OfVersionOneTellsUsersOfOneNameApart) {
+// Users of the first version have no id.
+TEST_P(EmbeddedGoldenFile, TellsUsersOfOneNameApart) {
   Client ann(path, "databaseManager", "ann", "p\xc3\xa4ss");
   Client administrator(path, "admin", "admin", "golden");
   administrator.engine->changePassword("databaseManager", "ann", "other");
@@ -84,6 +87,8 @@ TEST_F(EmbeddedGoldenFile, OfVersionOneTellsUsersOfOneNameApart) {
                                    ObjectProperties::fromJson(R"({"0": {"role": "readWrite", "db": "test"}})"), {});
   EXPECT_EQ(ann.count(R"({"_id": 2})"), "authorization 13");
 }
+
+INSTANTIATE_TEST_SUITE_P(Versions, EmbeddedGoldenFile, ::testing::Values(1, 2));
 
 }  // namespace
 }  // namespace database_client
