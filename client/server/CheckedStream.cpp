@@ -25,9 +25,10 @@ using std::chrono::milliseconds;
 
 /// A kind that is none of the driver's own.
 constexpr int streamType = 1000;
-/// Room for an answer before its length is known, and what is kept once a longer one was handed over.
+/// Room for an answer before its length is known, and what is kept of more: the batches of a long read follow each
+/// other, and room that is asked for anew costs as much as the reading.
 constexpr std::size_t usualRoom = 16 * 1024;
-constexpr std::size_t largestKept = 1024 * 1024;
+constexpr std::size_t largestKept = 4 * 1024 * 1024;
 constexpr Clock::time_point never = Clock::time_point::max();
 /// How long a stream waits before it asks whether the result is still wanted.
 constexpr milliseconds patience{100};
