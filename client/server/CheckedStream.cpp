@@ -374,7 +374,10 @@ bool CheckedStream::awaitAnswer(Clock::time_point end) {
   for (;;) {
     mongoc_stream_poll_t awaited{stream_.get(), POLLIN, 0};
     const std::int32_t timeout = timeUntil(std::min(end, Clock::now() + patience));
-    if (mongoc_stream_poll(&awaited, 1, timeout) != 0 || Clock::now() >= end) return true;
+    const ssize_t ready = mongoc_stream_poll(&awaited, 1, timeout);
+    // A signal, which may be the reason why nobody wants the answer any more, ends a wait and is no failure.
+    const bool isInterrupted = ready < 0 && errno == EINTR;
+    if (ready > 0 || (ready < 0 && !isInterrupted) || Clock::now() >= end) return true;
     if (cancellation_.isWanted()) continue;
     fail("cancelled by the caller");
     return false;
