@@ -45,6 +45,7 @@ bool SalvageScan::next() {
   try {
     if (!rows_->next()) return end();
     rid_ = rows_->rid();
+    if (firstDamage_) givenSince_.push_back(rid_);
     return true;
   } catch (const DamageError&) {
     return nextBeyondDamage();
@@ -55,6 +56,7 @@ bool SalvageScan::next() {
 bool SalvageScan::nextBeyondDamage() {
   const bool isInOrder = !rows_->isOutOfOrder();
   rows_.reset();
+  if (!firstDamage_) firstDamage_ = rid_;
   try {
     auto row = collection_.connection().statement("SELECT rid FROM " + schema::documentsTable(collection_.number()) +
                                                   " WHERE rid > ?1 ORDER BY rid LIMIT 1");
@@ -63,6 +65,7 @@ bool SalvageScan::nextBeyondDamage() {
       rid_ = row.integer(0);
       rows_.emplace(collection_, rid_);
       isAhead_ = true;
+      givenSince_.push_back(rid_);
       return true;
     }
   } catch (const DamageError&) {  // There is no way on from here.
@@ -71,19 +74,21 @@ bool SalvageScan::nextBeyondDamage() {
   return nextOfRemainder();
 }
 
-/// All records that were not given yet. Those that were are the ones that a walk through the tree gives up to the place
-/// where it cannot go on.
+/// All records that were not given yet. Those that were before the first damage are the ones that a walk through the
+/// tree gives up to there.
 SalvageScan::Remainder SalvageScan::remainder() {
   sqlite::Connection& connection = collection_.connection();
   const std::string table = schema::documentsTable(collection_.number());
-  const std::string walk = "SELECT rid FROM " + table + " NOT INDEXED ORDER BY rid";
+  const std::string walk = "SELECT rid FROM " + table + " NOT INDEXED WHERE rid > 0 ORDER BY rid";
   const std::string byId = "SELECT rid, id FROM " + table + " INDEXED BY sqlite_autoindex_" + table + "_1 ORDER BY id";
   std::vector<std::int64_t> given;
   eachRow(connection, walk, [&](sqlite::Statement& row) {
-    const bool isInOrder = given.empty() || row.integer(0) > given.back();
-    if (isInOrder) given.push_back(row.integer(0));
-    return isInOrder;
+    const bool isGiven = row.integer(0) <= *firstDamage_ && (given.empty() || row.integer(0) > given.back());
+    if (isGiven) given.push_back(row.integer(0));
+    return isGiven;
   });
+  given.insert(given.end(), givenSince_.begin(), givenSince_.end());
+  sortOnce(given);
   Remainder result{};
   std::vector<std::int64_t>& rids = result.rids;
   const auto isNew = [&given](std::int64_t rid) { return !std::binary_search(given.begin(), given.end(), rid); };

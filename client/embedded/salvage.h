@@ -44,6 +44,8 @@ class SalvageScan {
   std::optional<RowScan> rows_;
   std::optional<Remainder> remainder_{};
   std::int64_t rid_ = 0;
+  std::optional<std::int64_t> firstDamage_{};  ///< the record that was given before it
+  std::vector<std::int64_t> givenSince_{};
   bool isComplete_ = true;  ///< whether each document can still be named
   bool isAhead_ = false;    ///< whether the scan is to begin behind the current record
 };
