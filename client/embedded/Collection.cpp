@@ -65,10 +65,15 @@ Collection::Collection(Store& store, std::int64_t number, const std::string& dat
 
 Collection::~Collection() = default;
 
+View Collection::whole(std::int64_t rid, std::int64_t sum, sqlite::Blob body) const {
+  const bool isSound = body.size >= smallestDocument && checksum_.of(rid, body.data, body.size) == sum;
+  return isSound && bson::load<std::uint32_t>(body.data) == body.size ? View{body.data, body.size} : View{};
+}
+
 View Collection::trusted(std::int64_t rid, std::int64_t sum, sqlite::Blob body) const {
-  const bool isWhole = body.size >= smallestDocument && checksum_.of(rid, body.data, body.size) == sum;
-  if (isWhole && bson::load<std::uint32_t>(body.data) == body.size) return {body.data, body.size};
-  refuse("a document of " + label() + " is damaged (record " + std::to_string(rid) + ")");
+  const View found = whole(rid, sum, body);
+  if (found.data == nullptr) refuse("a document of " + label() + " is damaged (record " + std::to_string(rid) + ")");
+  return found;
 }
 
 void Collection::refuse(const std::string& what) const {
@@ -220,7 +225,13 @@ RowById::RowById(Collection& collection, const bson::Value& id)
 }
 
 bool RowById::find() {
-  return statement_.step();
+  if (!statement_.step()) return false;
+  // A document that is damaged itself may be the one asked for; `body` refuses it.
+  const View found = collection_.whole(rid(), statement_.integer(1), statement_.blob(2));
+  if (found.data != nullptr && canonicalKey(found.find("_id")) != key_) {
+    collection_.refuse("the index of ids of " + collection_.label() + " is damaged");
+  }
+  return true;
 }
 
 View RowById::body() const {

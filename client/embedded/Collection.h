@@ -71,6 +71,8 @@ class Collection {
 
   void touch();
   [[noreturn]] void refuse(const std::string& what) const;
+  /// The bytes, where they and their place are those that were written; else a null `data`.
+  bson::View whole(std::int64_t rid, std::int64_t sum, sqlite::Blob body) const;
   bson::View trusted(std::int64_t rid, std::int64_t sum, sqlite::Blob body) const;
   std::int64_t lastRid();
   std::optional<std::int64_t> ridOfKey(std::string_view key);
@@ -108,7 +110,7 @@ class RowReader {
 class RowById {
  public:
   RowById(Collection& collection, const bson::Value& id);
-  /// False when there is none.
+  /// False when there is none; Error{storage} where damage led to a document of another "_id".
   bool find();
   std::int64_t rid() const { return statement_.integer(0); }
   const std::string& key() const { return key_; }

@@ -77,7 +77,7 @@ TEST_P(StoreContract, ACollectionTellsItsSize) {
   given({"{'_id':1,'text':'some text'}", "{'_id':2}"});
   const auto size = client.collectionSize("experiment", "contract");
   EXPECT_EQ(size.documents, 2);
-  if (size.documentBytes) EXPECT_GT(*size.documentBytes, 0);
+  EXPECT_GT(size.documentBytes.value_or(1), 0);
   EXPECT_EQ(client.collectionSize("experiment", "nothing").documents, 0);
 }
 

@@ -230,8 +230,8 @@ TEST_F(Recordctl, ASignalThatWasIgnoredBeforeStaysIgnored) {
   const std::string label = "SigIgn:\\t";
   const std::size_t place = status.find(label);
   ASSERT_NE(place, std::string::npos) << status;
-  const auto ignored = std::stoull(status.substr(place + label.size(), 16), nullptr, 16);
-  EXPECT_NE(ignored & (1ULL << (SIGTERM - 1U)), 0U) << status;
+  const auto signals = std::stoull(status.substr(place + label.size(), 16), nullptr, 16);
+  EXPECT_NE(signals & (1ULL << (SIGTERM - 1U)), 0U) << status;
 }
 
 TEST_F(Recordctl, NoFileTakesThePlaceOfAStandardStreamThatIsClosed) {

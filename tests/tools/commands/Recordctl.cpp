@@ -64,8 +64,8 @@ Recordctl::Recordctl() {
 }
 
 Recordctl::~Recordctl() {
-  std::error_code ignored;
-  fs::remove_all(folder_, ignored);
+  std::error_code failure;
+  fs::remove_all(folder_, failure);
 }
 
 std::vector<std::string> Recordctl::commandWith(const std::vector<std::string>& arguments) const {
