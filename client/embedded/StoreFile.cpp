@@ -186,11 +186,14 @@ void configure(Connection& connection) {
   connection.execute("PRAGMA secure_delete=FAST");
 }
 
-/// SQLite itself does not wait here while others have the file open.
-std::string switchToLog(Connection& connection) {
+/// SQLite itself does not wait here while others have the file open. Nor does it say so when it could not write that
+/// there is a log from now on; the next look at the file tells.
+bool switchToLog(Connection& connection) {
   for (int attempt = 0;; ++attempt) {
     try {
-      return connection.text("PRAGMA journal_mode=WAL");
+      connection.text("PRAGMA journal_mode=WAL");
+      connection.integer("PRAGMA user_version");
+      return connection.text("PRAGMA journal_mode") == "wal";
     } catch (const Error& error) {
       if (error.kind() != Error::Kind::timeout || !connection.waitForLock(attempt)) throw;
     }
@@ -198,9 +201,9 @@ std::string switchToLog(Connection& connection) {
 }
 
 void startLog(Connection& connection, const StoreAddress& address) {
-  if (!connection.readOnly()) {
-    const std::string mode = switchToLog(connection);
-    if (mode != "wal") refuse(connection.file(), "its file system cannot hold a write-ahead log");
+  // What could not be written once may be the next time.
+  if (!connection.readOnly() && !switchToLog(connection) && !switchToLog(connection)) {
+    refuse(connection.file(), "its file system cannot hold a write-ahead log, or has no space for it");
   }
   connection.execute(address.synchronousFull ? "PRAGMA synchronous=FULL" : "PRAGMA synchronous=NORMAL");
   // The lock of an exclusive client is taken with its first write.
