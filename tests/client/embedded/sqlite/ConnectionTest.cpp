@@ -79,7 +79,7 @@ TEST_F(SqliteConnection, QuotesNoValueInAMessage) {
     connection.statement("INSERT INTO t VALUES(1, ?1)").bindText(1, "secret").run();
     FAIL() << "the key is taken";
   } catch (const Error& error) {
-    EXPECT_EQ(std::string(error.what()), "store :memory:: cannot write: constraint failed");
+    EXPECT_EQ(std::string(error.what()), "store :memory:: cannot write: the file is damaged");
     EXPECT_EQ(error.where(), ":memory:");
   }
 }
