@@ -13,7 +13,6 @@ namespace database_client::embedded {
 
 using bson::Byte;
 using bson::Type;
-using bson::Value;
 using bson::Writer;
 
 namespace {

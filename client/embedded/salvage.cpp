@@ -76,7 +76,7 @@ bool SalvageScan::nextBeyondDamage() {
 
 /// All records that were not given yet. Those that were before the first damage are the ones that a walk through the
 /// tree gives up to there.
-SalvageScan::Remainder SalvageScan::remainder() {
+SalvageRemainder SalvageScan::remainder() {
   sqlite::Connection& connection = collection_.connection();
   const std::string table = schema::documentsTable(collection_.number());
   const std::string walk = "SELECT rid FROM " + table + " NOT INDEXED WHERE rid > 0 ORDER BY rid";
@@ -89,7 +89,7 @@ SalvageScan::Remainder SalvageScan::remainder() {
   });
   given.insert(given.end(), givenSince_.begin(), givenSince_.end());
   sortOnce(given);
-  Remainder result{};
+  SalvageRemainder result{};
   std::vector<std::int64_t>& rids = result.rids;
   const auto isNew = [&given](std::int64_t rid) { return !std::binary_search(given.begin(), given.end(), rid); };
   std::int64_t before = std::numeric_limits<std::int64_t>::max();

@@ -10,6 +10,13 @@
 
 namespace database_client::embedded {
 
+/// The records that can still be named, once the scan has come to a page that cannot be read.
+struct SalvageRemainder {
+  std::vector<std::int64_t> rids{};
+  std::unordered_map<std::int64_t, std::string> idKeys{};  ///< of all that the index of ids names
+  std::size_t at = 0;
+};
+
 /// Passes over all documents of a collection in insertion order, as `RowScan` does, and beyond damage: what the tree of
 /// the table does not give in one go is looked for from its other end and through the index of ids.
 class SalvageScan {
@@ -27,22 +34,15 @@ class SalvageScan {
   std::string idKey();
 
  private:
-  /// The records that can still be named, once the scan has come to a page that cannot be read.
-  struct Remainder {
-    std::vector<std::int64_t> rids{};
-    std::unordered_map<std::int64_t, std::string> idKeys{};  ///< of all that the index of ids names
-    std::size_t at = 0;
-  };
-
   bool nextBeyondDamage();
   bool nextOfRemainder();
   bool end();
-  Remainder remainder();
+  SalvageRemainder remainder();
 
   Collection& collection_;
   RowReader reader_;
   std::optional<RowScan> rows_;
-  std::optional<Remainder> remainder_{};
+  std::optional<SalvageRemainder> remainder_{};
   std::int64_t rid_ = 0;
   std::optional<std::int64_t> firstDamage_{};  ///< the record that was given before it
   std::vector<std::int64_t> givenSince_{};

@@ -25,7 +25,7 @@ using bson::Word;
 constexpr std::size_t longestText = 16 * bson::maximumSize;
 
 /// Of the place of an error a message shows so many bytes.
-constexpr std::size_t longestPath = 200;
+constexpr std::size_t longestPath = 1000;
 
 /// Takes the events of a JSON parser and appends what they mean to the document, without building a tree.
 ///

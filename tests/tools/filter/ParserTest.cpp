@@ -210,7 +210,7 @@ TEST(FilterParser, NestingIsLimited) {
 
 TEST(FilterParser, ConditionsAreLimited) {
   EXPECT_EQ(parsed("a=0" + repeated(" or a=1", 999)).substr(0, 3), "(or");
-  EXPECT_EQ(parsed("a=0" + repeated(" or a=1", 1000)), "7003: more than 1000 conditions");
+  EXPECT_EQ(parsed("a=0" + repeated(" or a=1", 1000)), "7000: more than 1000 conditions");
   EXPECT_EQ(parsed("has a" + repeated(" and a in (1, 2)", 1000)), "15994: more than 1000 conditions");
 }
 
