@@ -22,7 +22,7 @@ volatile std::sig_atomic_t isWatched[signals.size()] = {};
 extern "C" void remember(int) {
   requested = 1;
   for (std::size_t i = 0; i < signals.size(); ++i) {
-    if (isWatched[i] != 0) std::signal(signals[i], SIG_DFL);
+    if (isWatched[i] != 0) static_cast<void>(std::signal(signals[i], SIG_DFL));
   }
 }
 

@@ -57,7 +57,7 @@ extern "C" void endWithEcho(int signal) {
   for (std::size_t i = 0; i < endings.size(); ++i) {
     if (endings[i] == signal) sigaction(signal, &actionsAtEndings[i], nullptr);
   }
-  ::raise(signal);
+  static_cast<void>(::raise(signal));
   errno = error;
 }
 
@@ -80,7 +80,7 @@ extern "C" void stopWithEcho(int signal) {
   sigset_t before;
   sigemptyset(&stop);
   sigaddset(&stop, signal);
-  ::raise(signal);
+  static_cast<void>(::raise(signal));
   sigprocmask(SIG_UNBLOCK, &stop, &before);  // here it stands still
   sigprocmask(SIG_SETMASK, &before, nullptr);
   sigaction(signal, &mine, nullptr);

@@ -15,8 +15,7 @@ namespace database_provider::recordctl {
 class BatchWriter {
  public:
   /// All three must outlive the writer. Documents that the store refuses are told to `bad`.
-  BatchWriter(DataBaseClient& client, RecordPlace place, BadRows& bad)
-      : client_(client), place_(std::move(place)), bad_(bad) {}
+  BatchWriter(DataBaseClient& client, RecordPlace place, BadRows& bad) : client_(client), place_(place), bad_(bad) {}
 
   /// `size` is that of the document, roughly.
   void add(std::unique_ptr<ObjectProperties> document, RowOrigin origin, std::size_t size);

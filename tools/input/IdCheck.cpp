@@ -43,7 +43,7 @@ IdCheck::Folder::~Folder() {
 
 IdCheck::IdCheck(DataBaseClient& client, RecordPlace place, BadRows& bad)
     : client_(client),
-      place_(std::move(place)),
+      place_(place),
       seen_(connectTo("file:" + folder_.file() + "?synchronous=normal&exclusive=true", "", "", Access::create)),
       writer_(*seen_, place_, bad) {}
 
