@@ -40,13 +40,19 @@ bool FilesInfo::addFileInfo_helper(const ObjectType& type, const std::string& ho
   return true;
 }
 
-/// Makes so many numbers known.
+int FilesInfo::number(std::size_t index) const {
+  draw(index + 1);
+  return numbers_.drawn[index];
+}
+
+/// Makes so many numbers known, and as many again, since each call begins anew.
 void FilesInfo::draw(std::size_t count) const {
+  if (count <= numbers_.drawn.size()) return;
   // Ids need to be unique within their record only, which `createFileId` sees to; nothing here is a secret.
   // NOLINTBEGIN(cert-msc30-c, cert-msc32-c, cert-msc50-cpp, cert-msc51-cpp, concurrency-mt-unsafe)
   std::srand(static_cast<unsigned>(numbers_.second));
   for (std::size_t i = 0; i < numbers_.drawn.size(); ++i) static_cast<void>(std::rand());
-  while (numbers_.drawn.size() < count) numbers_.drawn.push_back(std::rand());
+  while (numbers_.drawn.size() < 2 * count) numbers_.drawn.push_back(std::rand());
   // NOLINTEND(cert-msc30-c, cert-msc32-c, cert-msc50-cpp, cert-msc51-cpp, concurrency-mt-unsafe)
 }
 
@@ -56,10 +62,9 @@ std::string FilesInfo::createFileId() const {
   const std::time_t now = std::time(nullptr);
   std::srand(static_cast<unsigned>(now));  // NOLINT(cert-msc32-c, cert-msc51-cpp): as above
   const bool isKnown = numbers_.second == now && numbers_.taken > 0;
-  if (!isKnown || !contains(std::to_string(numbers_.drawn[numbers_.taken - 1]))) numbers_ = {now, {}, 0};
+  if (!isKnown || !contains(std::to_string(number(numbers_.taken - 1)))) numbers_ = {now, {}, 0};
   for (;; ++numbers_.taken) {
-    if (numbers_.taken == numbers_.drawn.size()) draw(2 * numbers_.taken + 1);
-    std::string id = std::to_string(numbers_.drawn[numbers_.taken]);
+    std::string id = std::to_string(number(numbers_.taken));
     if (!contains(id)) return id;
   }
 }

@@ -40,6 +40,7 @@ class DATABASE_PROVIDER_EXPORT FilesInfo : public ItemsView {
     std::size_t taken = 0;
   };
 
+  int number(std::size_t index) const;
   void draw(std::size_t count) const;
   File file(const std::string& fileId) const;
   void setFile(const std::string& fileId, const File& file) const;

@@ -162,7 +162,7 @@ std::optional<std::int64_t> Collection::ridOf(const bson::Value& id) {
   return ridOfKey(canonicalKey(id));
 }
 
-std::optional<std::int64_t> Collection::ridOfKey(std::string_view key) {
+std::optional<std::int64_t> Collection::ridOfKey(const std::string& key) {
   auto found = store_.connection().statement(sql_.ridOfId);
   found.bindBlob(1, key.data(), key.size());
   if (!found.step()) return std::nullopt;
@@ -172,8 +172,7 @@ std::optional<std::int64_t> Collection::ridOfKey(std::string_view key) {
 std::string Collection::storedIdKey(std::int64_t rid) {
   auto found = store_.connection().statement(sql_.idOf);
   if (!found.bind(1, rid).step()) return {};
-  const sqlite::Blob key = found.blob(0);
-  return {reinterpret_cast<const char*>(key.data), key.size};
+  return std::string(found.text(0));
 }
 
 std::string Collection::idKeyOf(std::int64_t rid) {

@@ -75,7 +75,7 @@ class Collection {
   bson::View whole(std::int64_t rid, std::int64_t sum, sqlite::Blob body) const;
   bson::View trusted(std::int64_t rid, std::int64_t sum, sqlite::Blob body) const;
   std::int64_t lastRid();
-  std::optional<std::int64_t> ridOfKey(std::string_view key);
+  std::optional<std::int64_t> ridOfKey(const std::string& key);
 
   Store& store_;
   std::int64_t number_;

@@ -74,7 +74,7 @@ bool Cursor::nextMatch() {
       isRead_ = false;
       if (isMatch()) return true;
     } catch (const DamageError& error) {
-      passOver(error);
+      if (!isPassedOver(error)) throw;
       // Whoever is told may use the store.
       if (detached_) return nextAhead();
     }
@@ -89,11 +89,11 @@ bool Cursor::isMatch() {
   return true;
 }
 
-/// Within the handling of `error`.
-void Cursor::passOver(const DamageError& error) {
-  if (use_.unreadable == nullptr) throw;
+/// Whether whoever reads was told and goes on.
+bool Cursor::isPassedOver(const DamageError& error) {
+  if (use_.unreadable == nullptr) return false;
   const std::vector<bson::Byte> id = idOfKey(candidates_->idKey());
-  if (!(*use_.unreadable)(DocumentAccess::adopt({id.data(), id.size()}), error)) throw;
+  return (*use_.unreadable)(DocumentAccess::adopt({id.data(), id.size()}), error);
 }
 
 View Cursor::body() {

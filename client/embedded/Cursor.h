@@ -61,7 +61,7 @@ class Cursor : public Detachable {
  private:
   bool nextMatch();
   bool isMatch();
-  void passOver(const DamageError& error);
+  bool isPassedOver(const DamageError& error);
   bool nextAhead();
   void read();
 

@@ -46,8 +46,7 @@ class Store::Blobs : public BlobStore {
     store_.checkIndexing();
     auto found = statement(read_);
     if (!found.bind(1, key).step()) return {};
-    const sqlite::Blob bytes = found.blob(0);
-    return {reinterpret_cast<const char*>(bytes.data), bytes.size};
+    return std::string(found.text(0));
   }
   void write(std::int64_t key, std::string_view bytes) override {
     statement(write_).bind(1, key).bindBlob(2, bytes.data(), bytes.size()).run();

@@ -68,8 +68,7 @@ bool fits(Connection& connection) {
   try {
     auto known = connection.statement(read);
     if (!known.step()) return false;
-    const sqlite::Blob bytes = known.blob(0);
-    return std::string(reinterpret_cast<const char*>(bytes.data), bytes.size) == inBytes(current, ofFile);
+    return known.text(0) == inBytes(current, ofFile);
   } catch (const DamageError&) {  // Pages of two stores make none.
     return false;
   }

@@ -27,11 +27,6 @@ bool eachRow(sqlite::Connection& connection, const std::string& sql, const Take&
   }
 }
 
-std::string keyOf(const sqlite::Statement& row, int column) {
-  const sqlite::Blob key = row.blob(column);
-  return {reinterpret_cast<const char*>(key.data), key.size};
-}
-
 void sortOnce(std::vector<std::int64_t>& rids) {
   std::sort(rids.begin(), rids.end());
   rids.erase(std::unique(rids.begin(), rids.end()), rids.end());
@@ -100,16 +95,15 @@ SalvageRemainder SalvageScan::remainder() {
   });
   std::string last;
   const auto takeIndexed = [&](sqlite::Statement& row, bool isInOrder) {
-    last = keyOf(row, 1);
+    last = row.text(1);
     if (isInOrder && isNew(row.integer(0))) result.idKeys.emplace(row.integer(0), last);
     return isInOrder;
   };
-  isComplete_ =
-      eachRow(connection, byId, [&](sqlite::Statement& row) { return takeIndexed(row, keyOf(row, 1) > last); });
+  isComplete_ = eachRow(connection, byId, [&](sqlite::Statement& row) { return takeIndexed(row, row.text(1) > last); });
   if (!isComplete_) {
     last.clear();
     eachRow(connection, byId + " DESC",
-            [&](sqlite::Statement& row) { return takeIndexed(row, last.empty() || keyOf(row, 1) < last); });
+            [&](sqlite::Statement& row) { return takeIndexed(row, last.empty() || row.text(1) < last); });
   }
   for (const auto& entry : result.idKeys) rids.push_back(entry.first);
   sortOnce(rids);

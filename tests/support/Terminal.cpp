@@ -52,6 +52,14 @@ int statusOf(int waited) {
   _exit(127);
 }
 
+// The key for a signal sends it and then throws away what waits to be shown: the answer to it, if that was quick.
+void keepOutputAtSignals(int terminal) {
+  termios settings{};
+  if (tcgetattr(terminal, &settings) != 0) fail("tcgetattr");
+  settings.c_lflag |= NOFLSH;
+  if (tcsetattr(terminal, TCSANOW, &settings) != 0) fail("tcsetattr");
+}
+
 }  // namespace
 
 Terminal::Terminal(std::vector<std::string> command, std::vector<std::string> environment, unsigned short columns) {
@@ -62,6 +70,7 @@ Terminal::Terminal(std::vector<std::string> command, std::vector<std::string> en
   std::array<int, 2> report{};
   std::array<int, 2> release{};
   if (openpty(&master_, &slave, nullptr, nullptr, &size) != 0) fail("openpty");
+  keepOutputAtSignals(slave);
   for (const int descriptor : {master_, slave}) fcntl(descriptor, F_SETFD, FD_CLOEXEC);
   if (pipe2(report.data(), O_CLOEXEC) != 0 || pipe2(release.data(), O_CLOEXEC) != 0) fail("pipe2");
   const auto arguments = pointersTo(command);

@@ -43,10 +43,11 @@ std::array<struct sigaction, endings.size()> actionsAtEndings;
 struct sigaction actionAtStop;
 struct sigaction actionAtGoingOn;
 
+/// No handler interrupts another: what comes after the prompt was shown again finds every handler in its place.
 struct sigaction actionOf(void (*handler)(int)) {
   struct sigaction action {};
   action.sa_handler = handler;
-  sigemptyset(&action.sa_mask);
+  sigfillset(&action.sa_mask);
   return action;
 }
 

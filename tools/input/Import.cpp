@@ -102,7 +102,8 @@ std::vector<std::string> configuredNames(const ObjectProperties& configuration) 
     if (entry) byOrder[configuration.valueAsInt64("order", 0)] = configuration.valueAsString("name", "");
   }
   std::vector<std::string> result;
-  for (const auto& [order, name] : byOrder) result.push_back(name);  // NOLINT(performance-inefficient-vector-operation)
+  result.reserve(byOrder.size());
+  for (const auto& [order, name] : byOrder) result.push_back(name);
   return result;
 }
 
@@ -356,8 +357,7 @@ void Import::configure(RecordKind kind, const ObjectProperties& configuration) {
 
 /// Throws `BadRow` where the user has other settings under the same tag.
 bool Import::isSettingThere(const ObjectProperties& setting) {
-  if (!setting.contains("user") || !setting.contains("tag"))
-    throw BadRow("", "settings have a \"user\" and a \"tag\"");  // NOLINT(modernize-raw-string-literal)
+  if (!setting.contains("user") || !setting.contains("tag")) throw BadRow("", R"(settings have a "user" and a "tag")");
   const StorePart& part = settingsPart();
   std::optional<ObjectProperties> there;
   session_.store(Access::create)
