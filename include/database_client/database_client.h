@@ -2,6 +2,7 @@
 
 /// The client library: documents, filters, the connection to a store, and its errors.
 
+#include "database_client/AtRoot.h"            // IWYU pragma: export
 #include "database_client/DataBaseClient.h"    // IWYU pragma: export
 #include "database_client/Error.h"             // IWYU pragma: export
 #include "database_client/ObjectFilter.h"      // IWYU pragma: export

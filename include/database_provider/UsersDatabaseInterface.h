@@ -53,6 +53,9 @@ class DATABASE_PROVIDER_EXPORT UsersDatabaseInterface {
   virtual std::list<std::string> enumUsers() const = 0;
   /// Appends the user's roles, those on "databaseManager" left out, and replaces `customData`. An unknown name leaves
   /// both as they were.
+  ///
+  /// A role that the enumeration does not know comes back as its first, `read`, and so does a database, as `base`:
+  /// giving the list to `updateUser` would grant that, and take away what the user has.
   virtual void getUserInfo(const std::string& name, std::list<Role>& roles, ObjectProperties& customData) const = 0;
 
   /// Stores a block of settings of a user under a tag, in place of the one that is there.
