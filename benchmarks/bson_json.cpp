@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Checking BSON, writing and reading extended JSON, each beside libbson, on a record of 5 categories, 20 descriptions,
 // 3 files and a user block.
 #include <benchmark/benchmark.h>

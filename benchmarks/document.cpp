@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // The document against libbson's own calls, on a record of 5 categories, 20 descriptions, 3 files and a user block.
 #include <benchmark/benchmark.h>
 

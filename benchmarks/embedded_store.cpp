@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // The embedded store beside the same work in bare SQLite: a table (rid, id UNIQUE, body), 8 KB pages, a write-ahead
 // log, held alone, without any index over items. BENCHMARK_FOLDER tells where the files go ("/tmp").
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // How each operation grows with the number of records: the embedded store through the public interface, on records of
 // 5 categories, 20 descriptions, 3 files and a user block, about 2.3 KB. It prints one table of processor time, and of
 // time passed where that is said; of repeated runs (--benchmark_repetitions) the least:

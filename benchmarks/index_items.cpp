@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // The index over the items of arrays: what it costs on insert and in bytes, and what it saves on queries. Documents lie
 // in a table beside it, as in the embedded store.
 

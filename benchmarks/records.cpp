@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Records and filters, through the library's interfaces, against libbson's own calls.
 #include <benchmark/benchmark.h>
 

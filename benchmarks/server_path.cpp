@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // The engine for servers beside bare libmongoc, against a server that answers at once. Each benchmark does the same on
 // both sides by turns, and tells of each side the median time of a turn, and the processor time of this program in it:
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "client/ObjectId.h"
 
 #include <bson/bson.h>

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: Apache-2.0
+
 # What holds where nobody chose: shared libraries, and an optimised build. An enclosing project's choices are its own.
 
 if(DATABASE_PROVIDER_TOP_LEVEL)

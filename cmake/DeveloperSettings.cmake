@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: Apache-2.0
+
 # Flags for this project's own targets, asked for by target, so that an enclosing project gets none of them.
 
 if(DATABASE_PROVIDER_TOP_LEVEL)

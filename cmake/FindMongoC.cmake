@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: Apache-2.0
+
 # Finds the MongoDB C driver of either major version: 2.x (CMake packages mongoc and bson) or 1.x (mongoc-1.0 and bson-1.0).
 # Defines the target MongoC::mongoc, which carries libbson along, and MongoC_VERSION. The shared library is taken where there
 # is one: what is left of a driver inside another library cannot be mended by an update of the driver.

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: Apache-2.0
+
 # The install step: libraries, public headers, recordctl, a CMake package and two pkg-config files. Everything in it is
 # relative to the prefix, so that an installed tree may be moved.
 

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: Apache-2.0
+
 # Finds what the libraries are linked with. Also a part of an installed package of static libraries, which pass it on.
 
 find_package(MongoC REQUIRED)

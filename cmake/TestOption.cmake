@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: Apache-2.0
+
 # Whether the tests are built. Whoever wants the libraries alone needs none of the tests' packages, and whoever asks for
 # the tests is told what they lack.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Writes an experiment to a store in a file, finds it again and reads it back.
 
 // first_record begin

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "filter/database_filter_d.h"
 
 #include <typeinfo>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Bytes are refused with an error, or make a document that can be walked, written as JSON and read back.
 #include <algorithm>
 #include <cmath>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // A query followed by a document: the query is refused, or answers, and $nor answers the opposite.
 #include <vector>
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Text is refused with an error, or becomes a well-formed document that both JSON forms give back.
 #include <string>
 #include <string_view>

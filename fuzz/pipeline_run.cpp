@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // A pipeline followed by documents: it is refused, perhaps while it runs, or its results are well-formed documents.
 #include <vector>
 

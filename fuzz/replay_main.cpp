@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Runs a fuzz target once over every file of a folder, without a fuzzer.
 #include <algorithm>
 #include <filesystem>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // An answer of a server is refused with a reason, or the driver's own reader gets through its document. The first byte
 // of an input says what the request was for, the others are the message.
 #include <bson/bson.h>

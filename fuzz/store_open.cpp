@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // A store with bytes changed here and there, or an arbitrary file in its place: it is opened, read, checked and written
 // to, or refused with an error; what comes out is text and documents.
 //

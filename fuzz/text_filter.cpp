@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // A filter typed by a person: any text is read or refused, and what is read makes a query that a store can be sent.
 
 #include <cstdint>

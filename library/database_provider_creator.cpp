@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "database_provider/database_provider_creator.h"
 
 #include "providers/database_experiment.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "database_provider/deployment.h"
 
 #include "records/layout.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 // Where everything stands that the library keeps: the databases and collections, the keys of a record's document, and

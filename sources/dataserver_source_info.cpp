@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "sources/dataserver_source_info.h"
 
 namespace database_provider {

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Care for the file: checking, compacting, copying, repairing.
 
 #include <utility>

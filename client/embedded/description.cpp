@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // What a store says of itself.
 
 #include "client/embedded/EmbeddedEngine.h"

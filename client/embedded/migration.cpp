@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // What brings a file of an older version of the format up to date.
 
 #include <string>

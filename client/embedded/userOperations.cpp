@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // The operations on users, and setting up.
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 /// The numbers under which a server refuses, by the names that its manual gives them. From 10000 on, a number without a

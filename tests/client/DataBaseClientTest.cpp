@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // What a client says before any store is involved.
 #include <gtest/gtest.h>
 

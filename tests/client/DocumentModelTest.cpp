@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Random steps go to a document and to a plain tree; both must tell the same at every step.
 #include <gtest/gtest.h>
 

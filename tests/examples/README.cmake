@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: Apache-2.0
+
 # The example in the README is the program that the tests build, word for word.
 file(READ "${README}" readme)
 file(READ "${EXAMPLE}" example)

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Checks that docs/coverage.md and docs/failures.md name only tests that exist, and the former every public operation."""
 
 import pathlib

@@ -1,4 +1,6 @@
 #!/bin/sh
+# SPDX-License-Identifier: Apache-2.0
+
 # Compares what a shared library exports with a checked-in list, so that nothing gets in or out unnoticed.
 # Usage: exported_symbols.sh LIBRARY LIST; with RENEW=1 in the environment the list is written instead.
 set -eu

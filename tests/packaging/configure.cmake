@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: Apache-2.0
+
 # Configures SOURCE in the new folder BINARY with GENERATOR and OPTIONS, as somebody does who types no more than that, and checks
 # what comes of it: SAYS is a part of what is printed, TYPE the build type, TESTS whether there are tests. With FAILS it
 # must not succeed.

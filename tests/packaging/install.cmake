@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: Apache-2.0
+
 # Installs the tree BUILD under WORK and moves it, since an installed tree must not depend on where it was made.
 
 file(REMOVE_RECURSE "${WORK}/moved" "${WORK}/installed" "${WORK}/find_package" "${WORK}/pkg_config")

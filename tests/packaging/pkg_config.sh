@@ -1,4 +1,6 @@
 #!/bin/sh
+# SPDX-License-Identifier: Apache-2.0
+
 # pkg_config.sh COMPILER PREFIX LIBDIR FOLDER FLAGS [--static]: builds and runs the consumer with what pkg-config tells of PREFIX.
 set -eu
 mkdir -p "$4"

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: Apache-2.0
+
 # Builds SOURCE as static libraries in BINARY, with GENERATOR and OPTIONS, installs and moves them, and builds and runs CONSUMER
 # with what the CMake package and pkg-config tell of them.
 

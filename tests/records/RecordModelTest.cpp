@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Random edits of a record, beside a model that holds each section as a plain list of items.
 #include <gtest/gtest.h>
 

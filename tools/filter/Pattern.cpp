@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "tools/filter/Pattern.h"
 
 #define PCRE2_CODE_UNIT_WIDTH 8

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "tools/input/JsonReader.h"
 
 #include <rapidjson/error/en.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // What the library holds in memory does not grow with the number of documents that pass through it. Allocations are
 // counted, those of SQLite apart, whose cache has a limit of its own.
 

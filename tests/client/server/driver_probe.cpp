@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Runs one thing in a process of its own and tells in one line what it did to that process.
 
 #include <mongoc/mongoc.h>

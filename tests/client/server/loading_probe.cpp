@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Loads the library again and again, as a program with plug-ins would, and tells what the process kept of it.
 
 #include <dlfcn.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Runs a client against a server in the same process whose answers are damaged, and tells in one line for each damage
 // what the caller saw:
 //

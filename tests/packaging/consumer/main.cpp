@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // An application as others write it: a record goes into a store in memory and comes back.
 
 #include <database_client/database_client.h>

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: Apache-2.0
+
 # Writes package files as the drivers in VERSIONS ("1.23.1,2.0.2,2.1.0-static") install them under PREFIX, with targets that
 # do nothing, and looks which of them is found.
 

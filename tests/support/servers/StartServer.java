@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 import de.bwaldvogel.mongo.MongoServer;
 import de.bwaldvogel.mongo.backend.memory.MemoryBackend;
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "tests/tools/commands/Recordctl.h"
 
 // What the command line itself promises, before a store is asked.

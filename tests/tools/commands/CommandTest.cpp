@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <cctype>
 
 #include "tests/tools/commands/RecordctlContract.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // The index as the embedded engine uses it.
 
 #include <gtest/gtest.h>
