@@ -16,11 +16,11 @@
 #include <vector>
 
 #include "client/bson/Writer.h"
-#include "client/embedded/index/BlobStore.h"
-#include "client/embedded/index/ItemIndex.h"
-#include "client/embedded/index/ItemStatistics.h"
-#include "client/embedded/index/Planner.h"
-#include "client/embedded/query/Matcher.h"
+#include "client/embedded/index/items/ItemIndex.h"
+#include "client/embedded/index/plan/ItemStatistics.h"
+#include "client/embedded/index/plan/Planner.h"
+#include "client/embedded/index/segments/BlobStore.h"
+#include "client/embedded/query/match/Matcher.h"
 #include "client/embedded/sqlite/Connection.h"
 #include "client/embedded/sqlite/Transaction.h"
 

@@ -3,8 +3,8 @@
 
 #include <vector>
 
-#include "client/Document.h"
 #include "client/DocumentAccess.h"
+#include "client/bson/Document.h"
 
 namespace database_client {
 

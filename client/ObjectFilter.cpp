@@ -11,8 +11,8 @@
 #include "client/bson/Writer.h"
 #include "client/bson/utf8.h"
 #include "client/bson/validate.h"
-#include "client/filter/QueryTree.h"
-#include "client/filter/Steps.h"
+#include "client/filterbuilder/QueryTree.h"
+#include "client/filterbuilder/Steps.h"
 #include "database_client/Error.h"
 
 namespace database_client {

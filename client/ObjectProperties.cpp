@@ -6,9 +6,9 @@
 #include <limits>
 #include <utility>
 
-#include "client/Document.h"
 #include "client/DocumentAccess.h"
 #include "client/ObjectId.h"
+#include "client/bson/Document.h"
 #include "client/bson/validate.h"
 #include "client/json/json.h"
 #include "client/propertyType.h"

@@ -5,7 +5,7 @@
 
 #include "client/bson/Writer.h"
 #include "client/bson/validate.h"
-#include "client/embedded/query/Matcher.h"
+#include "client/embedded/query/match/Matcher.h"
 #include "database_client/Error.h"
 #include "fuzz/documents.h"
 #include "fuzz/require.h"

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "client/bson/validate.h"
-#include "client/embedded/query/Pipeline.h"
+#include "client/embedded/query/pipeline/Pipeline.h"
 #include "database_client/Error.h"
 #include "fuzz/documents.h"
 #include "fuzz/require.h"

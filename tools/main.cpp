@@ -7,10 +7,10 @@
 #include <stdexcept>
 
 #include "tools/commands/commands.h"
-#include "tools/core/Interrupt.h"
 #include "tools/core/Session.h"
-#include "tools/core/Terminal.h"
-#include "tools/core/Text.h"
+#include "tools/terminal/Interrupt.h"
+#include "tools/terminal/Terminal.h"
+#include "tools/values/Text.h"
 
 namespace database_provider::recordctl {
 

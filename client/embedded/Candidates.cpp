@@ -6,9 +6,9 @@
 #include <utility>
 #include <vector>
 
-#include "client/embedded/DamageError.h"
-#include "client/embedded/index/Planner.h"
-#include "client/embedded/salvage.h"
+#include "client/DamageError.h"
+#include "client/embedded/index/plan/Planner.h"
+#include "client/embedded/storage/salvage.h"
 
 namespace database_client::embedded {
 

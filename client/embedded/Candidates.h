@@ -6,7 +6,7 @@
 #include <string>
 
 #include "client/bson/View.h"
-#include "client/embedded/Collection.h"
+#include "client/embedded/storage/Collection.h"
 
 namespace database_client::embedded {
 

@@ -6,8 +6,8 @@
 #include "client/DocumentAccess.h"
 #include "client/bson/Writer.h"
 #include "client/embedded/Candidates.h"
-#include "client/embedded/idOfKey.h"
-#include "client/embedded/query/Matcher.h"
+#include "client/embedded/query/match/Matcher.h"
+#include "client/embedded/storage/idOfKey.h"
 
 namespace database_client::embedded {
 

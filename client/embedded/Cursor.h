@@ -8,10 +8,10 @@
 #include <string>
 #include <vector>
 
+#include "client/DamageError.h"
 #include "client/bson/View.h"
-#include "client/embedded/Collection.h"
-#include "client/embedded/DamageError.h"
-#include "client/embedded/Store.h"
+#include "client/embedded/storage/Collection.h"
+#include "client/embedded/storage/Store.h"
 #include "database_client/DataBaseClient.h"
 
 namespace database_client::embedded {

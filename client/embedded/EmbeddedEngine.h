@@ -7,10 +7,10 @@
 #include <vector>
 
 #include "client/Engine.h"
-#include "client/embedded/Collection.h"
-#include "client/embedded/Store.h"
-#include "client/embedded/StoreAddress.h"
-#include "client/embedded/StoreFile.h"
+#include "client/embedded/storage/Collection.h"
+#include "client/embedded/storage/Store.h"
+#include "client/embedded/storage/StoreAddress.h"
+#include "client/embedded/storage/StoreFile.h"
 #include "client/embedded/users/Rights.h"
 #include "client/embedded/users/Session.h"
 #include "client/embedded/users/UserDirectory.h"

@@ -4,13 +4,13 @@
 
 #include <utility>
 
+#include "client/DamageError.h"
 #include "client/DocumentAccess.h"
 #include "client/embedded/Cursor.h"
-#include "client/embedded/DamageError.h"
 #include "client/embedded/EmbeddedEngine.h"
-#include "client/embedded/index/ItemStatistics.h"
-#include "client/embedded/query/Pipeline.h"
-#include "client/embedded/query/errors.h"
+#include "client/embedded/index/plan/ItemStatistics.h"
+#include "client/embedded/query/pipeline/Pipeline.h"
+#include "client/embedded/query/values/errors.h"
 
 namespace database_client::embedded {
 

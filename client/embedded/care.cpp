@@ -4,16 +4,16 @@
 
 #include <utility>
 
+#include "client/DamageError.h"
 #include "client/DocumentAccess.h"
 #include "client/bson/validate.h"
-#include "client/embedded/Backup.h"
-#include "client/embedded/DamageError.h"
 #include "client/embedded/EmbeddedEngine.h"
-#include "client/embedded/StoreFile.h"
-#include "client/embedded/idOfKey.h"
-#include "client/embedded/index/IndexCheck.h"
-#include "client/embedded/query/compare.h"
-#include "client/embedded/salvage.h"
+#include "client/embedded/index/plan/IndexCheck.h"
+#include "client/embedded/query/values/compare.h"
+#include "client/embedded/storage/Backup.h"
+#include "client/embedded/storage/StoreFile.h"
+#include "client/embedded/storage/idOfKey.h"
+#include "client/embedded/storage/salvage.h"
 #include "database_client/Error.h"
 
 namespace database_client::embedded {

@@ -3,7 +3,7 @@
 // What a store says of itself.
 
 #include "client/embedded/EmbeddedEngine.h"
-#include "client/embedded/Schema.h"
+#include "client/embedded/storage/Schema.h"
 
 namespace database_client::embedded {
 

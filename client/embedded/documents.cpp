@@ -5,15 +5,15 @@
 #include <optional>
 #include <utility>
 
+#include "client/DamageError.h"
 #include "client/DocumentAccess.h"
 #include "client/ObjectId.h"
 #include "client/embedded/Candidates.h"
 #include "client/embedded/Cursor.h"
-#include "client/embedded/DamageError.h"
 #include "client/embedded/EmbeddedEngine.h"
-#include "client/embedded/duplicateKey.h"
-#include "client/embedded/query/Projection.h"
-#include "client/embedded/query/Update.h"
+#include "client/embedded/query/transform/Projection.h"
+#include "client/embedded/query/transform/Update.h"
+#include "client/embedded/storage/duplicateKey.h"
 #include "database_client/Error.h"
 
 namespace database_client::embedded {

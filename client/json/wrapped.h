@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "client/Growing.h"
+#include "client/bson/Growing.h"
 #include "client/bson/View.h"
 
 /// The objects of extended JSON that stand for one value, such as {"$oid": "…"}.

@@ -8,7 +8,7 @@
 #include <string>
 #include <utility>
 
-#include "client/Growing.h"
+#include "client/bson/Growing.h"
 #include "client/bson/utf8.h"
 #include "client/json/extended.h"
 #include "client/json/json.h"

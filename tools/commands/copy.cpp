@@ -6,11 +6,11 @@
 
 #include "tools/commands/commands.h"
 #include "tools/commands/options.h"
-#include "tools/core/Interrupt.h"
 #include "tools/core/PassedOver.h"
-#include "tools/core/Progress.h"
-#include "tools/core/Text.h"
 #include "tools/input/Import.h"
+#include "tools/terminal/Interrupt.h"
+#include "tools/terminal/Progress.h"
+#include "tools/values/Text.h"
 
 namespace database_provider::recordctl {
 

@@ -9,10 +9,10 @@
 
 #include "tools/commands/commands.h"
 #include "tools/commands/options.h"
-#include "tools/core/Interrupt.h"
 #include "tools/core/NameColumns.h"
 #include "tools/core/Show.h"
 #include "tools/core/StoreParts.h"
+#include "tools/terminal/Interrupt.h"
 
 namespace database_provider::recordctl {
 

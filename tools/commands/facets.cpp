@@ -8,9 +8,9 @@
 #include "tools/commands/commands.h"
 #include "tools/commands/options.h"
 #include "tools/core/Catalogue.h"
-#include "tools/core/Interrupt.h"
-#include "tools/core/Table.h"
-#include "tools/core/Text.h"
+#include "tools/terminal/Interrupt.h"
+#include "tools/terminal/Table.h"
+#include "tools/values/Text.h"
 
 namespace database_provider::recordctl {
 

@@ -9,7 +9,7 @@
 
 #include "tools/commands/commands.h"
 #include "tools/core/StoreParts.h"
-#include "tools/core/Table.h"
+#include "tools/terminal/Table.h"
 #include "tools/values/Time.h"
 
 namespace database_provider::recordctl {

@@ -5,7 +5,7 @@
 #include "tools/commands/commands.h"
 #include "tools/commands/options.h"
 #include "tools/core/Network.h"
-#include "tools/core/Text.h"
+#include "tools/values/Text.h"
 
 namespace database_provider::recordctl {
 

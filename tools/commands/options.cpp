@@ -4,10 +4,10 @@
 #include <iostream>
 
 #include "tools/core/Catalogue.h"
-#include "tools/core/Errors.h"
-#include "tools/core/Text.h"
 #include "tools/filter/Parser.h"
 #include "tools/filter/Query.h"
+#include "tools/values/Errors.h"
+#include "tools/values/Text.h"
 
 namespace database_provider::recordctl {
 

@@ -6,8 +6,8 @@
 
 #include "tools/commands/commands.h"
 #include "tools/commands/options.h"
-#include "tools/core/Text.h"
 #include "tools/input/Columns.h"
+#include "tools/values/Text.h"
 
 namespace database_provider::recordctl {
 

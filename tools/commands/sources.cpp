@@ -5,7 +5,7 @@
 
 #include "tools/commands/commands.h"
 #include "tools/commands/options.h"
-#include "tools/core/Table.h"
+#include "tools/terminal/Table.h"
 
 namespace database_provider::recordctl {
 

@@ -8,9 +8,9 @@
 #include "tools/commands/commands.h"
 #include "tools/commands/options.h"
 #include "tools/core/Network.h"
-#include "tools/core/Table.h"
-#include "tools/core/Terminal.h"
-#include "tools/core/Text.h"
+#include "tools/terminal/Table.h"
+#include "tools/terminal/Terminal.h"
+#include "tools/values/Text.h"
 
 namespace database_provider::recordctl {
 

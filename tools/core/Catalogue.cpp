@@ -4,9 +4,9 @@
 #include <algorithm>
 #include <set>
 
-#include "tools/core/Nearest.h"
 #include "tools/core/Show.h"
-#include "tools/core/Text.h"
+#include "tools/values/Nearest.h"
+#include "tools/values/Text.h"
 
 namespace database_provider::recordctl {
 

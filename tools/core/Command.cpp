@@ -9,10 +9,10 @@
 #include <optional>
 #include <string_view>
 
-#include "tools/core/Errors.h"
-#include "tools/core/Nearest.h"
-#include "tools/core/Text.h"
+#include "tools/values/Errors.h"
+#include "tools/values/Nearest.h"
 #include "tools/values/Number.h"
+#include "tools/values/Text.h"
 
 namespace database_provider::recordctl {
 

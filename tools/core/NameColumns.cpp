@@ -3,9 +3,9 @@
 
 #include <algorithm>
 
-#include "tools/core/Errors.h"
 #include "tools/core/Show.h"
-#include "tools/core/Text.h"
+#include "tools/values/Errors.h"
+#include "tools/values/Text.h"
 
 namespace database_provider::recordctl {
 

@@ -6,8 +6,8 @@
 
 #include "tools/core/Catalogue.h"
 #include "tools/core/Records.h"
-#include "tools/core/Table.h"
 #include "tools/filter/Expression.h"
+#include "tools/terminal/Table.h"
 
 namespace database_provider::recordctl {
 

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "tools/core/Text.h"
+#include "tools/values/Text.h"
 
 namespace database_provider::recordctl {
 

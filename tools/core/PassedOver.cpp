@@ -5,7 +5,7 @@
 #include <iostream>
 #include <utility>
 
-#include "tools/core/Text.h"
+#include "tools/values/Text.h"
 
 namespace database_provider::recordctl {
 

@@ -3,7 +3,7 @@
 
 #include <utility>
 
-#include "tools/core/Interrupt.h"
+#include "tools/terminal/Interrupt.h"
 
 namespace database_provider::recordctl {
 

@@ -10,11 +10,11 @@
 #include <set>
 #include <string_view>
 
-#include "tools/core/Interrupt.h"
 #include "tools/core/Network.h"
-#include "tools/core/Terminal.h"
-#include "tools/core/Text.h"
+#include "tools/terminal/Interrupt.h"
+#include "tools/terminal/Terminal.h"
 #include "tools/values/Number.h"
+#include "tools/values/Text.h"
 #include "users/UsersDatabase.h"
 
 namespace database_provider::recordctl {

@@ -7,9 +7,9 @@
 #include <optional>
 #include <string>
 
-#include "tools/core/Errors.h"
 #include "tools/core/PassedOver.h"
 #include "tools/core/Records.h"
+#include "tools/values/Errors.h"
 
 namespace database_provider::recordctl {
 

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "tools/core/Records.h"
-#include "tools/core/Table.h"
+#include "tools/terminal/Table.h"
 
 namespace database_provider::recordctl {
 

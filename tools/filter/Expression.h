@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "database_client/types.h"
+#include "tools/values/Time.h"
 
 namespace database_provider::recordctl {
 
@@ -21,11 +22,6 @@ enum class Field {
 struct Name {
   Field field = Field::any;
   std::string text{};
-};
-
-/// Milliseconds since the epoch, UTC.
-struct Time {
-  long long milliseconds;
 };
 
 /// A value as it was typed: its text, and what the text stands for where it was not quoted.

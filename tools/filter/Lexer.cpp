@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <array>
 
-#include "tools/core/Text.h"
+#include "tools/values/Text.h"
 
 namespace database_provider::recordctl {
 

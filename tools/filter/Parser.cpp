@@ -6,9 +6,9 @@
 #include <optional>
 #include <utility>
 
-#include "tools/core/Text.h"
 #include "tools/filter/Pattern.h"
 #include "tools/values/Number.h"
+#include "tools/values/Text.h"
 #include "tools/values/Time.h"
 
 namespace database_provider::recordctl {

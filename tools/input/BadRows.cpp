@@ -3,7 +3,7 @@
 
 #include <iostream>
 
-#include "tools/core/Text.h"
+#include "tools/values/Text.h"
 
 namespace database_provider::recordctl {
 

@@ -6,8 +6,8 @@
 #include <set>
 #include <utility>
 
-#include "tools/core/Errors.h"
-#include "tools/core/Text.h"
+#include "tools/values/Errors.h"
+#include "tools/values/Text.h"
 
 namespace database_provider::recordctl {
 

@@ -10,10 +10,10 @@
 #include <set>
 #include <utility>
 
-#include "tools/core/Interrupt.h"
-#include "tools/core/Text.h"
 #include "tools/input/IdCheck.h"
 #include "tools/input/StagedFile.h"
+#include "tools/terminal/Interrupt.h"
+#include "tools/values/Text.h"
 
 namespace database_provider::recordctl {
 

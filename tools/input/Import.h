@@ -6,13 +6,13 @@
 #include <string>
 #include <vector>
 
-#include "tools/core/Progress.h"
 #include "tools/core/Session.h"
 #include "tools/core/StoreParts.h"
 #include "tools/input/BadRows.h"
 #include "tools/input/BatchWriter.h"
 #include "tools/input/RecordMaker.h"
 #include "tools/input/RowReader.h"
+#include "tools/terminal/Progress.h"
 
 namespace database_provider::recordctl {
 

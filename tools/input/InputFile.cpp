@@ -9,9 +9,9 @@
 #include <cerrno>
 #include <cstring>
 
-#include "tools/core/Errors.h"
-#include "tools/core/Interrupt.h"
 #include "tools/input/Row.h"
+#include "tools/terminal/Interrupt.h"
+#include "tools/values/Errors.h"
 
 namespace database_provider::recordctl {
 

@@ -9,7 +9,7 @@
 #include <string_view>
 #include <utility>
 
-#include "tools/core/Errors.h"
+#include "tools/values/Errors.h"
 
 namespace database_provider::recordctl {
 

@@ -6,9 +6,9 @@
 #include <string_view>
 #include <utility>
 
-#include "tools/core/Errors.h"
 #include "tools/input/CsvReader.h"
 #include "tools/input/JsonReader.h"
+#include "tools/values/Errors.h"
 
 namespace database_provider::recordctl {
 

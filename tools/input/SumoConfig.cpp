@@ -9,10 +9,10 @@
 #include <initializer_list>
 #include <pugixml.hpp>
 
-#include "tools/core/Errors.h"
-#include "tools/core/Interrupt.h"
-#include "tools/core/Text.h"
+#include "tools/terminal/Interrupt.h"
+#include "tools/values/Errors.h"
 #include "tools/values/Number.h"
+#include "tools/values/Text.h"
 
 namespace database_provider::recordctl {
 

@@ -7,8 +7,8 @@
 #include <limits>
 #include <utility>
 
-#include "tools/core/Text.h"
 #include "tools/values/Number.h"
+#include "tools/values/Text.h"
 #include "tools/values/Time.h"
 
 namespace database_provider::recordctl {

@@ -7,7 +7,7 @@
 #include <string>
 #include <variant>
 
-#include "tools/filter/Expression.h"
+#include "tools/values/Time.h"
 
 namespace database_provider::recordctl {
 

@@ -7,6 +7,11 @@
 
 namespace database_provider::recordctl {
 
+/// Milliseconds since the epoch, UTC.
+struct Time {
+  long long milliseconds;
+};
+
 /// The milliseconds since the epoch, UTC, that an ISO 8601 text names: a date, which is midnight UTC, or a date and a
 /// time behind a "T" or a blank, with seconds, a fraction and an offset where they are given. Without an offset a time
 /// is UTC; what is finer than a millisecond is cut off. Nothing for any other text, and for days that no calendar has.

@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <array>
 
-#include "client/embedded/DamageError.h"
+#include "client/DamageError.h"
 
 namespace database_client::embedded::sqlite {
 

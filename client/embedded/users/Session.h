@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "client/embedded/Store.h"
+#include "client/embedded/storage/Store.h"
 #include "client/embedded/users/Rights.h"
 
 namespace database_client::embedded {

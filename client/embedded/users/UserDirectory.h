@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "client/bson/View.h"
-#include "client/embedded/Store.h"
+#include "client/embedded/storage/Store.h"
 #include "client/embedded/users/Rights.h"
 #include "client/embedded/users/Scram.h"
 

@@ -3,8 +3,8 @@
 
 #include <string>
 
-#include "tools/core/Errors.h"
 #include "tools/input/Columns.h"
+#include "tools/values/Errors.h"
 
 using namespace database_provider::recordctl;
 

@@ -5,8 +5,8 @@
 #include <string>
 
 #include "tests/tools/input/TemporaryFile.h"
-#include "tools/core/Errors.h"
 #include "tools/input/RowReader.h"
+#include "tools/values/Errors.h"
 
 using namespace database_provider::recordctl;
 

@@ -8,8 +8,8 @@
 #include <string>
 
 #include "tests/tools/input/TemporaryFile.h"
-#include "tools/core/Errors.h"
 #include "tools/input/SumoConfig.h"
+#include "tools/values/Errors.h"
 #include "tools/values/Number.h"
 
 using namespace database_provider::recordctl;

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "client/embedded/StoreFile.h"
+#include "client/embedded/storage/StoreFile.h"
 #include "database_client/Error.h"
 #include "tests/client/embedded/durability/FaultyFiles.h"
 #include "tests/client/embedded/durability/LogOfSteps.h"

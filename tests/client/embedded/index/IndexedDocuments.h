@@ -9,7 +9,7 @@
 #include <string>
 #include <utility>
 
-#include "client/embedded/index/ItemIndex.h"
+#include "client/embedded/index/items/ItemIndex.h"
 #include "tests/client/embedded/index/MemoryBlobStore.h"
 #include "tests/client/embedded/index/documents.h"
 

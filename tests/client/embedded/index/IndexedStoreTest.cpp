@@ -9,7 +9,7 @@
 #include <string>
 
 #include "client/DocumentAccess.h"
-#include "client/embedded/query/Matcher.h"
+#include "client/embedded/query/match/Matcher.h"
 #include "client/embedded/sqlite/Connection.h"
 #include "tests/client/embedded/index/documents.h"
 #include "tests/client/embedded/support/EngineFixture.h"

@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "client/embedded/index/BlobStore.h"
+#include "client/embedded/index/segments/BlobStore.h"
 
 namespace database_client::embedded {
 

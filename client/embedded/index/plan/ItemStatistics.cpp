@@ -1,0 +1,280 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "client/embedded/index/plan/ItemStatistics.h"
+
+#include <algorithm>
+#include <limits>
+#include <map>
+#include <optional>
+#include <utility>
+
+#include "client/bson/Writer.h"
+#include "client/embedded/index/items/ItemExtractor.h"
+#include "client/embedded/index/items/ItemPaths.h"
+#include "client/embedded/index/plan/Planner.h"
+#include "client/embedded/index/plan/QueryParts.h"
+#include "client/embedded/index/plan/StatisticsPattern.h"
+#include "client/embedded/query/pipeline/Pipeline.h"
+#include "client/embedded/query/values/compare.h"
+
+namespace database_client::embedded {
+
+namespace {
+
+using index::StatisticsPattern;
+using index::TermKind;
+using index::ValueClass;
+
+bson::View viewOf(const std::vector<bson::Byte>& bytes) {
+  return {bytes.data(), bytes.size()};
+}
+
+/// The groups of an aggregation under way.
+class Groups {
+ public:
+  /// Adds to the group of `id`, a document {"_id": …}. False when the group has been seen with another form of an equal
+  /// id: which of them a server would give depends on the order of the documents.
+  bool add(std::vector<bson::Byte> id, std::int64_t count) {
+    const auto [at, fresh] = groups_.try_emplace(canonicalKey(viewOf(id).find("_id")));
+    if (fresh)
+      at->second.id = std::move(id);
+    else if (at->second.id != id)
+      return false;
+    at->second.count += count;
+    return true;
+  }
+
+  void give(const std::string& countKey, const GroupReceiver& receive) const {
+    for (const auto& [key, group] : groups_) {
+      if (group.count == 0) continue;
+      bson::Writer writer;
+      writer.append("_id", viewOf(group.id).find("_id"));
+      if (group.count > std::numeric_limits<std::int32_t>::max()) {
+        writer.appendInt64(countKey, group.count);
+      } else {
+        writer.appendInt32(countKey, static_cast<std::int32_t>(group.count));
+      }
+      if (!receive(writer.take())) return;
+    }
+  }
+
+ private:
+  struct Group {
+    std::vector<bson::Byte> id;
+    std::int64_t count = 0;
+  };
+  std::map<std::string, Group> groups_;
+};
+
+std::vector<bson::Byte> idOfName(const index::ParsedKey& key) {
+  bson::Writer writer;
+  writer.beginDocument("_id");
+  if (key.named) writer.appendString("name", key.name);
+  if (key.typed) writer.appendInt32("type", key.type);
+  writer.end();
+  return writer.take();
+}
+
+std::vector<bson::Byte> idOfValue(ValueClass kind, std::string_view payload) {
+  bson::Writer writer;
+  if (kind == ValueClass::missing) {
+    writer.appendNull("_id");
+  } else {
+    index::appendDecoded(writer, "_id", kind, payload);
+  }
+  return writer.take();
+}
+
+std::vector<bson::Byte> idOfValue(const bson::Value& value) {
+  bson::Writer writer;
+  writer.append("_id", value);
+  return writer.take();
+}
+
+/// One aggregation answered from the index. Each step returns false when the index cannot tell.
+class Counting {
+ public:
+  Counting(ItemIndex& index, const StatisticsPattern& pattern, bson::View stages, const DocumentReader& read)
+      : index_(index), pattern_(pattern), stages_(stages), read_(read), paths_(index.paths()), scan_(index) {}
+
+  bool run(std::uint64_t documents) {
+    if (paths_.neverUsed(pattern_.path)) return true;
+    if (paths_.state(pattern_.path, path_) != ItemPaths::State::tracked || !paths_.isClean(path_)) return false;
+    if (pattern_.hasFilter && !select(documents)) return false;
+    const bool counted = pattern_.kind == StatisticsPattern::Kind::namesAndTypes ? countNames() : countValues();
+    return counted && countIrregular();
+  }
+
+  const Groups& groups() const { return groups_; }
+
+ private:
+  /// Finds the documents that pass the filter.
+  bool select(std::uint64_t documents) {
+    Plan plan = embedded::plan(index_, pattern_.filter, {documents, 0, true});
+    if (!plan.usesIndex) return false;
+    const Matcher matcher(pattern_.filter);
+    for (auto rid = plan.maybe.next(0); rid; rid = plan.maybe.next(*rid + 1)) {
+      const bson::View document = read_(static_cast<std::int64_t>(*rid));
+      if (document.data != nullptr && matcher.matches(document)) plan.sure.add(*rid);
+    }
+    selected_ = std::move(plan.sure);
+    return true;
+  }
+
+  bool countNames() {
+    const index::KeyRange range = index::allOf(path_, TermKind::name);
+    return countTerms(range, [this](std::string_view key, std::int64_t count) {
+      return groups_.add(idOfName(index::parseKey(key)), count);
+    });
+  }
+
+  bool countValues() {
+    bson::Writer writer;
+    writer.append("n", pattern_.nameCondition);
+    const std::vector<bson::Byte> condition = writer.take();
+    const Matcher matcher(viewOf(condition));
+    index::TextProbe probe;
+    for (const std::string& name : index::namesUnder(scan_, path_)) {
+      if (!probe.accepts(matcher, "n", name)) continue;
+      names_.push_back(name);
+      if (!countValuesOf(index::allNamed(path_, TermKind::value, name))) return false;
+    }
+    if (matcher.matches(bson::emptyDocument())) {
+      namelessToo_ = true;
+      const std::string prefix = index::KeyBuilder().start(path_, TermKind::value).noName().key();
+      if (!countValuesOf({prefix, index::afterPrefix(prefix)})) return false;
+    }
+    return countLookedUp();
+  }
+
+  bool countValuesOf(const index::KeyRange& range) {
+    return countTerms(range, [this](std::string_view key, std::int64_t count) { return addValue(key, count); });
+  }
+
+  bool addValue(std::string_view key, std::int64_t count) {
+    const index::ParsedKey parsed = index::parseKey(key);
+    if (!index::isLookedUp(parsed.valueClass)) return groups_.add(idOfValue(parsed.valueClass, parsed.payload), count);
+    scan_.collect(key, std::string(key) + '\0', lookedUp_);
+    return true;
+  }
+
+  /// Gives the number of items of each term that has some, until `take` returns false; of the selected documents, if
+  /// some are.
+  template <class Take>
+  bool countTerms(const index::KeyRange& range, Take take) const {
+    bool known = true;
+    scan_.eachGroup(range.low, range.high, [&](std::string_view key, const std::vector<index::TermIterator*>& parts) {
+      scan_.checkWanted();
+      std::int64_t count = 0;
+      for (const index::TermIterator* part : parts) {
+        known = known && (!selected_ || part->term().counts.extra == 0);
+        count += selected_ ? selectedItems(*part) : part->term().counts.items();
+      }
+      known = known && (count == 0 || take(key, count));
+    });
+    return known;
+  }
+
+  std::int64_t selectedItems(const index::TermIterator& part) const {
+    std::int64_t count = 0;
+    const auto countIn = [&](std::int64_t sign) {
+      return [&count, sign, this](index::Run run) {
+        count += sign * static_cast<std::int64_t>(selected_->countRange(run.first, run.length));
+      };
+    };
+    part.eachPlus(countIn(1));
+    part.eachMinus(countIn(-1));
+    return count;
+  }
+
+  /// Items whose values only the documents know.
+  bool countLookedUp() {
+    if (selected_) lookedUp_.intersect(*selected_);
+    ItemPaths paths = paths_;
+    ItemExtractor extractor(paths);
+    for (auto rid = lookedUp_.next(0); rid; rid = lookedUp_.next(*rid + 1)) {
+      const bson::View document = read_(static_cast<std::int64_t>(*rid));
+      if (document.data == nullptr) continue;
+      extractor.extract(document);
+      for (const ItemExtractor::Place& place : extractor.places()) {
+        if (place.path == path_ && !countLookedUp(extractor.items(place), place.items)) return false;
+      }
+    }
+    return true;
+  }
+
+  bool countLookedUp(const Item* items, std::size_t count) {
+    std::string payload;
+    for (std::size_t i = 0; i < count; ++i) {
+      if (!isCounted(items[i]) || !index::isLookedUp(index::encodeValue(items[i].value, payload))) continue;
+      if (items[i].value.type == bson::Type::undefined) return false;
+      if (!groups_.add(idOfValue(items[i].value), 1)) return false;
+    }
+    return true;
+  }
+
+  bool isCounted(const Item& item) const {
+    if (!item.named) return namelessToo_;
+    return std::find(names_.begin(), names_.end(), item.name) != names_.end();
+  }
+
+  /// Documents that the counters leave out go through the stages themselves.
+  bool countIrregular() {
+    RidSet irregular;
+    const index::KeyRange range = index::allOf(path_, TermKind::irregular);
+    scan_.collect(range.low, range.high, irregular);
+    if (selected_) irregular.intersect(*selected_);
+    if (irregular.empty()) return true;
+    bool known = true;
+    runStages(irregular, [&](bson::View group) {
+      const bson::Value count = group.find(pattern_.countKey);
+      const std::int64_t items = count.type == bson::Type::int32 ? count.asInt32() : count.asInt64();
+      known = groups_.add(idOfValue(group.find("_id")), items);
+      return known;
+    });
+    return known;
+  }
+
+  void runStages(const RidSet& records, const Pipeline::Receiver& receive) const {
+    bson::Writer writer;
+    for (std::size_t i = 0; i < pattern_.answered; ++i) {
+      writer.append(pattern_.stages[i].key, pattern_.stages[i].value);
+    }
+    const std::vector<bson::Byte> stages = writer.take();
+    const Pipeline pipeline(viewOf(stages));
+    pipeline.run(
+        [&](const Pipeline::Receiver& give) {
+          for (auto rid = records.next(0); rid; rid = records.next(*rid + 1)) {
+            const bson::View document = read_(static_cast<std::int64_t>(*rid));
+            if (document.data != nullptr && !give(document)) return;
+          }
+        },
+        receive);
+  }
+
+  ItemIndex& index_;
+  const StatisticsPattern& pattern_;
+  bson::View stages_;
+  const DocumentReader& read_;
+  const ItemPaths& paths_;
+  index::TermScan scan_;
+  ItemPaths::Id path_ = ItemPaths::root;
+  std::optional<RidSet> selected_;
+  std::vector<std::string> names_;
+  bool namelessToo_ = false;
+  RidSet lookedUp_;
+  Groups groups_;
+};
+
+}  // namespace
+
+std::size_t answerFromIndex(ItemIndex& index, bson::View stages, std::uint64_t documents, const DocumentReader& read,
+                            const GroupReceiver& receive) {
+  const StatisticsPattern pattern = index::recogniseStatistics(stages);
+  if (pattern.kind == StatisticsPattern::Kind::none) return 0;
+  Counting counting(index, pattern, stages, read);
+  if (!counting.run(documents)) return 0;
+  counting.groups().give(pattern.countKey, receive);
+  return pattern.answered;
+}
+
+}  // namespace database_client::embedded

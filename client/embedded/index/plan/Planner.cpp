@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "client/embedded/index/plan/Planner.h"
+
+#include <algorithm>
+
+#include "client/embedded/index/plan/QueryParts.h"
+#include "client/embedded/index/plan/cost.h"
+
+namespace database_client::embedded {
+
+namespace {
+
+std::string describe(const index::QueryPart& part) {
+  std::vector<std::string> paths;
+  part.describe(paths);
+  std::sort(paths.begin(), paths.end());
+  paths.erase(std::unique(paths.begin(), paths.end()), paths.end());
+  std::string text;
+  for (const std::string& path : paths) text += (text.empty() ? "items(" : " and items(") + path + ")";
+  return text;
+}
+
+/// Whether reading the documents in order is likely to be faster.
+bool scanIsCheaper(std::uint64_t estimate, const PlanRequest& request) {
+  if (!request.documentsAreRead) return false;
+  const auto documents = static_cast<double>(request.documents);
+  const auto matches = static_cast<double>(std::max<std::uint64_t>(estimate, 1));
+  const bool all = request.wanted == 0 || request.wanted >= estimate;
+  const double scanned = all ? documents : static_cast<double>(request.wanted) * documents / matches;
+  const std::uint64_t fetched = all ? estimate : request.wanted;
+  return index::cost::scanning(std::min(scanned, documents)) <
+         index::cost::collecting(estimate) + index::cost::reading(fetched);
+}
+
+}  // namespace
+
+std::optional<Plan::Candidate> Plan::next(std::int64_t after) const {
+  const auto from = static_cast<RidSet::Rid>(after) + 1;
+  const auto known = sure.next(from);
+  const auto possible = maybe.next(from);
+  if (!known && !possible) return std::nullopt;
+  if (known && (!possible || *known < *possible)) return Candidate{static_cast<std::int64_t>(*known), false};
+  return Candidate{static_cast<std::int64_t>(*possible), true};
+}
+
+Plan plan(ItemIndex& index, bson::View query, const PlanRequest& request) {
+  const ItemPaths& paths = index.paths();
+  const index::TermScan scan(index);
+  Plan plan;
+  const index::QueryPartPtr part = index::readQuery(query, paths, scan);
+  if (!part) return plan;
+  plan.estimate = std::min(part->estimate(), request.documents);
+  if (scanIsCheaper(plan.estimate, request)) return plan;
+  index::Answer answer = part->answer();
+  plan.usesIndex = true;
+  plan.description = describe(*part);
+  plan.sure = std::move(answer.sure);
+  plan.maybe = std::move(answer.maybe);
+  return plan;
+}
+
+}  // namespace database_client::embedded

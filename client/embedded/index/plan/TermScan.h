@@ -1,0 +1,93 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <algorithm>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "client/embedded/index/items/ItemIndex.h"
+#include "client/embedded/index/plan/RidSet.h"
+#include "client/embedded/index/segments/MergedTerms.h"
+#include "client/embedded/index/segments/Segment.h"
+#include "client/embedded/index/segments/termKey.h"
+
+namespace database_client::embedded::index {
+
+/// Reads terms of all segments of an index. It holds the segments, but their blocks can be read only until the next
+/// change of the index.
+class TermScan {
+ public:
+  explicit TermScan(ItemIndex& index);
+
+  /// Throws Error{cancelled} when nobody wants the result any more; for whoever does much with each of many terms.
+  void checkWanted() const { blocks_.checkWanted(); }
+
+  /// Gives each part of each term from `low` to below `high`, in no particular order: good for adding up.
+  template <class Receive>
+  void eachPart(std::string_view low, std::string_view high, Receive receive) const {
+    for (const auto& segment : segments_) {
+      TermIterator terms(*segment, blocks_);
+      for (terms.seek(low); terms.valid() && terms.key() < high; terms.next()) receive(terms);
+    }
+  }
+
+  /// Gives the parts of each term from `low` to below `high` together, in the order of the keys.
+  template <class Receive>
+  void eachGroup(std::string_view low, std::string_view high, Receive receive) const {
+    for (MergedTerms terms = merged(low); terms.valid() && terms.key() < high; terms.next()) {
+      receive(terms.key(), terms.group());
+    }
+  }
+
+  /// Gives the records that have each term from `low` to below `high`: `receive(key, eachRun)`, where
+  /// `eachRun(function)` gives the runs of record numbers. A term may come in several calls, of disjoint records.
+  template <class Receive>
+  void eachTerm(std::string_view low, std::string_view high, Receive receive) const {
+    if (!takesBack_) {
+      return eachPart(
+          low, high, [&](const TermIterator& part) { receive(part.key(), [&](auto&& take) { part.eachPlus(take); }); });
+    }
+    eachGroup(low, high, [&](std::string_view key, const std::vector<TermIterator*>& parts) {
+      receive(key, [&](auto&& take) { eachSummed(parts, take); });
+    });
+  }
+
+  /// Adds the records that have any term from `low` to below `high`.
+  void collect(std::string_view low, std::string_view high, RidSet& records) const;
+  /// About how many records have a term from `low` to below `high`, counted once for each term.
+  std::uint64_t estimate(std::string_view low, std::string_view high) const;
+
+ private:
+  MergedTerms merged(std::string_view low) const;
+  static std::uint64_t estimateIn(const Segment& segment, BlockCache& blocks, std::string_view low,
+                                  std::string_view high);
+
+  template <class Take>
+  static void eachSummed(const std::vector<TermIterator*>& parts, Take take) {
+    const bool plain = std::all_of(parts.begin(), parts.end(),
+                                   [](const TermIterator* part) { return part->term().counts.minus == 0; });
+    if (plain) {
+      for (const TermIterator* part : parts) part->eachPlus(take);
+      return;
+    }
+    PostingSum().each(parts, take, [](Run) {});
+  }
+
+  ItemIndex::Segments segments_;
+  BlockCache& blocks_;
+  bool takesBack_ = false;
+};
+
+/// The bounds of all terms of a kind and, where one is given, a name.
+struct KeyRange {
+  std::string low;
+  std::string high;
+};
+KeyRange allOf(PathId path, TermKind kind);
+KeyRange allNamed(PathId path, TermKind kind, std::string_view name);
+
+/// The names under a path, in no particular order. A name stays as long as the segments that had it are not merged.
+std::vector<std::string> namesUnder(const TermScan& scan, PathId path);
+
+}  // namespace database_client::embedded::index

@@ -1,0 +1,78 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "client/embedded/index/segments/Segment.h"
+
+namespace database_client::embedded::index {
+
+/// Adds up the postings of one term of several segments, whatever they take back. Costs by their runs, not by their
+/// records.
+class PostingSum {
+ public:
+  /// Gives the runs of records that have the term, and those of records that have it no more as far as these segments
+  /// tell, in ascending order.
+  template <class Plus, class Minus>
+  void each(const std::vector<TermIterator*>& parts, Plus plus, Minus minus) {
+    gather(parts);
+    Edge sum{0, 0, 0};
+    for (const Edge& edge : edges_) {
+      if (edge.at > sum.at) {
+        const int times = timesOf(sum.plus, sum.minus);
+        if (times > 0) plus(Run{sum.at, edge.at - sum.at});
+        if (times < 0) minus(Run{sum.at, edge.at - sum.at});
+      }
+      sum = {edge.at, sum.plus + edge.plus, sum.minus + edge.minus};
+    }
+  }
+
+ private:
+  /// Where runs of one posting begin or end.
+  struct Edge {
+    Rid at;
+    int plus;   ///< by how many more parts add the records from here on
+    int minus;  ///< by how many more take them back
+  };
+
+  void gather(const std::vector<TermIterator*>& parts);
+  /// How often the sum has a record that so many parts add and so many take back.
+  static int timesOf(int plus, int minus);
+
+  std::vector<Edge> edges_;
+};
+
+/// Walks over the terms of several segments in the order of their keys; equal ones come together.
+class MergedTerms {
+ public:
+  explicit MergedTerms(std::vector<TermIterator> iterators) : iterators_(std::move(iterators)) {}
+
+  void seekToFirst();
+  void seek(std::string_view key);
+  void next();
+  bool valid() const { return !group_.empty(); }
+  std::string_view key() const { return group_.front()->key(); }
+  /// The parts of the current term, one or more.
+  const std::vector<TermIterator*>& group() const { return group_; }
+
+ private:
+  void rebuild();
+  void collect();
+  bool topIsAlone() const;
+  void advanceTop();
+  void advanceGroup();
+
+  std::vector<TermIterator> iterators_;
+  std::vector<TermIterator*> heap_;  // those that are valid; without the group, unless that is the top alone
+  std::vector<TermIterator*> group_;
+};
+
+/// Writes the sum of the segments to `sink` for as long as `mayGoOn`. Terms that add up to nothing are left out.
+void mergeTerms(MergedTerms& terms, TermSink& sink, const std::function<bool()>& mayGoOn);
+
+}  // namespace database_client::embedded::index

@@ -1,0 +1,177 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <list>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "client/embedded/index/segments/BlobStore.h"
+#include "client/embedded/index/segments/SegmentWriter.h"
+#include "client/embedded/index/segments/posting.h"
+
+namespace database_client::embedded {
+
+/// A segment as its head describes it. The format stands at `SegmentWriter`.
+class Segment {
+ public:
+  struct Block {
+    std::uint64_t number;
+    std::uint64_t records;
+    std::string_view firstKey;
+  };
+
+  /// `head` is the head as it was stored. Throws Error{storage} when it is damaged.
+  Segment(std::uint32_t number, std::int64_t firstBlob, std::string head);
+
+  std::uint32_t number() const { return number_; }
+  std::uint32_t level() const { return level_; }
+  std::uint64_t terms() const { return terms_; }
+  /// Whether some term takes records back.
+  bool takesBack() const { return takenBack_ != 0; }
+  std::uint64_t bytes() const { return bytes_; }
+  std::int64_t firstBlob() const { return firstBlob_; }
+  std::int64_t blob(std::uint64_t number) const { return firstBlob_ + static_cast<std::int64_t>(number); }
+  bool isInline() const { return blocks_.empty(); }
+  const std::vector<Block>& blocks() const { return blocks_; }
+  const std::vector<std::uint64_t>& chunks() const { return chunks_; }
+  std::string_view inlineTerms() const { return inlineTerms_; }
+  std::string_view inlinePostings() const { return inlinePostings_; }
+  std::size_t chunkSize() const { return chunkSize_; }
+  /// The head's bytes, to tell whether a segment is still the same.
+  const std::string& head() const { return head_; }
+
+ private:
+  void readBlocks(index::ByteReader& reader, std::uint64_t count);
+
+  std::uint32_t number_;
+  std::int64_t firstBlob_;
+  std::string head_;
+  std::size_t chunkSize_ = 0;
+  std::uint32_t level_ = 0;
+  std::uint64_t terms_ = 0;
+  std::uint64_t takenBack_ = 0;
+  std::uint64_t bytes_ = 0;
+  std::vector<Block> blocks_;
+  std::vector<std::uint64_t> chunks_;
+  std::string_view inlineTerms_;
+  std::string_view inlinePostings_;
+};
+
+/// The blocks of segments that were read last, up to a number of bytes; the segments may be those of several indexes in
+/// one `BlobStore`.
+class BlockCache {
+ public:
+  using Content = std::shared_ptr<const std::string>;
+
+  BlockCache(BlobStore& store, std::size_t capacity) : store_(store), capacity_(capacity) {}
+
+  /// As that of the store.
+  void checkWanted() { store_.checkWanted(); }
+
+  /// The content of a block. What is read only once, in a merge, is not kept.
+  Content get(const Segment& segment, std::uint64_t number, bool keep);
+  /// Drops the blocks with keys from `first` to `last`.
+  void forget(std::int64_t first, std::int64_t last);
+  std::size_t used() const { return used_; }
+
+ private:
+  struct Entry {
+    std::int64_t key;
+    Content content;
+  };
+
+  BlobStore& store_;
+  std::size_t capacity_;
+  std::size_t used_ = 0;
+  std::list<Entry> entries_;
+  std::unordered_map<std::int64_t, std::list<Entry>::iterator> byKey_;
+};
+
+namespace index {
+
+/// Where a term's postings lie.
+struct TermView {
+  TermCounts counts;
+  Rid only = 0;             ///< the record, when there is no posting
+  std::string_view plus{};  ///< inside the block
+  std::string_view minus{};
+  bool outside = false;
+  std::uint64_t outsideAt = 0;
+  std::uint64_t plusSize = 0;
+  std::uint64_t minusSize = 0;
+};
+
+/// Walks over the terms of one segment in the order of their keys.
+class TermIterator {
+ public:
+  TermIterator(const Segment& segment, BlockCache& blocks, bool keepBlocks = true)
+      : segment_(&segment), blocks_(&blocks), keep_(keepBlocks) {}
+
+  void seekToFirst();
+  /// Moves to the first term whose key is not below `key`.
+  void seek(std::string_view key);
+  void next();
+  bool valid() const { return valid_; }
+  std::string_view key() const { return key_.view(); }
+  const TermView& term() const { return term_; }
+  const Segment& segment() const { return *segment_; }
+
+  /// Gives every run of record numbers that the term adds, or takes back.
+  template <class Receive>
+  void eachPlus(Receive receive) const {
+    if (term_.plusSize == 0 && term_.counts.plus == 1) return receive(Run{term_.only, 1});
+    eachRunOf(term_.plus, term_.outsideAt, term_.plusSize, receive);
+  }
+  template <class Receive>
+  void eachMinus(Receive receive) const {
+    eachRunOf(term_.minus, term_.outsideAt + term_.plusSize, term_.minusSize, receive);
+  }
+  /// The postings' bytes in one piece, in `buffer` unless they lie in the block.
+  Term whole(std::string& buffer) const;
+
+ private:
+  void openBlock(std::size_t block);
+  void setContent(std::string_view terms);
+  bool readEntry();
+  void readCounts(ByteReader& reader);
+  std::string_view restartKey(std::size_t restart) const;
+  void readOutside(std::uint64_t at, std::uint64_t size, std::string& out) const;
+
+  template <class Receive>
+  void eachRunOf(std::string_view inside, std::uint64_t at, std::uint64_t size, Receive receive) const {
+    if (!term_.outside) return eachRun(inside, receive);
+    std::string buffer;
+    Rid end = 0;
+    // A run is at most 20 bytes long: as long as there is more outside, what remains is at least that.
+    while (size > 0 || !buffer.empty()) {
+      const std::uint64_t piece = std::min<std::uint64_t>(size, segment_->chunkSize());
+      readOutside(at, piece, buffer);
+      at += piece;
+      size -= piece;
+      ByteReader reader(buffer);
+      while (!reader.atEnd() && (size == 0 || reader.left() >= 20)) receive(readRun(reader, end));
+      buffer.erase(0, buffer.size() - reader.left());
+    }
+  }
+
+  const Segment* segment_;
+  BlockCache* blocks_;
+  bool keep_;
+  bool valid_ = false;
+  std::size_t block_ = 0;
+  BlockCache::Content content_;
+  std::string_view terms_;     // the entries of the block
+  std::string_view restarts_;  // 4 bytes each
+  std::size_t at_ = 0;         // of the entry after the current one
+  ByteBuffer key_;
+  TermView term_;
+};
+
+}  // namespace index
+}  // namespace database_client::embedded

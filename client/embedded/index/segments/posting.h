@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "client/embedded/index/segments/bytes.h"
+
+/// Ascending lists of record numbers, as runs of consecutive ones:
+///
+///     posting = run*            run = varint(gap << 1 | several) [varint(length - 2)]
+///
+/// `gap` is the distance from the end of the run before (from 0 for the first); the length is there when it is above 1.
+namespace database_client::embedded::index {
+
+using Rid = std::uint64_t;
+
+struct Run {
+  Rid first = 0;
+  Rid length = 0;
+};
+
+class PostingWriter {
+ public:
+  /// `first` is not below the end of what was added before.
+  void add(Rid first, Rid length = 1) {
+    if (first == run_.first + run_.length && run_.length > 0) {
+      run_.length += length;
+    } else {
+      finishRun();
+      run_ = {first, length};
+    }
+    count_ += length;
+  }
+  std::uint64_t count() const { return count_; }
+  /// The end of the last run, 0 without one.
+  Rid end() const { return run_.first + run_.length; }
+  /// The bytes of all runs; nothing can be added afterwards until `clear`.
+  const std::string& finish() {
+    finishRun();
+    run_ = {};
+    return bytes_;
+  }
+  void clear();
+
+ private:
+  void finishRun();
+
+  std::string bytes_;
+  Run run_;
+  Rid end_ = 0;
+  std::uint64_t count_ = 0;
+};
+
+/// Reads one run; `end` is the end of the run before and becomes that of this one.
+inline Run readRun(ByteReader& reader, Rid& end) {
+  const std::uint64_t head = reader.varint();
+  Run run{end + (head >> 1), 1};
+  if (head & 1) run.length = reader.varint() + 2;
+  end = run.first + run.length;
+  if (end < run.first || end > Rid{1} << 62) damaged("a record number");
+  return run;
+}
+
+template <class Receive>
+void eachRun(std::string_view posting, Receive receive) {
+  ByteReader reader(posting);
+  for (Rid end = 0; !reader.atEnd();) receive(readRun(reader, end));
+}
+
+}  // namespace database_client::embedded::index

@@ -1,0 +1,231 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <deque>
+#include <string>
+#include <unordered_map>
+#include <unordered_set>
+#include <utility>
+#include <vector>
+
+#include "client/bson/Writer.h"
+#include "client/embedded/query/pipeline/Accumulator.h"
+#include "client/embedded/query/pipeline/Stage.h"
+#include "client/embedded/query/transform/Expression.h"
+#include "client/embedded/query/values/OwnedValue.h"
+#include "client/embedded/query/values/errors.h"
+
+namespace database_client::embedded {
+
+using bson::Byte;
+using bson::Element;
+using bson::Type;
+using bson::Value;
+using bson::View;
+using bson::Writer;
+
+namespace {
+
+constexpr int notADocument = 15947;
+constexpr int idTwice = 15948;
+constexpr int noId = 15955;
+constexpr int notAnAccumulator = 40234;
+constexpr int dotInName = 40235;
+constexpr int dollarInName = 40236;
+constexpr int severalAccumulators = 40238;
+constexpr int sortByCountOperand = 40149;
+constexpr int sortByCountObject = 40147;
+constexpr int sortByCountPath = 40148;
+
+/// What a group costs besides its values: the objects that keep it.
+constexpr std::size_t groupOverhead = 200;
+constexpr std::size_t accumulatorOverhead = 150;
+
+struct AccumulatedField {
+  std::string name;
+  AccumulatorMaker maker;
+  ExpressionPtr expression;
+};
+
+struct GroupSpecification {
+  ExpressionPtr id;
+  std::vector<AccumulatedField> fields;
+};
+
+class GroupFlow : public Flow {
+ public:
+  GroupFlow(const GroupSpecification& specification, Flow& next, const RunLimits& limits)
+      : specification_(specification), next_(next), limits_(limits) {}
+
+  bool take(View document) override {
+    Group& group = groupOf(specification_.id->evaluate(document, scratch_));
+    for (std::size_t i = 0; i < specification_.fields.size(); ++i) {
+      const Value value = specification_.fields[i].expression->evaluate(document, scratch_);
+      memory_ += group.accumulators[i]->add(value);
+    }
+    scratch_.clear();
+    if (memory_ > limits_.memory) refuseMemory("$group", limits_);
+    return true;
+  }
+
+  void end() override {
+    for (Group& group : groups_) {
+      if (!emit(group)) break;
+    }
+    next_.end();
+  }
+
+ private:
+  struct Group {
+    OwnedValue id;
+    std::vector<std::unique_ptr<Accumulator>> accumulators;
+  };
+
+  Group& groupOf(const Value& id) {
+    key_.clear();
+    appendCanonicalKey(key_, id);
+    const auto found = places_.find(key_);
+    return found != places_.end() ? groups_[found->second] : addGroup(id);
+  }
+
+  Group& addGroup(const Value& id) {
+    places_.emplace(key_, groups_.size());
+    memory_ += key_.size() + id.size + groupOverhead + accumulatorOverhead * specification_.fields.size();
+    Group& group = groups_.emplace_back();
+    group.id = OwnedValue(id);
+    for (const AccumulatedField& field : specification_.fields) group.accumulators.push_back(field.maker());
+    return group;
+  }
+
+  bool emit(Group& group) {
+    Writer out;
+    isMissing(group.id.value()) ? out.appendNull("_id") : out.append("_id", group.id.value());
+    for (std::size_t i = 0; i < specification_.fields.size(); ++i) {
+      group.accumulators[i]->write(specification_.fields[i].name, out);
+    }
+    const std::vector<Byte> bytes = out.take();
+    const View document{bytes.data(), bytes.size()};
+    checkLimits(document);
+    return next_.take(document);
+  }
+
+  const GroupSpecification& specification_;
+  Flow& next_;
+  RunLimits limits_;
+  Scratch scratch_;
+  std::string key_;
+  std::unordered_map<std::string, std::size_t> places_;
+  std::deque<Group> groups_;
+  std::size_t memory_ = 0;
+};
+
+class GroupStage : public Stage {
+ public:
+  explicit GroupStage(GroupSpecification specification) : specification_(std::move(specification)) {}
+  std::unique_ptr<Flow> start(Flow& next, const RunLimits& limits) const override {
+    return std::make_unique<GroupFlow>(specification_, next, limits);
+  }
+
+ private:
+  GroupSpecification specification_;
+};
+
+void checkFieldName(std::string_view name) {
+  if (name.find('.') != std::string_view::npos) {
+    refuseQuery(dotInName, "the field " + quoted(name) + " of $group has a dot", name);
+  }
+  if (name.substr(0, 1) == "$") refuseQuery(dollarInName, "the field " + quoted(name) + " of $group has a $", name);
+}
+
+AccumulatedField parseAccumulated(const Element& element) {
+  checkFieldName(element.key);
+  const bool operatorDocument = element.value.isDocument() && !element.value.asDocument().empty() &&
+                                element.value.asDocument().begin()->key.substr(0, 1) == "$";
+  if (!operatorDocument) {
+    refuseQuery(notAnAccumulator, "the field " + quoted(element.key) + " of $group takes an accumulator", element.key);
+  }
+  if (element.value.asDocument().count() != 1) {
+    refuseQuery(severalAccumulators, "the field " + quoted(element.key) + " of $group takes one accumulator",
+                element.key);
+  }
+  const auto at = element.value.asDocument().begin();
+  return parseUnder(element.key, [&] {
+    return AccumulatedField{std::string(element.key), accumulatorNamed(at->key), parseExpression(at->value)};
+  });
+}
+
+/// $group and then $sort, as one stage.
+class SortByCountStage : public Stage {
+ public:
+  SortByCountStage(StagePtr group, StagePtr sort) : group_(std::move(group)), sort_(std::move(sort)) {}
+  std::unique_ptr<Flow> start(Flow& next, const RunLimits& limits) const override {
+    auto sort = sort_->start(next, limits);
+    auto group = group_->start(*sort, limits);
+    return std::make_unique<PairFlow>(std::move(group), std::move(sort));
+  }
+
+ private:
+  class PairFlow : public Flow {
+   public:
+    PairFlow(std::unique_ptr<Flow> first, std::unique_ptr<Flow> second)
+        : second_(std::move(second)), first_(std::move(first)) {}
+    bool take(View document) override { return first_->take(document); }
+    void end() override { first_->end(); }
+
+   private:
+    std::unique_ptr<Flow> second_;
+    std::unique_ptr<Flow> first_;
+  };
+
+  StagePtr group_;
+  StagePtr sort_;
+};
+
+void checkSortByCount(const Value& operand) {
+  if (operand.isDocument()) {
+    const bool expression = !operand.asDocument().empty() && operand.asDocument().begin()->key.substr(0, 1) == "$";
+    if (!expression) refuseQuery(sortByCountObject, "$sortByCount takes an expression, not a document", "$sortByCount");
+  } else if (operand.type == Type::string) {
+    const bool path = operand.asString().substr(0, 1) == "$";
+    if (!path) refuseQuery(sortByCountPath, "$sortByCount takes a path that begins with $", "$sortByCount");
+  } else {
+    refuseQuery(sortByCountOperand, std::string("$sortByCount takes a path or an expression, not ") + kindOf(operand),
+                "$sortByCount");
+  }
+}
+
+}  // namespace
+
+StagePtr parseGroup(const Value& operand) {
+  if (!operand.isDocument()) {
+    refuseQuery(notADocument, std::string("$group takes a document, not ") + kindOf(operand), "$group");
+  }
+  GroupSpecification specification;
+  for (const Element& element : operand.asDocument()) {
+    if (element.key != "_id") {
+      specification.fields.push_back(parseAccumulated(element));
+    } else if (specification.id == nullptr) {
+      specification.id = parseExpression(element.value);
+    } else {
+      refuseQuery(idTwice, "$group has \"_id\" twice", "_id");
+    }
+  }
+  if (specification.id == nullptr) refuseQuery(noId, "$group needs \"_id\"", "_id");
+  return std::make_unique<GroupStage>(std::move(specification));
+}
+
+StagePtr parseSortByCount(const Value& operand) {
+  checkSortByCount(operand);
+  Writer group;
+  group.append("_id", operand);
+  group.beginDocument("count");
+  group.appendInt32("$sum", 1);
+  group.end();
+  Writer sort;
+  sort.appendInt32("count", -1);
+  const std::vector<Byte> groupBytes = group.take();
+  const std::vector<Byte> sortBytes = sort.take();
+  return std::make_unique<SortByCountStage>(
+      parseGroup({Type::document, groupBytes.data(), groupBytes.size()}),
+      parseSort({Type::document, sortBytes.data(), sortBytes.size()}, std::nullopt));
+}
+
+}  // namespace database_client::embedded

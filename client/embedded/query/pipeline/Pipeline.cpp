@@ -1,0 +1,151 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "client/embedded/query/pipeline/Pipeline.h"
+
+#include <algorithm>
+#include <array>
+#include <limits>
+#include <optional>
+#include <string>
+
+#include "client/embedded/query/pipeline/Chain.h"
+#include "client/embedded/query/values/errors.h"
+
+namespace database_client::embedded {
+
+using bson::Element;
+using bson::View;
+
+namespace {
+
+constexpr int tooManyStages = 7749501;
+constexpr int stageNotADocument = 14;
+constexpr int notOneField = 40323;
+constexpr int unknownStage = 40324;
+
+/// Stages that a server knows and this store does not.
+constexpr std::array<std::string_view, 32> unsupportedStages = {"$bucket",
+                                                                "$bucketAuto",
+                                                                "$changeStream",
+                                                                "$changeStreamSplitLargeEvent",
+                                                                "$collStats",
+                                                                "$currentOp",
+                                                                "$densify",
+                                                                "$documents",
+                                                                "$fill",
+                                                                "$geoNear",
+                                                                "$graphLookup",
+                                                                "$indexStats",
+                                                                "$listLocalSessions",
+                                                                "$listSampledQueries",
+                                                                "$listSearchIndexes",
+                                                                "$listSessions",
+                                                                "$lookup",
+                                                                "$merge",
+                                                                "$out",
+                                                                "$planCacheStats",
+                                                                "$queryStats",
+                                                                "$querySettings",
+                                                                "$rankFusion",
+                                                                "$redact",
+                                                                "$replaceWith",
+                                                                "$sample",
+                                                                "$search",
+                                                                "$searchMeta",
+                                                                "$setWindowFields",
+                                                                "$shardedDataDistribution",
+                                                                "$unionWith",
+                                                                "$vectorSearch"};
+
+/// How many documents a $sort has to keep: as many as a $limit behind it lets through, after what a $skip between them
+/// drops.
+std::optional<std::size_t> keptBySort(const std::vector<Pipeline::Description>& stages, std::size_t after) {
+  std::uint64_t skipped = 0;
+  for (; after < stages.size(); ++after) {
+    const Pipeline::Description& stage = stages[after];
+    if (stage.name == "$limit") return skipped + static_cast<std::uint64_t>(parseLimit(stage.operand));
+    if (stage.name != "$skip") return std::nullopt;
+    skipped += static_cast<std::uint64_t>(parseSkip(stage.operand));
+    if (skipped > std::numeric_limits<std::uint32_t>::max()) return std::nullopt;
+  }
+  return std::nullopt;
+}
+
+StagePtr parseStage(const std::vector<Pipeline::Description>& stages, std::size_t at, std::size_t memoryLimit) {
+  const auto& [name, operand] = stages[at];
+  if (StagePtr plain = parsePlainStage(name, operand)) return plain;
+  if (name == "$group") return parseGroup(operand);
+  if (name == "$sort") return parseSort(operand, keptBySort(stages, at + 1));
+  if (name == "$unwind") return parseUnwind(operand);
+  if (name == "$sortByCount") return parseSortByCount(operand);
+  if (name == "$facet") return parseFacet(operand, memoryLimit);
+  const bool known = std::find(unsupportedStages.begin(), unsupportedStages.end(), name) != unsupportedStages.end();
+  if (known) refuseUnsupported(name, "stage");
+  refuseQuery(unknownStage, "unknown stage " + quoted(name), name);
+}
+
+/// Errors are told under the stage's number and name.
+StagePtr parseNumberedStage(const std::vector<Pipeline::Description>& stages, std::size_t at, std::size_t memoryLimit) {
+  return parseUnder(std::to_string(at), [&] {
+    try {
+      return parseStage(stages, at, memoryLimit);
+    } catch (const Error& error) {
+      const std::string_view name = stages[at].name;
+      if (error.where() == name) throw;
+      throw under(name, error);
+    }
+  });
+}
+
+Pipeline::Description describe(const Element& stage) {
+  if (!stage.value.isDocument()) {
+    refuseQuery(stageNotADocument, std::string("a stage is a document, not ") + kindOf(stage.value), stage.key);
+  }
+  if (stage.value.asDocument().count() != 1) {
+    refuseQuery(notOneField, "a stage has exactly one field", stage.key);
+  }
+  const auto field = stage.value.asDocument().begin();
+  return {field->key, field->value};
+}
+
+class ReceiverFlow : public Flow {
+ public:
+  explicit ReceiverFlow(const Pipeline::Receiver& receiver) : receiver_(receiver) {}
+  bool take(View document) override {
+    wanted_ = wanted_ && receiver_(document);
+    return wanted_;
+  }
+  void end() override {}
+
+ private:
+  const Pipeline::Receiver& receiver_;
+  bool wanted_ = true;
+};
+
+}  // namespace
+
+Pipeline::Pipeline(View stages, std::size_t memoryLimit)
+    : specification_(stages.data, stages.data + stages.size), memoryLimit_(memoryLimit) {
+  for (const Element& stage : View{specification_.data(), specification_.size()}) {
+    if (descriptions_.size() == maximumStages) refuseQuery(tooManyStages, "a pipeline of more than 1000 stages");
+    descriptions_.push_back(describe(stage));
+  }
+  for (std::size_t at = 0; at < descriptions_.size(); ++at) {
+    stages_.push_back(parseNumberedStage(descriptions_, at, memoryLimit));
+  }
+}
+Pipeline::Pipeline(Pipeline&& other) noexcept = default;
+Pipeline& Pipeline::operator=(Pipeline&& other) noexcept = default;
+Pipeline::~Pipeline() = default;
+
+Chain Pipeline::start(Flow& sink, const RunLimits& limits, std::size_t first) const {
+  return Chain(stages_, first, sink, limits);
+}
+
+void Pipeline::run(const Source& source, const Receiver& receiver, std::size_t first) const {
+  ReceiverFlow sink(receiver);
+  Chain chain = start(sink, {memoryLimit_}, first);
+  source([&chain](View document) { return chain.take(document); });
+  chain.end();
+}
+
+}  // namespace database_client::embedded

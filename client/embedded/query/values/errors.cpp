@@ -1,0 +1,115 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "client/embedded/query/values/errors.h"
+
+#include <algorithm>
+
+#include "client/bson/utf8.h"
+
+namespace database_client::embedded {
+namespace {
+
+using bson::Type;
+
+bool isDeeperThan(bson::View level, int limit);
+
+bool isLevelDeeperThan(const bson::Value& value, int limit) {
+  const bool level = value.isDocument() || value.isArray();
+  if (level) return isDeeperThan(value.asDocument(), limit);
+  return value.type == Type::codeWithScope && isDeeperThan(value.scope(), limit);
+}
+
+/// Recursion ends at the limit, so the depth of the argument does not matter.
+bool isDeeperThan(bson::View level, int limit) {
+  if (limit < 0) return true;
+  return std::any_of(level.begin(), level.end(),
+                     [limit](const bson::Element& element) { return isLevelDeeperThan(element.value, limit - 1); });
+}
+
+}  // namespace
+
+void refuseQuery(int code, const std::string& message, std::string_view where) {
+  throw Error(Error::Kind::query, message, {std::string(where), code});
+}
+
+void refuseUnsupported(std::string_view operatorName, const char* kind) {
+  const std::string name(operatorName);
+  throw Error(Error::Kind::unsupported, "the embedded store does not support the " + std::string(kind) + " " + name,
+              {name});
+}
+
+void refuseDocument(int code, const std::string& message, std::string_view where) {
+  throw Error(Error::Kind::document, message, {std::string(where), code});
+}
+
+Error under(std::string_view key, const Error& error) {
+  const std::string& inner = error.where();
+  const std::string path = inner.empty() ? std::string(key) : std::string(key) + '.' + inner;
+  std::string message = error.what();
+  const std::string named = quoted(inner) + ": ";
+  if (message.compare(0, named.size(), named) == 0) message.erase(0, named.size());
+  return {error.kind(), quoted(path) + ": " + message, {path, error.code()}};
+}
+
+const char* kindOf(const bson::Value& value) {
+  switch (value.type) {
+    case Type::real:
+      return "a double";
+    case Type::string:
+      return "a string";
+    case Type::document:
+      return "a document";
+    case Type::array:
+      return "an array";
+    case Type::binary:
+      return "binary data";
+    case Type::undefined:
+      return "undefined";
+    case Type::objectId:
+      return "an object id";
+    case Type::boolean:
+      return "a boolean";
+    case Type::date:
+      return "a date";
+    case Type::null:
+      return "null";
+    case Type::regex:
+      return "a regular expression";
+    case Type::dbPointer:
+      return "a DBPointer";
+    case Type::code:
+    case Type::codeWithScope:
+      return "code";
+    case Type::symbol:
+      return "a symbol";
+    case Type::int32:
+      return "an int32";
+    case Type::timestamp:
+      return "a timestamp";
+    case Type::int64:
+      return "an int64";
+    case Type::decimal128:
+      return "a decimal128";
+    case Type::maxKey:
+      return "maxKey";
+    case Type::minKey:
+      return "minKey";
+  }
+  return "a value";
+}
+
+std::string quoted(std::string_view key) {
+  constexpr std::size_t longest = 200;
+  return '"' + bson::excerpt(key, longest) + '"';
+}
+
+void checkLimits(bson::View document) {
+  if (document.size > bson::maximumSize) {
+    refuseDocument(code::documentTooLarge,
+                   "a document of " + std::to_string(document.size) + " bytes, at most 16777216 are possible");
+  }
+  if (isDeeperThan(document, bson::maximumDepth)) {
+    refuseDocument(code::overflow, "a document of more than 100 levels");
+  }
+}
+
+}  // namespace database_client::embedded
