@@ -48,7 +48,7 @@ std::vector<Place> places() {
     const RecordPlace place = placeOf(kind);
     result.push_back({place.database, place.collection, {"_id"}, kind});
   }
-  result.push_back({databaseTypeToString(DatabaseType::databaseManager), "customization", {"user", "tag"}});
+  result.push_back({layout::settings.database, layout::settings.collection, {"user", "tag"}});
   return result;
 }
 

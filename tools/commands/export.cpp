@@ -4,11 +4,12 @@
 #include <iostream>
 #include <memory>
 #include <set>
-#include <string_view>
+#include <string>
 #include <utility>
 
 #include "tools/commands/commands.h"
 #include "tools/commands/options.h"
+#include "tools/core/Catalogue.h"
 #include "tools/core/NameColumns.h"
 #include "tools/core/Show.h"
 #include "tools/core/StoreParts.h"
@@ -39,30 +40,6 @@ void writeCsvLine(const std::vector<std::string>& cells) {
 
 using NameOfItem = std::pair<Field, std::string>;
 
-/// How many items under a path each name has, in the form that a store in a file answers from its index alone.
-ObjectProperties countOfNames(const std::string& path) {
-  constexpr std::string_view place = "PATH";
-  std::string text = R"({"pipeline": [
-      {"$project": {"PATH": true, "_id": false}},
-      {"$unwind": "$PATH"},
-      {"$project": {"name": "$PATH.name", "type": "$PATH.type", "_id": false}},
-      {"$group": {"_id": {"name": "$name", "type": "$type"}, "count": {"$sum": 1}}}]})";
-  for (std::size_t at = text.find(place); at != std::string::npos; at = text.find(place))
-    text.replace(at, place.size(), path);
-  return ObjectProperties::fromJson(text);
-}
-
-/// Adds the names of categories or descriptions that all records of a kind have.
-void addNamesInUse(DataBaseClient& client, const RecordPlace& place, Field field, std::set<NameOfItem>& names) {
-  const ObjectProperties pipeline =
-      countOfNames(field == Field::category ? "recordInfo.category" : "recordInfo.description");
-  client.aggregateEach(place.database, place.collection, pipeline, [&](ObjectProperties& group) {
-    const auto id = database_client::Entered::group(group, "_id");
-    if (id && group.type("name") == PropertyType::string) names.emplace(field, group.valueAsString("name", ""));
-    return true;
-  });
-}
-
 /// Takes the names that a record has out of `awaited`; a category without a value has no cell.
 void takeNamesOf(const DatabaseRecordInterface& record, std::set<NameOfItem>& awaited) {
   for (const std::string& name : categoryNames(record)) {
@@ -82,12 +59,14 @@ NameColumns columnsOf(Session& session, RecordKind kind, const Selection& select
   providerOf(kind, client)->enumCategoriesNames(configured);
   NameColumns columns = NameColumns::ofNames({configured.begin(), configured.end()});
   std::set<NameOfItem> awaited;
-  for (const Field field : {Field::category, Field::description}) addNamesInUse(client, place, field, awaited);
+  for (const Field field : {Field::category, Field::description}) {
+    for (const std::string& name : namesInUse(kind, client, field)) awaited.emplace(field, name);
+  }
   const ObjectProperties query = selection.filter.toObjectProeprties();
   const bool isWhole = query.isEmpty() && selection.limit == 0 && selection.skip == 0;
   ObjectProperties projection;
-  projection.setValueBool("recordInfo.category", true);
-  projection.setValueBool("recordInfo.description", true);
+  projection.setValueBool(layout::path::category, true);
+  projection.setValueBool(layout::path::description, true);
   std::size_t count = 0;
   client.findEach(place.database, place.collection, query, projection, selection.limit, selection.skip,
                   [&](ObjectProperties& document) {

@@ -63,10 +63,14 @@ ObjectProperties projection(const char* path) {
   return result;
 }
 
+std::string fieldPath(const char* path) {
+  return std::string("$") + path;
+}
+
 ObjectProperties itemFields() {
   ObjectProperties result;
-  result.setValueString("name", "$recordInfo.category.name");
-  result.setValueString("value", "$recordInfo.category.value");
+  result.setValueString("name", fieldPath(layout::path::categoryName));
+  result.setValueString("value", fieldPath(layout::path::categoryValue));
   result.setValueBool("_id", false);
   return result;
 }
@@ -86,7 +90,7 @@ ObjectProperties countByValue() {
 }
 
 ObjectProperties pipelineOf(const FacetOptions& options, const Selection& selection) {
-  std::vector<std::pair<const char*, ObjectProperties>> stages = {{"$project", projection("recordInfo.category")},
+  std::vector<std::pair<const char*, ObjectProperties>> stages = {{"$project", projection(layout::path::category)},
                                                                   {"$unwind", {}},
                                                                   {"$project", itemFields()},
                                                                   {"$match", nameMatch(options.name)},
@@ -98,7 +102,7 @@ ObjectProperties pipelineOf(const FacetOptions& options, const Selection& select
   for (std::size_t i = 0; i < stages.size(); ++i) {
     const database_client::Group stage(result, std::to_string(i));
     if (stages[i].first == std::string_view("$unwind"))
-      result.setValueString("$unwind", "$recordInfo.category");
+      result.setValueString("$unwind", fieldPath(layout::path::category));
     else
       result.include(stages[i].first, stages[i].second);
   }

@@ -21,7 +21,7 @@ struct NameInUse {
 long long recordsWithCategory(RecordKind kind, DataBaseClient& client, const std::string& name) {
   const RecordPlace place = placeOf(kind);
   ObjectProperties query;
-  query.setValueString("recordInfo.category.name", name);
+  query.setValueString(layout::path::categoryName, name);
   return client.count(place.database, place.collection, query);
 }
 

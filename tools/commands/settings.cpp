@@ -5,6 +5,7 @@
 
 #include "tools/commands/commands.h"
 #include "tools/commands/options.h"
+#include "tools/core/StoreParts.h"
 #include "tools/input/InputFile.h"
 #include "tools/terminal/Terminal.h"
 #include "tools/values/Text.h"
@@ -12,8 +13,6 @@
 namespace database_provider::recordctl {
 
 namespace {
-
-constexpr const char* collection = "customization";
 
 struct SettingsOptions {
   std::string user{};
@@ -45,8 +44,8 @@ void set(Session& session, const SettingsOptions& options) {
 
 /// Tells when there is nothing; reading alone cannot tell that from an empty block.
 bool exists(Session& session, const SettingsOptions& options) {
-  const std::string database = databaseTypeToString(DatabaseType::databaseManager);
-  if (session.store(Access::existing).count(database, collection, queryOf(options)) > 0) return true;
+  const StorePart& part = settingsPart();
+  if (session.store(Access::existing).count(part.database, part.collection, queryOf(options)) > 0) return true;
   std::cerr << "recordctl: " << inQuotes(options.user) << " has no settings"
             << (options.tag.empty() ? "" : " under " + inQuotes(options.tag)) << '\n';
   session.noteFailure();
@@ -64,13 +63,14 @@ void writeTag(const Session& session, const std::string& tag) {
 }
 
 void writeTags(Session& session, const SettingsOptions& options) {
-  const std::string database = databaseTypeToString(DatabaseType::databaseManager);
+  const StorePart& part = settingsPart();
   std::set<std::string> tags;
   session.store(Access::existing)
-      .findEach(database, collection, queryOf(options), ObjectProperties(), 0, 0, [&](ObjectProperties& document) {
-        tags.insert(document.valueAsString("tag", ""));
-        return true;
-      });
+      .findEach(part.database, part.collection, queryOf(options), ObjectProperties(), 0, 0,
+                [&](ObjectProperties& document) {
+                  tags.insert(document.valueAsString("tag", ""));
+                  return true;
+                });
   for (const std::string& tag : tags) writeTag(session, tag);
 }
 

@@ -15,26 +15,12 @@ namespace {
 using Kind = Expression::Kind;
 
 // Of the form in which the library asks for descriptions, which a store in a file answers without reading a record.
-ObjectProperties categoryNamesPipeline() {
-  const std::string path = layout::path::category;
+ObjectProperties countOfNames(const std::string& path) {
   return ObjectProperties::fromJson(
       R"({"pipeline": [{"$project": {")" + path + R"(": true, "_id": false}}, {"$unwind": "$)" + path +
       R"("}, {"$project": {"name": "$)" + path + R"(.name", "type": "$)" + path +
       R"(.type", "_id": false}}, {"$group": {"_id": {"name": "$name", "type": "$type"},)" +
       R"( "count": {"$sum": 1}}}]})");
-}
-
-std::vector<std::string> categoriesInUse(RecordKind kind, DataBaseClient& client) {
-  const RecordPlace& place = placeOf(kind);
-  std::list<ObjectProperties*> groups;
-  client.aggregate(place.database, place.collection, categoryNamesPipeline(), groups);
-  std::set<std::string> names;
-  for (ObjectProperties* group : groups) {
-    const std::unique_ptr<ObjectProperties> owned(group);
-    const database_client::Entered id = database_client::Entered::group(*owned, "_id");
-    if (id && owned->type("name") == PropertyType::string) names.insert(owned->valueAsString("name", ""));
-  }
-  return {names.begin(), names.end()};
 }
 
 bool isAnyThere(RecordKind kind, DataBaseClient& client, const std::string& key, const std::string& name) {
@@ -192,9 +178,22 @@ class FilterReview {
 
 }  // namespace
 
+std::set<std::string> namesInUse(RecordKind kind, DataBaseClient& client, Field field) {
+  const RecordPlace& place = placeOf(kind);
+  const char* path = field == Field::category ? layout::path::category : layout::path::description;
+  std::set<std::string> result;
+  client.aggregateEach(place.database, place.collection, countOfNames(path), [&](ObjectProperties& group) {
+    const auto id = database_client::Entered::group(group, "_id");
+    if (id && group.type("name") == PropertyType::string) result.insert(group.valueAsString("name", ""));
+    return true;
+  });
+  return result;
+}
+
 Catalogue Catalogue::of(RecordKind kind, DataBaseClient& client) {
   Catalogue result;
-  result.categories = categoriesInUse(kind, client);
+  const std::set<std::string> categories = namesInUse(kind, client, Field::category);
+  result.categories.assign(categories.begin(), categories.end());
   std::list<DatabaseProviderInterface::Description> descriptions;
   providerOf(kind, client)->enumDescriptionsNames(descriptions);
   result.descriptions.assign(descriptions.begin(), descriptions.end());

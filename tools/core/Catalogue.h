@@ -3,6 +3,7 @@
 
 #include <database_provider/database_provider.h>
 
+#include <set>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,9 @@ struct Catalogue {
   /// The names of categories, of descriptions, or of both.
   std::vector<std::string> names(Field field) const;
 };
+
+/// The names of all categories or of all descriptions that records of the kind have.
+std::set<std::string> namesInUse(RecordKind kind, DataBaseClient& client, Field field);
 
 /// Whether a record of the kind has such a category, such a description, or one of them. Costs one look-up.
 bool isNameInUse(RecordKind kind, DataBaseClient& client, const Name& name);

@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "records/layout.h"
 #include "tools/filter/Parser.h"
 
 namespace database_provider::recordctl {
@@ -140,8 +141,8 @@ ObjectProperties membership(const Expression& condition) {
     return result;
   }
   return onField(
-      name.field, [&] { return item("recordInfo.category", name.text, in(condition.values, setText)); },
-      [&] { return item("recordInfo.description", name.text, in(condition.values, setTyped)); });
+      name.field, [&] { return item(layout::path::category, name.text, in(condition.values, setText)); },
+      [&] { return item(layout::path::description, name.text, in(condition.values, setTyped)); });
 }
 
 ObjectProperties grouping(const char* key, const std::vector<Expression>& operands) {

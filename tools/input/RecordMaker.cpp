@@ -6,6 +6,8 @@
 #include <string_view>
 #include <utility>
 
+#include "records/layout.h"
+
 namespace database_provider::recordctl {
 
 namespace {
@@ -95,7 +97,7 @@ std::unique_ptr<DatabaseRecordInterface> RecordMaker::newRecord() const {
 
 /// The header of a CSV file has each name once; a row of JSON may have a name twice.
 void RecordMaker::checkKeys(const Row& row) const {
-  for (const char* key : {"_id", "recordInfo"}) {
+  for (const char* key : {"_id", layout::key::recordInfo}) {
     if (std::find(row.keys.begin(), row.keys.end(), key) != row.keys.end())
       throw BadRow(key, "a plain row cannot have this key; records that were exported are --format records");
   }
