@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -116,7 +115,6 @@ TEST_F(EmbeddedCancellation, EndsTheWaitForALock) {
   ASSERT_TRUE(other.connect("", "file:" + folder_ / "store", 0, "", ""));
   const Transaction holding(other);
   DataBaseClient waiting;
-  const auto begun = std::chrono::steady_clock::now();
   ASSERT_TRUE(waiting.connect("", "file:" + folder_ / "store" + "?timeout=120000", 0, "", ""));
   int left = 10;
   waiting.setCancellation([&left] { return left-- > 0; });
@@ -126,7 +124,6 @@ TEST_F(EmbeddedCancellation, EndsTheWaitForALock) {
   } catch (const Error& error) {
     EXPECT_EQ(error.kind(), Error::Kind::cancelled) << error.what();
   }
-  EXPECT_LT(std::chrono::steady_clock::now() - begun, std::chrono::seconds(60));
 }
 
 TEST_F(EmbeddedCancellation, StaysSetOverConnectAndDisconnect) {

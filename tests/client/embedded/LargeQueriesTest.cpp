@@ -1,14 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <functional>
 #include <string>
 
 #include "tests/client/embedded/support/EngineFixture.h"
 
-// Queries of thousands of conditions or values: what they find, and that their time does not grow with the square. The
-// bound is far above what they take, and far below what a square would.
+// Queries of thousands of conditions or values: what they find, and that their time does not grow with the square,
+// which would take longer than a test may.
 
 namespace database_client {
 namespace {
@@ -16,7 +15,6 @@ namespace {
 using testing::Client;
 
 constexpr int documents = 2'000;
-constexpr auto longest = std::chrono::seconds(60);
 
 /// Joins what `part` gives for 0 to count - 1.
 std::string listOf(int count, const std::function<std::string(int)>& part) {
@@ -32,7 +30,7 @@ std::string text(int i) {
 /// Documents of two items: a text and a number, each of its own.
 class LargeQueries : public ::testing::Test {
  protected:
-  LargeQueries() : begun_(std::chrono::steady_clock::now()) {
+  LargeQueries() {
     std::vector<ObjectProperties> made;
     made.reserve(documents);
     for (int i = 0; i < documents; ++i) {
@@ -42,13 +40,11 @@ class LargeQueries : public ::testing::Test {
     }
     client_.engine->insertMany(client_.where(), made);
   }
-  void TearDown() override { EXPECT_LT(std::chrono::steady_clock::now() - begun_, longest); }
 
   /// Every twentieth of so many documents, and values that none has.
   static int sparse(int i) { return 20 * i; }
 
   Client client_{":memory:"};
-  std::chrono::steady_clock::time_point begun_;
 };
 
 TEST_F(LargeQueries, TwentyThousandValuesOfAnIn) {

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <cctype>
+#include <set>
 
 #include "tests/tools/commands/RecordctlContract.h"
 
@@ -259,9 +260,12 @@ TEST_P(RecordctlContract, CsvHasTheNamesOfRareRecordsToo) {
           "yield:double,rain:double,acre:double"});
   const std::string all = output({"export", "--format", "csv"});
   EXPECT_EQ(all.substr(0, all.find('\r')), "id,site,variety,yield,acre,rain");
-  EXPECT_EQ(withoutIds(output({"export", "--format", "csv", "--where", "rain=2"})),
-            "id,variety,rain,acre\r\nID,Trebi,2,3\r\n");
-  EXPECT_EQ(withoutIds(output({"export", "--format", "csv", "--limit", "1"})), "id,site,yield\r\nID,a,1\r\n");
+  const std::string rare = "id,variety,rain,acre\r\nID,Trebi,2,3\r\n";
+  EXPECT_EQ(withoutIds(output({"export", "--format", "csv", "--where", "rain=2"})), rare);
+  // Not every server gives records back in the order in which they came.
+  const std::set<std::string> any{"id,site,yield\r\nID,a,1\r\n", "id,site\r\nID,b\r\n", rare};
+  const std::string one = withoutIds(output({"export", "--format", "csv", "--limit", "1"}));
+  EXPECT_EQ(any.count(one), 1U) << one;
 }
 
 TEST_P(RecordctlContract, SourcesAreTheExperimentsOnAHost) {

@@ -40,6 +40,28 @@ std::string refusalOf(const std::string& path) {
   }
 }
 
+/// Lets a child process stop until its parent has done something.
+class Turns {
+ public:
+  /// In the child.
+  void pause() const {
+    ready_.send('x');
+    char mark = 0;
+    go_.receive(mark);
+  }
+  /// In the parent: whether the child has come so far.
+  bool awaitPause() {
+    ready_.keepReading();
+    char mark = 0;
+    return ready_.receive(mark);
+  }
+  void goOn() const { go_.send('x'); }
+
+ private:
+  Pipe ready_{};
+  Pipe go_{};
+};
+
 class EmbeddedIdentity : public ::testing::Test {
  protected:
   /// Runs `work` in a process that then dies: nothing is closed in order. `work` gives the number of its failures.
@@ -67,6 +89,13 @@ class EmbeddedIdentity : public ::testing::Test {
     return failuresOf(start(work));
   }
   static int missing(int written, int wanted) { return wanted - written; }
+  /// Whether a process wrote so many documents before it ended with its client open.
+  bool writeAndDie(int first, int count) const {
+    return failuresIn([&] {
+             auto* client = new Client(path);
+             return missing(fill(*client, first, count), count);
+           }) == 0;
+  }
 
   void removeSides() const {
     removeFile(path + "-wal");
@@ -100,11 +129,7 @@ TEST_F(EmbeddedIdentity, OfARestoredBackupIsNotThatOfTheLogBesideIt) {
   }
   { fill(Client(path), 100, 50); }
   { Client(path).engine->compact(); }
-  ASSERT_EQ(failuresIn([this] {
-              auto* client = new Client(path);
-              return missing(fill(*client, 150, 50), 50);
-            }),
-            0);
+  ASSERT_TRUE(writeAndDie(150, 50));
   putBack(saved);
   expectLogRefused();
   removeSides();
@@ -129,11 +154,7 @@ TEST_F(EmbeddedIdentity, OfAnOlderCopyIsNotThatOfALaterLog) {
   { fill(Client(path), 0, 100); }
   writeFile(saved, contentOf(path));
   { fill(Client(path), 100, 20); }
-  ASSERT_EQ(failuresIn([this] {
-              auto* client = new Client(path);
-              return missing(fill(*client, 120, 20), 20);
-            }),
-            0);
+  ASSERT_TRUE(writeAndDie(120, 20));
   putBack(saved);
   expectLogRefused();
   removeSides();
@@ -142,11 +163,7 @@ TEST_F(EmbeddedIdentity, OfAnOlderCopyIsNotThatOfALaterLog) {
 
 TEST_F(EmbeddedIdentity, OfAnotherStoreIsNotThatOfTheLogBesideIt) {
   { fill(Client(saved), 0, 7); }
-  ASSERT_EQ(failuresIn([this] {
-              auto* client = new Client(path);
-              return missing(fill(*client, 0, 20), 20);
-            }),
-            0);
+  ASSERT_TRUE(writeAndDie(0, 20));
   putBack(saved);
   expectLogRefused();
 }
@@ -188,27 +205,18 @@ TEST_F(EmbeddedIdentity, IsLookedAtWhereTheLogIsRemovedAndNothingAcknowledgedIsL
 }
 
 TEST_F(EmbeddedIdentity, OfALogThatAnotherMadeAnewIsNotTheOldOne) {
-  Pipe ready;
-  Pipe go;
+  Turns turns;
   const pid_t first = start([&] {
     auto* client = new Client(path);
     client->engine->compact();
     int failures = missing(fill(*client, 0, 5), 5);
     removeSides();
-    ready.send('x');
-    char mark = 0;
-    go.receive(mark);
+    turns.pause();
     return failures + (client->insert(documentOf(5, 1)) == "storage 0" ? 0 : 1);
   });
-  ready.keepReading();
-  char mark = 0;
-  ASSERT_TRUE(ready.receive(mark));
-  ASSERT_EQ(failuresIn([this] {
-              auto* client = new Client(path);
-              return missing(fill(*client, 100, 5), 5);
-            }),
-            0);
-  go.send('x');
+  ASSERT_TRUE(turns.awaitPause());
+  ASSERT_TRUE(writeAndDie(100, 5));
+  turns.goOn();
   EXPECT_EQ(failuresOf(first), 0);
   EXPECT_EQ(checked().find(';'), std::string::npos) << checked();
   for (int id = 100; id < 105; ++id) EXPECT_EQ(Client(path).count("{\"_id\": " + std::to_string(id) + "}"), "1");
@@ -303,22 +311,17 @@ TEST_F(EmbeddedIdentity, OfADaemonIsNotThatOfTheProcessThatConnected) {
 TEST_F(EmbeddedIdentity, OfAClientThatAChildOpensForItselfIsGuardedAgainstItsParent) {
   auto client = std::make_unique<Client>(path);
   fill(*client, 0, 5);
-  Pipe ready;
-  Pipe go;
+  Turns turns;
   const pid_t child = start([&] {
     auto* own = new Client(path);
     int written = fill(*own, 100, 5);
-    ready.send('x');
-    char mark = 0;
-    go.receive(mark);
+    turns.pause();
     written += fill(*own, 105, 20);
     return missing(written, 25);
   });
-  ready.keepReading();
-  char mark = 0;
-  ASSERT_TRUE(ready.receive(mark));
+  ASSERT_TRUE(turns.awaitPause());
   client.reset();
-  go.send('x');
+  turns.goOn();
   EXPECT_EQ(failuresOf(child), 0);
   EXPECT_EQ(checked(), "31");
 }
@@ -327,15 +330,14 @@ TEST_F(EmbeddedIdentity, OfAClientThatAChildOpensForItselfIsGuardedAgainstItsPar
 TEST_F(EmbeddedIdentity, OfAClientThatAChildOpensIsRefusedWhereItsParentHasClosedTheStoreSince) {
   auto client = std::make_unique<Client>(path);
   fill(*client, 0, 5);
-  Pipe go;
+  Turns turns;
   const pid_t child = start([&] {
-    char mark = 0;
-    go.receive(mark);
+    turns.pause();
     return refusalOf(path).substr(0, 8) == "storage:" ? 0 : 1;
   });
   client.reset();
   client = std::make_unique<Client>(path);
-  go.send('x');
+  turns.goOn();
   EXPECT_EQ(failuresOf(child), 0);
   EXPECT_EQ(fill(*client, 5, 5), 5);
   client.reset();
@@ -354,21 +356,16 @@ TEST_F(EmbeddedIdentity, IsLookedAtForASecondClientWhereTheFirstHasLostItsIndex)
 
 /// Closing any descriptor of a file drops the locks that the process holds on it.
 TEST_F(EmbeddedIdentity, IsGuardedWhereTheProgramItselfOpensAndClosesTheFiles) {
-  Pipe ready;
-  Pipe go;
+  Turns turns;
   const pid_t holder = start([&] {
     auto* client = new Client(path);
     int written = fill(*client, 0, 10);
     for (const char* side : {"", "-wal", "-shm"}) std::ifstream(path + side).get();
-    ready.send('x');
-    char mark = 0;
-    go.receive(mark);
+    turns.pause();
     written += fill(*client, 10, 40);
     return missing(written, 50);
   });
-  ready.keepReading();
-  char mark = 0;
-  ASSERT_TRUE(ready.receive(mark));
+  ASSERT_TRUE(turns.awaitPause());
   EXPECT_EQ(failuresIn([this] {
               Client client(path);
               return missing(fill(client, 100, 10), 10);
@@ -379,50 +376,40 @@ TEST_F(EmbeddedIdentity, IsGuardedWhereTheProgramItselfOpensAndClosesTheFiles) {
               return missing(fill(*client, 110, 10), 10);
             }),
             0);
-  go.send('x');
+  turns.goOn();
   EXPECT_EQ(failuresOf(holder), 0);
   EXPECT_EQ(checked(), "71");
 }
 
 TEST_F(EmbeddedIdentity, OfAStoreHeldAloneIsGuardedWhereTheProgramItselfOpensAndClosesTheFile) {
-  Pipe ready;
-  Pipe go;
+  Turns turns;
   const pid_t holder = start([&] {
     auto* client = new Client(path + "?exclusive=true");
     const int written = fill(*client, 0, 10);
     std::ifstream(path).get();
-    ready.send('x');
-    char mark = 0;
-    go.receive(mark);
+    turns.pause();
     return missing(written + fill(*client, 10, 10), 20);
   });
-  ready.keepReading();
-  char mark = 0;
-  ASSERT_TRUE(ready.receive(mark));
+  ASSERT_TRUE(turns.awaitPause());
   EXPECT_EQ(refusalOf(path + "?timeout=50").substr(0, 8), "timeout:");
-  go.send('x');
+  turns.goOn();
   EXPECT_EQ(failuresOf(holder), 0);
   EXPECT_EQ(checked(), "21");
 }
 
 /// Closing one client must not drop the locks of the other.
 TEST_F(EmbeddedIdentity, IsGuardedForEachOfSeveralClientsOfAProcess) {
-  Pipe ready;
-  Pipe go;
+  Turns turns;
   const pid_t holder = start([&] {
     auto* client = new Client(path);
     int written = fill(*client, 0, 10);
     for (int i = 0; i < 3; ++i) Client(path).count("{}");
-    ready.send('x');
-    char mark = 0;
-    go.receive(mark);
+    turns.pause();
     return missing(written + fill(*client, 10, 10), 20);
   });
-  ready.keepReading();
-  char mark = 0;
-  ASSERT_TRUE(ready.receive(mark));
+  ASSERT_TRUE(turns.awaitPause());
   EXPECT_EQ(failuresIn([this] { return missing(fill(Client(path), 100, 10), 10); }), 0);
-  go.send('x');
+  turns.goOn();
   EXPECT_EQ(failuresOf(holder), 0);
   EXPECT_EQ(checked(), "31");
 }

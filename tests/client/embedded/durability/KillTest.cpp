@@ -30,7 +30,7 @@ using testing::Step;
 using testing::TemporaryFolder;
 using testing::Writer;
 
-constexpr int writers = 2;
+constexpr int writers = 4;
 /// What the log of one writer says: what is certain, and what may have happened.
 struct Account {
   Model certain{};
