@@ -70,28 +70,27 @@ bson::View documentAt(const Byte* at, std::size_t left) {
   }
 }
 
-void checkMessage(Message message, Purpose purpose) {
-  const std::size_t before = headerSize + flagsSize + 1;
-  if (message.size < before + smallestDocument) throw DamagedAnswer("a message without a document");
-  const auto flags = bson::load<std::uint32_t>(message.data + headerSize);
+void checkMessage(Message body, Purpose purpose) {
+  const std::size_t before = flagsSize + 1;
+  if (body.size < before + smallestDocument) throw DamagedAnswer("a message without a document");
+  const auto flags = bson::load<std::uint32_t>(body.data);
   if ((flags & requiredFlags) != 0) throw DamagedAnswer("flags that were not asked for: " + std::to_string(flags));
-  const Byte kind = message.data[headerSize + flagsSize];
+  const Byte kind = body.data[flagsSize];
   if (kind != 0) throw DamagedAnswer("a section of kind " + std::to_string(kind) + " where 0 is expected");
-  const bson::View document = documentAt(message.data + before, message.size - before);
-  if (before + document.size != message.size) {
-    throw DamagedAnswer(std::to_string(message.size - before - document.size) + " bytes behind the document");
+  const bson::View document = documentAt(body.data + before, body.size - before);
+  if (before + document.size != body.size) {
+    throw DamagedAnswer(std::to_string(body.size - before - document.size) + " bytes behind the document");
   }
   checkForm(document, purpose);
 }
 
-void checkReply(Message message, Purpose purpose) {
-  const std::size_t before = headerSize + replyFieldsSize;
-  if (message.size < before) throw DamagedAnswer("a reply that is too short");
-  const auto number = bson::load<std::int32_t>(message.data + before - 4);
-  std::size_t at = before;
+void checkReply(Message body, Purpose purpose) {
+  if (body.size < replyFieldsSize) throw DamagedAnswer("a reply that is too short");
+  const auto number = bson::load<std::int32_t>(body.data + replyFieldsSize - 4);
+  std::size_t at = replyFieldsSize;
   std::int32_t found = 0;
-  for (; at < message.size; ++found) {
-    const bson::View document = documentAt(message.data + at, message.size - at);
+  for (; at < body.size; ++found) {
+    const bson::View document = documentAt(body.data + at, body.size - at);
     checkForm(document, purpose);
     at += document.size;
   }
@@ -102,6 +101,11 @@ void checkReply(Message message, Purpose purpose) {
 
 MessageHeader headerOf(const Byte* start) {
   return bson::load<MessageHeader>(start);
+}
+
+void checkResponse(const MessageHeader& header, const Request& request) {
+  if (header.responseTo == request.id) return;
+  throw DamagedAnswer("it answers request " + quoted(header.responseTo) + " instead of " + quoted(request.id));
 }
 
 /// The message that was compressed.
@@ -147,20 +151,25 @@ std::size_t lengthOfAnswer(const Byte* header) {
   return static_cast<std::size_t>(length);
 }
 
+bool isCompressed(const MessageHeader& header) {
+  return header.opCode == opCompressed;
+}
+
 void checkAnswer(Message message, const Request& request, std::vector<Byte>& plain) {
-  MessageHeader header = headerOf(message.data);
-  if (header.responseTo != request.id) {
-    throw DamagedAnswer("it answers request " + quoted(header.responseTo) + " instead of " + quoted(request.id));
-  }
-  if (header.opCode == opCompressed) {
+  checkResponse(headerOf(message.data), request);
+  if (isCompressed(headerOf(message.data))) {
     plain = uncompressed(message);
     message = {plain.data(), plain.size()};
-    header = headerOf(message.data);
   }
+  checkAnswer(headerOf(message.data), {message.data + headerSize, message.size - headerSize}, request);
+}
+
+void checkAnswer(const MessageHeader& header, Message body, const Request& request) {
+  checkResponse(header, request);
   if (header.opCode == opMessage) {
-    checkMessage(message, request.purpose);
+    checkMessage(body, request.purpose);
   } else if (header.opCode == opReply) {
-    checkReply(message, request.purpose);
+    checkReply(body, request.purpose);
   } else {
     throw DamagedAnswer("no answer has the operation " + quoted(header.opCode));
   }

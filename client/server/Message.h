@@ -56,9 +56,14 @@ constexpr std::int32_t mostIterations = 1'200'000;
 /// The length of the message whose header starts here. Throws DamagedAnswer for one that no answer has.
 std::size_t lengthOfAnswer(const bson::Byte* header);
 
+/// Whether the message of this header has to be uncompressed before it can be read.
+bool isCompressed(const MessageHeader& header);
+
 /// Checks that a whole message answers the request, that its documents are well-formed, and that what the driver reads
 /// in them without looking has the form that it expects. Throws DamagedAnswer. What is compressed is uncompressed into
 /// `plain` before, which then holds the message to go on with.
 void checkAnswer(Message message, const Request& request, std::vector<bson::Byte>& plain);
+/// The same for a message that is not compressed, and whose body does not stand behind its header.
+void checkAnswer(const MessageHeader& header, Message body, const Request& request);
 
 }  // namespace database_client::server
