@@ -18,12 +18,12 @@ void DatabaseRecord::attach(ObjectProperties* document) {
 
 void DatabaseRecord::clear() {
   auto document = std::make_unique<ObjectProperties>();
-  aside_ = std::make_unique<ObjectProperties>();
+  detached_ = std::make_unique<ObjectProperties>();
   categories_.clear();
   descriptions_.clear();
   files_.clear();
   userData_.clear();
-  attach(aside_.get());
+  attach(detached_.get());
   d_ = std::move(document);
 }
 
@@ -31,7 +31,7 @@ void DatabaseRecord::setD(ObjectProperties* document) {
   if (document == d_.get()) return;
   d_.reset(document != nullptr ? document : new ObjectProperties);
   attach(d_.get());
-  aside_.reset();
+  detached_.reset();
 }
 
 ObjectProperties* DatabaseRecord::getD() const {

@@ -67,7 +67,7 @@ class DATABASE_PROVIDER_EXPORT DatabaseRecord : public DatabaseRecordInterface {
 
   std::unique_ptr<ObjectProperties> d_;
   /// Where the views write between `clear` and `setD`; nobody ever sees it.
-  std::unique_ptr<ObjectProperties> aside_;
+  std::unique_ptr<ObjectProperties> detached_;
 
   mutable CategoriesInfo categories_;
   mutable DescriptionsInfo descriptions_;

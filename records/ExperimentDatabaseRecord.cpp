@@ -14,7 +14,7 @@ void ExperimentDatabaseRecord::clear() {
   record().clear();
   source_.clear();
   source_.setRecord(aside.get());
-  aside_ = std::move(aside);
+  detached_ = std::move(aside);
 }
 
 std::list<ObjectType> ExperimentDatabaseRecord::supportedObjectTypes() const {
@@ -44,7 +44,7 @@ void ExperimentDatabaseRecord::fileExtensions(const ObjectType& type, std::list<
 void ExperimentDatabaseRecord::setD(ObjectProperties* document) {
   record().setD(document);
   source_.setRecord(document != nullptr ? document : record().getD());
-  aside_.reset();
+  detached_.reset();
 }
 
 ObjectProperties* ExperimentDatabaseRecord::getD() const {

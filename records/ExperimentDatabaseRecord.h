@@ -33,7 +33,7 @@ class DATABASE_PROVIDER_EXPORT ExperimentDatabaseRecord : public TypedRecord<Exp
  private:
   mutable RecordSourceInfo source_;
   /// Where the source writes between `clear` and `setD`; nobody ever sees it.
-  std::unique_ptr<ObjectProperties> aside_;
+  std::unique_ptr<ObjectProperties> detached_;
 };
 
 }  // namespace database_provider

@@ -28,12 +28,14 @@ std::string_view textOf(Reader item, std::string_view key) {
 }
 
 /// Stands outside the array for a scope.
-class Left {
+class OutsideArray {
  public:
-  Left(const ObjectProperties& items, const std::string& array) : items_(items), array_(array) { items_.endArray(); }
-  Left(const Left&) = delete;
-  Left& operator=(const Left&) = delete;
-  ~Left() { items_.beginArray(array_); }
+  OutsideArray(const ObjectProperties& items, const std::string& array) : items_(items), array_(array) {
+    items_.endArray();
+  }
+  OutsideArray(const OutsideArray&) = delete;
+  OutsideArray& operator=(const OutsideArray&) = delete;
+  ~OutsideArray() { items_.beginArray(array_); }
 
  private:
   const ObjectProperties& items_;
@@ -51,7 +53,7 @@ ItemsView::ItemsView(Layout layout) : layout_(std::move(layout)) {}
 
 std::list<std::string> ItemsView::names() const {
   extract();
-  tidy();
+  normalize();
   std::list<std::string> names;
   if (!isOpen_) return names;
   for (Reader item(items_); item.next();) names.emplace_back(textOf(item, layout_.nameKey));
@@ -60,13 +62,13 @@ std::list<std::string> ItemsView::names() const {
 
 bool ItemsView::contains(const std::string& name) const {
   extract();
-  tidy();
+  normalize();
   return !keyOf(name).empty();
 }
 
 void ItemsView::removeItem(const std::string& name) {
   extract();
-  tidy();
+  normalize();
   const std::string key = keyOf(name);
   if (!key.empty()) {
     items_.removeKey(key);
@@ -79,23 +81,23 @@ void ItemsView::removeItem(const std::string& name) {
 void ItemsView::visit(const std::string& name, const std::function<void(const ObjectProperties&)>& read) const {
   extract();
   // An item without a name, which the search does not find, may be kept under the empty one.
-  if (!isTidy_ && !name.empty() && searched_ < searchesBeforeIndex) {
+  if (!isNormal_ && !name.empty() && searched_ < searchesBeforeIndex) {
     // Of repeated names the last counts.
     const int last = items_.lastWith(layout_.nameKey, name);
     searched_ += items_.size();
     if (last < 0) return;
     const bool isGroup = items_.typeAt(last) == PropertyType::group;
     const Entered item = Entered::at(items_, last);
-    if (isGroup && isAsWritten(Reader(items_))) return read(items_);
+    if (isGroup && isCanonical(Reader(items_))) return read(items_);
   }
-  tidy();
+  normalize();
   const std::string key = keyOf(name);
   if (key.empty()) return;
   const Entered item = Entered::group(items_, key);
   read(items_);
 }
 
-/// The key of the item of this name in the tidy copy, empty when there is none.
+/// The key of the item of this name in the normalized copy, empty when there is none.
 std::string ItemsView::keyOf(const std::string& name) const {
   if (!isOpen_) return {};
   if (index_.empty() && searched_ < searchesBeforeIndex) {
@@ -112,7 +114,7 @@ void ItemsView::buildIndex() const {
 }
 
 void ItemsView::setItem(const std::string& name, const std::function<void(ObjectProperties&)>& write) const {
-  tidy();
+  normalize();
   const std::string old = keyOf(name);
   if (!old.empty()) {
     const Group item(items_, old);
@@ -158,19 +160,19 @@ void ItemsView::load(const ObjectProperties& record) const {
   empty();
   items_ = record;
   isOpen_ = enterArray(items_);
-  isTidy_ = !isOpen_;
+  isNormal_ = !isOpen_;
   if (!isOpen_) items_ = ObjectProperties();
 }
 
 /// Makes the copy the array alone, as it will be written.
-void ItemsView::tidy() const {
-  if (isTidy_) return;
-  const bool isAlready = hasAllAsWritten();
+void ItemsView::normalize() const {
+  if (isNormal_) return;
+  const bool isAlready = areAllCanonical();
   const int searched = searched_;
   const ObjectProperties stored = items_;
   empty();
   try {
-    isAlready ? takeOver(stored) : takeApart(stored);
+    isAlready ? adopt(stored) : rebuild(stored);
   } catch (...) {
     load(stored);
     throw;
@@ -178,18 +180,18 @@ void ItemsView::tidy() const {
   searched_ = searched;
 }
 
-bool ItemsView::hasAllAsWritten() const {
+bool ItemsView::areAllCanonical() const {
   std::vector<std::size_t> names;
   names.reserve(usualCount);
   for (Reader item(items_); item.next();) {
     if (item.type() != PropertyType::group || item.key() != std::to_string(names.size())) return false;
-    if (!isAsWritten(item.children())) return false;
+    if (!isCanonical(item.children())) return false;
     names.push_back(std::hash<std::string_view>()(textOf(item, layout_.nameKey)));
   }
   return areDifferent(names);
 }
 
-void ItemsView::takeOver(const ObjectProperties& stored) const {
+void ItemsView::adopt(const ObjectProperties& stored) const {
   enterArray(stored);
   stored.endArray();
   beginAround();
@@ -198,7 +200,7 @@ void ItemsView::takeOver(const ObjectProperties& stored) const {
   count_ = nextKey_ = items_.size();
 }
 
-void ItemsView::takeApart(const ObjectProperties& stored) const {
+void ItemsView::rebuild(const ObjectProperties& stored) const {
   enterArray(stored);
   const int count = stored.size();
   for (int i = 0; i < count; ++i) {
@@ -213,7 +215,7 @@ void ItemsView::takeApart(const ObjectProperties& stored) const {
 }
 
 void ItemsView::updateRecord_helper(ObjectProperties& target) const {
-  tidy();
+  normalize();
   if (count_ != nextKey_) renumber();
   const Group info(target, layout::key::recordInfo);
   if (layout_.group.empty()) return writeArray(target);
@@ -224,7 +226,7 @@ void ItemsView::updateRecord_helper(ObjectProperties& target) const {
 void ItemsView::writeArray(ObjectProperties& level) const {
   level.removeKey(layout_.array);
   if (isOpen_) {
-    const Left array(items_, layout_.array);
+    const OutsideArray array(items_, layout_.array);
     level.copyValue(layout_.array, items_, layout_.array);
   } else {
     const Array none(level, layout_.array);
@@ -239,7 +241,7 @@ void ItemsView::renumber() const {
     numbered.copyValue(std::to_string(count++), items_, std::string(item.key()));
   }
   numbered.endArray();
-  const Left array(items_, layout_.array);
+  const OutsideArray array(items_, layout_.array);
   items_.copyValue(layout_.array, numbered, layout_.array);
   index_.clear();
   nextKey_ = count_;
@@ -248,7 +250,7 @@ void ItemsView::renumber() const {
 void ItemsView::empty() const {
   items_ = ObjectProperties();
   isOpen_ = false;
-  isTidy_ = true;
+  isNormal_ = true;
   count_ = nextKey_ = searched_ = 0;
   index_.clear();
 }

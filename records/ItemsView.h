@@ -44,13 +44,13 @@ class DATABASE_PROVIDER_EXPORT ItemsView : public SectionView {
   /// Adds the item at the current level of `item` to the copy; items that are not valid are left out.
   virtual void loadItem(const ObjectProperties& item) const = 0;
   /// Whether an item of these fields is valid, and would be written back just so.
-  virtual bool isAsWritten(Reader fields) const = 0;
+  virtual bool isCanonical(Reader fields) const = 0;
 
   void load(const ObjectProperties& record) const override;
-  void tidy() const;
-  bool hasAllAsWritten() const;
-  void takeOver(const ObjectProperties& stored) const;
-  void takeApart(const ObjectProperties& stored) const;
+  void normalize() const;
+  bool areAllCanonical() const;
+  void adopt(const ObjectProperties& stored) const;
+  void rebuild(const ObjectProperties& stored) const;
 
   bool enterArray(const ObjectProperties& document) const;
   void beginAround() const;
@@ -69,7 +69,7 @@ class DATABASE_PROVIDER_EXPORT ItemsView : public SectionView {
   mutable ObjectProperties items_;
   mutable bool isOpen_ = false;
   /// Whether the array is as it will be written, but for gaps between the keys, which removals leave.
-  mutable bool isTidy_ = true;
+  mutable bool isNormal_ = true;
   mutable int count_ = 0;
   mutable int nextKey_ = 0;
   /// The keys by name, built once much has been searched for.

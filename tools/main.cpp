@@ -103,7 +103,7 @@ ExitStatus runAndTell(int argc, const char* const* argv) {
 
 int main(int argc, char** argv) {
   static_cast<void>(std::setlocale(LC_CTYPE, "C.UTF-8"));
-  database_provider::recordctl::keepStandardStreams();
+  database_provider::recordctl::reserveStandardStreams();
   database_provider::recordctl::watchForInterrupts();
   return static_cast<int>(database_provider::recordctl::runAndTell(argc, argv));
 }

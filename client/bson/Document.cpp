@@ -265,14 +265,14 @@ void Document::mend(Level& level, Byte* data, std::size_t offset, std::int64_t d
 }
 
 /// Passes what `inner` has grown by on to the level that holds it.
-void Document::settle(Level& around, Level& inner) noexcept {
+void Document::propagateGrowth(Level& around, Level& inner) noexcept {
   if (inner.grown == 0) return;
   mend(around, bytes_.writable(), inner.start, inner.grown);
   inner.grown = 0;
 }
 
 const bson::Buffer& Document::bytes() {
-  for (std::size_t i = nested_.size(); i > 0; --i) settle(i > 1 ? nested_[i - 2] : root_, nested_[i - 1]);
+  for (std::size_t i = nested_.size(); i > 0; --i) propagateGrowth(i > 1 ? nested_[i - 2] : root_, nested_[i - 1]);
   return bytes_;
 }
 
@@ -348,7 +348,7 @@ bool Document::enterAt(int index) {
 
 void Document::leave() noexcept {
   if (nested_.empty()) return;
-  settle(nested_.size() > 1 ? nested_[nested_.size() - 2] : root_, nested_.back());
+  propagateGrowth(nested_.size() > 1 ? nested_[nested_.size() - 2] : root_, nested_.back());
   if (nested_.back().missing) missing_.pop_back();
   nested_.pop_back();
 }

@@ -143,7 +143,7 @@ class Document {
   }
   std::size_t sizeOfMissing() const;
 
-  void settle(Level& around, Level& inner) noexcept;
+  void propagateGrowth(Level& around, Level& inner) noexcept;
   static void addToLength(Level& level, bson::Byte* data, std::int64_t delta) noexcept;
   static void mend(Level& level, bson::Byte* data, std::size_t offset, std::int64_t delta) noexcept;
   void create(const Key& key, bson::Type kind);

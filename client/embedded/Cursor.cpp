@@ -5,7 +5,7 @@
 
 #include "client/DocumentAccess.h"
 #include "client/bson/Writer.h"
-#include "client/embedded/Candidates.h"
+#include "client/embedded/AccessPath.h"
 #include "client/embedded/query/match/Matcher.h"
 #include "client/embedded/storage/idOfKey.h"
 
@@ -30,15 +30,15 @@ std::unique_ptr<Matcher> matcherOf(View query) {
   return namesOneId(query) ? nullptr : std::make_unique<Matcher>(query);
 }
 
-std::unique_ptr<Candidates> candidatesOf(Collection* collection, View query, const Matcher* matcher, const Page& page,
+std::unique_ptr<AccessPath> candidatesOf(Collection* collection, View query, const Matcher* matcher, const Page& page,
                                          const CursorUse& use) {
   if (collection == nullptr) return nullptr;
-  Wanted wanted;
+  PathHints wanted;
   wanted.everything = matcher != nullptr && matcher->matchesEverything();
   wanted.documentsAreRead = use.documentsAreRead;
   wanted.goesOn = use.unreadable != nullptr;
   wanted.matches = page.limit == 0 ? 0 : page.limit + page.skip;
-  return planCandidates(*collection, query, wanted);
+  return chooseAccessPath(*collection, query, wanted);
 }
 
 }  // namespace
@@ -58,7 +58,7 @@ const std::string& Cursor::indexName() const {
 }
 
 bool Cursor::next() {
-  if (detached_) return nextAhead();
+  if (materialized_) return nextAhead();
   if (page_.limit != 0 && handed_ == page_.limit) return false;
   for (; page_.skip > 0; --page_.skip) {
     if (!nextMatch()) return false;
@@ -77,7 +77,7 @@ bool Cursor::nextMatch() {
     } catch (const DamageError& error) {
       if (!isPassedOver(error)) throw;
       // Whoever is told may use the store.
-      if (detached_) return nextAhead();
+      if (materialized_) return nextAhead();
     }
   }
   return false;
@@ -98,7 +98,7 @@ bool Cursor::isPassedOver(const DamageError& error) {
 }
 
 View Cursor::body() {
-  if (detached_) return {current_.data(), current_.size()};
+  if (materialized_) return {current_.data(), current_.size()};
   if (!isRead_) read();
   return body_;
 }
@@ -117,8 +117,8 @@ void Cursor::read() {
   ++examined_;
 }
 
-void Cursor::detach() {
-  if (detached_) return;
+void Cursor::materialize() {
+  if (materialized_) return;
   try {
     while (next()) {
       const View document = body();
@@ -128,7 +128,7 @@ void Cursor::detach() {
     failure_ = std::current_exception();  // It is the reader's to see, not the writer's.
   }
   candidates_.reset();
-  detached_ = true;
+  materialized_ = true;
 }
 
 bool Cursor::nextAhead() {

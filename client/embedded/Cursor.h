@@ -16,7 +16,7 @@
 
 namespace database_client::embedded {
 
-class Candidates;
+class AccessPath;
 class Matcher;
 
 /// Which of the matches are wanted.
@@ -37,7 +37,7 @@ struct CursorUse {
 ///
 /// Used inside a `Store::Reading` or `Store::Writing`. Nothing but the current document is held in memory until the
 /// cursor is detached; from then on it is independent of the store.
-class Cursor : public Detachable {
+class Cursor : public ResultBuffer {
  public:
   /// Throws what `Matcher` throws. Of a null collection nothing matches.
   Cursor(Collection* collection, bson::View query, Page page = {}, const CursorUse& use = {});
@@ -47,9 +47,9 @@ class Cursor : public Detachable {
 
   /// Moves to the next match; false at the end.
   bool next();
-  /// Of the current match; not after `detach`.
+  /// Of the current match; not after `materialize`.
   std::int64_t rid() const;
-  /// The current document; valid until `next` or `detach`. Reads it, where the plan did not have to.
+  /// The current document; valid until `next` or `materialize`. Reads it, where the plan did not have to.
   bson::View body();
 
   /// For people: the index that is used, empty for none.
@@ -57,7 +57,7 @@ class Cursor : public Detachable {
   /// The documents read so far.
   long long examined() const { return examined_; }
 
-  void detach() override;
+  void materialize() override;
 
  private:
   bool nextMatch();
@@ -70,14 +70,14 @@ class Cursor : public Detachable {
   Page page_;
   CursorUse use_;
   std::unique_ptr<Matcher> matcher_;  ///< null for a look-up by "_id" alone
-  std::unique_ptr<Candidates> candidates_;
+  std::unique_ptr<AccessPath> candidates_;
   std::uint64_t handed_ = 0;
   long long examined_ = 0;
   bool isRead_ = false;
   bson::View body_{};
   std::vector<bson::Byte> redacted_{};
 
-  bool detached_ = false;
+  bool materialized_ = false;
   std::list<std::vector<bson::Byte>> ahead_{};
   std::vector<bson::Byte> current_{};
   std::exception_ptr failure_{};

@@ -34,7 +34,7 @@ void makeAdministrator(Store& store) {
     const Store::Reading reading(store);
     if (store.find("admin", "system.users") != nullptr) return;
   }
-  Store::Writing writing(store, Store::Extent::one);
+  Store::Writing writing(store, Store::WriteScope::one);
   // Another client may have been quicker.
   if (store.find("admin", "system.users") != nullptr) return;
   UserDirectory(store).insert(UserDirectory::administrator());

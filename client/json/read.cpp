@@ -11,7 +11,7 @@
 #include "client/bson/Writer.h"
 #include "client/bson/utf8.h"
 #include "client/json/json.h"
-#include "client/json/wrapped.h"
+#include "client/json/typeWrappers.h"
 #include "database_client/Error.h"
 
 namespace database_client::json {
@@ -275,7 +275,7 @@ class DocumentReader {
 
   [[noreturn]] void failForm(const std::string& found) const {
     // Inside the scope other forms may have come in between.
-    const Form& form = levels_[depth_ - 1].state == State::scope ? *findForm("$code") : *form_;
+    const TypeWrapper& form = levels_[depth_ - 1].state == State::scope ? *findForm("$code") : *form_;
     fail('"' + std::string(form.key) + "\" has " + found + ", expected " + form.expected);
   }
 
@@ -296,7 +296,7 @@ class DocumentReader {
 
   Output out_;
   bool mayHoldNul_;
-  const Form* form_ = nullptr;
+  const TypeWrapper* form_ = nullptr;
   Items items_;
   int inner_ = 0;  ///< objects and arrays that are open inside the form
   std::string_view itemKey_;

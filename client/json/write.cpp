@@ -10,8 +10,8 @@
 
 #include "client/bson/Growing.h"
 #include "client/bson/utf8.h"
-#include "client/json/extended.h"
 #include "client/json/json.h"
+#include "client/json/regexOptions.h"
 
 namespace database_client::json {
 

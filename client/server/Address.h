@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "client/Engine.h"
-#include "client/server/Owners.h"
+#include "client/server/Handles.h"
 
 namespace database_client::server {
 

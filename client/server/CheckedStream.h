@@ -5,7 +5,7 @@
 #include <string>
 
 #include "client/Cancellation.h"
-#include "client/server/Owners.h"
+#include "client/server/Handles.h"
 
 namespace database_client::server {
 

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "client/server/Owners.h"
+#include "client/server/Handles.h"
 
 namespace database_client::server {
 

@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "client/DocumentAccess.h"
-#include "client/ownDataRole.h"
+#include "client/selfServiceRole.h"
 #include "client/server/Users.h"
 #include "client/server/codes.h"
 
@@ -18,39 +18,39 @@ using State = DeploymentStep::State;
 
 const std::string administrator = "admin";
 
-Call callFor(const std::string& action, bool write) {
-  Call call{action};
-  call.write = write;
-  call.ofUsers = true;
-  call.repeatable = true;
-  return call;
+Operation operationFor(const std::string& action, bool write) {
+  Operation operation{action};
+  operation.write = write;
+  operation.ofUsers = true;
+  operation.repeatable = true;
+  return operation;
 }
 
 bool isRoleThere(Session& session) {
   bson::Writer writer;
   writer.beginDocument("rolesInfo");
-  writer.appendString("role", ownDataRole);
+  writer.appendString("role", selfServiceRole);
   writer.appendString("db", ownDataDatabase);
   writer.end();
-  const Written command(std::move(writer));
+  const OwnedBson command(std::move(writer));
   bool there = false;
-  session.command(callFor("look-up of role " + std::string(ownDataRole), false), ownDataDatabase, command.get(),
-                  [&](bson::View answer) { there = !answer.find("roles").asDocument().empty(); });
+  session.command(operationFor("look-up of role " + std::string(selfServiceRole), false), ownDataDatabase,
+                  command.get(), [&](bson::View answer) { there = !answer.find("roles").asDocument().empty(); });
   return there;
 }
 
-Written createRoleCommand() {
+OwnedBson createRoleCommand() {
   bson::Writer command;
-  command.appendString("createRole", ownDataRole);
+  command.appendString("createRole", selfServiceRole);
   appendOwnDataPrivileges(command);
-  return Written(std::move(command));
+  return OwnedBson(std::move(command));
 }
 
 State createRole(Session& session) {
-  const Written command = createRoleCommand();
+  const OwnedBson command = createRoleCommand();
   try {
-    session.command(callFor("creation of role " + std::string(ownDataRole), true), ownDataDatabase, command.get(),
-                    [](bson::View) {});
+    session.command(operationFor("creation of role " + std::string(selfServiceRole), true), ownDataDatabase,
+                    command.get(), [](bson::View) {});
     return State::done;
   } catch (const Error& error) {
     if (error.code() != code::roleExists) throw;
@@ -58,7 +58,7 @@ State createRole(Session& session) {
   }
 }
 
-State bringRole(Session& session, bool dryRun) {
+State ensureRole(Session& session, bool dryRun) {
   if (isRoleThere(session)) return State::alreadyThere;
   return dryRun ? State::planned : createRole(session);
 }
@@ -106,7 +106,7 @@ bool isIndexThere(Session& session, const IndexRequest& request) {
   bool there = false;
   const Namespace where{request.database, request.collection};
   try {
-    session.run(callFor("list of indexes of " + request.collection, false), [&](Attempt& attempt) {
+    session.run(operationFor("list of indexes of " + request.collection, false), [&](Attempt& attempt) {
       mongoc_collection_t* const collection = attempt.collection(where);
       const Owned<mongoc_cursor_t> cursor(mongoc_collection_find_indexes_with_opts(collection, nullptr));
       attempt.drain(cursor.get(), [&](ObjectProperties&& index) {
@@ -120,7 +120,7 @@ bool isIndexThere(Session& session, const IndexRequest& request) {
   return there;
 }
 
-Written createIndexesCommand(const IndexRequest& request) {
+OwnedBson createIndexesCommand(const IndexRequest& request) {
   bson::Writer command;
   command.appendString("createIndexes", request.collection);
   command.beginArray("indexes");
@@ -130,14 +130,14 @@ Written createIndexesCommand(const IndexRequest& request) {
   if (request.unique) command.appendBool("unique", true);
   command.end();
   command.end();
-  return Written(std::move(command));
+  return OwnedBson(std::move(command));
 }
 
 State bringIndex(Session& session, const IndexRequest& request, bool dryRun) {
   if (isIndexThere(session, request)) return State::alreadyThere;
   if (dryRun) return State::planned;
-  const Written command = createIndexesCommand(request);
-  session.command(callFor("creation of index " + indexNameOf(request), true), request.database, command.get(),
+  const OwnedBson command = createIndexesCommand(request);
+  session.command(operationFor("creation of index " + indexNameOf(request), true), request.database, command.get(),
                   [](bson::View) {});
   return State::done;
 }
@@ -148,9 +148,10 @@ std::string describe(const IndexRequest& request) {
   return "index on " + request.database + "." + request.collection + " (" + keys + ")";
 }
 
-std::list<DeploymentStep> bringTheRest(Session& session, const DeploymentPlan& plan) {
+std::list<DeploymentStep> ensureRoleAndIndexes(Session& session, const DeploymentPlan& plan) {
   std::list<DeploymentStep> steps;
-  steps.push_back({std::string("role ") + ownDataRole + " on " + ownDataDatabase, bringRole(session, plan.dryRun)});
+  steps.push_back(
+      {std::string("role ") + selfServiceRole + " on " + ownDataDatabase, ensureRole(session, plan.dryRun)});
   for (const IndexRequest& request : plan.indexes) {
     steps.push_back({describe(request), bringIndex(session, request, plan.dryRun)});
   }
@@ -164,7 +165,7 @@ bool isAnonymous(const Session& session) {
 // With access control on and no user yet, a server lets an unknown caller make the first one, and do nothing else.
 std::list<DeploymentStep> bringTheRestAsAdministrator(Session& session, const DeploymentPlan& plan) {
   Session known(withUser(session.address(), {administrator, administrator, plan.administratorPassword}));
-  return bringTheRest(known, plan);
+  return ensureRoleAndIndexes(known, plan);
 }
 
 }  // namespace
@@ -178,7 +179,7 @@ std::list<DeploymentStep> setUp(Session& session, const DeploymentPlan& plan) {
     steps.push_back({"administrator " + administrator, state});
   }
   steps.splice(steps.end(), isNew && isAnonymous(session) ? bringTheRestAsAdministrator(session, plan)
-                                                          : bringTheRest(session, plan));
+                                                          : ensureRoleAndIndexes(session, plan));
   return steps;
 }
 

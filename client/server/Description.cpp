@@ -13,17 +13,17 @@ namespace {
 constexpr int commandNotFound = 59;
 constexpr int namespaceNotFound = 26;
 
-Written commandOf(const char* name, bool nameOnly) {
+OwnedBson commandOf(const char* name, bool nameOnly) {
   bson::Writer command;
   command.appendInt32(name, 1);
   if (nameOnly) command.appendBool("nameOnly", true);
-  return Written(std::move(command));
+  return OwnedBson(std::move(command));
 }
 
-Written collectionStatistics(const std::string& collection) {
+OwnedBson collectionStatistics(const std::string& collection) {
   bson::Writer command;
   command.appendString("collStats", collection);
-  return Written(std::move(command));
+  return OwnedBson(std::move(command));
 }
 
 std::optional<long long> numberAt(bson::View answer, std::string_view key) {
@@ -37,7 +37,7 @@ std::optional<long long> numberAt(bson::View answer, std::string_view key) {
 
 /// The list of databases takes a right, so that it is refused to whoever is nobody where access is controlled.
 AccessControl triedBy(Session& nobody) {
-  const Written command = commandOf("listDatabases", true);
+  const OwnedBson command = commandOf("listDatabases", true);
   try {
     nobody.command({"look whether access is controlled"}, "admin", command.get(), [](bson::View) {});
     return AccessControl::off;
@@ -63,7 +63,7 @@ AccessControl accessControlOf(Session& session) {
 
 StoreDescription describe(Session& session) {
   StoreDescription result;
-  const Written command = commandOf("buildInfo", false);
+  const OwnedBson command = commandOf("buildInfo", false);
   result.format = "server";
   session.command({"look-up of the server's version"}, "admin", command.get(), [&](bson::View answer) {
     const bson::Value version = answer.find("version");
@@ -75,7 +75,7 @@ StoreDescription describe(Session& session) {
 
 CollectionSize sizeOf(Session& session, const Namespace& where) {
   CollectionSize result;
-  const Written command = collectionStatistics(where.collection);
+  const OwnedBson command = collectionStatistics(where.collection);
   try {
     session.command({"measurement of " + where.database + "." + where.collection}, where.database, command.get(),
                     [&](bson::View answer) {

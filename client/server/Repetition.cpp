@@ -45,7 +45,7 @@ class Lookup {
   }
 
   void ask() {
-    const Written query(std::move(ids_));
+    const OwnedBson query(std::move(ids_));
     const Owned<mongoc_read_prefs_t> primary(mongoc_read_prefs_new(MONGOC_READ_PRIMARY));
     const Owned<mongoc_cursor_t> cursor(
         mongoc_collection_find_with_opts(attempt_.collection(where_), query.get(), nullptr, primary.get()));

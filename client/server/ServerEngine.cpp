@@ -28,14 +28,14 @@ std::string nameOf(const Namespace& where) {
   return where.database + "." + where.collection;
 }
 
-Call readCall(const char* verb, const Namespace& where) {
+Operation readOperation(const char* verb, const Namespace& where) {
   return {verb + (" " + nameOf(where))};
 }
 
-Call writeCall(const char* verb, const Namespace& where) {
-  Call call = readCall(verb, where);
-  call.write = true;
-  return call;
+Operation writeOperation(const char* verb, const Namespace& where) {
+  Operation operation = readOperation(verb, where);
+  operation.write = true;
+  return operation;
 }
 
 std::int64_t numberAt(bson::View document, std::string_view key) {
@@ -66,24 +66,24 @@ void appendUnchecked(bson::Writer& options) {
   options.appendBool("validate", false);
 }
 
-Written insertOptions() {
+OwnedBson insertOptions() {
   bson::Writer options;
   appendUnchecked(options);
   options.appendBool("ordered", false);
-  return Written(std::move(options));
+  return OwnedBson(std::move(options));
 }
 
-Written insertOneOptions() {
+OwnedBson insertOneOptions() {
   bson::Writer options;
   appendUnchecked(options);
-  return Written(std::move(options));
+  return OwnedBson(std::move(options));
 }
 
-Written updateOptions(bool upsert) {
+OwnedBson updateOptions(bool upsert) {
   bson::Writer options;
   appendUnchecked(options);
   options.appendBool("upsert", upsert);
-  return Written(std::move(options));
+  return OwnedBson(std::move(options));
 }
 
 void appendPage(bson::Writer& writer, const FindRequest& request) {
@@ -92,25 +92,25 @@ void appendPage(bson::Writer& writer, const FindRequest& request) {
   if (request.skip > 0) writer.appendInt64("skip", request.skip);
 }
 
-Written findOptions(const FindRequest& request) {
+OwnedBson findOptions(const FindRequest& request) {
   bson::Writer options;
   appendPage(options, request);
-  return Written(std::move(options));
+  return OwnedBson(std::move(options));
 }
 
-Written findOneCommand(const Namespace& where, const FindRequest& request) {
+OwnedBson findOneCommand(const Namespace& where, const FindRequest& request) {
   bson::Writer command;
   command.appendString("find", where.collection);
   command.appendDocument("filter", DocumentAccess::view(request.query));
   appendPage(command, request);
   command.appendBool("singleBatch", true);
-  return Written(std::move(command));
+  return OwnedBson(std::move(command));
 }
 
-Written under(const char* key, const ObjectProperties& document) {
+OwnedBson under(const char* key, const ObjectProperties& document) {
   bson::Writer writer;
   writer.appendDocument(key, DocumentAccess::view(document));
-  return Written(std::move(writer));
+  return OwnedBson(std::move(writer));
 }
 
 std::string textAt(bson::View document, std::string_view key) {
@@ -150,8 +150,8 @@ bool findWriteConcernError(bson::View reply, bson_error_t& error) {
   return true;
 }
 
-std::vector<Lent> lend(const std::vector<ObjectProperties>& documents) {
-  std::vector<Lent> lent;
+std::vector<BorrowedBson> lend(const std::vector<ObjectProperties>& documents) {
+  std::vector<BorrowedBson> lent;
   lent.reserve(documents.size());
   for (const ObjectProperties& document : documents) lent.emplace_back(DocumentAccess::view(document));
   return lent;
@@ -160,10 +160,10 @@ std::vector<Lent> lend(const std::vector<ObjectProperties>& documents) {
 // The driver's own name for its document type carries an alignment that a template argument would lose.
 using DocumentPointer = const struct _bson_t*;
 
-std::vector<DocumentPointer> pointersTo(const std::vector<Lent>& lent) {
+std::vector<DocumentPointer> pointersTo(const std::vector<BorrowedBson>& lent) {
   std::vector<DocumentPointer> pointers;
   pointers.reserve(lent.size());
-  for (const Lent& one : lent) pointers.push_back(one.get());
+  for (const BorrowedBson& one : lent) pointers.push_back(one.get());
   return pointers;
 }
 
@@ -178,7 +178,7 @@ struct Update {
 void send(Attempt& attempt, const Update& update, bool acknowledged) {
   mongoc_collection_t* const collection = attempt.collection(update.where);
   const auto operation = update.replaces ? &mongoc_collection_replace_one : &mongoc_collection_update_many;
-  const Written options = updateOptions(update.upsert);
+  const OwnedBson options = updateOptions(update.upsert);
   Reply reply;
   bson_error_t error{};
   if (!operation(collection, update.selector, update.change, options.get(), reply.get(), &error)) {
@@ -231,7 +231,7 @@ bool writes(bson::View stages) {
 }
 
 // A count by "count" may be wrong on sharded collections and after a crash.
-Written countingPipeline(const ObjectProperties& query) {
+OwnedBson countingPipeline(const ObjectProperties& query) {
   bson::Writer writer;
   writer.beginArray("pipeline");
   writer.beginDocument("0");
@@ -246,7 +246,7 @@ Written countingPipeline(const ObjectProperties& query) {
   writer.end();
   writer.end();
   writer.end();
-  return Written(std::move(writer));
+  return OwnedBson(std::move(writer));
 }
 
 bool isRefusal(const Error& error) {
@@ -254,14 +254,14 @@ bool isRefusal(const Error& error) {
          error.kind() == Error::Kind::query;
 }
 
-Written explainCommand(const Namespace& where, const ObjectProperties& query) {
+OwnedBson explainCommand(const Namespace& where, const ObjectProperties& query) {
   bson::Writer command;
   command.beginDocument("explain");
   command.appendString("find", where.collection);
   command.appendDocument("filter", DocumentAccess::view(query));
   command.end();
   command.appendString("verbosity", "executionStats");
-  return Written(std::move(command));
+  return OwnedBson(std::move(command));
 }
 
 long long countIn(Attempt& attempt, const ObjectProperties& counted) {
@@ -277,18 +277,18 @@ long long countIn(Attempt& attempt, const ObjectProperties& counted) {
   return number;
 }
 
-Written listDatabasesCommand() {
+OwnedBson listDatabasesCommand() {
   bson::Writer command;
   command.appendInt32("listDatabases", 1);
   command.appendBool("nameOnly", true);
-  return Written(std::move(command));
+  return OwnedBson(std::move(command));
 }
 
-Written nameOnlyOptions() {
+OwnedBson nameOnlyOptions() {
   bson::Writer options;
   options.appendBool("nameOnly", true);
   options.appendBool("authorizedCollections", true);
-  return Written(std::move(options));
+  return OwnedBson(std::move(options));
 }
 
 }  // namespace
@@ -306,11 +306,11 @@ bool ServerEngine::isAcknowledged() const {
 }
 
 void ServerEngine::insert(const Namespace& where, const ObjectProperties& document) {
-  Call call = writeCall("insert into", where);
-  call.insertion = true;
-  const Lent lent(DocumentAccess::view(document));
-  const Written options = insertOneOptions();
-  session_.run(call, [&](Attempt& attempt) {
+  Operation operation = writeOperation("insert into", where);
+  operation.insertion = true;
+  const BorrowedBson lent(DocumentAccess::view(document));
+  const OwnedBson options = insertOneOptions();
+  session_.run(operation, [&](Attempt& attempt) {
     mongoc_collection_t* const collection = attempt.collection(where);
     Reply reply;
     bson_error_t error{};
@@ -326,13 +326,13 @@ std::list<BulkFailure> ServerEngine::insertMany(const Namespace& where,
                                                 const std::vector<ObjectProperties>& documents) {
   std::list<BulkFailure> failures;
   if (documents.empty()) return failures;
-  Call call = writeCall("insert into", where);
-  call.insertion = true;
-  call.manyDocuments = true;
-  const std::vector<Lent> lent = lend(documents);
+  Operation operation = writeOperation("insert into", where);
+  operation.insertion = true;
+  operation.manyDocuments = true;
+  const std::vector<BorrowedBson> lent = lend(documents);
   std::vector<DocumentPointer> pointers = pointersTo(lent);
-  const Written options = insertOptions();
-  session_.run(call, [&](Attempt& attempt) {
+  const OwnedBson options = insertOptions();
+  session_.run(operation, [&](Attempt& attempt) {
     mongoc_collection_t* const collection = attempt.collection(where);
     Reply reply;
     bson_error_t error{};
@@ -356,13 +356,13 @@ std::list<BulkFailure> ServerEngine::insertMany(const Namespace& where,
 void ServerEngine::update(const Namespace& where, const ObjectProperties& selector, const ObjectProperties& document,
                           UpdateKind kind, bool upsert) {
   const bool replaces = kind == UpdateKind::replaceFirst;
-  Call call = writeCall("update of", where);
-  call.manyDocuments = !replaces;
-  const Lent query(DocumentAccess::view(selector));
-  const Lent whole(DocumentAccess::view(document));
-  const Written change = under(kind == UpdateKind::setInAll ? "$set" : "$push", document);
+  Operation operation = writeOperation("update of", where);
+  operation.manyDocuments = !replaces;
+  const BorrowedBson query(DocumentAccess::view(selector));
+  const BorrowedBson whole(DocumentAccess::view(document));
+  const OwnedBson change = under(kind == UpdateKind::setInAll ? "$set" : "$push", document);
   const Update update{where, query.get(), replaces ? whole.get() : change.get(), replaces, upsert};
-  session_.run(call, [&](Attempt& attempt) { send(attempt, update, isAcknowledged()); });
+  session_.run(operation, [&](Attempt& attempt) { send(attempt, update, isAcknowledged()); });
 }
 
 void ServerEngine::findPlainly(const Namespace& where, const FindRequest& request, const Receiver& receive) {
@@ -370,15 +370,15 @@ void ServerEngine::findPlainly(const Namespace& where, const FindRequest& reques
 }
 
 void ServerEngine::findOne(const Namespace& where, const FindRequest& request, const Receiver& receive) {
-  const Written command = findOneCommand(where, request);
-  session_.run(readCall("find in", where),
+  const OwnedBson command = findOneCommand(where, request);
+  session_.run(readOperation("find in", where),
                [&](Attempt& attempt) { receiveOne(attempt, where, command.get(), receive); });
 }
 
 void ServerEngine::findMany(const Namespace& where, const FindRequest& request, const Receiver& receive) {
-  const Lent query(DocumentAccess::view(request.query));
-  const Written options = findOptions(request);
-  session_.run(readCall("find in", where), [&](Attempt& attempt) {
+  const BorrowedBson query(DocumentAccess::view(request.query));
+  const OwnedBson options = findOptions(request);
+  session_.run(readOperation("find in", where), [&](Attempt& attempt) {
     mongoc_collection_t* const collection = attempt.collection(where);
     const Owned<mongoc_cursor_t> cursor(
         mongoc_collection_find_with_opts(collection, query.get(), options.get(), nullptr));
@@ -412,11 +412,11 @@ void ServerEngine::aggregate(const Namespace& where, const ObjectProperties& sta
   const bson::View view = DocumentAccess::view(stages);
   bson::Writer writer;
   writer.appendArray("pipeline", view);
-  const Written pipeline(std::move(writer));
-  Call call = readCall("aggregate in", where);
-  call.write = writes(view);
-  call.manyDocuments = call.write;
-  session_.run(call, [&](Attempt& attempt) {
+  const OwnedBson pipeline(std::move(writer));
+  Operation operation = readOperation("aggregate in", where);
+  operation.write = writes(view);
+  operation.manyDocuments = operation.write;
+  session_.run(operation, [&](Attempt& attempt) {
     mongoc_collection_t* const collection = attempt.collection(where);
     const Owned<mongoc_cursor_t> cursor(
         mongoc_collection_aggregate(collection, MONGOC_QUERY_NONE, pipeline.get(), nullptr, nullptr));
@@ -425,11 +425,11 @@ void ServerEngine::aggregate(const Namespace& where, const ObjectProperties& sta
 }
 
 void ServerEngine::remove(const Namespace& where, const ObjectProperties& query) {
-  Call call = writeCall("remove from", where);
-  call.manyDocuments = true;
-  call.repeatable = true;
-  const Lent selector(DocumentAccess::view(query));
-  session_.run(call, [&](Attempt& attempt) {
+  Operation operation = writeOperation("remove from", where);
+  operation.manyDocuments = true;
+  operation.repeatable = true;
+  const BorrowedBson selector(DocumentAccess::view(query));
+  session_.run(operation, [&](Attempt& attempt) {
     mongoc_collection_t* const collection = attempt.collection(where);
     Reply reply;
     bson_error_t error{};
@@ -460,9 +460,9 @@ void ServerEngine::dropUser(const std::string& database, const std::string& user
 
 long long ServerEngine::count(const Namespace& where, const ObjectProperties& query) {
   // The driver has a function for this, which ends the process when the server keeps the cursor.
-  const Written pipeline = countingPipeline(query);
+  const OwnedBson pipeline = countingPipeline(query);
   long long result = 0;
-  session_.run(readCall("count in", where), [&](Attempt& attempt) {
+  session_.run(readOperation("count in", where), [&](Attempt& attempt) {
     mongoc_collection_t* const collection = attempt.collection(where);
     const Owned<mongoc_cursor_t> cursor(
         mongoc_collection_aggregate(collection, MONGOC_QUERY_NONE, pipeline.get(), nullptr, nullptr));
@@ -478,10 +478,10 @@ long long ServerEngine::count(const Namespace& where, const ObjectProperties& qu
 }
 
 ObjectProperties ServerEngine::explain(const Namespace& where, const ObjectProperties& query) {
-  const Written command = explainCommand(where, query);
+  const OwnedBson command = explainCommand(where, query);
   ObjectProperties summary;
   try {
-    session_.command(readCall("explain in", where), where.database, command.get(),
+    session_.command(readOperation("explain in", where), where.database, command.get(),
                      [&](bson::View answer) { summary = summaryOf(answer); });
   } catch (const Error& error) {
     if (error.kind() != Error::Kind::unsupported) throw;
@@ -492,7 +492,7 @@ ObjectProperties ServerEngine::explain(const Namespace& where, const ObjectPrope
 }
 
 std::list<std::string> ServerEngine::databaseNames() {
-  const Written command = listDatabasesCommand();
+  const OwnedBson command = listDatabasesCommand();
   std::list<std::string> names;
   session_.command({"list of databases"}, "admin", command.get(), [&](bson::View answer) {
     for (const bson::Element& entry : answer.find("databases").asDocument()) {
@@ -506,7 +506,7 @@ std::list<std::string> ServerEngine::databaseNames() {
 
 std::list<std::string> ServerEngine::collectionNames(const std::string& database) {
   std::list<std::string> names;
-  const Written options = nameOnlyOptions();
+  const OwnedBson options = nameOnlyOptions();
   session_.run({"list of collections of " + database}, [&](Attempt& attempt) {
     const Owned<mongoc_database_t> handle = attempt.database(database);
     const Owned<mongoc_cursor_t> cursor(mongoc_database_find_collections_with_opts(handle.get(), options.get()));

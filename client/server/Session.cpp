@@ -6,15 +6,15 @@
 #include <utility>
 
 #include "client/DocumentAccess.h"
-#include "client/server/Link.h"
+#include "client/server/DriverConnection.h"
 
 namespace database_client::server {
 
 namespace {
 
-bool send(mongoc_client_t* client, const Call& call, const std::string& database, const bson_t* command, Reply& reply,
-          bson_error_t& error) {
-  if (call.write) {
+bool send(mongoc_client_t* client, const Operation& operation, const std::string& database, const bson_t* command,
+          Reply& reply, bson_error_t& error) {
+  if (operation.write) {
     return mongoc_client_write_command_with_opts(client, database.c_str(), command, nullptr, reply.get(), &error);
   }
   return mongoc_client_read_command_with_opts(client, database.c_str(), command, nullptr, nullptr, reply.get(), &error);
@@ -27,71 +27,73 @@ std::string_view nameOf(const bson_t* command) {
 
 }  // namespace
 
-Attempt::Attempt(std::shared_ptr<Link> link, const Call& call, const Address& address, bool maybeDone)
-    : link_(std::move(link)),
-      call_(call),
+Attempt::Attempt(std::shared_ptr<DriverConnection> connection, const Operation& operation, const Address& address,
+                 bool maybeDone)
+    : connection_(std::move(connection)),
+      operation_(operation),
       address_(address),
       maybeDone_(maybeDone),
-      outer_(std::exchange(link_->observation, &observation_)),
-      knownLink_(link_->answered) {
-  link_->breakage = {};
+      outer_(std::exchange(connection_->events, &events_)),
+      knownConnection_(connection_->answered) {
+  connection_->breakage = {};
 }
 
 Attempt::~Attempt() {
-  link_->observation = outer_;
+  connection_->events = outer_;
 }
 
 mongoc_client_t* Attempt::client() const {
-  return link_->client.get();
+  return connection_->client.get();
 }
 
 mongoc_collection_t* Attempt::collection(const Namespace& where) const {
-  if (!link_->collection || link_->database != where.database ||
-      mongoc_collection_get_name(link_->collection.get()) != where.collection) {
-    link_->collection.reset(mongoc_client_get_collection(client(), where.database.c_str(), where.collection.c_str()));
-    link_->database = where.database;
+  if (!connection_->collection || connection_->database != where.database ||
+      mongoc_collection_get_name(connection_->collection.get()) != where.collection) {
+    connection_->collection.reset(
+        mongoc_client_get_collection(client(), where.database.c_str(), where.collection.c_str()));
+    connection_->database = where.database;
   }
-  return link_->collection.get();
+  return connection_->collection.get();
 }
 
 Owned<mongoc_database_t> Attempt::database(const std::string& name) const {
   return Owned<mongoc_database_t>(mongoc_client_get_database(client(), name.c_str()));
 }
 
-Circumstances Attempt::circumstances() const {
-  Circumstances result;
-  result.action = call_.action;
-  result.where = observation_.host.empty() ? address_.hosts : observation_.host;
+ErrorContext Attempt::context() const {
+  ErrorContext result;
+  result.action = operation_.action;
+  result.where = events_.host.empty() ? address_.hosts : events_.host;
   result.login = address_.login();
-  result.cause = link_->cause.reason;
-  result.causeTimedOut = link_->cause.timedOut;
-  result.breakage = link_->breakage.reason;
+  result.cause = connection_->cause.reason;
+  result.causeTimedOut = connection_->cause.timedOut;
+  result.breakage = connection_->breakage.reason;
   result.secrets = address_.secrets;
-  result.secrets.push_back(call_.secret);
-  result.write = call_.write;
-  result.manyDocuments = call_.manyDocuments;
-  result.insertion = call_.insertion;
-  result.ofUsers = call_.ofUsers;
-  result.unanswered = observation_.unanswered;
-  result.timedOut = observation_.timedOut || link_->breakage.timedOut;
+  result.secrets.push_back(operation_.secret);
+  result.write = operation_.write;
+  result.manyDocuments = operation_.manyDocuments;
+  result.insertion = operation_.insertion;
+  result.ofUsers = operation_.ofUsers;
+  result.unanswered = events_.unanswered;
+  result.timedOut = events_.timedOut || connection_->breakage.timedOut;
   result.maybeDone = maybeDone_;
   return result;
 }
 
 void Attempt::fail(const bson_error_t& error, const bson_t* reply) {
   const bool isOutOfReach = error.domain == MONGOC_ERROR_STREAM || error.domain == MONGOC_ERROR_SERVER_SELECTION;
-  if (isOutOfReach && !link_->streams.cancellation->isWanted()) failCancelled();
+  if (isOutOfReach && !connection_->streams.cancellation->isWanted()) failCancelled();
   // A broken stream says more than the answers before it.
   if (error.domain != MONGOC_ERROR_STREAM) check();
   if (error.domain == 0) failWithoutReason(reply);
-  const Aftermath aftermath = aftermathOf(error);
+  const ConnectionState state = connectionStateOf(error);
   const int code = error.domain == MONGOC_ERROR_SERVER ? static_cast<int>(error.code) : 0;
-  unreachable_ = aftermath == Aftermath::unreachable;
-  lost_ = aftermath == Aftermath::lost || isStepDown(code);
+  unreachable_ = state == ConnectionState::unreachable;
+  lost_ = state == ConnectionState::lost || isStepDown(code);
   passing_ = isPassing(code);
-  untouched_ = isNotPrimary(code) && !observation_.unanswered && !call_.manyDocuments;
+  untouched_ = isNotPrimary(code) && !events_.unanswered && !operation_.manyDocuments;
   usable_ = !unreachable_ && !lost_;
-  throw toError(circumstances(), error, reply);
+  throw toError(context(), error, reply);
 }
 
 // The driver forgets why one of several commands failed when a later one succeeds.
@@ -104,47 +106,47 @@ void Attempt::fail(const Flaw& flaw) {
   usable_ = false;
   lost_ = true;
   const bool isDamaged = flaw.nature == Flaw::Nature::damaged;
-  throw toError(circumstances(), isDamaged ? Error::Kind::connection : Error::Kind::server, flaw.reason);
+  throw toError(context(), isDamaged ? Error::Kind::connection : Error::Kind::server, flaw.reason);
 }
 
 void Attempt::failSilent() {
-  observation_.timedOut = true;
-  throw toError(circumstances(), Error::Kind::timeout, "the server sends one empty batch after the other");
+  events_.timedOut = true;
+  throw toError(context(), Error::Kind::timeout, "the server sends one empty batch after the other");
 }
 
 // The stream was ended, which ends a read on the server too (from version 4.2 on); a write may go on there.
 void Attempt::failCancelled() {
   usable_ = false;
-  const bool isUnknown = call_.write && (observation_.unanswered || maybeDone_);
-  throw Error(Error::Kind::cancelled, call_.action + ": cancelled by the caller",
-              {circumstances().where, 0, false, isUnknown});
+  const bool isUnknown = operation_.write && (events_.unanswered || maybeDone_);
+  throw Error(Error::Kind::cancelled, operation_.action + ": cancelled by the caller",
+              {context().where, 0, false, isUnknown});
 }
 
 Error Attempt::refusal(int code, const std::string& reason) const {
   bson_error_t error{};
   bson_set_error(&error, MONGOC_ERROR_SERVER, static_cast<std::uint32_t>(code), "%s", reason.c_str());
-  Circumstances ofOne = circumstances();
+  ErrorContext ofOne = context();
   ofOne.manyDocuments = false;
   return toError(ofOne, error, nullptr);
 }
 
 void Attempt::check() {
-  if (observation_.flaw) fail(*observation_.flaw);
+  if (events_.flaw) fail(*events_.flaw);
 }
 
 bool Attempt::mayRepeat() const {
-  if (delivered_ || observation_.timedOut) return false;
-  const bool stale = unreachable_ && knownLink_ && !observation_.unanswered;
+  if (delivered_ || events_.timedOut) return false;
+  const bool stale = unreachable_ && knownConnection_ && !events_.unanswered;
   if (stale) return true;
-  if (!call_.write) return lost_ && address_.retryReads;
-  const bool isHarmless = untouched_ || (call_.repeatable && (lost_ || passing_));
-  return isHarmless && link_->hasSuccessors &&
+  if (!operation_.write) return lost_ && address_.retryReads;
+  const bool isHarmless = untouched_ || (operation_.repeatable && (lost_ || passing_));
+  return isHarmless && connection_->hasSuccessors &&
          mongoc_uri_get_option_as_bool(address_.uri.get(), MONGOC_URI_RETRYWRITES, true);
 }
 
 bool Attempt::deliver(bson::View document, const Engine::Receiver& receive) {
   check();
-  link_->streams.cancellation->check();
+  connection_->streams.cancellation->check();
   ObjectProperties result = DocumentAccess::adopt(document);
   delivered_ = true;
   return receive(std::move(result));
@@ -169,7 +171,7 @@ void Attempt::drain(mongoc_cursor_t* cursor, const Engine::Receiver& receive) {
     const Clock::time_point now = Clock::now();
     if (!emptySince) emptySince = now;
     if (now - *emptySince > patience) failSilent();
-    link_->streams.cancellation->check();
+    connection_->streams.cancellation->check();
   } while (mongoc_cursor_more(cursor));
 }
 
@@ -178,50 +180,50 @@ Session::Session(Address address, std::shared_ptr<Cancellation> cancellation)
 
 Session::~Session() = default;
 
-const std::shared_ptr<Link>& Session::link(const Call& call) {
-  if (!link_) link_ = openLink(address_, call, cancellation_);
-  return link_;
+const std::shared_ptr<DriverConnection>& Session::connection(const Operation& operation) {
+  if (!connection_) connection_ = openConnection(address_, operation, cancellation_);
+  return connection_;
 }
 
 // The error after which the operation may be tried once more; nothing when it is done.
-std::optional<Error> Session::attempt(const Call& call, const std::function<void(Attempt&)>& action,
+std::optional<Error> Session::attempt(const Operation& operation, const std::function<void(Attempt&)>& action,
                                       const std::optional<Error>& before) {
-  const std::shared_ptr<Link> mine = link(call);
-  Attempt attempt(mine, call, address_, before && before->outcomeUnknown());
+  const std::shared_ptr<DriverConnection> mine = connection(operation);
+  Attempt attempt(mine, operation, address_, before && before->outcomeUnknown());
   try {
     action(attempt);
     mine->answered = true;
     proved_ = true;
-    if (!attempt.isLinkUsable()) settle(mine, attempt);
+    if (!attempt.isConnectionUsable()) updateConnectionState(mine, attempt);
     return std::nullopt;
   } catch (const Error& error) {
-    settle(mine, attempt);
+    updateConnectionState(mine, attempt);
     if (before || !attempt.mayRepeat()) throw;
     return error;
   }
 }
 
-void Session::settle(const std::shared_ptr<Link>& link, const Attempt& attempt) {
-  if (!attempt.isLinkUsable()) {
-    if (link_ == link) link_.reset();
+void Session::updateConnectionState(const std::shared_ptr<DriverConnection>& connection, const Attempt& attempt) {
+  if (!attempt.isConnectionUsable()) {
+    if (connection_ == connection) connection_.reset();
     proved_ = false;
   } else if (attempt.wasAnswered()) {
-    link->answered = true;
+    connection->answered = true;
     proved_ = true;
   }
 }
 
-void Session::run(const Call& call, const std::function<void(Attempt&)>& action) {
-  const std::optional<Error> failure = attempt(call, action, std::nullopt);
-  if (failure) attempt(call, action, failure);
+void Session::run(const Operation& operation, const std::function<void(Attempt&)>& action) {
+  const std::optional<Error> failure = attempt(operation, action, std::nullopt);
+  if (failure) attempt(operation, action, failure);
 }
 
-void Session::command(const Call& call, const std::string& database, const bson_t* command,
+void Session::command(const Operation& operation, const std::string& database, const bson_t* command,
                       const std::function<void(bson::View)>& receive) {
-  run(call, [&](Attempt& attempt) {
+  run(operation, [&](Attempt& attempt) {
     Reply reply;
     bson_error_t error{};
-    if (!send(attempt.client(), call, database, command, reply, error)) attempt.fail(error, reply.get());
+    if (!send(attempt.client(), operation, database, command, reply, error)) attempt.fail(error, reply.get());
     attempt.check();
     if (const auto flaw = flawOf(nameOf(command), reply.get())) attempt.fail(*flaw);
     receive(reply.view());
@@ -231,14 +233,14 @@ void Session::command(const Call& call, const std::string& database, const bson_
 void Session::ping() {
   bson::Writer command;
   command.appendInt32("ping", 1);
-  const Written written(std::move(command));
+  const OwnedBson written(std::move(command));
   this->command({"connect"}, "admin", written.get(), [](bson::View) {});
 }
 
 void Session::setPassword(const std::string& password) {
   mongoc_uri_set_password(address_.uri.get(), password.c_str());
   address_.secrets.push_back(password);
-  link_.reset();
+  connection_.reset();
 }
 
 }  // namespace database_client::server

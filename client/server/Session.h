@@ -9,14 +9,14 @@
 #include "client/Cancellation.h"
 #include "client/server/Address.h"
 #include "client/server/Answer.h"
-#include "client/server/Failure.h"
-#include "client/server/Owners.h"
+#include "client/server/ErrorMapping.h"
+#include "client/server/Handles.h"
 #include "database_client/ObjectProperties.h"
 
 namespace database_client::server {
 
 /// What an operation is called in messages, and how it may be treated when it fails.
-struct Call {
+struct Operation {
   std::string action;  ///< "insert into db.collection"
   bool write = false;
   bool manyDocuments = false;  ///< a write that takes place document by document
@@ -26,10 +26,10 @@ struct Call {
   std::string secret{};     ///< what no message may repeat
 };
 
-struct Link;
+struct DriverConnection;
 
 /// What the driver tells about one attempt while it runs.
-struct Observation {
+struct CommandEvents {
   bool unanswered = false;
   bool timedOut = false;
   std::optional<Flaw> flaw{};  ///< of the first answer that has one
@@ -41,7 +41,8 @@ struct Observation {
 class Attempt {
  public:
   /// `maybeDone`: an attempt before this one may have done it.
-  Attempt(std::shared_ptr<Link> link, const Call& call, const Address& address, bool maybeDone);
+  Attempt(std::shared_ptr<DriverConnection> connection, const Operation& operation, const Address& address,
+          bool maybeDone);
   ~Attempt();
   Attempt(const Attempt&) = delete;
   Attempt& operator=(const Attempt&) = delete;
@@ -66,27 +67,27 @@ class Attempt {
   void drain(mongoc_cursor_t* cursor, const Engine::Receiver& receive);
 
   bool mayRepeat() const;
-  bool isLinkUsable() const { return usable_; }
+  bool isConnectionUsable() const { return usable_; }
   /// Whether the server refused a command, whatever became of the others that the driver made of the operation.
-  bool wasRefused() const { return observation_.refusal.domain != 0; }
-  [[noreturn]] void failAsRefused(const bson_t* reply) { fail(observation_.refusal, reply); }
+  bool wasRefused() const { return events_.refusal.domain != 0; }
+  [[noreturn]] void failAsRefused(const bson_t* reply) { fail(events_.refusal, reply); }
   /// Whether something was sent that the driver got no answer to; it may have sent it again.
-  bool lostAnAnswer() const { return observation_.unanswered; }
-  bool wasAnswered() const { return !observation_.host.empty() && !observation_.unanswered; }
+  bool lostAnAnswer() const { return events_.unanswered; }
+  bool wasAnswered() const { return !events_.host.empty() && !events_.unanswered; }
 
  private:
-  Circumstances circumstances() const;
+  ErrorContext context() const;
   [[noreturn]] void failSilent();
   [[noreturn]] void failCancelled();
   [[noreturn]] void failWithoutReason(const bson_t* reply);
 
-  std::shared_ptr<Link> link_;
-  const Call& call_;
+  std::shared_ptr<DriverConnection> connection_;
+  const Operation& operation_;
   const Address& address_;
   bool maybeDone_;
-  Observation observation_{};
-  Observation* outer_;
-  bool knownLink_;
+  CommandEvents events_{};
+  CommandEvents* outer_;
+  bool knownConnection_;
   bool usable_ = true;
   bool delivered_ = false;
   bool unreachable_ = false;
@@ -112,9 +113,9 @@ class Session {
   bool isOpen() const noexcept { return proved_; }
   const Address& address() const { return address_; }
   const std::shared_ptr<Cancellation>& cancellation() const { return cancellation_; }
-  void run(const Call& call, const std::function<void(Attempt&)>& action);
+  void run(const Operation& operation, const std::function<void(Attempt&)>& action);
   /// Runs a command and gives its reply to `receive`; a write gets the write concern of the address.
-  void command(const Call& call, const std::string& database, const bson_t* command,
+  void command(const Operation& operation, const std::string& database, const bson_t* command,
                const std::function<void(bson::View)>& receive);
   /// Proves the connection, and with it the user.
   void ping();
@@ -122,14 +123,14 @@ class Session {
   void setPassword(const std::string& password);
 
  private:
-  std::optional<Error> attempt(const Call& call, const std::function<void(Attempt&)>& action,
+  std::optional<Error> attempt(const Operation& operation, const std::function<void(Attempt&)>& action,
                                const std::optional<Error>& before);
-  void settle(const std::shared_ptr<Link>& link, const Attempt& attempt);
-  const std::shared_ptr<Link>& link(const Call& call);
+  void updateConnectionState(const std::shared_ptr<DriverConnection>& connection, const Attempt& attempt);
+  const std::shared_ptr<DriverConnection>& connection(const Operation& operation);
 
   Address address_;
   std::shared_ptr<Cancellation> cancellation_;
-  std::shared_ptr<Link> link_{};
+  std::shared_ptr<DriverConnection> connection_{};
   bool proved_ = false;
 };
 

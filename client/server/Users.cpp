@@ -15,18 +15,18 @@ namespace database_client::server {
 
 namespace {
 
-Call callFor(const char* verb, const UserName& name, const std::string& secret = {}) {
-  Call call{std::string(verb) + " \"" + name.user + "\" on " + name.database};
-  call.write = true;
-  call.ofUsers = true;
-  call.repeatable = true;
-  call.secret = secret;
-  return call;
+Operation operationFor(const char* verb, const UserName& name, const std::string& secret = {}) {
+  Operation operation{std::string(verb) + " \"" + name.user + "\" on " + name.database};
+  operation.write = true;
+  operation.ofUsers = true;
+  operation.repeatable = true;
+  operation.secret = secret;
+  return operation;
 }
 
-void send(Session& session, const Call& call, const std::string& database, bson::Writer&& writer) {
-  const Written command(std::move(writer));
-  session.command(call, database, command.get(), [](bson::View) {});
+void send(Session& session, const Operation& operation, const std::string& database, bson::Writer&& writer) {
+  const OwnedBson command(std::move(writer));
+  session.command(operation, database, command.get(), [](bson::View) {});
 }
 
 void appendGrants(bson::Writer& command, const UserGrants& grants) {
@@ -67,7 +67,7 @@ std::optional<std::string> askedFor(const ObjectProperties& query) {
   return std::string(first.value.asString());
 }
 
-Written everywhere(const std::string& user) {
+OwnedBson everywhere(const std::string& user) {
   bson::Writer command;
   command.beginDocument("usersInfo");
   command.appendBool("forAllDBs", true);
@@ -77,16 +77,16 @@ Written everywhere(const std::string& user) {
     command.appendString("user", user);
     command.end();
   }
-  return Written(std::move(command));
+  return OwnedBson(std::move(command));
 }
 
-Written one(const UserName& name) {
+OwnedBson one(const UserName& name) {
   bson::Writer command;
   command.beginDocument("usersInfo");
   command.appendString("user", name.user);
   command.appendString("db", name.database);
   command.end();
-  return Written(std::move(command));
+  return OwnedBson(std::move(command));
 }
 
 std::list<ObjectProperties> usersIn(bson::View answer) {
@@ -97,7 +97,7 @@ std::list<ObjectProperties> usersIn(bson::View answer) {
   return users;
 }
 
-std::list<ObjectProperties> ask(Session& session, const std::string& database, const Written& command) {
+std::list<ObjectProperties> ask(Session& session, const std::string& database, const OwnedBson& command) {
   std::list<ObjectProperties> users;
   session.command({"list of users"}, database, command.get(), [&](bson::View answer) { users = usersIn(answer); });
   return users;
@@ -147,7 +147,7 @@ void changeCustomData(Session& session, const UserName& name, const ObjectProper
   bson::Writer command;
   command.appendString("updateUser", name.user);
   command.appendDocument("customData", DocumentAccess::view(customData));
-  send(session, callFor("change of user", name), name.database, std::move(command));
+  send(session, operationFor("change of user", name), name.database, std::move(command));
 }
 
 }  // namespace
@@ -158,7 +158,7 @@ void createUser(Session& session, const UserName& name, const std::string& passw
   command.appendString("pwd", password);
   appendGrants(command, grants);
   try {
-    send(session, callFor("creation of user", name, password), name.database, std::move(command));
+    send(session, operationFor("creation of user", name, password), name.database, std::move(command));
   } catch (const Error& error) {
     const bool mayBeOurs = error.code() == code::userExists && error.outcomeUnknown();
     if (!mayBeOurs || !isAsAsked(session, name, password, grants)) throw;
@@ -170,7 +170,7 @@ void modifyUser(Session& session, const UserName& name, const UserGrants& grants
   command.appendString("updateUser", name.user);
   appendGrants(command, grants);
   try {
-    send(session, callFor("change of user", name), name.database, std::move(command));
+    send(session, operationFor("change of user", name), name.database, std::move(command));
   } catch (const Error& error) {
     // Naming roles takes the right to give and take any, even when they stay as they are.
     const bool remainsTheData = error.kind() == Error::Kind::authorization && hasRoles(session, name, grants.roles);
@@ -183,7 +183,7 @@ void changePassword(Session& session, const UserName& name, const std::string& p
   bson::Writer command;
   command.appendString("updateUser", name.user);
   command.appendString("pwd", password);
-  send(session, callFor("change of the password of", name, password), name.database, std::move(command));
+  send(session, operationFor("change of the password of", name, password), name.database, std::move(command));
   if (isOwn(session, name)) session.setPassword(password);
 }
 
@@ -191,7 +191,7 @@ void dropUser(Session& session, const UserName& name) {
   bson::Writer command;
   command.appendString("dropUser", name.user);
   try {
-    send(session, callFor("removal of user", name), name.database, std::move(command));
+    send(session, operationFor("removal of user", name), name.database, std::move(command));
   } catch (const Error& error) {
     // The attempt before this one, whose answer was lost, may have removed the user.
     const bool isGone = error.code() == code::userNotFound && error.outcomeUnknown();

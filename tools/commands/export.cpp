@@ -11,8 +11,8 @@
 #include "tools/commands/options.h"
 #include "tools/core/Catalogue.h"
 #include "tools/core/NameColumns.h"
-#include "tools/core/Show.h"
 #include "tools/core/StoreParts.h"
+#include "tools/core/descriptionText.h"
 #include "tools/terminal/Interrupt.h"
 
 namespace database_provider::recordctl {

@@ -77,7 +77,7 @@ class SumoImport {
     if (!writer_ && bad_.count() == 0)
       throw UsageError(options_.folder + ": there is no .sumocfg file under this folder");
     if (bad_.count() > 0) session_.noteFailure();
-    tellImported(session_, {writer_ ? writer_->written() : 0, bad_.count()}, progress_.seconds());
+    printSummary(session_, {writer_ ? writer_->written() : 0, bad_.count()}, progress_.seconds());
   }
 
  private:

@@ -7,7 +7,7 @@
 #include "tools/commands/commands.h"
 #include "tools/commands/options.h"
 #include "tools/core/NameColumns.h"
-#include "tools/core/Show.h"
+#include "tools/core/descriptionText.h"
 
 namespace database_provider::recordctl {
 

@@ -5,7 +5,7 @@
 
 #include "tools/commands/commands.h"
 #include "tools/commands/options.h"
-#include "tools/core/Show.h"
+#include "tools/core/descriptionText.h"
 
 namespace database_provider::recordctl {
 

@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/core/Show.h"
-
 #include <iostream>
 #include <memory>
 
 #include "tools/commands/commands.h"
 #include "tools/commands/options.h"
+#include "tools/core/descriptionText.h"
 #include "tools/input/Columns.h"
 #include "tools/values/Text.h"
 

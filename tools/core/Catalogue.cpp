@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <set>
 
-#include "tools/core/Show.h"
+#include "tools/core/descriptionText.h"
 #include "tools/values/Nearest.h"
 #include "tools/values/Text.h"
 

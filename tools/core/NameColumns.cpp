@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "tools/core/Show.h"
+#include "tools/core/descriptionText.h"
 #include "tools/values/Errors.h"
 #include "tools/values/Text.h"
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/values/Convert.h"
+#include "tools/values/Cell.h"
 
 namespace database_provider::recordctl {
 

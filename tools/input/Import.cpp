@@ -134,7 +134,7 @@ void addCategories(const DatabaseProviderInterface& provider, const std::vector<
   if (configured.size() > before) provider.setCategoriesNames(configured);
 }
 
-void tellImported(const Session& session, const ImportCounts& counts, double seconds) {
+void printSummary(const Session& session, const ImportCounts& counts, double seconds) {
   if (session.json()) {
     ObjectProperties result;
     result.setValueInt64("imported", static_cast<std::int64_t>(counts.records));
@@ -236,7 +236,7 @@ void Import::summarise(bool isUndone) {
   bad_.finish();
   if (isUndone) std::cerr << "recordctl: nothing was written, since some rows are bad\n";
   if (bad_.count() > 0) session_.noteFailure();
-  tellImported(session_, isUndone ? ImportCounts{0, bad_.count()} : ImportCounts{written(), bad_.count(), others_},
+  printSummary(session_, isUndone ? ImportCounts{0, bad_.count()} : ImportCounts{written(), bad_.count(), others_},
                progress_.seconds());
 }
 

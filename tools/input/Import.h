@@ -86,6 +86,6 @@ struct ImportCounts {
 };
 
 /// The result of an import, for people or as JSON.
-void tellImported(const Session& session, const ImportCounts& counts, double seconds);
+void printSummary(const Session& session, const ImportCounts& counts, double seconds);
 
 }  // namespace database_provider::recordctl

@@ -106,9 +106,9 @@ void giveBack(int signal, void (*handler)(int), const struct sigaction& former) 
 
 /// Switches the echo of the terminal off for a scope. Whatever signal ends or stops the process in it, the echo is on
 /// then.
-class Silence {
+class EchoOff {
  public:
-  explicit Silence(const std::string& prompt) : wasSet_(::tcgetattr(STDIN_FILENO, &withEcho) == 0) {
+  explicit EchoOff(const std::string& prompt) : wasSet_(::tcgetattr(STDIN_FILENO, &withEcho) == 0) {
     if (!wasSet_) return;
     shownPrompt = &prompt;
     withoutEcho = withEcho;
@@ -118,15 +118,15 @@ class Silence {
     take(SIGCONT, goOnWithoutEcho, actionAtGoingOn);
     ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &withoutEcho);
   }
-  ~Silence() {
+  ~EchoOff() {
     if (!wasSet_) return;
     ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &withEcho);
     giveBack(SIGCONT, goOnWithoutEcho, actionAtGoingOn);
     giveBack(SIGTSTP, stopWithEcho, actionAtStop);
     for (std::size_t i = 0; i < endings.size(); ++i) giveBack(endings[i], endWithEcho, actionsAtEndings[i]);
   }
-  Silence(const Silence&) = delete;
-  Silence& operator=(const Silence&) = delete;
+  EchoOff(const EchoOff&) = delete;
+  EchoOff& operator=(const EchoOff&) = delete;
 
  private:
   bool wasSet_;
@@ -153,7 +153,7 @@ Layout outputLayout() {
   return result;
 }
 
-void keepStandardStreams() {
+void reserveStandardStreams() {
   for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
     const bool isClosed = ::fcntl(stream, F_GETFD) < 0;
     if (isClosed && ::open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY) != stream) std::abort();
@@ -176,7 +176,7 @@ bool confirmed(const std::string& question) {
 std::string askPassword(const std::string& prompt) {
   std::string answer;
   {
-    const Silence silence(prompt);
+    const EchoOff silence(prompt);
     answer = askLine(prompt);
   }
   std::cerr << '\n';

@@ -18,7 +18,7 @@ Layout outputLayout();
 
 /// Takes the places of standard streams that were closed, so that no file and no connection comes to stand for one; to
 /// read or write them is an error.
-void keepStandardStreams();
+void reserveStandardStreams();
 
 bool standardErrorIsTerminal();
 bool standardInputIsTerminal();

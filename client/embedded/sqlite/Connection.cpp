@@ -9,7 +9,7 @@
 #include <thread>
 #include <utility>
 
-#include "client/embedded/sqlite/Failure.h"
+#include "client/embedded/sqlite/throwError.h"
 #include "database_client/Error.h"
 
 namespace database_client::embedded::sqlite {
@@ -43,13 +43,15 @@ Connection::Interruptible::~Interruptible() {
 
 /// Waits for a lock that another holds. The steps are short and uneven, so that every one of several waiting writers
 /// gets its turn; SQLite's own steps grow to a tenth of a second, and one that writes without pause would always win.
-class Connection::Patience {
+class Connection::BusyHandler {
  public:
-  explicit Patience(int milliseconds) : limit_(milliseconds) {}
+  explicit BusyHandler(int milliseconds) : limit_(milliseconds) {}
 
   void setCancellation(std::shared_ptr<Cancellation> cancellation) { cancellation_ = std::move(cancellation); }
 
-  static int wait(void* patience, int attempt) { return static_cast<Patience*>(patience)->waitOnce(attempt) ? 1 : 0; }
+  static int wait(void* patience, int attempt) {
+    return static_cast<BusyHandler*>(patience)->waitOnce(attempt) ? 1 : 0;
+  }
 
  private:
   using Clock = std::chrono::steady_clock;
@@ -80,7 +82,7 @@ Connection::Connection(Connection&& other) noexcept
       process_(other.process_),
       guard_(std::move(other.guard_)),
       logIsInFile_(std::move(other.logIsInFile_)),
-      patience_(std::move(other.patience_)),
+      busyHandler_(std::move(other.busyHandler_)),
       prepared_(std::move(other.prepared_)),
       idleCount_(std::exchange(other.idleCount_, 0)) {}
 
@@ -124,8 +126,8 @@ Connection Connection::open(const std::string& name, int flags, int busyMillisec
   Connection connection(database, name);
   require(code, name, "open it");
   connection.harden();
-  connection.patience_ = std::make_unique<Patience>(busyMilliseconds);
-  require(sqlite3_busy_handler(database, Patience::wait, connection.patience_.get()), name, "open it");
+  connection.busyHandler_ = std::make_unique<BusyHandler>(busyMilliseconds);
+  require(sqlite3_busy_handler(database, BusyHandler::wait, connection.busyHandler_.get()), name, "open it");
   return connection;
 }
 
@@ -144,7 +146,7 @@ void Connection::harden() {
 
 void Connection::setCancellation(std::shared_ptr<Cancellation> cancellation) {
   cancellation_ = std::move(cancellation);
-  if (patience_) patience_->setCancellation(cancellation_);
+  if (busyHandler_) busyHandler_->setCancellation(cancellation_);
 }
 
 /// What was given up while it waited or ran is told as that, whatever SQLite makes of it.
@@ -157,7 +159,7 @@ void Connection::refuse(int code, const char* doing) const {
 }
 
 bool Connection::waitForLock(int attempt) {
-  return patience_ && Patience::wait(patience_.get(), attempt) != 0;
+  return busyHandler_ && BusyHandler::wait(busyHandler_.get(), attempt) != 0;
 }
 
 sqlite3_stmt* Connection::prepare(const std::string& sql, unsigned flags) {

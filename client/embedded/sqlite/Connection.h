@@ -139,7 +139,7 @@ class Connection {
 
  private:
   friend class Statement;
-  class Patience;
+  class BusyHandler;
 
   Connection(sqlite3* database, std::string file);
   static Connection open(const std::string& name, int flags, int busyMilliseconds);
@@ -158,7 +158,7 @@ class Connection {
   pid_t process_;
   std::unique_ptr<FileGuard> guard_{};
   std::unique_ptr<bool> logIsInFile_{};  ///< of one who has the file alone
-  std::unique_ptr<Patience> patience_{};
+  std::unique_ptr<BusyHandler> busyHandler_{};
   std::unordered_map<std::string, Prepared> prepared_;
   std::size_t idleCount_ = 0;
 };

@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "client/embedded/sqlite/Connection.h"
-#include "client/embedded/sqlite/Failure.h"
+#include "client/embedded/sqlite/throwError.h"
 
 namespace database_client::embedded::sqlite {
 

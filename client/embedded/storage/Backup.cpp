@@ -10,8 +10,8 @@
 #include <utility>
 
 #include "client/DamageError.h"
-#include "client/embedded/sqlite/Failure.h"
 #include "client/embedded/sqlite/Transaction.h"
+#include "client/embedded/sqlite/throwError.h"
 #include "client/embedded/storage/StoreFile.h"
 #include "client/embedded/storage/generation.h"
 

@@ -82,8 +82,8 @@ void Collection::refuse(const std::string& what) const {
   throw DamageError("store " + file + ": " + what, file);
 }
 
-void Collection::touch() {
-  store_.touch(*this);
+void Collection::markDirty() {
+  store_.markDirty(*this);
 }
 
 /// The numbers of records are given out here, since the sums cover them.
@@ -109,7 +109,7 @@ bool Collection::insert(View document) {
   if (store_.connection().changes() == 0) return false;
   lastRid_ = rid;
   if (!index_) return true;
-  touch();
+  markDirty();
   index_->add(rid, document);
   return true;
 }
@@ -122,13 +122,13 @@ void Collection::replace(std::int64_t rid, View before, View after) {
       .bindBlob(3, after.data, after.size)
       .run();
   if (!index_) return;
-  touch();
+  markDirty();
   index_->replace(rid, before, after);
 }
 
 void Collection::remove(std::int64_t rid, View body) {
   if (index_) {
-    touch();
+    markDirty();
     index_->remove(rid, body);
   }
   store_.connection().statement(sql_.remove).bind(1, rid).run();
@@ -140,7 +140,7 @@ void Collection::checkWanted() const {
 
 void Collection::removeUnreadable(std::int64_t rid) {
   if (index_) {
-    touch();
+    markDirty();
     index_->removeUnknown(rid);
   }
   store_.connection().statement(sql_.remove).bind(1, rid).run();
@@ -195,7 +195,7 @@ void Collection::rollback() {
 
 void Collection::rebuildIndex() {
   if (!index_) return;
-  touch();
+  markDirty();
   index_->rebuild();
 }
 

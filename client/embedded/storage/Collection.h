@@ -70,7 +70,7 @@ class Collection {
   friend class RowReader;
   friend class RowScan;
 
-  void touch();
+  void markDirty();
   [[noreturn]] void refuse(const std::string& what) const;
   /// The bytes, where they and their place are those that were written; else a null `data`.
   bson::View whole(std::int64_t rid, std::int64_t sum, sqlite::Blob body) const;

@@ -155,7 +155,7 @@ void Store::refresh() {
 }
 
 void Store::endReading() {
-  for (Detachable* reader : readers_) reader->detach();
+  for (ResultBuffer* reader : readers_) reader->materialize();
   if (!std::exchange(readTransaction_, false)) return;
   try {
     connection_.statement(sql_.commit).run();
@@ -185,14 +185,14 @@ Store::Reading::~Reading() {
   }
 }
 
-Store::Writing::Writing(Store& store, Extent extent) : store_(store), extent_(extent) {
+Store::Writing::Writing(Store& store, WriteScope extent) : store_(store), extent_(extent) {
   store_.requireTransaction();
   store_.endReading();
   if (!store_.explicit_) store_.requireFile();
   // What the index has gathered for earlier calls of the transaction must not go when this call is undone.
-  if (store_.explicit_ && extent == Extent::many) store_.flush();
+  if (store_.explicit_ && extent == WriteScope::many) store_.flush();
   transaction_.emplace(store_.connection_, Transaction::Kind::write);
-  touchedBefore_ = store_.touches_;
+  dirtiedBefore_ = store_.dirtied_;
   madeBefore_ = store_.made_.size();
   changesBefore_ = store_.connection_.totalChanges();
   if (!store_.explicit_) store_.refresh();
@@ -215,10 +215,10 @@ void Store::Writing::undo() noexcept {
   store_.dropSince(madeBefore_);
   const bool isAlone = !store_.explicit_;
   const bool isBroken = !isAlone && (!store_.connection_.inTransaction() ||
-                                     (extent_ == Extent::one && store_.touches_ != touchedBefore_));
+                                     (extent_ == WriteScope::one && store_.dirtied_ != dirtiedBefore_));
   // The index can only forget all that it gathered, and earlier calls of a transaction may be in it.
   if (isBroken) store_.breakTransaction();
-  if (isAlone || extent_ == Extent::many) store_.forget();
+  if (isAlone || extent_ == WriteScope::many) store_.forget();
 }
 
 void Store::breakTransaction() noexcept {
@@ -267,28 +267,28 @@ void Store::rollback() {
 }
 
 void Store::flush() {
-  for (Collection* collection : touched_) collection->flush();
-  touched_.clear();
+  for (Collection* collection : dirty_) collection->flush();
+  dirty_.clear();
 }
 
-void Store::touch(Collection& collection) {
-  ++touches_;
-  if (std::find(touched_.begin(), touched_.end(), &collection) == touched_.end()) touched_.push_back(&collection);
+void Store::markDirty(Collection& collection) {
+  ++dirtied_;
+  if (std::find(dirty_.begin(), dirty_.end(), &collection) == dirty_.end()) dirty_.push_back(&collection);
 }
 
 void Store::dropSince(std::size_t made) noexcept {
   for (std::size_t i = made; i < made_.size(); ++i) {
     const auto found = collections_.find(made_[i]);
     if (found == collections_.end()) continue;
-    touched_.erase(std::remove(touched_.begin(), touched_.end(), found->second.get()), touched_.end());
+    dirty_.erase(std::remove(dirty_.begin(), dirty_.end(), found->second.get()), dirty_.end());
     collections_.erase(found);
   }
   made_.resize(made);
 }
 
 void Store::forget() noexcept {
-  for (Collection* collection : touched_) collection->rollback();
-  touched_.clear();
+  for (Collection* collection : dirty_) collection->rollback();
+  dirty_.clear();
   ++version_;
 }
 
@@ -349,7 +349,7 @@ std::vector<Collection*> Store::collections() {
   return all;
 }
 
-Store::Registration::Registration(Store& store, Detachable& reader) : store_(store) {
+Store::Registration::Registration(Store& store, ResultBuffer& reader) : store_(store) {
   store_.readers_.push_back(&reader);
 }
 

@@ -20,13 +20,13 @@ namespace database_client::embedded {
 class BlockCache;
 
 /// Reads ahead what it still has to give, so that the store may be changed. See `Store::Writing`.
-class Detachable {
+class ResultBuffer {
  public:
-  Detachable() = default;
-  Detachable(const Detachable&) = delete;
-  Detachable& operator=(const Detachable&) = delete;
-  virtual ~Detachable() = default;
-  virtual void detach() = 0;
+  ResultBuffer() = default;
+  ResultBuffer(const ResultBuffer&) = delete;
+  ResultBuffer& operator=(const ResultBuffer&) = delete;
+  virtual ~ResultBuffer() = default;
+  virtual void materialize() = 0;
 };
 
 /// One client's view of a store: transactions, the catalogue of collections, and the knowledge of whether what was kept
@@ -56,13 +56,13 @@ class Store {
 
   /// How much a write does: one document at most, asking no index; or more, which may fail half-way and is then undone
   /// alone.
-  enum class Extent { one, many };
+  enum class WriteScope { one, many };
 
   /// Changes for a scope, undone unless committed. Within an explicit transaction they become permanent with it; a call
   /// that fails there is undone alone, but for a failure to write, which undoes the whole transaction.
   class Writing {
    public:
-    Writing(Store& store, Extent extent);
+    Writing(Store& store, WriteScope extent);
     Writing(const Writing&) = delete;
     Writing& operator=(const Writing&) = delete;
     ~Writing();
@@ -72,8 +72,8 @@ class Store {
     void undo() noexcept;
 
     Store& store_;
-    Extent extent_;
-    std::uint64_t touchedBefore_ = 0;
+    WriteScope extent_;
+    std::uint64_t dirtiedBefore_ = 0;
     std::size_t madeBefore_ = 0;
     int changesBefore_ = 0;
     std::optional<sqlite::Transaction> transaction_{};
@@ -87,7 +87,7 @@ class Store {
   /// Registers a reader that is to be detached before a write, for a scope.
   class Registration {
    public:
-    Registration(Store& store, Detachable& reader);
+    Registration(Store& store, ResultBuffer& reader);
     Registration(const Registration&) = delete;
     Registration& operator=(const Registration&) = delete;
     ~Registration();
@@ -113,7 +113,7 @@ class Store {
   /// All collections, in the order of database and name.
   std::vector<Collection*> collections();
   /// To be told before the index of a collection is changed.
-  void touch(Collection& collection);
+  void markDirty(Collection& collection);
   /// Throws Error{cancelled} when the caller wants no result any more, where an index is read or written.
   void checkIndexing();
   /// Gives free space back to the file system; not inside a transaction.
@@ -153,9 +153,9 @@ class Store {
   std::int64_t dataVersion_ = -1;
   std::unordered_map<std::string, std::unique_ptr<Collection>> collections_{};
   std::vector<std::string> made_{};  ///< labels of the collections made in the open transaction
-  std::vector<Collection*> touched_{};
-  std::uint64_t touches_ = 0;
-  std::vector<Detachable*> readers_{};
+  std::vector<Collection*> dirty_{};
+  std::uint64_t dirtied_ = 0;
+  std::vector<ResultBuffer*> readers_{};
   int readings_ = 0;
   bool readTransaction_ = false;
   std::optional<sqlite::Transaction> explicit_{};

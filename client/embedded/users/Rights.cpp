@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <array>
 
-#include "client/ownDataRole.h"
+#include "client/selfServiceRole.h"
 
 namespace database_client::embedded {
 
@@ -57,7 +57,7 @@ bool holds(const Role* role, Action action) {
 bool allows(const Grant& grant, Action action, std::string_view database) {
   if (grant.database == "admin" && holds(find(overallRoles(), grant.role), action)) return true;
   if (grant.database != database) return false;
-  if (grant.role == ownDataRole && grant.database == ownDataDatabase) {
+  if (grant.role == selfServiceRole && grant.database == ownDataDatabase) {
     return action == Action::changeOwnPassword || action == Action::changeOwnCustomData;
   }
   return holds(find(databaseRoles(), grant.role), action);

@@ -2,7 +2,7 @@
 #include "client/embedded/users/UserDirectory.h"
 
 #include "client/bson/Writer.h"
-#include "client/ownDataRole.h"
+#include "client/selfServiceRole.h"
 
 namespace database_client::embedded {
 
@@ -115,8 +115,8 @@ class IdValue {
 
 std::vector<bson::Byte> ownDataRoleDocument() {
   Writer writer;
-  writer.appendString("_id", idOf(ownDataDatabase, ownDataRole));
-  writer.appendString("role", ownDataRole);
+  writer.appendString("_id", idOf(ownDataDatabase, selfServiceRole));
+  writer.appendString("role", selfServiceRole);
   writer.appendString("db", ownDataDatabase);
   appendOwnDataPrivileges(writer);
   return writer.take();
@@ -168,7 +168,7 @@ bool UserDirectory::remove(const std::string& database, const std::string& name)
 
 bool UserDirectory::hasOwnDataRole() {
   Collection* roles = store_.find("admin", "system.roles");
-  return roles != nullptr && roles->ridOf(IdValue(idOf(ownDataDatabase, ownDataRole)).value());
+  return roles != nullptr && roles->ridOf(IdValue(idOf(ownDataDatabase, selfServiceRole)).value());
 }
 
 void UserDirectory::makeOwnDataRole() {

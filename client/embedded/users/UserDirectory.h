@@ -7,8 +7,8 @@
 
 #include "client/bson/View.h"
 #include "client/embedded/storage/Store.h"
+#include "client/embedded/users/Credentials.h"
 #include "client/embedded/users/Rights.h"
-#include "client/embedded/users/Scram.h"
 
 namespace database_client::embedded {
 

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <functional>
 
-#include "client/embedded/users/Scram.h"
+#include "client/embedded/users/Credentials.h"
 #include "tests/client/server/ServerTest.h"
 
 // What a server answers is believed only as far as it goes.

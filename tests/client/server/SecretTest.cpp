@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <functional>
 
-#include "client/server/Failure.h"
+#include "client/server/ErrorMapping.h"
 #include "tests/client/server/Capture.h"
 #include "tests/client/server/ServerTest.h"
 

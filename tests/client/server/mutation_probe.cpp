@@ -22,7 +22,7 @@
 #include <vector>
 
 #include "client/bson/View.h"
-#include "client/embedded/users/Scram.h"
+#include "client/embedded/users/Credentials.h"
 #include "tests/client/server/ServerTest.h"
 #include "tests/support/ScriptedServer.h"
 

@@ -31,8 +31,8 @@ bool isNothing(const bson::Value& value) {
 void ItemExtractor::extract(bson::View document) {
   places_.clear();
   items_.clear();
-  walk(document, ItemPaths::root, Way::plain);
-  settle();
+  walk(document, ItemPaths::root, Reach::direct);
+  mergeDuplicates();
 }
 
 void ItemExtractor::extractUnknown() {
@@ -40,51 +40,51 @@ void ItemExtractor::extractUnknown() {
   items_.clear();
   for (std::size_t path = 0; path < paths_.size(); ++path) {
     const auto id = static_cast<ItemPaths::Id>(path);
-    if (paths_.isTracked(id)) addIrregular(id);
+    if (paths_.isTracked(id)) addNonIndexable(id);
   }
 }
 
 /// Whether the level itself looks like an item.
-bool ItemExtractor::walk(bson::View level, ItemPaths::Id path, Way way) {
+bool ItemExtractor::walk(bson::View level, ItemPaths::Id path, Reach reach) {
   bool isItem = false;
   for (const bson::Element& element : level) {
     isItem = isItem || is(element.key, "name") || is(element.key, "value");
-    if (hasPlainKey(element)) visit(level, element, path, way);
+    if (hasPlainKey(element)) visit(level, element, path, reach);
   }
   return isItem;
 }
 
-void ItemExtractor::visit(bson::View level, const bson::Element& element, ItemPaths::Id path, Way way) {
+void ItemExtractor::visit(bson::View level, const bson::Element& element, ItemPaths::Id path, Reach reach) {
   if (isNothing(element.value)) return;
   const bool nested = isNested(element.value);
-  if (!nested && way == Way::devious) return;
+  if (!nested && reach == Reach::throughArray) return;
   const auto child = paths_.child(path, element.key, !nested);
   if (!child) return;
-  if (!nested) return visitOther(*child, way);
-  if (level.find(element.key).data != element.value.data) way = Way::devious;
+  if (!nested) return visitNonItem(*child, reach);
+  if (level.find(element.key).data != element.value.data) reach = Reach::throughArray;
   if (element.value.isDocument()) {
-    visitDocument(element.value.asDocument(), *child, way);
+    visitDocument(element.value.asDocument(), *child, reach);
   } else {
-    visitArray(element.value.asDocument(), *child, way);
+    visitArray(element.value.asDocument(), *child, reach);
   }
 }
 
-void ItemExtractor::visitOther(ItemPaths::Id path, Way way) {
-  if (paths_.noteOther(path) && way == Way::plain) addIrregular(path);
+void ItemExtractor::visitNonItem(ItemPaths::Id path, Reach reach) {
+  if (paths_.markNonItem(path) && reach == Reach::direct) addNonIndexable(path);
 }
 
-void ItemExtractor::visitDocument(bson::View document, ItemPaths::Id path, Way way) {
-  if (walk(document, path, way)) {
+void ItemExtractor::visitDocument(bson::View document, ItemPaths::Id path, Reach reach) {
+  if (walk(document, path, reach)) {
     paths_.track(path);
-    addIrregular(path);
-  } else if (way == Way::plain) {
-    visitOther(path, way);
+    addNonIndexable(path);
+  } else if (reach == Reach::direct) {
+    visitNonItem(path, reach);
   }
 }
 
-void ItemExtractor::visitArray(bson::View array, ItemPaths::Id path, Way way) {
+void ItemExtractor::visitArray(bson::View array, ItemPaths::Id path, Reach reach) {
   const std::size_t firstItem = items_.size();
-  bool regular = way == Way::plain;
+  bool regular = reach == Reach::direct;
   bool anyItem = false;
   bool anyNested = false;
   for (const bson::Element& element : array) {
@@ -96,12 +96,12 @@ void ItemExtractor::visitArray(bson::View array, ItemPaths::Id path, Way way) {
   }
   const std::size_t count = items_.size() - firstItem;
   if (anyItem) paths_.track(path);
-  const bool told = anyItem || (count > 0 && way == Way::plain && paths_.noteOther(path));
+  const bool told = anyItem || (count > 0 && reach == Reach::direct && paths_.markNonItem(path));
   if (told && regular) {
     places_.push_back({path, false, firstItem, count});
   } else {
     items_.resize(firstItem);
-    if (told) addIrregular(path);
+    if (told) addNonIndexable(path);
   }
   if (anyNested) walkElements(array, path);
 }
@@ -109,11 +109,11 @@ void ItemExtractor::visitArray(bson::View array, ItemPaths::Id path, Way way) {
 /// What lies below an array is not reached as an aggregation reaches things, but by queries.
 void ItemExtractor::walkElements(bson::View array, ItemPaths::Id path) {
   for (const bson::Element& element : array) {
-    if (element.value.isDocument()) walk(element.value.asDocument(), path, Way::devious);
+    if (element.value.isDocument()) walk(element.value.asDocument(), path, Reach::throughArray);
   }
 }
 
-/// False when the item makes the document irregular.
+/// False when the item makes the document non-indexable.
 bool ItemExtractor::readItem(bson::View document, Item& item, bool& isItem, bool& nested) {
   int names = 0;
   int values = 0;
@@ -140,12 +140,12 @@ bool ItemExtractor::readItem(bson::View document, Item& item, bool& isItem, bool
   return plain && names < 2 && values < 2 && types < 2 && item.name.size() <= index::longestName;
 }
 
-void ItemExtractor::addIrregular(ItemPaths::Id path) {
+void ItemExtractor::addNonIndexable(ItemPaths::Id path) {
   places_.push_back({path, true, 0, 0});
 }
 
-/// Leaves each path once: what occurs twice is irregular.
-void ItemExtractor::settle() {
+/// Leaves each path once: what occurs twice is not indexable.
+void ItemExtractor::mergeDuplicates() {
   if (places_.size() < 2) return;
   std::stable_sort(places_.begin(), places_.end(), [](const Place& a, const Place& b) { return a.path < b.path; });
   std::size_t kept = 0;

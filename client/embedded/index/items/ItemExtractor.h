@@ -21,14 +21,14 @@ struct Item {
 
 /// Finds the items of a document, path by path.
 ///
-/// Under a path a document is either regular, with its items, or irregular: it has something there whose meaning for a
+/// Under a path a document is either indexable, with its items, or not: it has something there whose meaning for a
 /// query or an aggregation takes the document itself to tell (no array, or one in another array, a repeated key, a name
 /// that is no text, a type that is no int32, …).
 class ItemExtractor {
  public:
   struct Place {
     ItemPaths::Id path = 0;
-    bool irregular = false;
+    bool nonIndexable = false;
     std::size_t firstItem = 0;
     std::size_t items = 0;
   };
@@ -44,17 +44,17 @@ class ItemExtractor {
 
  private:
   /// How a level is reached: through documents alone, or also through an array or a repeated key.
-  enum class Way { plain, devious };
+  enum class Reach { direct, throughArray };
 
-  bool walk(bson::View level, ItemPaths::Id path, Way way);
-  void visit(bson::View level, const bson::Element& element, ItemPaths::Id path, Way way);
-  void visitDocument(bson::View document, ItemPaths::Id path, Way way);
-  void visitArray(bson::View array, ItemPaths::Id path, Way way);
-  void visitOther(ItemPaths::Id path, Way way);
+  bool walk(bson::View level, ItemPaths::Id path, Reach reach);
+  void visit(bson::View level, const bson::Element& element, ItemPaths::Id path, Reach reach);
+  void visitDocument(bson::View document, ItemPaths::Id path, Reach reach);
+  void visitArray(bson::View array, ItemPaths::Id path, Reach reach);
+  void visitNonItem(ItemPaths::Id path, Reach reach);
   void walkElements(bson::View array, ItemPaths::Id path);
   static bool readItem(bson::View document, Item& item, bool& isItem, bool& nested);
-  void addIrregular(ItemPaths::Id path);
-  void settle();
+  void addNonIndexable(ItemPaths::Id path);
+  void mergeDuplicates();
 
   ItemPaths& paths_;
   std::vector<Place> places_;

@@ -6,9 +6,9 @@
 #include <limits>
 #include <utility>
 
+#include "client/embedded/index/items/IndexMemtable.h"
 #include "client/embedded/index/items/ItemExtractor.h"
 #include "client/embedded/index/items/ItemPaths.h"
-#include "client/embedded/index/items/PendingItems.h"
 #include "client/embedded/index/segments/MergedTerms.h"
 #include "client/embedded/index/segments/Segment.h"
 #include "client/embedded/index/segments/SegmentWriter.h"
@@ -35,15 +35,15 @@ std::uint32_t levelOf(std::uint64_t bytes, std::size_t fanOut) {
 }
 
 /// Notes documents that cannot be read, once all others are noted, so that all their paths are known.
-void noteUnknown(const std::vector<std::int64_t>& rids, ItemExtractor& extractor, PendingItems& pending) {
+void noteUnknown(const std::vector<std::int64_t>& rids, ItemExtractor& extractor, IndexMemtable& memtable) {
   for (const std::int64_t rid : rids) {
     extractor.extractUnknown();
-    pending.change(static_cast<std::uint64_t>(rid), extractor, false);
+    memtable.change(static_cast<std::uint64_t>(rid), extractor, false);
   }
 }
 
 /// Takes the only blob of a segment that is not stored.
-class Nowhere : public BlobStore {
+class NullBlobStore : public BlobStore {
  public:
   std::string read(std::int64_t /*key*/) override { return {}; }
   void write(std::int64_t /*key*/, std::string_view /*bytes*/) override {}
@@ -55,7 +55,7 @@ class Nowhere : public BlobStore {
 }  // namespace
 
 /// What queries see: the stored segments, and one in memory of the documents that are in none of them.
-struct ItemIndex::Tail {
+struct ItemIndex::Snapshot {
   ItemPaths paths;
   Segments segments;
 };
@@ -78,7 +78,7 @@ ItemIndex::ItemIndex(BlobStore& store, std::int64_t collection, const Options& o
       documents_(std::move(documents)),
       paths_(std::make_unique<ItemPaths>()),
       extractor_(std::make_unique<ItemExtractor>(*paths_)),
-      pending_(std::make_unique<PendingItems>()),
+      memtable_(std::make_unique<IndexMemtable>()),
       blocks_(blocks ? std::move(blocks) : std::make_shared<BlockCache>(store, options.cacheSize)) {}
 
 ItemIndex::~ItemIndex() {
@@ -98,9 +98,9 @@ void ItemIndex::synchronize() {
 
 void ItemIndex::load() {
   loaded_ = false;
-  tail_.reset();
+  snapshot_.reset();
   const std::string paths = store_.read(firstKey(collection_));
-  indexedUpTo_ = readIndexedUpTo(paths.empty());
+  indexedThrough_ = readIndexedThrough(paths.empty());
   setPaths(paths.empty() ? std::make_unique<ItemPaths>() : std::make_unique<ItemPaths>(index::unseal(paths)));
   Segments before;
   before.swap(segments_);
@@ -127,46 +127,46 @@ std::shared_ptr<const Segment> ItemIndex::known(const Segments& before, std::uin
 }
 
 /// Without a note of it, all documents are in segments, unless there are none at all.
-std::int64_t ItemIndex::readIndexedUpTo(bool isNew) const {
+std::int64_t ItemIndex::readIndexedThrough(bool isNew) const {
   const std::string blob = documents_ ? store_.read(firstKey(collection_) + 1) : std::string();
   if (!blob.empty()) return static_cast<std::int64_t>(index::ByteReader(index::unseal(blob)).varint());
   return documents_ && isNew ? 0 : everything;
 }
 
-void ItemIndex::setIndexedUpTo(std::int64_t rid) {
-  indexedUpTo_ = rid;
-  indexedUpToChanged_ = true;
+void ItemIndex::setIndexedThrough(std::int64_t rid) {
+  indexedThrough_ = rid;
+  indexedThroughChanged_ = true;
 }
 
 /// Whether a document that changes is in no stored segment, so that there is nothing to be changed.
-bool ItemIndex::isInTail(std::int64_t rid) {
-  if (pending_->empty()) synchronize();
-  tail_.reset();
-  return rid > indexedUpTo_;
+bool ItemIndex::isUnindexed(std::int64_t rid) {
+  if (memtable_->empty()) synchronize();
+  snapshot_.reset();
+  return rid > indexedThrough_;
 }
 
 void ItemIndex::add(std::int64_t rid, bson::View body) {
-  if (!isInTail(rid)) return gather(rid, body, false);
+  if (!isUnindexed(rid)) return gather(rid, body, false);
   lastAdded_ = std::max(lastAdded_, rid);
   if (bulk_) {
     gather(rid, body, false);
-    setIndexedUpTo(rid);
-  } else if (++addedToTail_ >= options_.bulkSize) {
-    indexTail();
+    setIndexedThrough(rid);
+  } else if (++unindexedAdded_ >= options_.bulkSize) {
+    indexUnindexed();
     bulk_ = true;
   }
 }
 
 void ItemIndex::remove(std::int64_t rid, bson::View body) {
-  if (!isInTail(rid)) gather(rid, body, true);
+  if (!isUnindexed(rid)) gather(rid, body, true);
 }
 
 void ItemIndex::removeUnknown(std::int64_t rid) {
-  if (!isInTail(rid)) isStale_ = true;
+  if (!isUnindexed(rid)) isStale_ = true;
 }
 
 void ItemIndex::replace(std::int64_t rid, bson::View before, bson::View after) {
-  if (isInTail(rid)) return;
+  if (isUnindexed(rid)) return;
   gather(rid, before, true);
   gather(rid, after, false);
 }
@@ -178,73 +178,73 @@ void ItemIndex::setPaths(std::unique_ptr<ItemPaths> paths) {
 
 void ItemIndex::gather(std::int64_t rid, bson::View body, bool removed) {
   extractor_->extract(body);
-  pending_->change(static_cast<std::uint64_t>(rid), *extractor_, removed);
-  if (pending_->entries() >= options_.pendingLimit) writePending();
+  memtable_->change(static_cast<std::uint64_t>(rid), *extractor_, removed);
+  if (memtable_->entries() >= options_.memtableLimit) flushMemtable();
 }
 
-void ItemIndex::indexTail() {
-  if (!documents_ || indexedUpTo_ == everything) return;
+void ItemIndex::indexUnindexed() {
+  if (!documents_ || indexedThrough_ == everything) return;
   std::vector<std::int64_t> unknown;
-  documents_(indexedUpTo_, [&](std::int64_t rid, bson::View body) {
+  documents_(indexedThrough_, [&](std::int64_t rid, bson::View body) {
     if (body.data == nullptr) {
       unknown.push_back(rid);
     } else {
       gather(rid, body, false);
     }
-    setIndexedUpTo(rid);
+    setIndexedThrough(rid);
   });
-  noteUnknown(unknown, *extractor_, *pending_);
+  noteUnknown(unknown, *extractor_, *memtable_);
 }
 
 void ItemIndex::flush() {
   if (isStale_) rebuild();
-  if (addedToTail_ > 0 && lastAdded_ - indexedUpTo_ >= options_.tailLimit) indexTail();
-  addedToTail_ = 0;
+  if (unindexedAdded_ > 0 && lastAdded_ - indexedThrough_ >= options_.unindexedLimit) indexUnindexed();
+  unindexedAdded_ = 0;
   lastAdded_ = 0;
   bulk_ = false;
-  if (pending_->empty() && !paths_->changed() && !indexedUpToChanged_) return;
-  writePending();
+  if (memtable_->empty() && !paths_->changed() && !indexedThroughChanged_) return;
+  flushMemtable();
   mergeWhereDue();
 }
 
 void ItemIndex::rollback() {
-  pending_->clear();
+  memtable_->clear();
   setPaths(std::make_unique<ItemPaths>());
   forgetBlocks();
   segments_.clear();
-  tail_.reset();
-  indexedUpToChanged_ = false;
-  addedToTail_ = 0;
+  snapshot_.reset();
+  indexedThroughChanged_ = false;
+  unindexedAdded_ = 0;
   lastAdded_ = 0;
   bulk_ = false;
   isStale_ = false;
   loaded_ = false;
 }
 
-void ItemIndex::writePending() {
+void ItemIndex::flushMemtable() {
   if (paths_->changed()) {
     std::string bytes = paths_->bytes();
     index::seal(bytes);
     store_.write(firstKey(collection_), bytes);
     paths_->setUnchanged();
   }
-  if (indexedUpToChanged_) {
+  if (indexedThroughChanged_) {
     std::string bytes;
-    index::putVarint(bytes, static_cast<std::uint64_t>(indexedUpTo_));
+    index::putVarint(bytes, static_cast<std::uint64_t>(indexedThrough_));
     index::seal(bytes);
     store_.write(firstKey(collection_) + 1, bytes);
-    indexedUpToChanged_ = false;
+    indexedThroughChanged_ = false;
   }
-  if (pending_->empty()) return;
+  if (memtable_->empty()) return;
   const std::uint32_t number = nextNumber();
   index::SegmentWriter writer(store_, blobOf(number), options_.blockSize, options_.chunkSize);
-  pending_->write(writer);
+  memtable_->write(writer);
   if (writer.empty()) return;
   finish(writer, number, levelOf(writer.bytes(), options_.fanOut));
 }
 
 void ItemIndex::finish(index::SegmentWriter& writer, std::uint32_t number, std::uint32_t level) {
-  tail_.reset();
+  snapshot_.reset();
   segments_.push_back(std::make_shared<const Segment>(number, blobOf(number), writer.finish(level)));
 }
 
@@ -305,7 +305,7 @@ void ItemIndex::merge(const Segments& inputs, std::uint32_t level) {
 }
 
 void ItemIndex::drop(const Segment& segment) {
-  tail_.reset();
+  snapshot_.reset();
   const std::uint32_t number = segment.number();
   store_.erase(blobOf(number), blobOf(number + 1) - 1);
   segments_.erase(std::remove_if(segments_.begin(), segments_.end(),
@@ -319,9 +319,9 @@ void ItemIndex::forgetBlocks() {
 
 void ItemIndex::compact() {
   if (isStale_) rebuild();
-  if (pending_->empty()) synchronize();
-  indexTail();
-  writePending();
+  if (memtable_->empty()) synchronize();
+  indexUnindexed();
+  flushMemtable();
   if (segments_.size() < 2) return;
   const Segments inputs = segments_;
   std::uint64_t bytes = 0;
@@ -330,15 +330,15 @@ void ItemIndex::compact() {
 }
 
 void ItemIndex::clear() {
-  pending_->clear();
+  memtable_->clear();
   forgetBlocks();
   segments_.clear();
   store_.erase(firstKey(collection_), lastKey(collection_));
   setPaths(std::make_unique<ItemPaths>());
-  tail_.reset();
+  snapshot_.reset();
   isStale_ = false;
-  indexedUpTo_ = documents_ ? 0 : everything;
-  indexedUpToChanged_ = false;
+  indexedThrough_ = documents_ ? 0 : everything;
+  indexedThroughChanged_ = false;
   version_ = store_.version();
   loaded_ = true;
 }
@@ -348,52 +348,52 @@ void ItemIndex::rebuild() {
   clear();
   // A path that had items once is tracked from the start, so that it is clean.
   setPaths(std::make_unique<ItemPaths>(before.trackedOnly()));
-  indexTail();
+  indexUnindexed();
 }
 
-bool ItemIndex::isAtItsBest() {
-  return paths().allTrackedAreClean();
+bool ItemIndex::needsRebuild() {
+  return !paths().allTrackedAreClean();
 }
 
-void ItemIndex::settle() {
+void ItemIndex::sync() {
   if (isStale_) rebuild();
-  if (pending_->empty()) {
+  if (memtable_->empty()) {
     synchronize();
   } else {
-    writePending();
+    flushMemtable();
   }
 }
 
-const ItemIndex::Tail& ItemIndex::withTail() {
-  settle();
-  if (tail_) return *tail_;
-  auto tail = std::make_unique<Tail>(Tail{*paths_, segments_});
-  PendingItems pending;
-  ItemExtractor extractor(tail->paths);
+const ItemIndex::Snapshot& ItemIndex::snapshot() {
+  sync();
+  if (snapshot_) return *snapshot_;
+  auto snapshot = std::make_unique<Snapshot>(Snapshot{*paths_, segments_});
+  IndexMemtable memtable;
+  ItemExtractor extractor(snapshot->paths);
   std::vector<std::int64_t> unknown;
   const auto take = [&](std::int64_t rid, bson::View body) {
     if (body.data == nullptr) return unknown.push_back(rid);
     extractor.extract(body);
-    pending.change(static_cast<std::uint64_t>(rid), extractor, false);
+    memtable.change(static_cast<std::uint64_t>(rid), extractor, false);
   };
-  if (documents_ && indexedUpTo_ != everything) documents_(indexedUpTo_, take);
-  noteUnknown(unknown, extractor, pending);
-  if (!pending.empty()) {
-    Nowhere nowhere;
-    index::SegmentWriter writer(nowhere, 0, unlimited, unlimited);
-    pending.write(writer);
-    tail->segments.push_back(std::make_shared<const Segment>(0, 0, writer.finish(0)));
+  if (documents_ && indexedThrough_ != everything) documents_(indexedThrough_, take);
+  noteUnknown(unknown, extractor, memtable);
+  if (!memtable.empty()) {
+    NullBlobStore nullStore;
+    index::SegmentWriter writer(nullStore, 0, unlimited, unlimited);
+    memtable.write(writer);
+    snapshot->segments.push_back(std::make_shared<const Segment>(0, 0, writer.finish(0)));
   }
-  tail_ = std::move(tail);
-  return *tail_;
+  snapshot_ = std::move(snapshot);
+  return *snapshot_;
 }
 
 const ItemPaths& ItemIndex::paths() {
-  return withTail().paths;
+  return snapshot().paths;
 }
 
 const ItemIndex::Segments& ItemIndex::segments() {
-  return withTail().segments;
+  return snapshot().segments;
 }
 
 BlockCache& ItemIndex::blocks() {

@@ -20,20 +20,31 @@ using DocumentsAfter =
 class BlockCache;
 class ItemExtractor;
 class ItemPaths;
-class PendingItems;
+class IndexMemtable;
 class Segment;
 namespace index {
 class SegmentWriter;
 }
 
-/// The index over the items of every array of {name, value} documents in the documents of one collection.
+/// The index over the items of every array of {name, value} documents in the documents of one collection: an inverted
+/// index, kept as a log-structured merge tree.
 ///
-/// It is told of every change to a document and kept in the same transaction: changes gather in memory and `flush`, to
-/// be called before each commit, appends them as one sorted segment; segments are merged as they grow in number. After
-/// a transaction that was rolled back, `rollback` drops what was gathered.
+/// A term says "the document has an item of this name and value under this path"; its posting list holds the numbers of
+/// the records that have it. The index is told of every change to a document, in the transaction of the change: the
+/// memtable gathers what it adds and deletes, and `flush`, to be called before each commit, writes it as one immutable,
+/// sorted segment. Where many segments of a level have gathered, a compaction makes one of the next level of them.
 ///
-/// Documents that were added last, one by one, are not worth a segment each: they are left to gather in the collection,
-/// and a query makes a segment of them in memory. This needs a way to read them; without one all are written at once.
+/// Invariants: summed over all segments, memtable and snapshot, a record has a term once or not at all, so that
+/// segments may be merged in any grouping. What is in memory belongs to the open transaction, and is dropped by
+/// `rollback` with it. A segment is never changed once it is written. Paths are only ever added.
+///
+/// Documents that were added last, one by one, are not worth a segment each, which costs more than the document: they
+/// stay unindexed, and whoever asks gets a snapshot, in which a segment in memory stands for them. This needs a way to
+/// read them; without one all are indexed at once.
+///
+/// Not chosen: a table of items with a covering index, which changes 25 places of a B-tree for a record of 25 items
+/// (docs/embedded-store.md has the figures); a thread that merges, since the library starts none; a manifest, since the
+/// segments' keys in the blob store already say which there are.
 ///
 /// What is kept in memory of the stored segments is read anew when `BlobStore::version` changed, which each call looks
 /// at; a call must therefore be made inside the transaction it belongs to.
@@ -42,8 +53,8 @@ class SegmentWriter;
 class ItemIndex {
  public:
   struct Options {
-    std::size_t pendingLimit = 400'000;         ///< entries gathered before a segment is written early
-    std::int64_t tailLimit = 64;                ///< documents added one by one before a segment is made of them
+    std::size_t memtableLimit = 400'000;        ///< entries in the memtable before it is written early
+    std::int64_t unindexedLimit = 64;           ///< documents added one by one before a segment is made of them
     std::size_t bulkSize = 8;                   ///< documents in one transaction from which on they are written at once
     std::size_t fanOut = 8;                     ///< segments of one level that are merged into one of the next
     std::size_t smallFanOut = 32;               ///< the same for the smallest segments, those of single documents
@@ -82,9 +93,9 @@ class ItemIndex {
   /// Nobody knows what the document was. Unless it is in no segment, the index is made anew before anything else is
   /// asked of it or written.
   void removeUnknown(std::int64_t rid);
-  /// Writes what was gathered. To be called before each commit.
+  /// Writes the memtable. To be called before each commit.
   void flush();
-  /// Forgets what was gathered, after the transaction was rolled back.
+  /// Drops the memtable, after the transaction was rolled back.
   void rollback();
   /// Merges all segments into one, in the transaction that is open.
   void compact();
@@ -92,11 +103,11 @@ class ItemIndex {
   void clear();
   /// Makes the index anew of all documents, which `DocumentsAfter` gives.
   void rebuild();
-  /// Whether aggregations over all paths can be answered. A path that had something else before it had items can only
-  /// be mended by making the index anew.
-  bool isAtItsBest();
+  /// Whether aggregations over some path cannot be answered, since it had something else before it had items. Only
+  /// making the index anew mends that.
+  bool needsRebuild();
 
-  // For planning, statistics and checks; they write first what was gathered.
+  // For planning, statistics and checks; they write the memtable first.
 
   const ItemPaths& paths();
   const Segments& segments();
@@ -104,21 +115,21 @@ class ItemIndex {
   Size size();
 
  private:
-  struct Tail;
+  struct Snapshot;
 
   std::int64_t blobOf(std::uint32_t segment) const;
   void synchronize();
   void load();
   std::shared_ptr<const Segment> known(const Segments& before, std::uint32_t number) const;
-  std::int64_t readIndexedUpTo(bool isNew) const;
-  bool isInTail(std::int64_t rid);
+  std::int64_t readIndexedThrough(bool isNew) const;
+  bool isUnindexed(std::int64_t rid);
   void setPaths(std::unique_ptr<ItemPaths> paths);
   void gather(std::int64_t rid, bson::View body, bool removed);
-  void setIndexedUpTo(std::int64_t rid);
-  void indexTail();
-  const Tail& withTail();
-  void writePending();
-  void settle();
+  void setIndexedThrough(std::int64_t rid);
+  void indexUnindexed();
+  const Snapshot& snapshot();
+  void flushMemtable();
+  void sync();
   void finish(index::SegmentWriter& writer, std::uint32_t number, std::uint32_t level);
   void mergeWhereDue();
   std::uint32_t highestLevel() const;
@@ -136,16 +147,16 @@ class ItemIndex {
   bool loaded_ = false;
   std::unique_ptr<ItemPaths> paths_;
   std::unique_ptr<ItemExtractor> extractor_;  // works on `paths_`
-  std::unique_ptr<PendingItems> pending_;
+  std::unique_ptr<IndexMemtable> memtable_;
   std::shared_ptr<BlockCache> blocks_;
-  Segments segments_;             // as they are stored
-  std::int64_t indexedUpTo_ = 0;  // documents beyond are in no segment that is stored
-  bool indexedUpToChanged_ = false;
-  std::int64_t lastAdded_ = 0;   // in this transaction
-  std::size_t addedToTail_ = 0;  // in this transaction
-  bool bulk_ = false;            // this transaction adds many
-  bool isStale_ = false;         // it has what nobody can take back, and is to be made anew
-  std::unique_ptr<Tail> tail_;   // null: to be made
+  Segments segments_;                // as they are stored
+  std::int64_t indexedThrough_ = 0;  // documents beyond are in no segment that is stored
+  bool indexedThroughChanged_ = false;
+  std::int64_t lastAdded_ = 0;          // in this transaction
+  std::size_t unindexedAdded_ = 0;      // in this transaction
+  bool bulk_ = false;                   // this transaction adds many
+  bool isStale_ = false;                // it has what nobody can delete, and is to be made anew
+  std::unique_ptr<Snapshot> snapshot_;  // null: to be made
 };
 
 }  // namespace database_client::embedded

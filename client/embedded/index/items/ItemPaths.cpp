@@ -56,11 +56,11 @@ std::string ItemPaths::bytes() const {
 
 std::size_t ItemPaths::slotOf(Id parent, std::string_view key) const {
   const std::size_t mask = table_.size() - 1;
-  std::size_t slot = XXH3_64bits_withSeed(key.data(), key.size(), parent) & mask;
-  while (table_[slot] != 0 && (nodes_[table_[slot]].parent != parent || nodes_[table_[slot]].key != key)) {
-    slot = (slot + 1) & mask;
+  std::size_t group = XXH3_64bits_withSeed(key.data(), key.size(), parent) & mask;
+  while (table_[group] != 0 && (nodes_[table_[group]].parent != parent || nodes_[table_[group]].key != key)) {
+    group = (group + 1) & mask;
   }
-  return slot;
+  return group;
 }
 
 void ItemPaths::rehash() {
@@ -105,7 +105,7 @@ std::optional<ItemPaths::Id> ItemPaths::child(Id parent, std::string_view key, b
   return id;
 }
 
-bool ItemPaths::noteOther(Id id) {
+bool ItemPaths::markNonItem(Id id) {
   std::uint8_t& flags = nodes_[id].flags;
   if ((flags & tracked) == 0 && (flags & other) == 0) {
     flags |= other;

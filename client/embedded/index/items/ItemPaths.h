@@ -37,7 +37,7 @@ class ItemPaths {
   /// The path of `key` under `parent`, made if there is room; a path that is only noted has less of it.
   std::optional<Id> child(Id parent, std::string_view key, bool onlyNoted);
   /// Notes that a document has something else than items there; true if the path is tracked and clean.
-  bool noteOther(Id id);
+  bool markNonItem(Id id);
   /// Makes the path tracked.
   void track(Id id);
   bool isTracked(Id id) const { return nodes_[id].flags & tracked; }

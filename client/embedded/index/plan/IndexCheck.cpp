@@ -7,9 +7,9 @@
 #include <map>
 #include <set>
 
+#include "client/embedded/index/items/IndexMemtable.h"
 #include "client/embedded/index/items/ItemExtractor.h"
 #include "client/embedded/index/items/ItemPaths.h"
-#include "client/embedded/index/items/PendingItems.h"
 #include "client/embedded/index/plan/TermScan.h"
 #include "client/embedded/index/segments/MergedTerms.h"
 #include "client/embedded/index/segments/Segment.h"
@@ -50,7 +50,7 @@ class TermReceiver : public index::TermSink {
 
   void add(std::string_view key, const index::Term& term) override {
     if (term.only != 0) return record_(key, term.only);
-    index::eachRun(term.plus, [&](index::Run run) {
+    index::eachRun(term.added, [&](index::Run run) {
       for (Rid i = 0; i < run.length; ++i) record_(key, run.first + i);
     });
     extra_(key, term.counts.extra);
@@ -84,7 +84,7 @@ class Check {
 
  private:
   void sumDocuments() {
-    PendingItems pending;
+    IndexMemtable pending;
     TermReceiver sums([&](std::string_view key, Rid rid) { ofDocuments_.addRecord(key, rid, 1); },
                       [&](std::string_view key, std::int64_t items) { ofDocuments_.addExtra(key, items); });
     ItemExtractor extractor(paths_);
@@ -109,10 +109,10 @@ class Check {
 
   template <class Receive>
   static void eachRecord(const index::TermIterator& part, Receive receive) {
-    part.eachPlus([&](index::Run run) {
+    part.forEachAdded([&](index::Run run) {
       for (Rid i = 0; i < run.length; ++i) receive(run.first + i, 1);
     });
-    part.eachMinus([&](index::Run run) {
+    part.forEachDeleted([&](index::Run run) {
       for (Rid i = 0; i < run.length; ++i) receive(run.first + i, -1);
     });
   }
@@ -138,7 +138,7 @@ class Check {
       std::uint64_t sum = 0;
       TermReceiver add([&](std::string_view key, Rid r) { sum += hashOf(key, r); },
                        [](std::string_view, std::int64_t) {});
-      PendingItems pending;
+      IndexMemtable pending;
       extractor.extract(body);
       pending.change(rid, extractor, false);
       pending.write(add);

@@ -10,8 +10,8 @@
 #include "client/bson/Writer.h"
 #include "client/embedded/index/items/ItemExtractor.h"
 #include "client/embedded/index/items/ItemPaths.h"
+#include "client/embedded/index/plan/IndexCondition.h"
 #include "client/embedded/index/plan/Planner.h"
-#include "client/embedded/index/plan/QueryParts.h"
 #include "client/embedded/index/plan/StatisticsPattern.h"
 #include "client/embedded/query/pipeline/Pipeline.h"
 #include "client/embedded/query/values/compare.h"
@@ -29,7 +29,7 @@ bson::View viewOf(const std::vector<bson::Byte>& bytes) {
 }
 
 /// The groups of an aggregation under way.
-class Groups {
+class GroupCounts {
  public:
   /// Adds to the group of `id`, a document {"_id": …}. False when the group has been seen with another form of an equal
   /// id: which of them a server would give depends on the order of the documents.
@@ -91,9 +91,9 @@ std::vector<bson::Byte> idOfValue(const bson::Value& value) {
 }
 
 /// One aggregation answered from the index. Each step returns false when the index cannot tell.
-class Counting {
+class ItemAggregator {
  public:
-  Counting(ItemIndex& index, const StatisticsPattern& pattern, bson::View stages, const DocumentReader& read)
+  ItemAggregator(ItemIndex& index, const StatisticsPattern& pattern, bson::View stages, const DocumentReader& read)
       : index_(index), pattern_(pattern), stages_(stages), read_(read), paths_(index.paths()), scan_(index) {}
 
   bool run(std::uint64_t documents) {
@@ -104,7 +104,7 @@ class Counting {
     return counted && countIrregular();
   }
 
-  const Groups& groups() const { return groups_; }
+  const GroupCounts& groups() const { return groups_; }
 
  private:
   /// Finds the documents that pass the filter.
@@ -181,8 +181,8 @@ class Counting {
         count += sign * static_cast<std::int64_t>(selected_->countRange(run.first, run.length));
       };
     };
-    part.eachPlus(countIn(1));
-    part.eachMinus(countIn(-1));
+    part.forEachAdded(countIn(1));
+    part.forEachDeleted(countIn(-1));
     return count;
   }
 
@@ -219,13 +219,13 @@ class Counting {
 
   /// Documents that the counters leave out go through the stages themselves.
   bool countIrregular() {
-    RidSet irregular;
-    const index::KeyRange range = index::allOf(path_, TermKind::irregular);
-    scan_.collect(range.low, range.high, irregular);
-    if (selected_) irregular.intersect(*selected_);
-    if (irregular.empty()) return true;
+    RecordSet nonIndexable;
+    const index::KeyRange range = index::allOf(path_, TermKind::nonIndexable);
+    scan_.collect(range.low, range.high, nonIndexable);
+    if (selected_) nonIndexable.intersect(*selected_);
+    if (nonIndexable.empty()) return true;
     bool known = true;
-    runStages(irregular, [&](bson::View group) {
+    runStages(nonIndexable, [&](bson::View group) {
       const bson::Value count = group.find(pattern_.countKey);
       const std::int64_t items = count.type == bson::Type::int32 ? count.asInt32() : count.asInt64();
       known = groups_.add(idOfValue(group.find("_id")), items);
@@ -234,7 +234,7 @@ class Counting {
     return known;
   }
 
-  void runStages(const RidSet& records, const Pipeline::Receiver& receive) const {
+  void runStages(const RecordSet& records, const Pipeline::Receiver& receive) const {
     bson::Writer writer;
     for (std::size_t i = 0; i < pattern_.answered; ++i) {
       writer.append(pattern_.stages[i].key, pattern_.stages[i].value);
@@ -258,11 +258,11 @@ class Counting {
   const ItemPaths& paths_;
   index::TermScan scan_;
   ItemPaths::Id path_ = ItemPaths::root;
-  std::optional<RidSet> selected_;
+  std::optional<RecordSet> selected_;
   std::vector<std::string> names_;
   bool namelessToo_ = false;
-  RidSet lookedUp_;
-  Groups groups_;
+  RecordSet lookedUp_;
+  GroupCounts groups_;
 };
 
 }  // namespace
@@ -271,7 +271,7 @@ std::size_t answerFromIndex(ItemIndex& index, bson::View stages, std::uint64_t d
                             const GroupReceiver& receive) {
   const StatisticsPattern pattern = index::recogniseStatistics(stages);
   if (pattern.kind == StatisticsPattern::Kind::none) return 0;
-  Counting counting(index, pattern, stages, read);
+  ItemAggregator counting(index, pattern, stages, read);
   if (!counting.run(documents)) return 0;
   counting.groups().give(pattern.countKey, receive);
   return pattern.answered;

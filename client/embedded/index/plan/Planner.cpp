@@ -3,14 +3,14 @@
 
 #include <algorithm>
 
-#include "client/embedded/index/plan/QueryParts.h"
+#include "client/embedded/index/plan/IndexCondition.h"
 #include "client/embedded/index/plan/cost.h"
 
 namespace database_client::embedded {
 
 namespace {
 
-std::string describe(const index::QueryPart& part) {
+std::string describe(const index::IndexCondition& part) {
   std::vector<std::string> paths;
   part.describe(paths);
   std::sort(paths.begin(), paths.end());
@@ -21,7 +21,7 @@ std::string describe(const index::QueryPart& part) {
 }
 
 /// Whether reading the documents in order is likely to be faster.
-bool scanIsCheaper(std::uint64_t estimate, const PlanRequest& request) {
+bool scanIsCheaper(std::uint64_t estimate, const PlannerHints& request) {
   if (!request.documentsAreRead) return false;
   const auto documents = static_cast<double>(request.documents);
   const auto matches = static_cast<double>(std::max<std::uint64_t>(estimate, 1));
@@ -35,7 +35,7 @@ bool scanIsCheaper(std::uint64_t estimate, const PlanRequest& request) {
 }  // namespace
 
 std::optional<Plan::Candidate> Plan::next(std::int64_t after) const {
-  const auto from = static_cast<RidSet::Rid>(after) + 1;
+  const auto from = static_cast<RecordSet::Rid>(after) + 1;
   const auto known = sure.next(from);
   const auto possible = maybe.next(from);
   if (!known && !possible) return std::nullopt;
@@ -43,19 +43,19 @@ std::optional<Plan::Candidate> Plan::next(std::int64_t after) const {
   return Candidate{static_cast<std::int64_t>(*possible), true};
 }
 
-Plan plan(ItemIndex& index, bson::View query, const PlanRequest& request) {
+Plan plan(ItemIndex& index, bson::View query, const PlannerHints& request) {
   const ItemPaths& paths = index.paths();
   const index::TermScan scan(index);
   Plan plan;
-  const index::QueryPartPtr part = index::readQuery(query, paths, scan);
+  const index::IndexConditionPtr part = index::buildIndexConditions(query, paths, scan);
   if (!part) return plan;
   plan.estimate = std::min(part->estimate(), request.documents);
   if (scanIsCheaper(plan.estimate, request)) return plan;
-  index::Answer answer = part->answer();
+  index::RecordMatches matches = part->matches();
   plan.usesIndex = true;
   plan.description = describe(*part);
-  plan.sure = std::move(answer.sure);
-  plan.maybe = std::move(answer.maybe);
+  plan.sure = std::move(matches.sure);
+  plan.maybe = std::move(matches.maybe);
   return plan;
 }
 

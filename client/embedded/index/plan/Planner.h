@@ -7,7 +7,7 @@
 
 #include "client/bson/View.h"
 #include "client/embedded/index/items/ItemIndex.h"
-#include "client/embedded/index/plan/RidSet.h"
+#include "client/embedded/index/plan/RecordSet.h"
 
 namespace database_client::embedded {
 
@@ -25,8 +25,8 @@ struct Plan {
   std::string description;
   /// About how many documents match, an upper bound where it is not known.
   std::uint64_t estimate = 0;
-  RidSet sure;
-  RidSet maybe;
+  RecordSet sure;
+  RecordSet maybe;
 
   /// The first candidate whose record number is above `after`.
   std::optional<Candidate> next(std::int64_t after) const;
@@ -35,13 +35,13 @@ struct Plan {
 };
 
 /// What the planner knows of a request besides the query.
-struct PlanRequest {
+struct PlannerHints {
   std::uint64_t documents = 0;   ///< in the collection, about
   std::uint64_t wanted = 0;      ///< matches that are read at most (limit + skip), 0: all
   bool documentsAreRead = true;  ///< false when only the number of matches is asked for
 };
 
 /// Plans `query`, which a Matcher has accepted.
-Plan plan(ItemIndex& index, bson::View query, const PlanRequest& request);
+Plan plan(ItemIndex& index, bson::View query, const PlannerHints& request);
 
 }  // namespace database_client::embedded

@@ -12,7 +12,7 @@ constexpr int countedTerms = 64;  // of a range; beyond, the sums of blocks are 
 }  // namespace
 
 TermScan::TermScan(ItemIndex& index) : segments_(index.segments()), blocks_(index.blocks()) {
-  takesBack_ = std::any_of(segments_.begin(), segments_.end(), [](const auto& s) { return s->takesBack(); });
+  hasTombstones_ = std::any_of(segments_.begin(), segments_.end(), [](const auto& s) { return s->hasTombstones(); });
 }
 
 MergedTerms TermScan::merged(std::string_view low) const {
@@ -23,7 +23,7 @@ MergedTerms TermScan::merged(std::string_view low) const {
   return terms;
 }
 
-void TermScan::collect(std::string_view low, std::string_view high, RidSet& records) const {
+void TermScan::collect(std::string_view low, std::string_view high, RecordSet& records) const {
   eachTerm(low, high, [&](std::string_view, auto&& eachRun) {
     eachRun([&](Run run) { records.addRange(run.first, run.length); });
   });
@@ -41,10 +41,10 @@ std::uint64_t TermScan::estimateIn(const Segment& segment, BlockCache& blocks, s
   std::uint64_t total = 0;
   int counted = 0;
   for (terms.seek(low); terms.valid() && terms.key() < high && counted < countedTerms; terms.next(), ++counted) {
-    total += terms.term().counts.plus;
+    total += terms.term().counts.added;
   }
   if (counted < countedTerms || segment.isInline()) {
-    for (; terms.valid() && terms.key() < high; terms.next()) total += terms.term().counts.plus;
+    for (; terms.valid() && terms.key() < high; terms.next()) total += terms.term().counts.added;
     return total;
   }
   // The block where the range begins counts half, and so does the one where it ends.

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "client/embedded/index/items/ItemIndex.h"
-#include "client/embedded/index/plan/RidSet.h"
+#include "client/embedded/index/plan/RecordSet.h"
 #include "client/embedded/index/segments/MergedTerms.h"
 #include "client/embedded/index/segments/Segment.h"
 #include "client/embedded/index/segments/termKey.h"
@@ -44,9 +44,10 @@ class TermScan {
   /// `eachRun(function)` gives the runs of record numbers. A term may come in several calls, of disjoint records.
   template <class Receive>
   void eachTerm(std::string_view low, std::string_view high, Receive receive) const {
-    if (!takesBack_) {
-      return eachPart(
-          low, high, [&](const TermIterator& part) { receive(part.key(), [&](auto&& take) { part.eachPlus(take); }); });
+    if (!hasTombstones_) {
+      return eachPart(low, high, [&](const TermIterator& part) {
+        receive(part.key(), [&](auto&& take) { part.forEachAdded(take); });
+      });
     }
     eachGroup(low, high, [&](std::string_view key, const std::vector<TermIterator*>& parts) {
       receive(key, [&](auto&& take) { eachSummed(parts, take); });
@@ -54,7 +55,7 @@ class TermScan {
   }
 
   /// Adds the records that have any term from `low` to below `high`.
-  void collect(std::string_view low, std::string_view high, RidSet& records) const;
+  void collect(std::string_view low, std::string_view high, RecordSet& records) const;
   /// About how many records have a term from `low` to below `high`, counted once for each term.
   std::uint64_t estimate(std::string_view low, std::string_view high) const;
 
@@ -66,9 +67,9 @@ class TermScan {
   template <class Take>
   static void eachSummed(const std::vector<TermIterator*>& parts, Take take) {
     const bool plain = std::all_of(parts.begin(), parts.end(),
-                                   [](const TermIterator* part) { return part->term().counts.minus == 0; });
+                                   [](const TermIterator* part) { return part->term().counts.deleted == 0; });
     if (plain) {
-      for (const TermIterator* part : parts) part->eachPlus(take);
+      for (const TermIterator* part : parts) part->forEachAdded(take);
       return;
     }
     PostingSum().each(parts, take, [](Run) {});
@@ -76,7 +77,7 @@ class TermScan {
 
   ItemIndex::Segments segments_;
   BlockCache& blocks_;
-  bool takesBack_ = false;
+  bool hasTombstones_ = false;
 };
 
 /// The bounds of all terms of a kind and, where one is given, a name.

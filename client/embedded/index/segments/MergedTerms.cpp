@@ -17,35 +17,35 @@ bool joinPostings(const std::vector<TermIterator*>& parts, PostingWriter& joined
   counts = {};
   for (const TermIterator* part : parts) {
     counts.extra += part->term().counts.extra;
-    if (part->term().counts.minus != 0) return false;
+    if (part->term().counts.deleted != 0) return false;
     bool inOrder = true;
-    part->eachPlus([&](Run run) {
+    part->forEachAdded([&](Run run) {
       inOrder = inOrder && run.first >= joined.end();
       if (inOrder) joined.add(run.first, run.length);
     });
     if (!inOrder) return false;
   }
-  counts.plus = joined.count();
+  counts.added = joined.count();
   return true;
 }
 
 /// Joins any postings.
-void joinRuns(const std::vector<TermIterator*>& parts, PostingSum& sum, PostingWriter& plus, PostingWriter& minus,
+void joinRuns(const std::vector<TermIterator*>& parts, PostingSum& sum, PostingWriter& added, PostingWriter& deleted,
               TermCounts& counts) {
   counts = {};
   for (const TermIterator* part : parts) counts.extra += part->term().counts.extra;
-  plus.clear();
-  minus.clear();
+  added.clear();
+  deleted.clear();
   sum.each(
-      parts, [&](Run run) { plus.add(run.first, run.length); }, [&](Run run) { minus.add(run.first, run.length); });
-  counts.plus = plus.count();
-  counts.minus = minus.count();
+      parts, [&](Run run) { added.add(run.first, run.length); }, [&](Run run) { deleted.add(run.first, run.length); });
+  counts.added = added.count();
+  counts.deleted = deleted.count();
 }
 
 Rid firstOf(const TermIterator* part) {
-  if (part->term().plusSize == 0) return part->term().only;
+  if (part->term().addedSize == 0) return part->term().only;
   if (part->term().outside) return 0;
-  ByteReader reader(part->term().plus);
+  ByteReader reader(part->term().added);
   Rid end = 0;
   return readRun(reader, end).first;
 }
@@ -72,18 +72,20 @@ void orderByRecord(const std::vector<TermIterator*>& group, std::vector<TermIter
 }  // namespace
 
 void PostingSum::gather(const std::vector<TermIterator*>& parts) {
-  edges_.clear();
+  boundaries_.clear();
   for (const TermIterator* part : parts) {
-    part->eachPlus([&](Run run) { edges_.insert(edges_.end(), {{run.first, 1, 0}, {run.first + run.length, -1, 0}}); });
-    part->eachMinus([&](Run run) {
-      edges_.insert(edges_.end(), {{run.first, 0, 1}, {run.first + run.length, 0, -1}});
+    part->forEachAdded([&](Run run) {
+      boundaries_.insert(boundaries_.end(), {{run.first, 1, 0}, {run.first + run.length, -1, 0}});
+    });
+    part->forEachDeleted([&](Run run) {
+      boundaries_.insert(boundaries_.end(), {{run.first, 0, 1}, {run.first + run.length, 0, -1}});
     });
   }
-  std::sort(edges_.begin(), edges_.end(), [](const Edge& a, const Edge& b) { return a.at < b.at; });
+  std::sort(boundaries_.begin(), boundaries_.end(), [](const Boundary& a, const Boundary& b) { return a.at < b.at; });
 }
 
-int PostingSum::timesOf(int plus, int minus) {
-  const int times = minus == 0 ? std::min(plus, 1) : plus - minus;
+int PostingSum::multiplicity(int added, int deleted) {
+  const int times = deleted == 0 ? std::min(added, 1) : added - deleted;
   if (times > 1 || times < -1) damaged("a record counted twice");
   return times;
 }
@@ -163,8 +165,8 @@ void MergedTerms::collect() {
 
 void mergeTerms(MergedTerms& terms, TermSink& sink, const std::function<bool()>& mayGoOn) {
   std::string buffer;
-  PostingWriter plus;
-  PostingWriter minus;
+  PostingWriter added;
+  PostingWriter deleted;
   PostingSum sum;
   std::vector<TermIterator*> parts;
   std::vector<Place> order;
@@ -175,10 +177,10 @@ void mergeTerms(MergedTerms& terms, TermSink& sink, const std::function<bool()>&
     }
     orderByRecord(terms.group(), parts, order);
     Term term;
-    if (!joinPostings(parts, plus, term.counts)) joinRuns(parts, sum, plus, minus, term.counts);
-    term.plus = plus.finish();
-    if (term.counts.minus != 0) term.minus = minus.finish();
-    if (term.counts.plus != 0 || term.counts.minus != 0 || term.counts.extra != 0) sink.add(terms.key(), term);
+    if (!joinPostings(parts, added, term.counts)) joinRuns(parts, sum, added, deleted, term.counts);
+    term.added = added.finish();
+    if (term.counts.deleted != 0) term.deleted = deleted.finish();
+    if (term.counts.added != 0 || term.counts.deleted != 0 || term.counts.extra != 0) sink.add(terms.key(), term);
   }
 }
 

@@ -12,39 +12,38 @@
 
 namespace database_client::embedded::index {
 
-/// Adds up the postings of one term of several segments, whatever they take back. Costs by their runs, not by their
-/// records.
+/// Adds up the postings and the tombstones of one term in several segments. Costs by their runs, not by their records.
 class PostingSum {
  public:
   /// Gives the runs of records that have the term, and those of records that have it no more as far as these segments
   /// tell, in ascending order.
-  template <class Plus, class Minus>
-  void each(const std::vector<TermIterator*>& parts, Plus plus, Minus minus) {
+  template <class Added, class Deleted>
+  void each(const std::vector<TermIterator*>& parts, Added added, Deleted deleted) {
     gather(parts);
-    Edge sum{0, 0, 0};
-    for (const Edge& edge : edges_) {
-      if (edge.at > sum.at) {
-        const int times = timesOf(sum.plus, sum.minus);
-        if (times > 0) plus(Run{sum.at, edge.at - sum.at});
-        if (times < 0) minus(Run{sum.at, edge.at - sum.at});
+    Boundary sum{0, 0, 0};
+    for (const Boundary& boundary : boundaries_) {
+      if (boundary.at > sum.at) {
+        const int times = multiplicity(sum.added, sum.deleted);
+        if (times > 0) added(Run{sum.at, boundary.at - sum.at});
+        if (times < 0) deleted(Run{sum.at, boundary.at - sum.at});
       }
-      sum = {edge.at, sum.plus + edge.plus, sum.minus + edge.minus};
+      sum = {boundary.at, sum.added + boundary.added, sum.deleted + boundary.deleted};
     }
   }
 
  private:
   /// Where runs of one posting begin or end.
-  struct Edge {
+  struct Boundary {
     Rid at;
-    int plus;   ///< by how many more parts add the records from here on
-    int minus;  ///< by how many more take them back
+    int added;    ///< by how many more parts add the records from here on
+    int deleted;  ///< by how many more delete them
   };
 
   void gather(const std::vector<TermIterator*>& parts);
-  /// How often the sum has a record that so many parts add and so many take back.
-  static int timesOf(int plus, int minus);
+  /// How often the sum has a record that so many parts add and so many delete.
+  static int multiplicity(int added, int deleted);
 
-  std::vector<Edge> edges_;
+  std::vector<Boundary> boundaries_;
 };
 
 /// Walks over the terms of several segments in the order of their keys; equal ones come together.

@@ -17,7 +17,7 @@ Segment::Segment(std::uint32_t number, std::int64_t firstBlob, std::string head)
   if (reader.byte() != index::segmentFormat) damaged("the format of a segment");
   level_ = static_cast<std::uint32_t>(reader.varint());
   terms_ = reader.varint();
-  takenBack_ = reader.varint();
+  tombstones_ = reader.varint();
   chunkSize_ = static_cast<std::size_t>(reader.varint());
   if (chunkSize_ == 0) damaged("the head of a segment");
   const std::uint64_t blocks = reader.varint();
@@ -130,21 +130,21 @@ void TermIterator::readCounts(ByteReader& reader) {
   term_ = {};
   const std::uint64_t form = head & EntryForm::formMask;
   if (form == EntryForm::single) {
-    term_.counts.plus = 1;
+    term_.counts.added = 1;
     term_.only = head >> 2;
     return;
   }
-  term_.counts.plus = head >> 4;
-  if ((head & EntryForm::hasMinus) != 0) term_.counts.minus = reader.varint();
+  term_.counts.added = head >> 4;
+  if ((head & EntryForm::hasDeleted) != 0) term_.counts.deleted = reader.varint();
   if ((head & EntryForm::hasExtra) != 0) term_.counts.extra = unzigzag(reader.varint());
-  term_.plusSize = reader.varint();
-  if ((head & EntryForm::hasMinus) != 0) term_.minusSize = reader.varint();
+  term_.addedSize = reader.varint();
+  if ((head & EntryForm::hasDeleted) != 0) term_.deletedSize = reader.varint();
   term_.outside = form == EntryForm::outside;
   if (term_.outside) {
     term_.outsideAt = reader.varint();
   } else {
-    term_.plus = reader.bytes(term_.plusSize);
-    term_.minus = reader.bytes(term_.minusSize);
+    term_.added = reader.bytes(term_.addedSize);
+    term_.deleted = reader.bytes(term_.deletedSize);
   }
 }
 
@@ -193,17 +193,17 @@ void TermIterator::readOutside(std::uint64_t at, std::uint64_t size, std::string
 }
 
 Term TermIterator::whole(std::string& buffer) const {
-  if (term_.plusSize == 0 && term_.counts.plus == 1) return Term::single(term_.only);
+  if (term_.addedSize == 0 && term_.counts.added == 1) return Term::single(term_.only);
   Term term;
   term.counts = term_.counts;
   buffer.clear();
   if (term_.outside) {
-    readOutside(term_.outsideAt, term_.plusSize + term_.minusSize, buffer);
-    term.plus = std::string_view(buffer).substr(0, term_.plusSize);
-    term.minus = std::string_view(buffer).substr(term_.plusSize);
+    readOutside(term_.outsideAt, term_.addedSize + term_.deletedSize, buffer);
+    term.added = std::string_view(buffer).substr(0, term_.addedSize);
+    term.deleted = std::string_view(buffer).substr(term_.addedSize);
   } else {
-    term.plus = term_.plus;
-    term.minus = term_.minus;
+    term.added = term_.added;
+    term.deleted = term_.deleted;
   }
   return term;
 }

@@ -32,8 +32,8 @@ class Segment {
   std::uint32_t number() const { return number_; }
   std::uint32_t level() const { return level_; }
   std::uint64_t terms() const { return terms_; }
-  /// Whether some term takes records back.
-  bool takesBack() const { return takenBack_ != 0; }
+  /// Whether some term has tombstones.
+  bool hasTombstones() const { return tombstones_ != 0; }
   std::uint64_t bytes() const { return bytes_; }
   std::int64_t firstBlob() const { return firstBlob_; }
   std::int64_t blob(std::uint64_t number) const { return firstBlob_ + static_cast<std::int64_t>(number); }
@@ -55,7 +55,7 @@ class Segment {
   std::size_t chunkSize_ = 0;
   std::uint32_t level_ = 0;
   std::uint64_t terms_ = 0;
-  std::uint64_t takenBack_ = 0;
+  std::uint64_t tombstones_ = 0;
   std::uint64_t bytes_ = 0;
   std::vector<Block> blocks_;
   std::vector<std::uint64_t> chunks_;
@@ -98,13 +98,13 @@ namespace index {
 /// Where a term's postings lie.
 struct TermView {
   TermCounts counts;
-  Rid only = 0;             ///< the record, when there is no posting
-  std::string_view plus{};  ///< inside the block
-  std::string_view minus{};
+  Rid only = 0;              ///< the record, when there is no posting
+  std::string_view added{};  ///< inside the block
+  std::string_view deleted{};
   bool outside = false;
   std::uint64_t outsideAt = 0;
-  std::uint64_t plusSize = 0;
-  std::uint64_t minusSize = 0;
+  std::uint64_t addedSize = 0;
+  std::uint64_t deletedSize = 0;
 };
 
 /// Walks over the terms of one segment in the order of their keys.
@@ -122,15 +122,15 @@ class TermIterator {
   const TermView& term() const { return term_; }
   const Segment& segment() const { return *segment_; }
 
-  /// Gives every run of record numbers that the term adds, or takes back.
+  /// Gives every run of record numbers that the term adds, or deletes.
   template <class Receive>
-  void eachPlus(Receive receive) const {
-    if (term_.plusSize == 0 && term_.counts.plus == 1) return receive(Run{term_.only, 1});
-    eachRunOf(term_.plus, term_.outsideAt, term_.plusSize, receive);
+  void forEachAdded(Receive receive) const {
+    if (term_.addedSize == 0 && term_.counts.added == 1) return receive(Run{term_.only, 1});
+    eachRunOf(term_.added, term_.outsideAt, term_.addedSize, receive);
   }
   template <class Receive>
-  void eachMinus(Receive receive) const {
-    eachRunOf(term_.minus, term_.outsideAt + term_.plusSize, term_.minusSize, receive);
+  void forEachDeleted(Receive receive) const {
+    eachRunOf(term_.deleted, term_.outsideAt + term_.addedSize, term_.deletedSize, receive);
   }
   /// The postings' bytes in one piece, in `buffer` unless they lie in the block.
   Term whole(std::string& buffer) const;

@@ -30,8 +30,8 @@ std::size_t sharedLength(std::string_view a, std::string_view b) {
 
 /// The only record of a term; 0 when there is more to say.
 Rid singleRecord(const Term& term) {
-  if (term.only != 0 || term.counts.plus != 1 || term.counts.minus != 0 || term.counts.extra != 0) return term.only;
-  ByteReader reader(term.plus);
+  if (term.only != 0 || term.counts.added != 1 || term.counts.deleted != 0 || term.counts.extra != 0) return term.only;
+  ByteReader reader(term.added);
   Rid end = 0;
   return readRun(reader, end).first;
 }
@@ -43,7 +43,7 @@ void BlockWriter::add(std::string_view key, const Term& term, std::uint64_t outs
   if (empty()) firstKey_ = key;
   char* at = bytes_.room(key.size() + longestInlinePosting + mostNumbers * longestVarint);
   bytes_.setEnd(putCounts(putKey(at, key), term, outsideAt));
-  records_ += term.counts.plus;
+  records_ += term.counts.added;
   ++entries_;
 }
 
@@ -62,17 +62,17 @@ char* BlockWriter::putKey(char* at, std::string_view key) {
 
 char* BlockWriter::putCounts(char* at, const Term& term, std::uint64_t outsideAt) {
   if (const Rid record = singleRecord(term); record != 0) return putVarint(at, record << 2 | EntryForm::single);
-  const bool isOutside = term.plus.size() + term.minus.size() > longestInlinePosting;
+  const bool isOutside = term.added.size() + term.deleted.size() > longestInlinePosting;
   std::uint64_t form = isOutside ? EntryForm::outside : EntryForm::inside;
-  if (term.counts.minus != 0) form |= EntryForm::hasMinus;
+  if (term.counts.deleted != 0) form |= EntryForm::hasDeleted;
   if (term.counts.extra != 0) form |= EntryForm::hasExtra;
-  at = putVarint(at, term.counts.plus << 4 | form);
-  if (term.counts.minus != 0) at = putVarint(at, term.counts.minus);
+  at = putVarint(at, term.counts.added << 4 | form);
+  if (term.counts.deleted != 0) at = putVarint(at, term.counts.deleted);
   if (term.counts.extra != 0) at = putVarint(at, zigzag(term.counts.extra));
-  at = putVarint(at, term.plus.size());
-  if (term.counts.minus != 0) at = putVarint(at, term.minus.size());
+  at = putVarint(at, term.added.size());
+  if (term.counts.deleted != 0) at = putVarint(at, term.deleted.size());
   if (isOutside) return putVarint(at, outsideAt);
-  return putBytes(putBytes(at, term.plus), term.minus);
+  return putBytes(putBytes(at, term.added), term.deleted);
 }
 
 std::string BlockWriter::take() {
@@ -93,10 +93,10 @@ SegmentWriter::SegmentWriter(BlobStore& store, std::int64_t firstBlob, std::size
 
 void SegmentWriter::add(std::string_view key, const Term& term) {
   const std::uint64_t outsideAt = postingsBefore_ + chunk_.size();
-  if (term.plus.size() + term.minus.size() > longestInlinePosting) chunk_.append(term.plus).append(term.minus);
+  if (term.added.size() + term.deleted.size() > longestInlinePosting) chunk_.append(term.added).append(term.deleted);
   block_.add(key, term, outsideAt);
   ++terms_;
-  takenBack_ += term.counts.minus;
+  tombstones_ += term.counts.deleted;
   if (block_.size() >= blockSize_) finishBlock();
   if (chunk_.size() >= chunkSize_) finishChunk();
 }
@@ -147,7 +147,7 @@ std::string SegmentWriter::head(std::uint32_t level) const {
   std::string bytes(1, segmentFormat);
   putVarint(bytes, level);
   putVarint(bytes, terms_);
-  putVarint(bytes, takenBack_);
+  putVarint(bytes, tombstones_);
   putVarint(bytes, chunkSize_);
   putVarint(bytes, blocks_.size());
   putVarint(bytes, chunks_.size());

@@ -14,16 +14,16 @@
 /// A segment: sorted terms with their postings, never changed once written. It is one blob, or one and the blocks it
 /// lists, each sealed with a checksum of 8 bytes:
 ///
-///     head     = 01 level terms takenBack chunkSize blocks chunks block* chunk* [inlineTerms inlinePostings]
-///     takenBack = what the terms take back adds up to
+///     head     = 01 level terms tombstones chunkSize blocks chunks block* chunk* [inlineTerms inlinePostings]
+///     tombstones = the number of all tombstones in it
 ///     block    = number records size key      a block of terms; `records`: what its terms add up to; its first key
 ///     chunk    = number                       postings that lie outside, cut into pieces of `chunkSize` bytes
 ///     inline*  = size bytes                   there when blocks = 0: the only block of terms, and all postings
 ///     terms    = entry* offset4* count4       offsets of the entries with a whole key, for binary search
 ///     entry    = shared size bytes counts     the key: what it shares with the one before, and the rest
 ///     counts   = record << 2                                                  the only record
-///              | form | plus << 4 [minus] [extra] sizePlus [sizeMinus] (plus minus | offset)
-///     form     = 1 | 2 (postings outside) | 4 (minus is there) | 8 (extra is there, zigzag)
+///              | form | added << 4 [deleted] [extra] size [sizeDeleted] (postings | offset)
+///     form     = 1 | 2 (postings outside) | 4 (deleted is there) | 8 (extra is there, zigzag)
 ///
 /// Numbers are varints of 7 bits, the least significant first; offset4 and count4 are 4 bytes, little-endian.
 namespace database_client::embedded::index {
@@ -32,7 +32,7 @@ constexpr char segmentFormat = 1;
 constexpr std::size_t restartInterval = 16;
 constexpr std::size_t longestInlinePosting = 48;
 
-enum EntryForm : std::uint8_t { single = 0, inside = 1, outside = 2, formMask = 3, hasMinus = 4, hasExtra = 8 };
+enum EntryForm : std::uint8_t { single = 0, inside = 1, outside = 2, formMask = 3, hasDeleted = 4, hasExtra = 8 };
 
 /// A block of terms under construction.
 class BlockWriter {
@@ -93,7 +93,7 @@ class SegmentWriter : public TermSink {
   std::vector<Block> blocks_;
   std::vector<std::uint64_t> chunks_;
   std::uint64_t terms_ = 0;
-  std::uint64_t takenBack_ = 0;
+  std::uint64_t tombstones_ = 0;
   std::uint64_t blobs_ = 0;
   std::uint64_t bytes_ = 0;
 };

@@ -268,7 +268,7 @@ ParsedKey parseKey(std::string_view key) {
   const std::uint8_t kind = reader.byte();
   if (kind > static_cast<std::uint8_t>(TermKind::value)) damaged("the kind of a term");
   parsed.kind = static_cast<TermKind>(kind);
-  if (parsed.kind == TermKind::irregular) return parsed;
+  if (parsed.kind == TermKind::nonIndexable) return parsed;
   parsed.named = reader.byte() == 2;
   if (parsed.named) parsed.name = readName(reader);
   parsed.valueAt = key.size() - reader.left();

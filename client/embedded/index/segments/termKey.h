@@ -9,11 +9,11 @@
 #include "client/bson/View.h"
 #include "client/bson/Writer.h"
 
-/// The keys of terms. Their bytes compare as follows: by path, then irregular documents, names, values; names by their
-/// bytes; values by class, then in their order.
+/// The keys of terms. Their bytes compare as follows: by path, then non-indexable documents, names, values; names by
+/// their bytes; values by class, then in their order.
 ///
 ///     key       = path kind…              path = 2 bytes, big-endian
-///     irregular = 00                      documents that have something else than plain items under the path
+///     other     = 00                      documents that have something else than plain items under the path
 ///     name      = 01 name type            items with this name and "type"
 ///     value     = 02 name value           items with this name and value
 ///     name      = 01 | 02 text 00         without a name | with one; a NUL of the text is 00 FF
@@ -23,7 +23,7 @@ namespace database_client::embedded::index {
 
 using PathId = std::uint16_t;
 
-enum class TermKind : std::uint8_t { irregular = 0, name = 1, value = 2 };
+enum class TermKind : std::uint8_t { nonIndexable = 0, name = 1, value = 2 };
 
 /// What the payload of a value is. The numbers stand in the file: never renumber.
 enum class ValueClass : std::uint8_t {
@@ -91,7 +91,7 @@ class KeyBuilder {
 /// A key taken apart.
 struct ParsedKey {
   PathId path = 0;
-  TermKind kind = TermKind::irregular;
+  TermKind kind = TermKind::nonIndexable;
   bool named = false;
   std::string name;
   bool typed = false;

@@ -10,7 +10,7 @@
 #include "client/bson/View.h"
 #include "client/embedded/query/match/Pattern.h"
 #include "client/embedded/query/values/OwnedValue.h"
-#include "client/embedded/query/values/path.h"
+#include "client/embedded/query/values/Path.h"
 
 /// The parts a parsed query is made of: nodes ask a document, conditions ask what a path leads to, tests ask one value.
 namespace database_client::embedded {
@@ -35,10 +35,10 @@ class ValueTest {
 };
 
 /// What a condition is about: the values that a path leads to in a document, or a single value (in $elemMatch).
-class Subject {
+class MatchTarget {
  public:
-  Subject(const Path& path, bson::View document) : path_(&path), document_(document) {}
-  explicit Subject(const bson::Value& value) : value_(value) {}
+  MatchTarget(const Path& path, bson::View document) : path_(&path), document_(document) {}
+  explicit MatchTarget(const bson::Value& value) : value_(value) {}
 
   bool anyAccepted(const ValueTest& test, bool wholeArrays) const {
     if (path_ == nullptr) return test.accepts(value_);
@@ -57,16 +57,16 @@ class Condition {
   Condition(const Condition&) = delete;
   Condition& operator=(const Condition&) = delete;
   virtual ~Condition() = default;
-  virtual bool holds(const Subject& subject) const = 0;
+  virtual bool holds(const MatchTarget& subject) const = 0;
 };
 using ConditionPtr = std::unique_ptr<const Condition>;
 using Conditions = std::vector<ConditionPtr>;
 
-class AnyValue : public Condition {
+class ValueCondition : public Condition {
  public:
-  AnyValue(std::unique_ptr<const ValueTest> test, bool wholeArrays)
+  ValueCondition(std::unique_ptr<const ValueTest> test, bool wholeArrays)
       : test_(std::move(test)), wholeArrays_(wholeArrays) {}
-  bool holds(const Subject& subject) const override { return subject.anyAccepted(*test_, wholeArrays_); }
+  bool holds(const MatchTarget& subject) const override { return subject.anyAccepted(*test_, wholeArrays_); }
 
  private:
   std::unique_ptr<const ValueTest> test_;
@@ -76,7 +76,7 @@ class AnyValue : public Condition {
 class AllConditions : public Condition {
  public:
   explicit AllConditions(Conditions conditions) : conditions_(std::move(conditions)) {}
-  bool holds(const Subject& subject) const override;
+  bool holds(const MatchTarget& subject) const override;
 
  private:
   Conditions conditions_;
@@ -85,21 +85,21 @@ class AllConditions : public Condition {
 class NotCondition : public Condition {
  public:
   explicit NotCondition(ConditionPtr condition) : condition_(std::move(condition)) {}
-  bool holds(const Subject& subject) const override { return !condition_->holds(subject); }
+  bool holds(const MatchTarget& subject) const override { return !condition_->holds(subject); }
 
  private:
   ConditionPtr condition_;
 };
 
-class Never : public Condition {
+class MatchNone : public Condition {
  public:
-  bool holds(const Subject& /*subject*/) const override { return false; }
+  bool holds(const MatchTarget& /*subject*/) const override { return false; }
 };
 
 class FieldNode : public MatchNode {
  public:
   FieldNode(Path path, ConditionPtr condition) : path_(std::move(path)), condition_(std::move(condition)) {}
-  bool matches(bson::View document) const override { return condition_->holds(Subject(path_, document)); }
+  bool matches(bson::View document) const override { return condition_->holds(MatchTarget(path_, document)); }
 
  private:
   Path path_;

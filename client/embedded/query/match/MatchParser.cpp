@@ -39,10 +39,10 @@ void refuseKnown(std::string_view name) {
 }
 
 ConditionPtr anyValue(std::unique_ptr<const ValueTest> test) {
-  return std::make_unique<AnyValue>(std::move(test), false);
+  return std::make_unique<ValueCondition>(std::move(test), false);
 }
 ConditionPtr wholeValue(std::unique_ptr<const ValueTest> test) {
-  return std::make_unique<AnyValue>(std::move(test), true);
+  return std::make_unique<ValueCondition>(std::move(test), true);
 }
 ConditionPtr negation(ConditionPtr condition) {
   return std::make_unique<NotCondition>(std::move(condition));
@@ -242,7 +242,7 @@ ConditionPtr parseAllItem(const Element& item, bool elemMatches) {
 ConditionPtr parseAll(const Element& element) {
   if (!element.value.isArray()) refuseOperand(element, "an array");
   const View items = element.value.asDocument();
-  if (items.empty()) return std::make_unique<Never>();
+  if (items.empty()) return std::make_unique<MatchNone>();
   const bool elemMatches = isElemMatch(items.begin()->value);
   Conditions conditions;
   for (const Element& item : items) conditions.push_back(parseAllItem(item, elemMatches));

@@ -31,7 +31,7 @@ bool lessThan(const OwnedValue& left, const OwnedValue& right) {
 
 }  // namespace
 
-bool AllConditions::holds(const Subject& subject) const {
+bool AllConditions::holds(const MatchTarget& subject) const {
   return std::all_of(conditions_.begin(), conditions_.end(),
                      [&](const ConditionPtr& condition) { return condition->holds(subject); });
 }
@@ -121,7 +121,7 @@ bool ElementValueTest::accepts(const Value& value) const {
   if (isMissing(value) || !value.isArray()) return false;
   const View array = value.asDocument();
   return std::any_of(array.begin(), array.end(),
-                     [this](const bson::Element& element) { return condition_->holds(Subject(element.value)); });
+                     [this](const bson::Element& element) { return condition_->holds(MatchTarget(element.value)); });
 }
 
 Matcher::Matcher(View query) : root_(parseQuery(query)) {}

@@ -6,11 +6,11 @@
 #include <vector>
 
 #include "client/bson/Writer.h"
-#include "client/embedded/query/pipeline/Chain.h"
 #include "client/embedded/query/pipeline/Pipeline.h"
+#include "client/embedded/query/pipeline/PipelineRun.h"
 #include "client/embedded/query/pipeline/Stage.h"
+#include "client/embedded/query/values/Path.h"
 #include "client/embedded/query/values/errors.h"
-#include "client/embedded/query/values/path.h"
 
 namespace database_client::embedded {
 
@@ -34,7 +34,7 @@ struct SubPipeline {
 };
 
 /// The documents that come out of one sub-pipeline, as an array.
-class Collector : public Flow {
+class Collector : public StageRun {
  public:
   explicit Collector(std::size_t& total) : total_(total) {}
   bool take(View document) override {
@@ -54,9 +54,9 @@ class Collector : public Flow {
   std::size_t count_ = 0;
 };
 
-class FacetFlow : public Flow {
+class FacetFlow : public StageRun {
  public:
-  FacetFlow(const std::vector<SubPipeline>& pipelines, Flow& next, const RunLimits& limits) : next_(next) {
+  FacetFlow(const std::vector<SubPipeline>& pipelines, StageRun& next, const RunLimits& limits) : next_(next) {
     for (const SubPipeline& sub : pipelines) branches_.push_back(std::make_unique<Branch>(sub, total_, limits));
   }
 
@@ -95,11 +95,11 @@ class FacetFlow : public Flow {
    private:
     const std::string& name_;
     Collector collector_;
-    Chain chain_;
+    PipelineRun chain_;
     bool wanted_ = true;
   };
 
-  Flow& next_;
+  StageRun& next_;
   std::size_t total_ = 0;
   std::vector<std::unique_ptr<Branch>> branches_;
 };
@@ -107,7 +107,7 @@ class FacetFlow : public Flow {
 class FacetStage : public Stage {
  public:
   explicit FacetStage(std::vector<SubPipeline> pipelines) : pipelines_(std::move(pipelines)) {}
-  std::unique_ptr<Flow> start(Flow& next, const RunLimits& limits) const override {
+  std::unique_ptr<StageRun> start(StageRun& next, const RunLimits& limits) const override {
     return std::make_unique<FacetFlow>(pipelines_, next, limits);
   }
 

@@ -50,9 +50,9 @@ struct GroupSpecification {
   std::vector<AccumulatedField> fields;
 };
 
-class GroupFlow : public Flow {
+class GroupFlow : public StageRun {
  public:
-  GroupFlow(const GroupSpecification& specification, Flow& next, const RunLimits& limits)
+  GroupFlow(const GroupSpecification& specification, StageRun& next, const RunLimits& limits)
       : specification_(specification), next_(next), limits_(limits) {}
 
   bool take(View document) override {
@@ -108,7 +108,7 @@ class GroupFlow : public Flow {
   }
 
   const GroupSpecification& specification_;
-  Flow& next_;
+  StageRun& next_;
   RunLimits limits_;
   Scratch scratch_;
   std::string key_;
@@ -120,7 +120,7 @@ class GroupFlow : public Flow {
 class GroupStage : public Stage {
  public:
   explicit GroupStage(GroupSpecification specification) : specification_(std::move(specification)) {}
-  std::unique_ptr<Flow> start(Flow& next, const RunLimits& limits) const override {
+  std::unique_ptr<StageRun> start(StageRun& next, const RunLimits& limits) const override {
     return std::make_unique<GroupFlow>(specification_, next, limits);
   }
 
@@ -156,23 +156,23 @@ AccumulatedField parseAccumulated(const Element& element) {
 class SortByCountStage : public Stage {
  public:
   SortByCountStage(StagePtr group, StagePtr sort) : group_(std::move(group)), sort_(std::move(sort)) {}
-  std::unique_ptr<Flow> start(Flow& next, const RunLimits& limits) const override {
+  std::unique_ptr<StageRun> start(StageRun& next, const RunLimits& limits) const override {
     auto sort = sort_->start(next, limits);
     auto group = group_->start(*sort, limits);
     return std::make_unique<PairFlow>(std::move(group), std::move(sort));
   }
 
  private:
-  class PairFlow : public Flow {
+  class PairFlow : public StageRun {
    public:
-    PairFlow(std::unique_ptr<Flow> first, std::unique_ptr<Flow> second)
+    PairFlow(std::unique_ptr<StageRun> first, std::unique_ptr<StageRun> second)
         : second_(std::move(second)), first_(std::move(first)) {}
     bool take(View document) override { return first_->take(document); }
     void end() override { first_->end(); }
 
    private:
-    std::unique_ptr<Flow> second_;
-    std::unique_ptr<Flow> first_;
+    std::unique_ptr<StageRun> second_;
+    std::unique_ptr<StageRun> first_;
   };
 
   StagePtr group_;

@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-#include "client/embedded/query/pipeline/Chain.h"
+#include "client/embedded/query/pipeline/PipelineRun.h"
 #include "client/embedded/query/values/errors.h"
 
 namespace database_client::embedded {
@@ -107,7 +107,7 @@ Pipeline::Description describe(const Element& stage) {
   return {field->key, field->value};
 }
 
-class ReceiverFlow : public Flow {
+class ReceiverFlow : public StageRun {
  public:
   explicit ReceiverFlow(const Pipeline::Receiver& receiver) : receiver_(receiver) {}
   bool take(View document) override {
@@ -137,13 +137,13 @@ Pipeline::Pipeline(Pipeline&& other) noexcept = default;
 Pipeline& Pipeline::operator=(Pipeline&& other) noexcept = default;
 Pipeline::~Pipeline() = default;
 
-Chain Pipeline::start(Flow& sink, const RunLimits& limits, std::size_t first) const {
-  return Chain(stages_, first, sink, limits);
+PipelineRun Pipeline::start(StageRun& sink, const RunLimits& limits, std::size_t first) const {
+  return PipelineRun(stages_, first, sink, limits);
 }
 
 void Pipeline::run(const Source& source, const Receiver& receiver, std::size_t first) const {
   ReceiverFlow sink(receiver);
-  Chain chain = start(sink, {memoryLimit_}, first);
+  PipelineRun chain = start(sink, {memoryLimit_}, first);
   source([&chain](View document) { return chain.take(document); });
   chain.end();
 }

@@ -11,8 +11,8 @@
 
 namespace database_client::embedded {
 
-class Chain;
-class Flow;
+class PipelineRun;
+class StageRun;
 class Stage;
 struct RunLimits;
 
@@ -58,7 +58,7 @@ class Pipeline {
   void run(const Source& source, const Receiver& receiver, std::size_t first = 0) const;
 
   /// One run whose documents are given to it and come out at `sink`.
-  Chain start(Flow& sink, const RunLimits& limits, std::size_t first = 0) const;
+  PipelineRun start(StageRun& sink, const RunLimits& limits, std::size_t first = 0) const;
 
  private:
   std::vector<bson::Byte> specification_;

@@ -3,8 +3,8 @@
 #include <utility>
 #include <vector>
 
+#include "client/embedded/query/pipeline/SortOrder.h"
 #include "client/embedded/query/pipeline/Stage.h"
-#include "client/embedded/query/pipeline/sort.h"
 
 namespace database_client::embedded {
 
@@ -24,9 +24,9 @@ struct Entry {
 };
 
 /// With a bound on what is kept, the entries form a heap whose top is the first to be dropped.
-class SortFlow : public Flow {
+class SortFlow : public StageRun {
  public:
-  SortFlow(const SortOrder& order, std::optional<std::size_t> kept, Flow& next, const RunLimits& limits)
+  SortFlow(const SortOrder& order, std::optional<std::size_t> kept, StageRun& next, const RunLimits& limits)
       : order_(order), kept_(kept), next_(next), limits_(limits) {}
 
   bool take(View document) override {
@@ -73,7 +73,7 @@ class SortFlow : public Flow {
 
   const SortOrder& order_;
   std::optional<std::size_t> kept_;
-  Flow& next_;
+  StageRun& next_;
   RunLimits limits_;
   std::vector<Entry> entries_;
   std::size_t place_ = 0;
@@ -83,7 +83,7 @@ class SortFlow : public Flow {
 class SortStage : public Stage {
  public:
   SortStage(const Value& operand, std::optional<std::size_t> kept) : order_(operand), kept_(kept) {}
-  std::unique_ptr<Flow> start(Flow& next, const RunLimits& limits) const override {
+  std::unique_ptr<StageRun> start(StageRun& next, const RunLimits& limits) const override {
     return std::make_unique<SortFlow>(order_, kept_, next, limits);
   }
 

@@ -10,12 +10,12 @@
 namespace database_client::embedded {
 
 /// One stage at work in one run: takes documents and passes results on to the next.
-class Flow {
+class StageRun {
  public:
-  Flow() = default;
-  Flow(const Flow&) = delete;
-  Flow& operator=(const Flow&) = delete;
-  virtual ~Flow() = default;
+  StageRun() = default;
+  StageRun(const StageRun&) = delete;
+  StageRun& operator=(const StageRun&) = delete;
+  virtual ~StageRun() = default;
 
   /// Takes a document, valid only during the call; false when nothing that may still come makes a difference.
   virtual bool take(bson::View document) = 0;
@@ -36,8 +36,8 @@ class Stage {
   Stage& operator=(const Stage&) = delete;
   virtual ~Stage() = default;
 
-  /// `next` and this stage outlive the flow.
-  virtual std::unique_ptr<Flow> start(Flow& next, const RunLimits& limits) const = 0;
+  /// `next` and this stage outlive the run.
+  virtual std::unique_ptr<StageRun> start(StageRun& next, const RunLimits& limits) const = 0;
 };
 using StagePtr = std::unique_ptr<const Stage>;
 

@@ -105,9 +105,9 @@ struct UnwindSpecification {
   std::optional<Path> index;
 };
 
-class UnwindFlow : public Flow {
+class UnwindFlow : public StageRun {
  public:
-  UnwindFlow(const UnwindSpecification& specification, Flow& next) : specification_(specification), next_(next) {
+  UnwindFlow(const UnwindSpecification& specification, StageRun& next) : specification_(specification), next_(next) {
     if (specification.index) position_.add(*specification.index, std::make_unique<PositionExpression>(current_));
   }
 
@@ -136,7 +136,7 @@ class UnwindFlow : public Flow {
   }
 
   const UnwindSpecification& specification_;
-  Flow& next_;
+  StageRun& next_;
   std::optional<std::int64_t> current_;
   ComputedFields position_;
 };
@@ -144,7 +144,7 @@ class UnwindFlow : public Flow {
 class UnwindStage : public Stage {
  public:
   explicit UnwindStage(UnwindSpecification specification) : specification_(std::move(specification)) {}
-  std::unique_ptr<Flow> start(Flow& next, const RunLimits& /*limits*/) const override {
+  std::unique_ptr<StageRun> start(StageRun& next, const RunLimits& /*limits*/) const override {
     return std::make_unique<UnwindFlow>(specification_, next);
   }
 

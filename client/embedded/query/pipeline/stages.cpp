@@ -52,31 +52,31 @@ void requireDocument(const Value& operand, int code, const char* stage) {
   refuseQuery(code, std::string(stage) + " takes a document, not " + kindOf(operand), stage);
 }
 
-/// A stage whose flow keeps nothing but the next one.
+/// A stage whose run keeps nothing but the next one.
 template <class Derived>
 class StatelessStage : public Stage {
  public:
-  std::unique_ptr<Flow> start(Flow& next, const RunLimits& /*limits*/) const override {
+  std::unique_ptr<StageRun> start(StageRun& next, const RunLimits& /*limits*/) const override {
     return std::make_unique<StatelessFlow>(static_cast<const Derived&>(*this), next);
   }
 
  private:
-  class StatelessFlow : public Flow {
+  class StatelessFlow : public StageRun {
    public:
-    StatelessFlow(const Derived& stage, Flow& next) : stage_(stage), next_(next) {}
+    StatelessFlow(const Derived& stage, StageRun& next) : stage_(stage), next_(next) {}
     bool take(View document) override { return stage_.pass(document, next_); }
     void end() override { next_.end(); }
 
    private:
     const Derived& stage_;
-    Flow& next_;
+    StageRun& next_;
   };
 };
 
 class MatchStage : public StatelessStage<MatchStage> {
  public:
   explicit MatchStage(View query) : matcher_(query) {}
-  bool pass(View document, Flow& next) const { return matcher_.matches(document) ? next.take(document) : true; }
+  bool pass(View document, StageRun& next) const { return matcher_.matches(document) ? next.take(document) : true; }
 
  private:
   Matcher matcher_;
@@ -85,7 +85,7 @@ class MatchStage : public StatelessStage<MatchStage> {
 class ProjectStage : public StatelessStage<ProjectStage> {
  public:
   explicit ProjectStage(FieldSpecification fields) : fields_(std::move(fields)) {}
-  bool pass(View document, Flow& next) const {
+  bool pass(View document, StageRun& next) const {
     const std::vector<Byte> result = fields_.apply(document);
     if (!fields_.computed.empty()) checkLimits(viewOf(result));
     return next.take(viewOf(result));
@@ -98,7 +98,7 @@ class ProjectStage : public StatelessStage<ProjectStage> {
 class AddFieldsStage : public StatelessStage<AddFieldsStage> {
  public:
   explicit AddFieldsStage(ComputedFields fields) : fields_(std::move(fields)) {}
-  bool pass(View document, Flow& next) const {
+  bool pass(View document, StageRun& next) const {
     const std::vector<Byte> result = withFields(fields_, document, document);
     checkLimits(viewOf(result));
     return next.take(viewOf(result));
@@ -111,7 +111,7 @@ class AddFieldsStage : public StatelessStage<AddFieldsStage> {
 class ReplaceRootStage : public StatelessStage<ReplaceRootStage> {
  public:
   explicit ReplaceRootStage(ExpressionPtr newRoot) : newRoot_(std::move(newRoot)) {}
-  bool pass(View document, Flow& next) const {
+  bool pass(View document, StageRun& next) const {
     Scratch scratch;
     const Value root = newRoot_->evaluate(document, scratch);
     if (isMissing(root) || !root.isDocument()) {
@@ -130,14 +130,14 @@ class ReplaceRootStage : public StatelessStage<ReplaceRootStage> {
 class LimitStage : public Stage {
  public:
   explicit LimitStage(std::int64_t limit) : limit_(limit) {}
-  std::unique_ptr<Flow> start(Flow& next, const RunLimits& /*limits*/) const override {
+  std::unique_ptr<StageRun> start(StageRun& next, const RunLimits& /*limits*/) const override {
     return std::make_unique<LimitFlow>(limit_, next);
   }
 
  private:
-  class LimitFlow : public Flow {
+  class LimitFlow : public StageRun {
    public:
-    LimitFlow(std::int64_t left, Flow& next) : left_(left), next_(next) {}
+    LimitFlow(std::int64_t left, StageRun& next) : left_(left), next_(next) {}
     bool take(View document) override {
       if (left_ == 0) return false;
       --left_;
@@ -147,7 +147,7 @@ class LimitStage : public Stage {
 
    private:
     std::int64_t left_;
-    Flow& next_;
+    StageRun& next_;
   };
 
   std::int64_t limit_;
@@ -156,14 +156,14 @@ class LimitStage : public Stage {
 class SkipStage : public Stage {
  public:
   explicit SkipStage(std::int64_t skip) : skip_(skip) {}
-  std::unique_ptr<Flow> start(Flow& next, const RunLimits& /*limits*/) const override {
+  std::unique_ptr<StageRun> start(StageRun& next, const RunLimits& /*limits*/) const override {
     return std::make_unique<SkipFlow>(skip_, next);
   }
 
  private:
-  class SkipFlow : public Flow {
+  class SkipFlow : public StageRun {
    public:
-    SkipFlow(std::int64_t left, Flow& next) : left_(left), next_(next) {}
+    SkipFlow(std::int64_t left, StageRun& next) : left_(left), next_(next) {}
     bool take(View document) override {
       if (left_ == 0) return next_.take(document);
       --left_;
@@ -173,7 +173,7 @@ class SkipStage : public Stage {
 
    private:
     std::int64_t left_;
-    Flow& next_;
+    StageRun& next_;
   };
 
   std::int64_t skip_;
@@ -182,14 +182,14 @@ class SkipStage : public Stage {
 class CountStage : public Stage {
  public:
   explicit CountStage(std::string_view name) : name_(name) {}
-  std::unique_ptr<Flow> start(Flow& next, const RunLimits& /*limits*/) const override {
+  std::unique_ptr<StageRun> start(StageRun& next, const RunLimits& /*limits*/) const override {
     return std::make_unique<CountFlow>(name_, next);
   }
 
  private:
-  class CountFlow : public Flow {
+  class CountFlow : public StageRun {
    public:
-    CountFlow(const std::string& name, Flow& next) : name_(name), next_(next) {}
+    CountFlow(const std::string& name, StageRun& next) : name_(name), next_(next) {}
     bool take(View /*document*/) override {
       ++count_;
       return true;
@@ -208,7 +208,7 @@ class CountStage : public Stage {
     }
 
     const std::string& name_;
-    Flow& next_;
+    StageRun& next_;
     std::int64_t count_ = 0;
   };
 

@@ -6,8 +6,8 @@
 #include <utility>
 
 #include "client/embedded/query/values/OwnedValue.h"
+#include "client/embedded/query/values/Path.h"
 #include "client/embedded/query/values/errors.h"
-#include "client/embedded/query/values/path.h"
 
 namespace database_client::embedded {
 

@@ -91,9 +91,9 @@ void checkReplacement(View document) {
 }
 
 /// Writes a changed copy of a document.
-class Changer {
+class UpdateApplier {
  public:
-  Changer(UpdateKind kind, Writer& out) : kind_(kind), out_(out) {}
+  UpdateApplier(UpdateKind kind, Writer& out) : kind_(kind), out_(out) {}
 
   void document(const Tree& tree, View level) {
     std::vector<bool> seen(tree.size());
@@ -324,7 +324,7 @@ std::vector<Byte> Update::replace(View stored) const {
 std::vector<Byte> Update::change(View stored) const {
   if (kind_ == UpdateKind::replaceFirst) return replace(stored);
   Writer out;
-  Changer(kind_, out).document(*tree_, stored);
+  UpdateApplier(kind_, out).document(*tree_, stored);
   return withStoredId(out.take(), stored.find("_id"));
 }
 
@@ -335,14 +335,14 @@ std::vector<Byte> Update::apply(View stored) const {
   return changed;
 }
 
-std::vector<Byte> Update::seed(View selector, const Byte* newId) const {
+std::vector<Byte> Update::upsertDocument(View selector, const Byte* newId) const {
   Equalities equalities(kind_ == UpdateKind::replaceFirst);
   equalities.collect(selector);
   const std::vector<Byte> base = equalities.document();
-  std::vector<Byte> seed = withIdFirst(change(viewOf(base)), newId);
-  checkIdKind(viewOf(seed).find("_id"));
-  checkLimits(viewOf(seed));
-  return seed;
+  std::vector<Byte> upsertDocument = withIdFirst(change(viewOf(base)), newId);
+  checkIdKind(viewOf(upsertDocument).find("_id"));
+  checkLimits(viewOf(upsertDocument));
+  return upsertDocument;
 }
 
 }  // namespace database_client::embedded

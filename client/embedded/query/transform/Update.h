@@ -37,7 +37,7 @@ class Update {
   /// The document to insert when nothing matched `selector`: made of its equality conditions ("_id" alone for a
   /// replacement), then changed as `apply` does. "_id" comes first; `newId` (12 bytes) is used when neither side gives
   /// one. Conditions that contradict each other in what they create are Error{query}, code 54.
-  std::vector<bson::Byte> seed(bson::View selector, const bson::Byte* newId) const;
+  std::vector<bson::Byte> upsertDocument(bson::View selector, const bson::Byte* newId) const;
 
  private:
   std::vector<bson::Byte> change(bson::View stored) const;

@@ -5,7 +5,7 @@
 
 #include "client/bson/View.h"
 #include "client/bson/Writer.h"
-#include "client/embedded/query/values/decimal.h"
+#include "client/embedded/query/values/Decimal.h"
 
 namespace database_client::embedded {
 

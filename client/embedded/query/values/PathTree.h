@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "client/embedded/query/values/path.h"
+#include "client/embedded/query/values/Path.h"
 
 namespace database_client::embedded {
 

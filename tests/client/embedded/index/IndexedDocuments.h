@@ -20,7 +20,7 @@ class IndexedDocuments : public testing::Test {
  protected:
   IndexedDocuments() {
     ItemIndex::Options options;
-    options.pendingLimit = 200;
+    options.memtableLimit = 200;
     options.fanOut = 3;
     options.smallFanOut = 4;
     options.blockSize = 256;

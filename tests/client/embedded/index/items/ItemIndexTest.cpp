@@ -18,7 +18,7 @@ namespace {
 
 ItemIndex::Options smallOptions() {
   ItemIndex::Options options;
-  options.pendingLimit = 200;
+  options.memtableLimit = 200;
   options.fanOut = 3;
   options.smallFanOut = 4;
   options.blockSize = 256;
@@ -36,7 +36,7 @@ class ItemIndexTest : public testing::Test {
   /// With a way to read the documents, so that those added last need not be written.
   void openWithTail() {
     ItemIndex::Options options = smallOptions();
-    options.tailLimit = 6;
+    options.unindexedLimit = 6;
     options.bulkSize = 3;
     index_ = std::make_unique<ItemIndex>(
         store_, 7, options, [this](std::int64_t after, const std::function<void(std::int64_t, bson::View)>& receive) {
@@ -91,7 +91,7 @@ class ItemIndexTest : public testing::Test {
     std::map<std::string, std::string> lists;
     for (const std::string& name : index::namesUnder(scan, id)) {
       const index::KeyRange range = index::allNamed(id, index::TermKind::name, name);
-      RidSet records;
+      RecordSet records;
       scan.collect(range.low, range.high, records);
       for (auto rid = records.next(0); rid; rid = records.next(*rid + 1)) {
         lists[name] += (lists[name].empty() ? "" : ",") + std::to_string(*rid);
@@ -102,11 +102,11 @@ class ItemIndexTest : public testing::Test {
     return text;
   }
 
-  std::string irregular(std::string_view path) {
+  std::string nonIndexable(std::string_view path) {
     ItemPaths::Id id = ItemPaths::root;
     if (index_->paths().state(path, id) != ItemPaths::State::tracked) return "untracked";
-    const index::KeyRange range = index::allOf(id, index::TermKind::irregular);
-    RidSet records;
+    const index::KeyRange range = index::allOf(id, index::TermKind::nonIndexable);
+    RecordSet records;
     index::TermScan(*index_).collect(range.low, range.high, records);
     std::string text;
     for (auto rid = records.next(0); rid; rid = records.next(*rid + 1)) {
@@ -172,7 +172,7 @@ TEST_F(ItemIndexTest, CompactingLeavesOneSegmentAndNothingTakenBack) {
   commit();
   index_->compact();
   ASSERT_EQ(index_->segments().size(), 1U);
-  EXPECT_FALSE(index_->segments()[0]->takesBack());
+  EXPECT_FALSE(index_->segments()[0]->hasTombstones());
   EXPECT_EQ(names("a"), "n20:20 x:20");
   EXPECT_EQ(problems(), "");
 }
@@ -263,7 +263,7 @@ TEST_F(ItemIndexTest, WhatIsNoArrayOfItemsUnderAPathIsIrregular) {
   put(7, R"({"b": 1})");
   put(8, R"({"a": [5, {"name": "x"}, null]})");
   commit();
-  EXPECT_EQ(irregular("a"), "2,3,6");
+  EXPECT_EQ(nonIndexable("a"), "2,3,6");
   EXPECT_EQ(names("a"), "x:1,8");
   EXPECT_EQ(problems(), "");
 }
@@ -274,9 +274,9 @@ TEST_F(ItemIndexTest, ItemsInArraysWithinArraysAreIrregular) {
   put(2, R"({"a": [[{"name": "x"}]]})");
   put(3, R"({"a": [{"name": "x", "value": {"name": "y"}}]})");
   commit();
-  EXPECT_EQ(irregular("a.b"), "1");
-  EXPECT_EQ(irregular("a.value"), "3");
-  EXPECT_EQ(irregular("a"), "");
+  EXPECT_EQ(nonIndexable("a.b"), "1");
+  EXPECT_EQ(nonIndexable("a.value"), "3");
+  EXPECT_EQ(nonIndexable("a"), "");
   EXPECT_EQ(names("a"), "x:3");
   EXPECT_EQ(problems(), "");
 }
@@ -292,7 +292,7 @@ TEST_F(ItemIndexTest, ItemsWithOddNamesAndTypesAreIrregular) {
   put(7, R"({"a": [{"value": 1}]})");
   put(8, R"({"a": [{"name": null}]})");
   commit();
-  EXPECT_EQ(irregular("a"), "1,2,3,4,5,8");
+  EXPECT_EQ(nonIndexable("a"), "1,2,3,4,5,8");
   EXPECT_EQ(names("a"), std::string(255, 'n') + ":6");
 }
 
@@ -316,7 +316,7 @@ TEST_F(ItemIndexTest, RepeatedKeysAreIrregular) {
   names.end();
   put(2, names.take());
   commit();
-  EXPECT_EQ(irregular("a"), "1,2");
+  EXPECT_EQ(nonIndexable("a"), "1,2");
   EXPECT_EQ(problems(), "");
 }
 
@@ -439,11 +439,11 @@ TEST_F(ItemIndexTest, RebuildingMendsPathsThatHadOtherThingsFirst) {
   openWithTail();
   for (int i = 1; i <= 20; ++i) put(i, i < 3 ? R"({"a": 5})" : R"({"a": [{"name": "x"}]})");
   commit();
-  EXPECT_FALSE(index_->isAtItsBest());
+  EXPECT_TRUE(index_->needsRebuild());
   index_->rebuild();
   commit();
-  EXPECT_TRUE(index_->isAtItsBest());
-  EXPECT_EQ(irregular("a"), "1,2");
+  EXPECT_FALSE(index_->needsRebuild());
+  EXPECT_EQ(nonIndexable("a"), "1,2");
   EXPECT_EQ(problems(), "");
 }
 
@@ -498,8 +498,8 @@ TEST_P(RandomIndexTest, AgreesWithTheDocuments) {
   SCOPED_TRACE("DATABASE_TEST_SEED=" + std::to_string(seed));
   RandomDocuments random(seed);
   const std::uint32_t odd = random.oneIn(2) ? 0 : 4 + random.below(30);
-  const bool tail = random.oneIn(2);
-  const auto openAgain = [&] { tail ? openWithTail() : open(); };
+  const bool snapshot = random.oneIn(2);
+  const auto openAgain = [&] { snapshot ? openWithTail() : open(); };
   openAgain();
   for (int transaction = 0; transaction < 120; ++transaction) {
     for (std::uint32_t i = random.below(random.oneIn(9) ? 60 : 4) + 1; i > 0; --i) step(random, odd);

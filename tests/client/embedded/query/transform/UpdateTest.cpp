@@ -37,7 +37,7 @@ std::string replace(const std::string& change, const std::string& stored) {
 std::string seed(UpdateKind kind, const std::string& selector, const std::string& change) {
   return outcome([&] {
     const testing::Bytes document = bytes(change);
-    return show(view(Update(kind, view(document)).seed(view(bytes(selector)), newId)));
+    return show(view(Update(kind, view(document)).upsertDocument(view(bytes(selector)), newId)));
   });
 }
 std::string seedSet(const std::string& selector, const std::string& change = R"({"z": 9})") {

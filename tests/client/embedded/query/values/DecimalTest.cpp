@@ -4,7 +4,7 @@
 #include <cmath>
 #include <limits>
 
-#include "client/embedded/query/values/decimal.h"
+#include "client/embedded/query/values/Decimal.h"
 #include "tests/client/embedded/query/support.h"
 
 namespace database_client::embedded {

@@ -1,0 +1,243 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// The operations on documents.
+
+#include <optional>
+#include <utility>
+
+#include "client/DamageError.h"
+#include "client/DocumentAccess.h"
+#include "client/ObjectId.h"
+#include "client/embedded/AccessPath.h"
+#include "client/embedded/Cursor.h"
+#include "client/embedded/EmbeddedEngine.h"
+#include "client/embedded/query/transform/Projection.h"
+#include "client/embedded/query/transform/Update.h"
+#include "client/embedded/storage/duplicateKey.h"
+#include "database_client/Error.h"
+
+namespace database_client::embedded {
+
+using bson::Byte;
+using bson::Element;
+using bson::Type;
+using bson::View;
+
+namespace {
+
+constexpr int badValue = 2;
+constexpr int negativeNumber = 51024;
+
+View viewOf(const std::vector<Byte>& bytes) {
+  return {bytes.data(), bytes.size()};
+}
+
+void requireId(View document) {
+  std::size_t ids = 0;
+  for (const Element& element : document) ids += element.key == "_id" ? 1 : 0;
+  const bson::Value id = document.find("_id");
+  const bool isAllowed = ids == 1 && id.type != Type::array && id.type != Type::regex && id.type != Type::undefined;
+  if (!isAllowed) {
+    throw Error(Error::Kind::document, "_id: one value that is no array, pattern or undefined is expected",
+                {"_id", badValue});
+  }
+}
+
+Page pageOf(int limit, int skip) {
+  if (limit < 0) throw Error(Error::Kind::query, "limit: a negative number", {"limit", negativeNumber});
+  if (skip < 0) throw Error(Error::Kind::query, "skip: a negative number", {"skip", negativeNumber});
+  return {static_cast<std::uint64_t>(skip), static_cast<std::uint64_t>(limit)};
+}
+
+/// A write of the document with one "_id" asks no index.
+Store::WriteScope extentOf(View query) {
+  return namesOneId(query) ? Store::WriteScope::one : Store::WriteScope::many;
+}
+
+std::vector<std::int64_t> matchingRids(Collection* collection, View query, const CursorUse& use = {}) {
+  Cursor cursor(collection, query, {}, use);
+  std::vector<std::int64_t> rids;
+  while (cursor.next()) rids.push_back(cursor.rid());
+  return rids;
+}
+
+/// The stored document in bytes of our own, since writing it moves what was read.
+std::vector<Byte> copyOf(RowReader& reader, std::int64_t rid) {
+  const View stored = reader.require(rid);
+  return {stored.data, stored.data + stored.size};
+}
+
+void apply(Collection& collection, std::int64_t rid, View stored, const Update& change) {
+  const std::vector<Byte> changed = change.apply(stored);
+  if (!changed.empty()) collection.replace(rid, stored, viewOf(changed));
+}
+
+void removeOne(Collection& collection, std::int64_t rid) {
+  std::vector<Byte> stored;
+  try {
+    RowReader reader(collection);
+    stored = copyOf(reader, rid);
+  } catch (const DamageError&) {
+    return collection.removeUnreadable(rid);
+  }
+  collection.remove(rid, viewOf(stored));
+}
+
+void insertNew(Collection& collection, View document) {
+  if (!collection.insert(document)) throw duplicateKey(collection.label(), document.find("_id"));
+}
+
+/// False when nothing matches; so does `updateAll`.
+bool updateFirst(Collection* collection, View selector, const Update& change) {
+  std::int64_t rid = 0;
+  std::vector<Byte> stored;
+  {
+    Cursor cursor(collection, selector, {0, 1});
+    if (!cursor.next()) return false;
+    rid = cursor.rid();
+    const View found = cursor.body();
+    stored.assign(found.data, found.data + found.size);
+  }
+  apply(*collection, rid, viewOf(stored), change);
+  return true;
+}
+
+bool updateAll(Collection* collection, View selector, const Update& change) {
+  // All matches are known before the first changes, so that none is met twice.
+  const std::vector<std::int64_t> rids = matchingRids(collection, selector);
+  if (rids.empty()) return false;
+  RowReader reader(*collection);
+  for (const std::int64_t rid : rids) {
+    collection->checkWanted();
+    const std::vector<Byte> stored = copyOf(reader, rid);
+    apply(*collection, rid, viewOf(stored), change);
+  }
+  return true;
+}
+
+}  // namespace
+
+void EmbeddedEngine::requireWrite(const Namespace& where, const char* operation) {
+  const std::string label = where.database + "." + where.collection;
+  session_.require(Action::write, where.database, operation, label);
+  if (label != "admin.system.users" && label != "admin.system.roles") return;
+  throw Error(Error::Kind::authorization, label + " is written by the operations on users alone", {label, 13});
+}
+
+void EmbeddedEngine::insert(const Namespace& where, const ObjectProperties& document) {
+  const View view = DocumentAccess::view(document);
+  requireId(view);
+  Store::Writing writing(store_, Store::WriteScope::one);
+  requireWrite(where, "insert");
+  insertNew(store_.obtain(where.database, where.collection), view);
+  writing.commit();
+}
+
+std::list<BulkFailure> EmbeddedEngine::insertMany(const Namespace& where,
+                                                  const std::vector<ObjectProperties>& documents) {
+  std::list<BulkFailure> failures;
+  if (documents.empty()) return failures;
+  Store::Writing writing(store_, Store::WriteScope::many);
+  requireWrite(where, "insert");
+  Collection& collection = store_.obtain(where.database, where.collection);
+  for (std::size_t i = 0; i < documents.size(); ++i) {
+    collection.checkWanted();
+    const View document = DocumentAccess::view(documents[i]);
+    requireId(document);
+    if (!collection.insert(document)) failures.push_back({i, duplicateKey(collection.label(), document.find("_id"))});
+  }
+  writing.commit();
+  return failures;
+}
+
+void EmbeddedEngine::update(const Namespace& where, const ObjectProperties& selector, const ObjectProperties& document,
+                            UpdateKind kind, bool upsert) {
+  const View query = DocumentAccess::view(selector);
+  const Update change(kind, DocumentAccess::view(document));
+  const bool onlyFirst = kind == UpdateKind::replaceFirst;
+  Store::Writing writing(store_, extentOf(query));
+  requireWrite(where, "update");
+  Collection* collection = store_.find(where.database, where.collection);
+  const bool found = onlyFirst ? updateFirst(collection, query, change) : updateAll(collection, query, change);
+  if (!found && upsert) {
+    const std::vector<Byte> upsertDocument = change.upsertDocument(query, ObjectId::make().bytes.data());
+    requireId(viewOf(upsertDocument));
+    insertNew(store_.obtain(where.database, where.collection), viewOf(upsertDocument));
+  }
+  writing.commit();
+}
+
+void EmbeddedEngine::remove(const Namespace& where, const ObjectProperties& query) {
+  const View condition = DocumentAccess::view(query);
+  Store::Writing writing(store_, extentOf(condition));
+  requireWrite(where, "remove");
+  Collection* collection = store_.find(where.database, where.collection);
+  const std::vector<std::int64_t> rids = matchingRids(collection, condition, {true, false, unreadable()});
+  for (const std::int64_t rid : rids) {
+    collection->checkWanted();
+    removeOne(*collection, rid);
+  }
+  writing.commit();
+}
+
+void EmbeddedEngine::find(const Namespace& where, const FindRequest& request, const Receiver& receive) {
+  const Projection projection(DocumentAccess::view(request.projection));
+  const Page page = pageOf(request.limit, request.skip);
+  const Store::Reading reading(store_);
+  const std::optional<ObjectProperties> self = lookUpOfSelf(where, request.query);
+  Collection* collection = self ? store_.find(where.database, where.collection) : this->reading(where, "find");
+  const UnreadableHandler* told = request.unreadable != nullptr ? request.unreadable : unreadable();
+  Cursor cursor(collection, DocumentAccess::view(self ? *self : request.query), page, {true, true, told});
+  const Store::Registration registration(store_, cursor);
+  bool more = true;
+  while (more && cursor.next()) {
+    more = receive(projection.keepsEverything() ? DocumentAccess::adopt(cursor.body())
+                                                : DocumentAccess::adopt(projection.apply(cursor.body())));
+  }
+}
+
+long long EmbeddedEngine::count(const Namespace& where, const ObjectProperties& query) {
+  const Store::Reading reading(store_);
+  Collection* collection = this->reading(where, "count");
+  const View condition = DocumentAccess::view(query);
+  if (condition.empty()) return collection == nullptr ? 0 : collection->count();
+  Cursor cursor(collection, condition, {}, {false, false, unreadable()});
+  long long matches = 0;
+  while (cursor.next()) ++matches;
+  return matches;
+}
+
+ObjectProperties EmbeddedEngine::explain(const Namespace& where, const ObjectProperties& query) {
+  const Store::Reading reading(store_);
+  Cursor cursor(this->reading(where, "explain"), DocumentAccess::view(query), {}, {true, true, unreadable()});
+  long long returned = 0;
+  for (; cursor.next(); ++returned) cursor.body();
+  ObjectProperties result;
+  result.setValueString("index", cursor.indexName());
+  result.setValueInt64("examined", cursor.examined());
+  result.setValueInt64("returned", returned);
+  return result;
+}
+
+std::list<std::string> EmbeddedEngine::collectionNames(const std::string& database) {
+  const Store::Reading reading(store_);
+  session_.require(Action::list, database, "list the collections");
+  std::list<std::string> names;
+  for (const Collection* collection : store_.collections()) {
+    if (collection->database() == database) names.push_back(collection->name());
+  }
+  return names;
+}
+
+std::list<std::string> EmbeddedEngine::databaseNames() {
+  const Store::Reading reading(store_);
+  session_.requireUser("list the databases");
+  std::list<std::string> names;
+  for (const Collection* collection : store_.collections()) {
+    const std::string& database = collection->database();
+    if ((names.empty() || names.back() != database) && session_.may(Action::list, database)) names.push_back(database);
+  }
+  return names;
+}
+
+}  // namespace database_client::embedded

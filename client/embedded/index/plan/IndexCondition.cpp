@@ -1,0 +1,122 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "client/embedded/index/plan/IndexCondition.h"
+
+#include <algorithm>
+
+#include "client/bson/Writer.h"
+#include "client/embedded/index/plan/cost.h"
+
+namespace database_client::embedded::index {
+
+void RecordMatches::intersect(const RecordMatches& other) {
+  RecordSet both = std::move(maybe);
+  both.unite(sure);
+  RecordSet others;
+  others.unite(other.sure);
+  others.unite(other.maybe);
+  both.intersect(others);
+  sure.intersect(other.sure);
+  both.subtract(sure);
+  maybe = std::move(both);
+}
+
+void RecordMatches::makeUnsure() {
+  maybe.unite(sure);
+  sure.clear();
+}
+
+void ItemCondition::addTerms(std::string low, std::string high, bool sure) {
+  const std::uint64_t estimate = scan_.estimate(low, high);
+  terms_.push_back({{std::move(low), std::move(high)}, sure, estimate});
+}
+
+std::uint64_t ItemCondition::estimate() const {
+  std::uint64_t total = 0;
+  for (const Terms& terms : terms_) total += terms.estimate;
+  return total;
+}
+
+RecordMatches ItemCondition::matches() const {
+  RecordMatches matches;
+  for (const Terms& terms : terms_) {
+    if (terms.sure && textFilter_) {
+      collectTexts(terms.range, matches);
+    } else {
+      scan_.collect(terms.range.low, terms.range.high, terms.sure ? matches.sure : matches.maybe);
+    }
+  }
+  matches.maybe.subtract(matches.sure);
+  return matches;
+}
+
+void ItemCondition::collectTexts(const KeyRange& range, RecordMatches& matches) const {
+  TextProbe probe;
+  scan_.eachTerm(range.low, range.high, [&](std::string_view key, auto&& eachRun) {
+    scan_.checkWanted();
+    const ParsedKey parsed = parseKey(key);
+    if (parsed.valueClass == ValueClass::string && !probe.accepts(*textFilter_, "v", parsed.payload)) return;
+    eachRun([&](Run run) { matches.sure.addRange(run.first, run.length); });
+  });
+}
+
+std::uint64_t Conjunction::estimate() const {
+  std::uint64_t least = ~std::uint64_t{0};
+  for (const IndexConditionPtr& part : parts_) least = std::min(least, part->estimate());
+  return least;
+}
+
+/// Begins with the part that leaves least; one that costs more than rechecking what is left is left out.
+RecordMatches Conjunction::matches() const {
+  struct Estimated {
+    std::uint64_t records;
+    const IndexCondition* part;
+  };
+  std::vector<Estimated> parts;
+  for (const IndexConditionPtr& part : parts_) parts.push_back({part->estimate(), part.get()});
+  std::sort(parts.begin(), parts.end(), [](const Estimated& a, const Estimated& b) { return a.records < b.records; });
+  RecordMatches matches = parts.front().part->matches();
+  bool complete = complete_;
+  for (std::size_t i = 1; i < parts.size(); ++i) {
+    if (cost::collecting(parts[i].records) <= cost::reading(matches.count())) {
+      matches.intersect(parts[i].part->matches());
+    } else {
+      complete = false;
+    }
+  }
+  if (!complete) matches.makeUnsure();
+  return matches;
+}
+
+void Conjunction::describe(std::vector<std::string>& paths) const {
+  for (const IndexConditionPtr& part : parts_) part->describe(paths);
+}
+
+std::uint64_t Disjunction::estimate() const {
+  std::uint64_t total = 0;
+  for (const IndexConditionPtr& part : parts_) total += part->estimate();
+  return total;
+}
+
+RecordMatches Disjunction::matches() const {
+  RecordMatches matches;
+  for (const IndexConditionPtr& part : parts_) {
+    const RecordMatches one = part->matches();
+    matches.sure.unite(one.sure);
+    matches.maybe.unite(one.maybe);
+  }
+  matches.maybe.subtract(matches.sure);
+  return matches;
+}
+
+void Disjunction::describe(std::vector<std::string>& paths) const {
+  for (const IndexConditionPtr& part : parts_) part->describe(paths);
+}
+
+bool TextProbe::accepts(const Matcher& matcher, std::string_view key, std::string_view text) {
+  bson::Writer writer;
+  writer.appendString(key, text);
+  bytes_ = writer.take();
+  return matcher.matches({bytes_.data(), bytes_.size()});
+}
+
+}  // namespace database_client::embedded::index

@@ -1,0 +1,137 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "client/embedded/index/plan/RecordSet.h"
+
+#include <algorithm>
+
+namespace database_client::embedded {
+
+namespace {
+
+/// Bits `from` to `to`, not included, of a word.
+std::uint64_t mask(std::uint64_t from, std::uint64_t to) {
+  return (~std::uint64_t{0} << from) & (~std::uint64_t{0} >> (64 - to));
+}
+
+unsigned trailingZeros(std::uint64_t word) {
+  return static_cast<unsigned>(__builtin_ctzll(word));
+}
+
+unsigned bits(std::uint64_t word) {
+  return static_cast<unsigned>(__builtin_popcountll(word));
+}
+
+}  // namespace
+
+std::size_t RecordSet::lowerBound(Rid number) const {
+  const auto at = std::lower_bound(pages_.begin(), pages_.end(), number,
+                                   [](const std::unique_ptr<Page>& page, Rid n) { return page->number < n; });
+  return static_cast<std::size_t>(at - pages_.begin());
+}
+
+RecordSet::Page& RecordSet::page(Rid number) {
+  if (last_ < pages_.size() && pages_[last_]->number == number) return *pages_[last_];
+  // Where no page is missing, a page's place follows from its number.
+  const Rid guess = pages_.empty() ? 0 : number - pages_.front()->number;
+  const bool isThere = guess < pages_.size() && pages_[guess]->number == number;
+  last_ = isThere ? guess : lowerBound(number);
+  if (last_ == pages_.size() || pages_[last_]->number != number) {
+    auto fresh = std::make_unique<Page>();
+    fresh->number = number;
+    pages_.insert(pages_.begin() + static_cast<std::ptrdiff_t>(last_), std::move(fresh));
+  }
+  return *pages_[last_];
+}
+
+template <class Change>
+void RecordSet::changeRange(Rid first, Rid count, Change change) {
+  while (count > 0) {
+    auto& words = page(first / pageSize).words;
+    const Rid inPage = std::min(count, pageSize - first % pageSize);
+    for (Rid done = 0; done < inPage;) {
+      const Rid bit = (first + done) % 64;
+      const Rid inWord = std::min(inPage - done, 64 - bit);
+      change(words[wordOf(first + done)], mask(bit, bit + inWord));
+      done += inWord;
+    }
+    first += inPage;
+    count -= inPage;
+  }
+}
+
+void RecordSet::addRange(Rid first, Rid count) {
+  if (count == 1) return add(first);
+  changeRange(first, count, [](std::uint64_t& word, std::uint64_t some) { word |= some; });
+}
+
+void RecordSet::unite(const RecordSet& other) {
+  for (const auto& theirs : other.pages_) {
+    Page& ours = page(theirs->number);
+    for (std::size_t i = 0; i < ours.words.size(); ++i) ours.words[i] |= theirs->words[i];
+  }
+}
+
+void RecordSet::intersect(const RecordSet& other) {
+  std::vector<std::unique_ptr<Page>> kept;
+  for (auto& ours : pages_) {
+    const std::size_t at = other.lowerBound(ours->number);
+    if (at == other.pages_.size() || other.pages_[at]->number != ours->number) continue;
+    for (std::size_t i = 0; i < ours->words.size(); ++i) ours->words[i] &= other.pages_[at]->words[i];
+    kept.push_back(std::move(ours));
+  }
+  pages_ = std::move(kept);
+}
+
+void RecordSet::subtract(const RecordSet& other) {
+  for (auto& ours : pages_) {
+    const std::size_t at = other.lowerBound(ours->number);
+    if (at == other.pages_.size() || other.pages_[at]->number != ours->number) continue;
+    for (std::size_t i = 0; i < ours->words.size(); ++i) ours->words[i] &= ~other.pages_[at]->words[i];
+  }
+}
+
+bool RecordSet::contains(Rid rid) const {
+  const std::size_t at = lowerBound(rid / pageSize);
+  return at < pages_.size() && pages_[at]->number == rid / pageSize && (pages_[at]->words[wordOf(rid)] & bitOf(rid));
+}
+
+std::uint64_t RecordSet::count() const {
+  std::uint64_t total = 0;
+  for (const auto& page : pages_) {
+    for (const std::uint64_t word : page->words) total += bits(word);
+  }
+  return total;
+}
+
+std::uint64_t RecordSet::countRange(Rid first, Rid count) const {
+  std::uint64_t total = 0;
+  while (count > 0) {
+    const Rid inPage = std::min(count, pageSize - first % pageSize);
+    const std::size_t at = lowerBound(first / pageSize);
+    const bool present = at < pages_.size() && pages_[at]->number == first / pageSize;
+    for (Rid done = 0; present && done < inPage;) {
+      const Rid bit = (first + done) % 64;
+      const Rid inWord = std::min(inPage - done, 64 - bit);
+      total += bits(pages_[at]->words[wordOf(first + done)] & mask(bit, bit + inWord));
+      done += inWord;
+    }
+    first += inPage;
+    count -= inPage;
+  }
+  return total;
+}
+
+std::optional<RecordSet::Rid> RecordSet::next(Rid from) const {
+  std::size_t at = lowerBound(from / pageSize);
+  if (at < pages_.size() && pages_[at]->number > from / pageSize) from = pages_[at]->number * pageSize;
+  for (; at < pages_.size(); ++at) {
+    const Page& page = *pages_[at];
+    if (page.number * pageSize > from) from = page.number * pageSize;
+    std::size_t word = wordOf(from);
+    std::uint64_t left = page.words[word] & (~std::uint64_t{0} << (from % 64));
+    while (left == 0 && ++word < page.words.size()) left = page.words[word];
+    if (left != 0) return page.number * pageSize + word * 64 + trailingZeros(left);
+  }
+  return std::nullopt;
+}
+
+}  // namespace database_client::embedded

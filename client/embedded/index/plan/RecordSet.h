@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace database_client::embedded {
+
+/// A set of record numbers, as bits in pages that exist only where there are members: at most a bit and a little for
+/// every record of the collection, however it was put together.
+class RecordSet {
+ public:
+  using Rid = std::uint64_t;
+
+  void add(Rid rid) { page(rid / pageSize).words[wordOf(rid)] |= bitOf(rid); }
+  void addRange(Rid first, Rid count);
+  void unite(const RecordSet& other);
+  void intersect(const RecordSet& other);
+  void subtract(const RecordSet& other);
+  void clear() { pages_.clear(); }
+
+  bool contains(Rid rid) const;
+  bool empty() const { return !next(0); }
+  std::uint64_t count() const;
+  /// The members from `first` on, `count` numbers long.
+  std::uint64_t countRange(Rid first, Rid count) const;
+  /// The smallest member not below `from`.
+  std::optional<Rid> next(Rid from) const;
+
+ private:
+  static constexpr Rid pageSize = 16384;
+  struct Page {
+    Rid number;
+    std::array<std::uint64_t, pageSize / 64> words;
+  };
+
+  static std::size_t wordOf(Rid rid) { return (rid % pageSize) / 64; }
+  static std::uint64_t bitOf(Rid rid) { return std::uint64_t{1} << (rid % 64); }
+  Page& page(Rid number);
+  std::size_t lowerBound(Rid number) const;
+  template <class Change>
+  void changeRange(Rid first, Rid count, Change change);
+
+  std::vector<std::unique_ptr<Page>> pages_;
+  std::size_t last_ = 0;
+};
+
+}  // namespace database_client::embedded

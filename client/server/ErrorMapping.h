@@ -1,0 +1,60 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <mongoc/mongoc.h>
+
+#include <string>
+#include <vector>
+
+#include "database_client/Error.h"
+
+namespace database_client::server {
+
+/// What is known of an exchange with a server beside the driver's error.
+struct ErrorContext {
+  std::string action{};                ///< "insert into db.collection"
+  std::string where{};                 ///< host:port
+  std::string login{};                 ///< as whom the connection is made
+  std::string cause{};                 ///< why no server could be reached
+  bool causeTimedOut = false;          ///< whether that was for lack of time
+  std::string breakage{};              ///< why the stream was given up, if it was
+  std::vector<std::string> secrets{};  ///< what no message may repeat
+  bool write = false;
+  bool manyDocuments = false;  ///< a write that takes place document by document
+  bool insertion = false;
+  bool ofUsers = false;     ///< one of the commands for users and roles
+  bool unanswered = false;  ///< a command went out and no answer came back
+  bool timedOut = false;    ///< because the time for it had passed
+  bool maybeDone = false;   ///< an attempt before this one may have done it
+};
+
+/// How the connection stands after an error.
+enum class ConnectionState {
+  intact,       ///< the server answered
+  unreachable,  ///< no server was found, nothing was sent
+  lost,         ///< the connection can no longer be used
+};
+
+/// The one place where the driver's errors become ours.
+Error toError(const ErrorContext& context, const bson_error_t& error, const bson_t* reply);
+
+/// The error for an exchange that ended otherwise than by one of the driver's.
+Error toError(const ErrorContext& context, Error::Kind kind, const std::string& reason);
+
+ConnectionState connectionStateOf(const bson_error_t& error);
+
+bool isDuplicateKey(const bson_error_t& error);
+
+/// Whether the server said that it cannot do this now, being about to stop or no longer the primary.
+bool isStepDown(int code);
+
+/// Whether the server said that it is not the primary, which it looks at before it does anything.
+bool isNotPrimary(int code);
+
+/// Whether the same command may succeed a little later.
+bool isPassing(int code);
+
+/// Replaces every occurrence of a secret in a text that came from elsewhere.
+std::string conceal(std::string text, const std::vector<std::string>& secrets);
+
+}  // namespace database_client::server
