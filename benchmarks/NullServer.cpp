@@ -195,7 +195,7 @@ void takeProcessor(bool last) {
   for (;;) {
     const int socket = accept(listener, nullptr, nullptr);
     if (socket < 0) _exit(0);
-    std::thread(serve, socket, answers).materialize();
+    std::thread(serve, socket, answers).detach();
   }
 }
 
