@@ -270,9 +270,9 @@ int ObjectProperties::size() const {
   return document().size();
 }
 
-int ObjectProperties::lastWith(const std::string& key, const std::string& value) const {
+int ObjectProperties::findLastItem(const std::string& key, const std::string& value) const {
   // No stored key holds a NUL.
-  return key.find('\0') == std::string::npos ? document().lastWith(key, value) : -1;
+  return key.find('\0') == std::string::npos ? document().findLastItem(key, value) : -1;
 }
 
 std::string ObjectProperties::nameAt(const int& index) const {

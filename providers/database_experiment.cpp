@@ -11,7 +11,7 @@
 
 namespace database_provider {
 
-using database_client::Entered;
+using database_client::EnteredScope;
 
 namespace {
 
@@ -31,11 +31,11 @@ void fetchSources(const DatabaseProvider& provider, const std::string& host, Sou
 
 /// A source of an unknown format version keeps its defaults.
 void deserialize(SourceInfo& source, const ObjectProperties& document) {
-  const Entered info = Entered::group(document, layout::key::recordInfo);
+  const EnteredScope info = EnteredScope::group(document, layout::key::recordInfo);
   if (!info) return;
-  const Entered additional = Entered::group(document, layout::key::additionalData);
+  const EnteredScope additional = EnteredScope::group(document, layout::key::additionalData);
   if (!additional) return;
-  const Entered stored = Entered::group(document, layout::key::dataSource);
+  const EnteredScope stored = EnteredScope::group(document, layout::key::dataSource);
   if (stored) source.deserialize(document, formatVersion);
 }
 

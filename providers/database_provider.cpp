@@ -11,9 +11,9 @@
 
 namespace database_provider {
 
-using database_client::Array;
-using database_client::Entered;
-using database_client::Group;
+using database_client::ArrayScope;
+using database_client::EnteredScope;
+using database_client::GroupScope;
 using database_client::UpdateFlags;
 using database_client::UpdateOperation;
 
@@ -40,14 +40,14 @@ ObjectProperties projectId(bool wanted) {
 
 ObjectProperties emptyCatalogue() {
   ObjectProperties catalogue;
-  { const Array names(catalogue, categoriesNames); }
+  { const ArrayScope names(catalogue, categoriesNames); }
   return catalogue;
 }
 
 ObjectProperties catalogueEntry(const std::string& name, int order) {
   ObjectProperties entry;
   {
-    const Group group(entry, categoriesNames);
+    const GroupScope group(entry, categoriesNames);
     entry.setValueString("name", name);
     entry.setValueInt32("order", order);
   }
@@ -56,10 +56,10 @@ ObjectProperties catalogueEntry(const std::string& name, int order) {
 
 std::map<int, std::string> catalogueByOrder(const ObjectProperties& catalogue) {
   std::map<int, std::string> byOrder;
-  const Entered names = Entered::array(catalogue, categoriesNames);
+  const EnteredScope names = EnteredScope::array(catalogue, categoriesNames);
   const int count = names ? catalogue.size() : 0;
   for (int i = 0; i < count; ++i) {
-    const Entered entry = Entered::at(catalogue, i);
+    const EnteredScope entry = EnteredScope::at(catalogue, i);
     if (entry) byOrder[catalogue.valueAsInt32("order", 0)] = catalogue.valueAsString("name", "");
   }
   return byOrder;
@@ -68,7 +68,7 @@ std::map<int, std::string> catalogueByOrder(const ObjectProperties& catalogue) {
 DatabaseProviderInterface::Description toDescription(const ObjectProperties& group) {
   DatabaseProviderInterface::Description description;
   {
-    const Entered id = Entered::group(group, "_id");
+    const EnteredScope id = EnteredScope::group(group, "_id");
     if (id) {
       description.name = group.valueAsString("name", "");
       description.type = static_cast<PropertyType>(group.valueAsInt32("type", 0));

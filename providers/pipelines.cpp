@@ -7,8 +7,8 @@
 
 namespace database_provider {
 
-using database_client::Array;
-using database_client::Group;
+using database_client::ArrayScope;
+using database_client::GroupScope;
 
 namespace {
 
@@ -34,7 +34,7 @@ class Pipeline {
   template <class Fill>
   void stage(const std::string& operation, Fill fill) {
     append([&](ObjectProperties& stage) {
-      const Group body(stage, operation);
+      const GroupScope body(stage, operation);
       fill(stage);
     });
   }
@@ -44,8 +44,8 @@ class Pipeline {
  private:
   template <class Fill>
   void append(Fill fill) {
-    const Array stages(document_, "pipeline");
-    const Group stage(document_, std::to_string(count_++));
+    const ArrayScope stages(document_, "pipeline");
+    const GroupScope stage(document_, std::to_string(count_++));
     fill(document_);
   }
 
@@ -55,7 +55,7 @@ class Pipeline {
 };
 
 void countGroups(ObjectProperties& group) {
-  const Group count(group, "count");
+  const GroupScope count(group, "count");
   group.setValueInt32("$sum", 1);
 }
 
@@ -66,7 +66,7 @@ ObjectProperties descriptionsNamesPipeline() {
   pipeline.unwind("type");
   pipeline.stage("$group", [](ObjectProperties& group) {
     {
-      const Group id(group, "_id");
+      const GroupScope id(group, "_id");
       group.setValueString("name", "$name");
       group.setValueString("type", "$type");
     }
@@ -79,7 +79,7 @@ ObjectProperties categoriesStatisticsPipeline(const std::string& name) {
   Pipeline pipeline(layout::path::category);
   pipeline.unwind("value");
   pipeline.stage("$match", [&](ObjectProperties& match) {
-    const Group condition(match, "name");
+    const GroupScope condition(match, "name");
     // Not escaped, on purpose: callers may pass a pattern.
     match.setValueString("$regex", "^" + name + "$");
     match.setValueString("$options", "i");

@@ -46,7 +46,7 @@ void CategoriesInfo::loadItem(const ObjectProperties& item) const {
   setCategory_helper(item.valueAsString("name", ""), item.valueAsString("value", ""));
 }
 
-bool CategoriesInfo::isCanonical(Reader fields) const {
+bool CategoriesInfo::isCanonical(ElementReader fields) const {
   return fields.next() && fields.key() == "name" && !fields.asString().empty() &&   //
          fields.next() && fields.key() == "value" && !fields.asString().empty() &&  //
          !fields.next();

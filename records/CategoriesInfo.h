@@ -24,7 +24,7 @@ class DATABASE_PROVIDER_EXPORT CategoriesInfo : public ItemsView {
 
  private:
   void loadItem(const ObjectProperties& item) const override;
-  bool isCanonical(Reader fields) const override;
+  bool isCanonical(ElementReader fields) const override;
 };
 
 }  // namespace database_provider

@@ -127,7 +127,7 @@ void DescriptionsInfo::enumDescriptionsNames(std::list<std::string>& names) cons
   names = ItemsView::names();
 }
 
-bool DescriptionsInfo::isCanonical(Reader fields) const {
+bool DescriptionsInfo::isCanonical(ElementReader fields) const {
   if (!fields.next() || fields.key() != "name" || fields.asString().empty()) return false;
   if (!fields.next() || fields.key() != "value") return false;
   const PropertyType kind = fields.type();

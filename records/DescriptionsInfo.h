@@ -47,7 +47,7 @@ class DATABASE_PROVIDER_EXPORT DescriptionsInfo : public ItemsView {
  private:
   bool modifiedWhen(bool condition);
   void loadItem(const ObjectProperties& item) const override;
-  bool isCanonical(Reader fields) const override;
+  bool isCanonical(ElementReader fields) const override;
   /// Stores a value by `setValue`; false for an empty name.
   template <class SetValue>
   bool addDescription(const std::string& name, PropertyType type, SetValue setValue) const;

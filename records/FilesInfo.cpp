@@ -105,7 +105,7 @@ void FilesInfo::removeAllFilesInfo() {
   removeAll();
 }
 
-bool FilesInfo::isCanonical(Reader fields) const {
+bool FilesInfo::isCanonical(ElementReader fields) const {
   const auto has = [&fields](const char* key, PropertyType type) {
     return fields.next() && fields.key() == key && fields.type() == type;
   };

@@ -46,7 +46,7 @@ class DATABASE_PROVIDER_EXPORT FilesInfo : public ItemsView {
   File file(const std::string& fileId) const;
   void setFile(const std::string& fileId, const File& file) const;
   void loadItem(const ObjectProperties& item) const override;
-  bool isCanonical(Reader fields) const override;
+  bool isCanonical(ElementReader fields) const override;
 
   mutable Numbers numbers_{};
 };

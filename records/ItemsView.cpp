@@ -10,9 +10,9 @@
 
 namespace database_provider {
 
-using database_client::Array;
-using database_client::Entered;
-using database_client::Group;
+using database_client::ArrayScope;
+using database_client::EnteredScope;
+using database_client::GroupScope;
 
 namespace {
 
@@ -20,8 +20,8 @@ namespace {
 constexpr int searchesBeforeIndex = 1024;
 constexpr std::size_t usualCount = 32;
 
-std::string_view textOf(Reader item, std::string_view key) {
-  for (Reader field = item.children(); field.next();) {
+std::string_view textOf(ElementReader item, std::string_view key) {
+  for (ElementReader field = item.children(); field.next();) {
     if (field.key() == key) return field.asString();
   }
   return {};
@@ -56,7 +56,7 @@ std::list<std::string> ItemsView::names() const {
   normalize();
   std::list<std::string> names;
   if (!isOpen_) return names;
-  for (Reader item(items_); item.next();) names.emplace_back(textOf(item, layout_.nameKey));
+  for (ElementReader item(items_); item.next();) names.emplace_back(textOf(item, layout_.nameKey));
   return names;
 }
 
@@ -83,17 +83,17 @@ void ItemsView::visit(const std::string& name, const std::function<void(const Ob
   // An item without a name, which the search does not find, may be kept under the empty one.
   if (!isNormal_ && !name.empty() && searched_ < searchesBeforeIndex) {
     // Of repeated names the last counts.
-    const int last = items_.lastWith(layout_.nameKey, name);
+    const int last = items_.findLastItem(layout_.nameKey, name);
     searched_ += items_.size();
     if (last < 0) return;
     const bool isGroup = items_.typeAt(last) == PropertyType::group;
-    const Entered item = Entered::at(items_, last);
-    if (isGroup && isCanonical(Reader(items_))) return read(items_);
+    const EnteredScope item = EnteredScope::at(items_, last);
+    if (isGroup && isCanonical(ElementReader(items_))) return read(items_);
   }
   normalize();
   const std::string key = keyOf(name);
   if (key.empty()) return;
-  const Entered item = Entered::group(items_, key);
+  const EnteredScope item = EnteredScope::group(items_, key);
   read(items_);
 }
 
@@ -102,7 +102,7 @@ std::string ItemsView::keyOf(const std::string& name) const {
   if (!isOpen_) return {};
   if (index_.empty() && searched_ < searchesBeforeIndex) {
     searched_ += count_;
-    return items_.nameAt(items_.lastWith(layout_.nameKey, name));
+    return items_.nameAt(items_.findLastItem(layout_.nameKey, name));
   }
   if (index_.empty()) buildIndex();
   const auto found = index_.find(name);
@@ -110,21 +110,21 @@ std::string ItemsView::keyOf(const std::string& name) const {
 }
 
 void ItemsView::buildIndex() const {
-  for (Reader item(items_); item.next();) index_.emplace(textOf(item, layout_.nameKey), item.key());
+  for (ElementReader item(items_); item.next();) index_.emplace(textOf(item, layout_.nameKey), item.key());
 }
 
 void ItemsView::setItem(const std::string& name, const std::function<void(ObjectProperties&)>& write) const {
   normalize();
   const std::string old = keyOf(name);
   if (!old.empty()) {
-    const Group item(items_, old);
+    const GroupScope item(items_, old);
     return write(items_);
   }
   open();
   const std::string key = std::to_string(nextKey_);
   try {
     {
-      const Group item(items_, key);
+      const GroupScope item(items_, key);
       items_.setValueString(layout_.nameKey, name);
       write(items_);
     }
@@ -183,7 +183,7 @@ void ItemsView::normalize() const {
 bool ItemsView::areAllCanonical() const {
   std::vector<std::size_t> names;
   names.reserve(usualCount);
-  for (Reader item(items_); item.next();) {
+  for (ElementReader item(items_); item.next();) {
     if (item.type() != PropertyType::group || item.key() != std::to_string(names.size())) return false;
     if (!isCanonical(item.children())) return false;
     names.push_back(std::hash<std::string_view>()(textOf(item, layout_.nameKey)));
@@ -209,7 +209,7 @@ void ItemsView::rebuild(const ObjectProperties& stored) const {
       loadItem(ObjectProperties());
       continue;
     }
-    const Entered item = Entered::at(stored, i);
+    const EnteredScope item = EnteredScope::at(stored, i);
     loadItem(stored);
   }
 }
@@ -217,9 +217,9 @@ void ItemsView::rebuild(const ObjectProperties& stored) const {
 void ItemsView::updateRecord_helper(ObjectProperties& target) const {
   normalize();
   if (count_ != nextKey_) renumber();
-  const Group info(target, layout::key::recordInfo);
+  const GroupScope info(target, layout::key::recordInfo);
   if (layout_.group.empty()) return writeArray(target);
-  const Group group(target, layout_.group);
+  const GroupScope group(target, layout_.group);
   writeArray(target);
 }
 
@@ -229,7 +229,7 @@ void ItemsView::writeArray(ObjectProperties& level) const {
     const OutsideArray array(items_, layout_.array);
     level.copyValue(layout_.array, items_, layout_.array);
   } else {
-    const Array none(level, layout_.array);
+    const ArrayScope none(level, layout_.array);
   }
 }
 
@@ -237,7 +237,7 @@ void ItemsView::renumber() const {
   ObjectProperties numbered;
   int count = 0;
   numbered.beginArray(layout_.array);
-  for (Reader item(items_); item.next();) {
+  for (ElementReader item(items_); item.next();) {
     numbered.copyValue(std::to_string(count++), items_, std::string(item.key()));
   }
   numbered.endArray();

@@ -44,7 +44,7 @@ class DATABASE_PROVIDER_EXPORT ItemsView : public SectionView {
   /// Adds the item at the current level of `item` to the copy; items that are not valid are left out.
   virtual void loadItem(const ObjectProperties& item) const = 0;
   /// Whether an item of these fields is valid, and would be written back just so.
-  virtual bool isCanonical(Reader fields) const = 0;
+  virtual bool isCanonical(ElementReader fields) const = 0;
 
   void load(const ObjectProperties& record) const override;
   void normalize() const;

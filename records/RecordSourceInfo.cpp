@@ -9,8 +9,8 @@
 
 namespace database_provider {
 
-using database_client::Entered;
-using database_client::Group;
+using database_client::EnteredScope;
+using database_client::GroupScope;
 
 namespace {
 constexpr int formatVersion = 1;
@@ -69,11 +69,11 @@ void RecordSourceInfo::createSource(const SourceType& type) const {
 
 void RecordSourceInfo::load(const ObjectProperties& record) const {
   source_.reset();
-  const Entered info = Entered::group(record, layout::key::recordInfo);
+  const EnteredScope info = EnteredScope::group(record, layout::key::recordInfo);
   if (!info) return;
-  const Entered additional = Entered::group(record, layout::key::additionalData);
+  const EnteredScope additional = EnteredScope::group(record, layout::key::additionalData);
   if (!additional) return;
-  const Entered stored = Entered::group(record, layout::key::dataSource);
+  const EnteredScope stored = EnteredScope::group(record, layout::key::dataSource);
   if (!stored) return;
   createSource(static_cast<SourceType>(record.valueAsInt32("type", 0)));
   // Of another format version, the source keeps its defaults.
@@ -85,8 +85,8 @@ void RecordSourceInfo::updateRecord_helper(ObjectProperties& target) const {
   ObjectProperties serialized;
   source_->serialize(serialized, formatVersion);
   serialized.setValueInt32("type", static_cast<int>(currentType()));
-  const Group info(target, layout::key::recordInfo);
-  const Group additional(target, layout::key::additionalData);
+  const GroupScope info(target, layout::key::recordInfo);
+  const GroupScope additional(target, layout::key::additionalData);
   target.include(layout::key::dataSource, serialized);
 }
 

@@ -9,8 +9,8 @@
 
 namespace database_provider {
 
-using database_client::Entered;
-using database_client::Group;
+using database_client::EnteredScope;
+using database_client::GroupScope;
 using database_client::UpdateFlags;
 using database_client::UpdateOperation;
 
@@ -140,16 +140,16 @@ void UsersDatabase::rolesToObjectProperties(const std::list<Role>& roles, Object
   int index = 0;
   for (const Role& role : roles) {
     requireDefined(role);
-    const Group entry(document, std::to_string(index++));
+    const GroupScope entry(document, std::to_string(index++));
     writeRole(role, document);
   }
 }
 
 void UsersDatabase::rolesFromObjectProperties(const ObjectProperties* document, std::list<Role>& roles) {
-  const Entered array = Entered::array(*document, "roles");
+  const EnteredScope array = EnteredScope::array(*document, "roles");
   const int count = array ? document->size() : 0;
   for (int i = 0; i < count; ++i) {
-    const Entered role = Entered::at(*document, i);
+    const EnteredScope role = EnteredScope::at(*document, i);
     if (role) readRole(*document, roles);
   }
 }

@@ -157,7 +157,7 @@ std::size_t Document::offsetAt(int index) {
   return 0;
 }
 
-int Document::lastWith(std::string_view key, std::string_view text) {
+int Document::findLastItem(std::string_view key, std::string_view text) {
   Level& level = current();
   if (level.missing) return -1;
   int last = -1;

@@ -39,7 +39,7 @@ class Document {
   /// The element at a position of the current level; null `start` when there is none.
   bson::Element at(int index);
   /// The position of the last group or array of the current level that has this text under this key; -1 for none.
-  int lastWith(std::string_view key, std::string_view text);
+  int findLastItem(std::string_view key, std::string_view text);
   /// The number of entries of the current level.
   int size();
   /// The bytes of the current level.

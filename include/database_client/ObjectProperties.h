@@ -96,7 +96,9 @@ class DATABASE_CLIENT_EXPORT ObjectProperties {
   virtual bool enterAt(const int& index) const;
   /// The position of the last group or array of this level that has the text `value` under `key`, -1 when there is
   /// none: how an item is found by its name. Goes through the level once.
-  virtual int lastWith(const std::string& key, const std::string& value) const;
+  virtual int findLastItem(const std::string& key, const std::string& value) const;
+  /// The former name of `findLastItem`.
+  int lastWith(const std::string& key, const std::string& value) const { return findLastItem(key, value); }
   /// The key at a position, empty outside.
   virtual std::string nameAt(const int& index) const;
   /// The kind at a position, `PropertyType::undefined` outside.
@@ -138,50 +140,57 @@ class DATABASE_CLIENT_EXPORT ObjectProperties {
 
 /// Opens a group for a scope: `endGroup` on the way out, so that an early return cannot leave a document on the wrong
 /// level.
-class Group {
+class GroupScope {
  public:
-  Group(ObjectProperties& document, const std::string& key) : document_(document) { document.beginGroup(key); }
-  ~Group() { document_.endGroup(); }
-  Group(const Group&) = delete;
-  Group& operator=(const Group&) = delete;
+  GroupScope(ObjectProperties& document, const std::string& key) : document_(document) { document.beginGroup(key); }
+  ~GroupScope() { document_.endGroup(); }
+  GroupScope(const GroupScope&) = delete;
+  GroupScope& operator=(const GroupScope&) = delete;
 
  private:
   const ObjectProperties& document_;
 };
 
 /// Opens an array for a scope.
-class Array {
+class ArrayScope {
  public:
-  Array(const ObjectProperties& document, const std::string& key) : document_(document) { document.beginArray(key); }
-  ~Array() { document_.endArray(); }
-  Array(const Array&) = delete;
-  Array& operator=(const Array&) = delete;
+  ArrayScope(const ObjectProperties& document, const std::string& key) : document_(document) {
+    document.beginArray(key);
+  }
+  ~ArrayScope() { document_.endArray(); }
+  ArrayScope(const ArrayScope&) = delete;
+  ArrayScope& operator=(const ArrayScope&) = delete;
 
  private:
   const ObjectProperties& document_;
 };
 
 /// Enters what is there for a scope, and only that: false in a condition when it is absent or of another kind.
-class Entered {
+class EnteredScope {
  public:
-  static Entered group(const ObjectProperties& document, const std::string& key) {
+  static EnteredScope group(const ObjectProperties& document, const std::string& key) {
     return {document, document.enterGroup(key)};
   }
-  static Entered array(const ObjectProperties& document, const std::string& key) {
+  static EnteredScope array(const ObjectProperties& document, const std::string& key) {
     return {document, document.enterArray(key)};
   }
-  static Entered at(const ObjectProperties& document, int index) { return {document, document.enterAt(index)}; }
-  ~Entered() {
+  static EnteredScope at(const ObjectProperties& document, int index) { return {document, document.enterAt(index)}; }
+  ~EnteredScope() {
     if (entered_) document_.endGroup();
   }
-  Entered(const Entered&) = delete;
-  Entered& operator=(const Entered&) = delete;
+  EnteredScope(const EnteredScope&) = delete;
+  EnteredScope& operator=(const EnteredScope&) = delete;
   explicit operator bool() const { return entered_; }
 
  private:
-  Entered(const ObjectProperties& document, bool entered) : document_(document), entered_(entered) {}
+  EnteredScope(const ObjectProperties& document, bool entered) : document_(document), entered_(entered) {}
   const ObjectProperties& document_;
   bool entered_;
 };
+
+// Their former names.
+using Group = GroupScope;
+using Array = ArrayScope;
+using Entered = EnteredScope;
 
 }  // namespace database_client

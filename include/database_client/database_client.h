@@ -5,8 +5,8 @@
 
 #include "database_client/AtRoot.h"            // IWYU pragma: export
 #include "database_client/DataBaseClient.h"    // IWYU pragma: export
+#include "database_client/ElementReader.h"     // IWYU pragma: export
 #include "database_client/Error.h"             // IWYU pragma: export
 #include "database_client/ObjectFilter.h"      // IWYU pragma: export
 #include "database_client/ObjectProperties.h"  // IWYU pragma: export
-#include "database_client/Reader.h"            // IWYU pragma: export
 #include "database_client/types.h"             // IWYU pragma: export

@@ -4,15 +4,16 @@
 #include <string>
 
 #include "database_client/DataBaseClient.h"
+#include "database_client/ElementReader.h"
 #include "database_client/ObjectFilter.h"
 #include "database_client/ObjectProperties.h"
-#include "database_client/Reader.h"
 #include "database_client/types.h"
 #include "database_provider/export.h"
 
 namespace database_provider {
 
 using database_client::DataBaseClient;
+using database_client::ElementReader;
 using database_client::ObjectFilter;
 using database_client::ObjectProperties;
 using database_client::OperationType;

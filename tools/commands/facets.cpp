@@ -84,7 +84,7 @@ ObjectProperties nameMatch(const std::string& name) {
 ObjectProperties countByValue() {
   ObjectProperties result;
   result.setValueString("_id", "$value");
-  const database_client::Group count(result, "count");
+  const database_client::GroupScope count(result, "count");
   result.setValueInt32("$sum", 1);
   return result;
 }
@@ -100,7 +100,7 @@ ObjectProperties pipelineOf(const FacetOptions& options, const Selection& select
   ObjectProperties result;
   result.beginArray("pipeline");
   for (std::size_t i = 0; i < stages.size(); ++i) {
-    const database_client::Group stage(result, std::to_string(i));
+    const database_client::GroupScope stage(result, std::to_string(i));
     if (stages[i].first == std::string_view("$unwind"))
       result.setValueString("$unwind", fieldPath(layout::path::category));
     else

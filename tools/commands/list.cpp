@@ -24,12 +24,12 @@ ObjectProperties toJson(const StoredRecord& stored, const std::optional<NameColu
   ObjectProperties result;
   result.setValueString("id", stored.id);
   {
-    const database_client::Group categories(result, "categories");
+    const database_client::GroupScope categories(result, "categories");
     for (const std::string& name : categoryNames(*stored.record)) {
       if (isWanted(Field::category, name)) result.setValueString(name, stored.record->categoryValue(name, ""));
     }
   }
-  const database_client::Group descriptions(result, "descriptions");
+  const database_client::GroupScope descriptions(result, "descriptions");
   for (const std::string& name : descriptionNames(*stored.record)) {
     if (isWanted(Field::description, name)) putDescription(result, *stored.record, name);
   }

@@ -103,7 +103,7 @@ ObjectProperties toJson(const UserInfo& user) {
   result.beginArray("roles");
   int index = 0;
   for (const Role& role : user.roles) {
-    const database_client::Group item(result, std::to_string(index++));
+    const database_client::GroupScope item(result, std::to_string(index++));
     result.setValueString("role", databaseRoleTypeToString(role.role));
     result.setValueString("db", databaseTypeToString(role.db));
   }

@@ -43,7 +43,7 @@ bool isUserKey(RecordKind kind, DataBaseClient& client, const std::string& name)
   const RecordPlace& place = placeOf(kind);
   ObjectProperties query;
   {
-    const database_client::Group condition(query, name);
+    const database_client::GroupScope condition(query, name);
     query.setValueBool("$exists", true);
   }
   bool result = false;
@@ -183,7 +183,7 @@ std::set<std::string> namesInUse(RecordKind kind, DataBaseClient& client, Field 
   const char* path = field == Field::category ? layout::path::category : layout::path::description;
   std::set<std::string> result;
   client.aggregateEach(place.database, place.collection, countOfNames(path), [&](ObjectProperties& group) {
-    const auto id = database_client::Entered::group(group, "_id");
+    const auto id = database_client::EnteredScope::group(group, "_id");
     if (id && group.type("name") == PropertyType::string) result.insert(group.valueAsString("name", ""));
     return true;
   });

@@ -16,7 +16,7 @@ constexpr std::size_t mostIds = 1000;
 
 ObjectProperties queryFor(const std::vector<std::unique_ptr<ObjectProperties>>& ids) {
   ObjectProperties query;
-  const database_client::Group id(query, "_id");
+  const database_client::GroupScope id(query, "_id");
   query.beginArray("$in");
   for (std::size_t i = 0; i < ids.size(); ++i) query.copyValue(std::to_string(i), *ids[i], "_id");
   query.endArray();

@@ -96,10 +96,11 @@ std::vector<std::uint8_t> withoutId(ObjectProperties document) {
 /// The names of a configuration in their order.
 std::vector<std::string> configuredNames(const ObjectProperties& configuration) {
   std::map<std::int64_t, std::string> byOrder;
-  const database_client::Entered names = database_client::Entered::array(configuration, layout::key::categoriesNames);
+  const database_client::EnteredScope names =
+      database_client::EnteredScope::array(configuration, layout::key::categoriesNames);
   const int count = names ? configuration.size() : 0;
   for (int i = 0; i < count; ++i) {
-    const database_client::Entered entry = database_client::Entered::at(configuration, i);
+    const database_client::EnteredScope entry = database_client::EnteredScope::at(configuration, i);
     if (entry) byOrder[configuration.valueAsInt64("order", 0)] = configuration.valueAsString("name", "");
   }
   std::vector<std::string> result;

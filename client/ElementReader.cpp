@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "database_client/Reader.h"
+#include "database_client/ElementReader.h"
 
 #include "client/DocumentAccess.h"
 #include "client/bson/View.h"
@@ -23,9 +23,10 @@ const std::uint8_t* firstEntry(bson::View level) {
 
 }  // namespace
 
-Reader::Reader(const ObjectProperties& document) : Reader(firstEntry(DocumentAccess::level(document))) {}
+ElementReader::ElementReader(const ObjectProperties& document)
+    : ElementReader(firstEntry(DocumentAccess::level(document))) {}
 
-bool Reader::next() {
+bool ElementReader::next() {
   if (*next_ == 0) return false;
   kind_ = *next_;
   key_ = bson::shortCString(next_ + 1);
@@ -34,38 +35,38 @@ bool Reader::next() {
   return true;
 }
 
-PropertyType Reader::type() const {
+PropertyType ElementReader::type() const {
   return value_ == nullptr ? PropertyType::undefined : propertyType(static_cast<Type>(kind_));
 }
 
-std::string_view Reader::asString() const {
+std::string_view ElementReader::asString() const {
   return static_cast<Type>(kind_) == Type::string ? Value{Type::string, value_}.asString() : std::string_view();
 }
 
-std::int32_t Reader::asInt32(std::int32_t defaultValue) const {
+std::int32_t ElementReader::asInt32(std::int32_t defaultValue) const {
   return numberOr(defaultValue, kind_, Type::int32, value_);
 }
 
-std::int64_t Reader::asInt64(std::int64_t defaultValue) const {
+std::int64_t ElementReader::asInt64(std::int64_t defaultValue) const {
   return numberOr(defaultValue, kind_, Type::int64, value_);
 }
 
-double Reader::asDouble(double defaultValue) const {
+double ElementReader::asDouble(double defaultValue) const {
   return numberOr(defaultValue, kind_, Type::real, value_);
 }
 
-bool Reader::asBool(bool defaultValue) const {
+bool ElementReader::asBool(bool defaultValue) const {
   return static_cast<Type>(kind_) == Type::boolean ? *value_ != 0 : defaultValue;
 }
 
-long long Reader::asTime(long long defaultValue) const {
+long long ElementReader::asTime(long long defaultValue) const {
   return numberOr(defaultValue, kind_, Type::date, value_);
 }
 
-Reader Reader::children() const {
+ElementReader ElementReader::children() const {
   const auto type = static_cast<Type>(kind_);
   const bool isLevel = type == Type::document || type == Type::array;
-  return Reader(firstEntry(isLevel ? bson::viewAt(value_) : bson::emptyDocument()));
+  return ElementReader(firstEntry(isLevel ? bson::viewAt(value_) : bson::emptyDocument()));
 }
 
 }  // namespace database_client

@@ -3,8 +3,8 @@
 
 #include <string>
 
+#include "database_client/ElementReader.h"
 #include "database_client/ObjectProperties.h"
-#include "database_client/Reader.h"
 
 namespace database_client {
 namespace {
