@@ -393,9 +393,9 @@ void aggregate(benchmark::State& state, const Bytes& stages) {
   const DocumentReader read = [&store](std::int64_t rid) { return store.read(rid); };
   for (auto _ : state) {
     groups = 0;
-    const std::size_t answered = answerFromIndex(store.index(), viewOf(stages), store.documents(), read,
-                                                 [&groups](Bytes&&) { return ++groups > 0; });
-    if (answered == 0) state.SkipWithError("the index was not used");
+    const IndexAnswer answer = answerFromIndex(store.index(), viewOf(stages), store.documents(), read);
+    answer.groups.give(answer.countKey, [&groups](Bytes&&) { return ++groups > 0; });
+    if (answer.stages == 0) state.SkipWithError("the index was not used");
   }
   state.counters["groups"] = groups;
 }

@@ -29,27 +29,15 @@ View leadingMatch(const Pipeline& pipeline) {
   return pipeline.stages().front().operand.asDocument();
 }
 
-/// What the index tells by itself: the documents that come out of the first stages, and how many stages those are.
-struct Answer {
-  std::vector<std::vector<Byte>> documents{};
-  std::size_t stages = 0;
-};
-
-Answer tryIndex(Collection* collection, View stages) {
-  Answer answer;
-  if (collection == nullptr || collection->index() == nullptr) return answer;
+IndexAnswer tryIndex(Collection* collection, View stages) {
+  if (collection == nullptr || collection->index() == nullptr) return {};
   RowReader reader(*collection);
-  const auto keep = [&answer](std::vector<Byte>&& group) {
-    answer.documents.push_back(std::move(group));
-    return true;
-  };
   const auto read = [&reader](std::int64_t rid) { return reader.read(rid); };
-  answer.stages = answerFromIndex(*collection->index(), stages, collection->estimate(), read, keep);
-  return answer;
+  return answerFromIndex(*collection->index(), stages, collection->estimate(), read);
 }
 
 /// Where damage keeps the index from answering, and the read is to go on, the documents have to.
-Answer askIndex(Collection* collection, View stages, bool goesOn) {
+IndexAnswer askIndex(Collection* collection, View stages, bool goesOn) {
   try {
     return tryIndex(collection, stages);
   } catch (const DamageError&) {
@@ -58,11 +46,9 @@ Answer askIndex(Collection* collection, View stages, bool goesOn) {
   }
 }
 
-Pipeline::Source sourceOf(const Answer& answer) {
+Pipeline::Source sourceOf(const IndexAnswer& answer) {
   return [&answer](const Pipeline::Receiver& take) {
-    for (const auto& document : answer.documents) {
-      if (!take(viewOf(document))) return;
-    }
+    answer.groups.give(answer.countKey, [&take](std::vector<Byte>&& group) { return take(viewOf(group)); });
   };
 }
 
@@ -87,7 +73,7 @@ void EmbeddedEngine::aggregate(const Namespace& where, const ObjectProperties& s
   const Store::Reading reading(store_);
   Collection* collection = this->reading(where, "aggregate");
   const auto hand = [&receive](View document) { return receive(DocumentAccess::adopt(document)); };
-  const Answer answer = askIndex(collection, specification, unreadable() != nullptr);
+  const IndexAnswer answer = askIndex(collection, specification, unreadable() != nullptr);
   if (answer.stages > 0) {
     pipeline.run(sourceOf(answer), hand, answer.stages);
     return;

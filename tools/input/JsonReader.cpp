@@ -94,7 +94,7 @@ class RowHandler : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, RowHan
 template <class Stream>
 rapidjson::ParseResult readValue(Stream& stream, Row& row) {
   RowHandler handler(row);
-  rapidjson::ElementReader reader;
+  rapidjson::Reader reader;
   const rapidjson::ParseResult result = reader.Parse<parseFlags>(stream, handler);
   if (!result.IsError()) row.problem = handler.problem();
   return result;

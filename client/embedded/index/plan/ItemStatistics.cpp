@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "client/embedded/index/plan/ItemStatistics.h"
 
+#include <xxhash.h>
+
 #include <algorithm>
 #include <limits>
-#include <map>
 #include <optional>
 #include <utility>
 
@@ -27,43 +28,6 @@ using index::ValueClass;
 bson::View viewOf(const std::vector<bson::Byte>& bytes) {
   return {bytes.data(), bytes.size()};
 }
-
-/// The groups of an aggregation under way.
-class GroupCounts {
- public:
-  /// Adds to the group of `id`, a document {"_id": …}. False when the group has been seen with another form of an equal
-  /// id: which of them a server would give depends on the order of the documents.
-  bool add(std::vector<bson::Byte> id, std::int64_t count) {
-    const auto [at, fresh] = groups_.try_emplace(canonicalKey(viewOf(id).find("_id")));
-    if (fresh)
-      at->second.id = std::move(id);
-    else if (at->second.id != id)
-      return false;
-    at->second.count += count;
-    return true;
-  }
-
-  void give(const std::string& countKey, const GroupReceiver& receive) const {
-    for (const auto& [key, group] : groups_) {
-      if (group.count == 0) continue;
-      bson::Writer writer;
-      writer.append("_id", viewOf(group.id).find("_id"));
-      if (group.count > std::numeric_limits<std::int32_t>::max()) {
-        writer.appendInt64(countKey, group.count);
-      } else {
-        writer.appendInt32(countKey, static_cast<std::int32_t>(group.count));
-      }
-      if (!receive(writer.take())) return;
-    }
-  }
-
- private:
-  struct Group {
-    std::vector<bson::Byte> id;
-    std::int64_t count = 0;
-  };
-  std::map<std::string, Group> groups_;
-};
 
 std::vector<bson::Byte> idOfName(const index::ParsedKey& key) {
   bson::Writer writer;
@@ -104,7 +68,7 @@ class ItemAggregator {
     return counted && countIrregular();
   }
 
-  const GroupCounts& groups() const { return groups_; }
+  GroupCounts takeGroups() { return std::move(groups_); }
 
  private:
   /// Finds the documents that pass the filter.
@@ -267,14 +231,67 @@ class ItemAggregator {
 
 }  // namespace
 
-std::size_t answerFromIndex(ItemIndex& index, bson::View stages, std::uint64_t documents, const DocumentReader& read,
-                            const GroupReceiver& receive) {
+/// A table with open addressing over one run of bytes: of a million groups, each in a node of its own, the nodes are
+/// most of the memory.
+bool GroupCounts::add(const std::vector<bson::Byte>& id, std::int64_t count) {
+  const std::string key = canonicalKey(viewOf(id).find("_id"));
+  if (2 * (groups_.size() + 1) > table_.size()) rehash();
+  std::uint32_t& place = table_[placeOf(key)];
+  const std::string_view idBytes(reinterpret_cast<const char*>(id.data()), id.size());
+  if (place == 0) {
+    groups_.push_back(
+        {bytes_.size(), static_cast<std::uint32_t>(key.size()), static_cast<std::uint32_t>(id.size()), 0});
+    bytes_.append(key).append(idBytes);
+    place = static_cast<std::uint32_t>(groups_.size());
+  }
+  Group& group = groups_[place - 1];
+  if (idOf(group) != idBytes) return false;
+  group.count += count;
+  return true;
+}
+
+void GroupCounts::give(const std::string& countKey, const GroupReceiver& receive) const {
+  for (const Group& group : groups_) {
+    if (group.count == 0) continue;
+    bson::Writer writer;
+    writer.append("_id", bson::View{reinterpret_cast<const bson::Byte*>(idOf(group).data()), group.idSize}.find("_id"));
+    if (group.count > std::numeric_limits<std::int32_t>::max()) {
+      writer.appendInt64(countKey, group.count);
+    } else {
+      writer.appendInt32(countKey, static_cast<std::int32_t>(group.count));
+    }
+    if (!receive(writer.take())) return;
+  }
+}
+
+std::string_view GroupCounts::keyOf(const Group& group) const {
+  return std::string_view(bytes_).substr(group.at, group.keySize);
+}
+
+std::string_view GroupCounts::idOf(const Group& group) const {
+  return std::string_view(bytes_).substr(group.at + group.keySize, group.idSize);
+}
+
+/// Where the group of the key is, or belongs.
+std::size_t GroupCounts::placeOf(std::string_view key) const {
+  const std::size_t mask = table_.size() - 1;
+  std::size_t at = XXH3_64bits(key.data(), key.size()) & mask;
+  while (table_[at] != 0 && keyOf(groups_[table_[at] - 1]) != key) at = (at + 1) & mask;
+  return at;
+}
+
+void GroupCounts::rehash() {
+  table_.assign(std::max<std::size_t>(64, 2 * table_.size()), 0);
+  for (std::size_t i = 0; i < groups_.size(); ++i)
+    table_[placeOf(keyOf(groups_[i]))] = static_cast<std::uint32_t>(i + 1);
+}
+
+IndexAnswer answerFromIndex(ItemIndex& index, bson::View stages, std::uint64_t documents, const DocumentReader& read) {
   const StatisticsPattern pattern = index::recogniseStatistics(stages);
-  if (pattern.kind == StatisticsPattern::Kind::none) return 0;
-  ItemAggregator counting(index, pattern, stages, read);
-  if (!counting.run(documents)) return 0;
-  counting.groups().give(pattern.countKey, receive);
-  return pattern.answered;
+  if (pattern.kind == StatisticsPattern::Kind::none) return {};
+  ItemAggregator aggregator(index, pattern, stages, read);
+  if (!aggregator.run(documents)) return {};
+  return {pattern.answered, pattern.countKey, aggregator.takeGroups()};
 }
 
 }  // namespace database_client::embedded

@@ -3,6 +3,8 @@
 
 #include <cstdint>
 #include <functional>
+#include <string>
+#include <string_view>
 #include <vector>
 
 #include "client/bson/View.h"
@@ -17,6 +19,41 @@ using DocumentReader = std::function<bson::View(std::int64_t rid)>;
 /// Takes the bytes of one group; false asks for no more.
 using GroupReceiver = std::function<bool(std::vector<bson::Byte>&&)>;
 
+/// The groups of an aggregation, in the order in which they were first seen. About 40 bytes for each, and twice those
+/// of its value.
+class GroupCounts {
+ public:
+  /// Adds to the group of `id`, a document {"_id": …}. False when the group has been seen with another form of an equal
+  /// id: which of them a server would give depends on the order of the documents.
+  bool add(const std::vector<bson::Byte>& id, std::int64_t count);
+  /// Gives each group that has some as a document {"_id": …, `countKey`: …}.
+  void give(const std::string& countKey, const GroupReceiver& receive) const;
+
+ private:
+  struct Group {
+    std::size_t at;  ///< in `bytes_`: the canonical key, then the id
+    std::uint32_t keySize;
+    std::uint32_t idSize;
+    std::int64_t count;
+  };
+
+  std::string_view keyOf(const Group& group) const;
+  std::string_view idOf(const Group& group) const;
+  std::size_t placeOf(std::string_view key) const;
+  void rehash();
+
+  std::string bytes_{};
+  std::vector<Group> groups_{};
+  std::vector<std::uint32_t> table_{};  ///< number of a group + 1; 0: free
+};
+
+/// What the index tells by itself of a pipeline.
+struct IndexAnswer {
+  std::size_t stages = 0;  ///< how many of the first stages were answered
+  std::string countKey{};
+  GroupCounts groups{};
+};
+
 /// Answers two kinds of aggregation from the counters of the index: the number of items for each name and type,
 ///
 ///     {$project: {P: true, _id: false}}, {$unwind: "$P"}, {$project: {name: "$P.name", type: "$P.type", _id: false}},
@@ -30,9 +67,8 @@ using GroupReceiver = std::function<bool(std::vector<bson::Byte>&&)>;
 ///
 /// each also with {$match: …} before it, as far as the index answers that. Stages that follow are the caller's.
 ///
-/// The number of stages that were answered, their groups having been given to `receive` as documents; 0, and nothing
-/// given, when the pipeline begins differently or the index cannot tell. Only documents of an unusual shape are read.
-std::size_t answerFromIndex(ItemIndex& index, bson::View stages, std::uint64_t documents, const DocumentReader& read,
-                            const GroupReceiver& receive);
+/// No stage is answered when the pipeline begins differently or the index cannot tell. Only documents of an unusual
+/// shape are read.
+IndexAnswer answerFromIndex(ItemIndex& index, bson::View stages, std::uint64_t documents, const DocumentReader& read);
 
 }  // namespace database_client::embedded

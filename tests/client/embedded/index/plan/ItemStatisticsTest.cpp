@@ -47,7 +47,9 @@ class ItemStatisticsTest : public IndexedDocuments {
       ++read_;
       return viewOf(documents_.at(rid));
     };
-    answeredStages_ = answerFromIndex(*index_, stages, documents_.size(), read, [&](Bytes&& group) {
+    const IndexAnswer answer = answerFromIndex(*index_, stages, documents_.size(), read);
+    answeredStages_ = answer.stages;
+    answer.groups.give(answer.countKey, [&](Bytes&& group) {
       groups.insert(toJson(viewOf(group)));
       return true;
     });
