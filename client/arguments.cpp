@@ -12,6 +12,7 @@
 #include "client/bson/validate.h"
 #include "client/saslPrepare.h"
 #include "database_client/Error.h"
+#include "database_client/codes.h"
 
 namespace database_client::arguments {
 
@@ -24,10 +25,6 @@ namespace {
 
 constexpr std::size_t longestDatabaseName = 63;
 constexpr std::size_t longestNamespace = 255;
-constexpr int badValue = 2;
-constexpr int invalidArgument = 22;
-constexpr int negativeLimit = 51024;
-constexpr int passwordRequired = 50687;
 
 [[noreturn]] void refuse(const std::string& name, const std::string& why) {
   throw Error(Error::Kind::query, name + ": " + why, {name});
@@ -60,10 +57,10 @@ bool isSwitch(const Value& value) {
 }
 
 void checkId(const Value& id, std::size_t ids) {
-  if (ids > 1) throw Error(Error::Kind::document, "\"_id\": the document has more than one", {"_id", badValue});
+  if (ids > 1) throw Error(Error::Kind::document, "\"_id\": the document has more than one", {"_id", code::badValue});
   if (id.type == Type::array || id.type == Type::regex || id.type == Type::undefined) {
     throw Error(Error::Kind::document, "\"_id\": an array, a regular expression or undefined cannot be an id",
-                {"_id", badValue});
+                {"_id", code::badValue});
   }
 }
 
@@ -105,7 +102,7 @@ void checkPassword(const std::string& name, const std::string& value) {
   checkText(name, value);
   if (value.empty() || !isEmptyPassword(value)) return;
   throw Error(Error::Kind::server, name + ": it is empty, but for characters that do not count",
-              {name, passwordRequired});
+              {name, code::passwordRequired});
 }
 
 void checkDatabase(const std::string& database) {
@@ -130,9 +127,10 @@ void checkUser(const std::string& user) {
 
 void checkPage(int limit, int skip) {
   if (limit < 0)
-    throw Error(Error::Kind::query, "limit: " + std::to_string(limit) + " is negative", {"limit", negativeLimit});
+    throw Error(Error::Kind::query, "limit: " + std::to_string(limit) + " is negative",
+                {"limit", code::negativeNumber});
   if (skip < 0)
-    throw Error(Error::Kind::query, "skip: " + std::to_string(skip) + " is negative", {"skip", negativeLimit});
+    throw Error(Error::Kind::query, "skip: " + std::to_string(skip) + " is negative", {"skip", code::negativeNumber});
 }
 
 void checkDocument(const std::string& name, const ObjectProperties& document) {
@@ -157,7 +155,7 @@ void checkReplacement(const ObjectProperties& document) {
     if (element.key.empty() || element.key.front() != '$') continue;
     const std::string key(element.key);
     throw Error(Error::Kind::document, "\"" + key + R"(": a replacement has no key that begins with "$")",
-                {key, invalidArgument});
+                {key, code::invalidBson});
   }
 }
 

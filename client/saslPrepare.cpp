@@ -10,15 +10,15 @@
 #include <string_view>
 
 #include "database_client/Error.h"
+#include "database_client/codes.h"
 
 namespace database_client {
 
 namespace {
 
-constexpr int badValue = 2;
-
 [[noreturn]] void refusePassword() {
-  throw Error(Error::Kind::query, "password: it holds a character that no password may have", {"password", badValue});
+  throw Error(Error::Kind::query, "password: it holds a character that no password may have",
+              {"password", code::badValue});
 }
 
 bool isAscii(std::string_view text) {

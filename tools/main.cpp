@@ -6,6 +6,7 @@
 #include <new>
 #include <stdexcept>
 
+#include "database_client/codes.h"
 #include "tools/commands/commands.h"
 #include "tools/core/Session.h"
 #include "tools/terminal/Interrupt.h"
@@ -17,10 +18,12 @@ namespace database_provider::recordctl {
 namespace {
 
 using database_client::Error;
+namespace code = database_client::code;
 
-/// An unknown user, an unknown role, an empty password, a user who is there already.
+/// What was typed is wrong, although stores refuse it as they refuse what they cannot do.
 bool isAboutArguments(int code) {
-  return code == 11 || code == 31 || code == 50687 || code == 51003;
+  return code == code::userNotFound || code == code::roleNotFound || code == code::passwordRequired ||
+         code == code::userExists;
 }
 
 ExitStatus statusOf(const Error& error) {

@@ -15,6 +15,7 @@
 #include "client/embedded/query/transform/Update.h"
 #include "client/embedded/storage/duplicateKey.h"
 #include "database_client/Error.h"
+#include "database_client/codes.h"
 
 namespace database_client::embedded {
 
@@ -24,9 +25,6 @@ using bson::Type;
 using bson::View;
 
 namespace {
-
-constexpr int badValue = 2;
-constexpr int negativeNumber = 51024;
 
 View viewOf(const std::vector<Byte>& bytes) {
   return {bytes.data(), bytes.size()};
@@ -39,13 +37,13 @@ void requireId(View document) {
   const bool isAllowed = ids == 1 && id.type != Type::array && id.type != Type::regex && id.type != Type::undefined;
   if (!isAllowed) {
     throw Error(Error::Kind::document, "_id: one value that is no array, pattern or undefined is expected",
-                {"_id", badValue});
+                {"_id", code::badValue});
   }
 }
 
 Page pageOf(int limit, int skip) {
-  if (limit < 0) throw Error(Error::Kind::query, "limit: a negative number", {"limit", negativeNumber});
-  if (skip < 0) throw Error(Error::Kind::query, "skip: a negative number", {"skip", negativeNumber});
+  if (limit < 0) throw Error(Error::Kind::query, "limit: a negative number", {"limit", code::negativeNumber});
+  if (skip < 0) throw Error(Error::Kind::query, "skip: a negative number", {"skip", code::negativeNumber});
   return {static_cast<std::uint64_t>(skip), static_cast<std::uint64_t>(limit)};
 }
 
@@ -121,7 +119,8 @@ void EmbeddedEngine::requireWrite(const Namespace& where, const char* operation)
   const std::string label = where.database + "." + where.collection;
   session_.require(Action::write, where.database, operation, label);
   if (label != "admin.system.users" && label != "admin.system.roles") return;
-  throw Error(Error::Kind::authorization, label + " is written by the operations on users alone", {label, 13});
+  throw Error(Error::Kind::authorization, label + " is written by the operations on users alone",
+              {label, code::unauthorized});
 }
 
 void EmbeddedEngine::insert(const Namespace& where, const ObjectProperties& document) {

@@ -11,6 +11,7 @@
 #include "client/saslPrepare.h"
 #include "client/selfServiceRole.h"
 #include "database_client/Error.h"
+#include "database_client/codes.h"
 
 namespace database_client::embedded {
 
@@ -19,12 +20,6 @@ using bson::Element;
 using bson::View;
 
 namespace {
-
-constexpr int userNotFound = 11;
-constexpr int illegalOperation = 20;
-constexpr int roleNotFound = 31;
-constexpr int passwordRequired = 50687;
-constexpr int userExists = 51003;
 
 std::string nameOf(const std::string& database, const std::string& user) {
   return user + "@" + database;
@@ -35,7 +30,7 @@ std::string nameOf(const std::string& database, const std::string& user) {
 }
 
 void requirePassword(const std::string& password) {
-  if (isEmptyPassword(password)) reject(passwordRequired, "the password is empty", "password");
+  if (isEmptyPassword(password)) reject(code::passwordRequired, "the password is empty", "password");
 }
 
 std::string textAt(View group, const char* key) {
@@ -64,7 +59,7 @@ std::vector<Byte> bytesOf(const ObjectProperties& document) {
 
 User requireUser(UserDirectory& directory, const std::string& database, const std::string& name) {
   auto user = directory.find(database, name);
-  if (!user) reject(userNotFound, "there is no user " + nameOf(database, name), "user");
+  if (!user) reject(code::userNotFound, "there is no user " + nameOf(database, name), "user");
   return *std::move(user);
 }
 
@@ -85,7 +80,7 @@ void requireRoles(UserDirectory& directory, const std::vector<Grant>& grants) {
   for (const Grant& grant : grants) {
     if (isBuiltIn(grant)) continue;
     if (!(grant == Grant{selfServiceRole, ownDataDatabase})) {
-      reject(roleNotFound, "there is no role " + nameOf(grant.database, grant.role), "roles");
+      reject(code::roleNotFound, "there is no role " + nameOf(grant.database, grant.role), "roles");
     }
     if (!directory.hasOwnDataRole()) directory.makeOwnDataRole();
   }
@@ -110,7 +105,7 @@ void EmbeddedEngine::createUser(const std::string& database, const std::string& 
   requireUserRights(database, grants, "create the user", user);
   UserDirectory directory(store_);
   requireRoles(directory, grants);
-  if (directory.find(database, user)) reject(userExists, "there is a user " + nameOf(database, user), "user");
+  if (directory.find(database, user)) reject(code::userExists, "there is a user " + nameOf(database, user), "user");
   directory.insert({database, user, credentials, bytesOf(customData), grants});
   session_.changed();
   writing.commit();
@@ -136,7 +131,7 @@ void EmbeddedEngine::modifyUser(const std::string& database, const std::string& 
   User changed = requireUser(directory, database, user);
   requireRoles(directory, grants);
   if (isAdministrator(changed) && !isRoot(grants)) {
-    reject(illegalOperation, "the administrator keeps the role root", "roles");
+    reject(code::illegalOperation, "the administrator keeps the role root", "roles");
   }
   changed.grants = grants;
   changed.customData = bytesOf(customData);
@@ -164,7 +159,7 @@ void EmbeddedEngine::dropUser(const std::string& database, const std::string& us
   session_.require(Action::administerUsers, database, "remove the user", nameOf(database, user));
   UserDirectory directory(store_);
   const User removed = requireUser(directory, database, user);
-  if (isAdministrator(removed)) reject(illegalOperation, "the administrator cannot be removed", "user");
+  if (isAdministrator(removed)) reject(code::illegalOperation, "the administrator cannot be removed", "user");
   directory.remove(database, user);
   session_.changed();
   writing.commit();

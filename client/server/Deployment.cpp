@@ -8,7 +8,7 @@
 #include "client/DocumentAccess.h"
 #include "client/selfServiceRole.h"
 #include "client/server/Users.h"
-#include "client/server/codes.h"
+#include "database_client/codes.h"
 
 namespace database_client::server {
 

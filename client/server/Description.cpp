@@ -5,13 +5,11 @@
 #include <utility>
 
 #include "client/DocumentAccess.h"
+#include "database_client/codes.h"
 
 namespace database_client::server {
 
 namespace {
-
-constexpr int commandNotFound = 59;
-constexpr int namespaceNotFound = 26;
 
 OwnedBson commandOf(const char* name, bool nameOnly) {
   bson::Writer command;
@@ -84,8 +82,8 @@ CollectionSize sizeOf(Session& session, const Namespace& where) {
                       result.indexBytes = numberAt(answer, "totalIndexSize");
                     });
   } catch (const Error& error) {
-    if (error.code() == namespaceNotFound) return {0, 0, 0};
-    if (error.code() != commandNotFound && error.kind() != Error::Kind::unsupported) throw;
+    if (error.code() == code::namespaceNotFound) return {0, 0, 0};
+    if (error.code() != code::commandNotFound && error.kind() != Error::Kind::unsupported) throw;
   }
   return result;
 }

@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "client/bson/utf8.h"
-#include "client/server/codes.h"
+#include "database_client/codes.h"
 
 namespace database_client::server {
 
@@ -74,7 +74,7 @@ Kind kindOfCode(const ErrorContext& context, int code) {
   if (code == code::unauthorized) return Kind::authorization;
   if (code == code::authenticationFailed) return Kind::authentication;
   if (isDuplicate(code)) return Kind::duplicateKey;
-  if (code == code::maxTimeExpired) return Kind::timeout;
+  if (code == code::maxTimeMsExpired) return Kind::timeout;
   if (isUnknownToServer(code)) return Kind::unsupported;
   if (isPassing(code) || isTrouble(code) || context.ofUsers) return Kind::server;
   if (isUndoable(code) || (context.insertion && code == code::badValue)) return Kind::document;
@@ -151,7 +151,7 @@ bool isOutcomeUnknown(const ErrorContext& context, Kind kind, const bson_error_t
   if (context.manyDocuments && (written > 0 || !comesBeforeAll(kind))) return true;
   const int code = static_cast<int>(error.code);
   // A refusal by a server that steps down says nothing of an attempt before it.
-  return isBrokenOff(code) || ((isStepDown(code) || code == code::maxTimeExpired) && context.unanswered);
+  return isBrokenOff(code) || ((isStepDown(code) || code == code::maxTimeMsExpired) && context.unanswered);
 }
 
 // The number of documents that were written for certain.

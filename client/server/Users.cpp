@@ -9,7 +9,7 @@
 #include <utility>
 
 #include "client/DocumentAccess.h"
-#include "client/server/codes.h"
+#include "database_client/codes.h"
 
 namespace database_client::server {
 

@@ -40,7 +40,7 @@ class DATABASE_CLIENT_EXPORT Error : public std::runtime_error {
   Error& operator=(const Error&);
 
   Kind kind() const noexcept;
-  /// The server's error code, 0 where there is none. The embedded engine gives the codes of a server.
+  /// A server's error code, from the embedded engine too; 0 where there is none. codes.h has names for them.
   int code() const noexcept;
   /// True when the same call may succeed later, unchanged.
   bool retryable() const noexcept;

@@ -9,4 +9,5 @@
 #include "database_client/Error.h"             // IWYU pragma: export
 #include "database_client/ObjectFilter.h"      // IWYU pragma: export
 #include "database_client/ObjectProperties.h"  // IWYU pragma: export
+#include "database_client/codes.h"             // IWYU pragma: export
 #include "database_client/types.h"             // IWYU pragma: export

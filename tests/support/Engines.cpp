@@ -14,6 +14,7 @@
 #include <sstream>
 #include <thread>
 
+#include "database_client/codes.h"
 #include "tests/support/Certificates.h"
 #include "tests/support/Process.h"
 #include "tests/support/Relay.h"
@@ -133,12 +134,11 @@ std::list<std::string> databasesOfTheLibrary() {
 }
 
 bool keepsUsers(DataBaseClient& client) {
-  constexpr int unknownCommand = 59;
   try {
     documents(client, "admin", "system.users", "{}");
     return true;
   } catch (const database_client::Error& error) {
-    if (error.code() != unknownCommand) throw;
+    if (error.code() != database_client::code::commandNotFound) throw;
     return false;
   }
 }

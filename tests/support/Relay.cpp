@@ -11,15 +11,16 @@
 #include <stdexcept>
 #include <thread>
 
+#include "database_client/codes.h"
+
 namespace database_test {
+
+namespace code = database_client::code;
 
 namespace {
 
 const char* const setName = "relay";
 constexpr std::chrono::milliseconds withoutPrimary{300};
-constexpr int notPrimary = 10107;
-constexpr int notPrimaryForReads = 13435;
-constexpr int cursorNotFound = 43;
 
 bool isGreeting(const std::string& name) {
   return name == "hello" || name == "isMaster" || name == "ismaster";
@@ -341,7 +342,7 @@ std::optional<Bson> Relay::ownAnswer(const Connection& connection, const Command
   const auto owner = cursors_.find(cursor);
   const bool isForeign = owner != cursors_.end() && owner->second != connection.member;
   if (command.name == "getMore") {
-    return isForeign ? refusalWith(cursorNotFound, "CursorNotFound", "cursor id " + std::to_string(cursor))
+    return isForeign ? refusalWith(code::cursorNotFound, "CursorNotFound", "cursor id " + std::to_string(cursor))
                      : batches_.next(cursor);
   }
   if (command.name != "killCursors" || !batches_.forget(cursor)) return std::nullopt;
@@ -412,9 +413,9 @@ bool Relay::isDown(int member) const {
 }
 
 Bson Relay::refusal(const Command& command) const {
-  Bson reply = command.isRead
-                   ? refusalWith(notPrimaryForReads, "NotPrimaryNoSecondaryOk", "not primary and secondaryOk=false")
-                   : refusalWith(notPrimary, "NotWritablePrimary", "not primary");
+  Bson reply = command.isRead ? refusalWith(code::notPrimaryNoSecondaryOk, "NotPrimaryNoSecondaryOk",
+                                            "not primary and secondaryOk=false")
+                              : refusalWith(code::notWritablePrimary, "NotWritablePrimary", "not primary");
   appendTopologyVersion(reply.get());
   if (command.isRetryableWrite()) {
     const Bson labels = fromJson(R"({"0": "RetryableWriteError"})");

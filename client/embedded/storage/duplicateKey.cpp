@@ -4,12 +4,11 @@
 #include "client/DocumentAccess.h"
 #include "client/ObjectId.h"
 #include "client/bson/Writer.h"
+#include "database_client/codes.h"
 
 namespace database_client::embedded {
 
 namespace {
-
-constexpr int duplicateKeyCode = 11000;
 
 std::string textOf(const bson::Value& id) {
   if (id.type == bson::Type::objectId) return "{ _id: ObjectId('" + ObjectId::text(id.data) + "') }";
@@ -23,7 +22,7 @@ std::string textOf(const bson::Value& id) {
 Error duplicateKey(const std::string& label, const bson::Value& id) {
   return {Error::Kind::duplicateKey,
           "E11000 duplicate key error collection: " + label + " index: _id_ dup key: " + textOf(id),
-          {"_id", duplicateKeyCode}};
+          {"_id", code::duplicateKey}};
 }
 
 }  // namespace database_client::embedded

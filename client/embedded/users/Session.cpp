@@ -3,15 +3,9 @@
 
 #include "client/embedded/users/UserDirectory.h"
 #include "database_client/Error.h"
+#include "database_client/codes.h"
 
 namespace database_client::embedded {
-
-namespace {
-
-constexpr int unauthorized = 13;
-constexpr int authenticationFailed = 18;
-
-}  // namespace
 
 void Session::authenticate(const std::string& database, const std::string& user, const std::string& password) {
   const auto known = UserDirectory(store_).find(database, user);
@@ -21,7 +15,7 @@ void Session::authenticate(const std::string& database, const std::string& user,
     throw Error(
         Error::Kind::authentication,
         "user \"" + user + "\" of \"" + database + "\" cannot be authenticated: no such user, or another password",
-        {database + "." + user, authenticationFailed});
+        {database + "." + user, code::authenticationFailed});
   }
   isProved_ = true;
   database_ = database;
@@ -74,7 +68,7 @@ void Session::requireUser(const std::string& operation) {
 void Session::refuse(const std::string& operation, const std::string& target) const {
   const std::string who = isProved_ ? "user \"" + user_ + "\" of \"" + database_ + "\"" : "a client without a user";
   throw Error(Error::Kind::authorization, who + " has no right to " + operation + " on " + target,
-              {target, unauthorized});
+              {target, code::unauthorized});
 }
 
 }  // namespace database_client::embedded

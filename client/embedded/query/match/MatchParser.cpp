@@ -19,10 +19,6 @@ using bson::View;
 
 namespace {
 
-constexpr int failedToParse = 9;
-constexpr int optionsBeforeRegexWithFlags = 51074;
-constexpr int optionsAfterRegexWithFlags = 51075;
-
 [[noreturn]] void refuseOperand(const Element& element, const char* expected) {
   refuseQuery(code::badValue, std::string(element.key) + " takes " + expected + ", not " + kindOf(element.value),
               element.key);
@@ -161,7 +157,8 @@ void addTypeOf(TypeSet& types, const Value& operand) {
     refuseQuery(code::badValue, "$type has the unknown type name " + quoted(operand.asString()), "$type");
   }
   if (!operand.isNumber()) {
-    refuseQuery(14, std::string("$type takes a number, a name or an array of them, not ") + kindOf(operand), "$type");
+    refuseQuery(code::typeMismatch,
+                std::string("$type takes a number, a name or an array of them, not ") + kindOf(operand), "$type");
   }
   const auto number = exactInteger(operand);
   if (!number || !addTypeNumbered(types, *number)) refuseQuery(code::badValue, "$type has an unknown number", "$type");
@@ -170,7 +167,7 @@ void addTypeOf(TypeSet& types, const Value& operand) {
 ConditionPtr parseType(const Element& element) {
   TypeSet types;
   if (element.value.isArray()) {
-    if (element.value.asDocument().empty()) refuseQuery(failedToParse, "$type has an empty array", element.key);
+    if (element.value.asDocument().empty()) refuseQuery(code::failedToParse, "$type has an empty array", element.key);
     for (const Element& item : element.value.asDocument()) addTypeOf(types, item.value);
   } else {
     addTypeOf(types, element.value);
@@ -267,7 +264,7 @@ class RegexParts {
     if (element.value.type == Type::regex) {
       pattern_ = element.value.regexPattern();
       if (element.value.regexOptions().empty()) return;
-      if (hasOptions_) refuseBoth(optionsBeforeRegexWithFlags);
+      if (hasOptions_) refuseBoth(code::optionsBeforeRegexWithFlags);
       options_ = element.value.regexOptions();
     } else if (element.value.type == Type::string) {
       pattern_ = element.value.asString();
@@ -281,7 +278,7 @@ class RegexParts {
 
   void addOptions(const Element& element) {
     if (element.value.type != Type::string) refuseOperand(element, "a string");
-    if (!options_.empty()) refuseBoth(optionsAfterRegexWithFlags);
+    if (!options_.empty()) refuseBoth(code::optionsAfterRegexWithFlags);
     hasOptions_ = true;
     options_ = element.value.asString();
   }

@@ -12,8 +12,6 @@
 namespace database_client::embedded {
 namespace {
 
-constexpr int invalidPattern = 51091;
-constexpr int invalidOption = 51108;
 constexpr std::uint32_t matchLimit = 1'000'000;
 constexpr std::uint32_t depthLimit = 100'000;
 constexpr std::uint32_t heapLimitKiB = 32 * 1024;
@@ -33,7 +31,7 @@ std::uint32_t optionBits(std::string_view options) {
     } else if (option == 'x') {
       bits |= PCRE2_EXTENDED;
     } else {
-      refuseQuery(invalidOption,
+      refuseQuery(code::invalidRegexFlag,
                   "a regular expression has the options " + quoted(options) + ", possible are i, m, s, x");
     }
   }
@@ -54,8 +52,8 @@ pcre2_code* compile(std::string_view pattern, std::string_view options) {
   pcre2_code* code =
       pcre2_compile(reinterpret_cast<PCRE2_SPTR>(pattern.data()), pattern.size(), bits, &error, &offset, nullptr);
   if (code == nullptr) {
-    refuseQuery(invalidPattern, "the regular expression " + quoted(pattern) + " is invalid at offset " +
-                                    std::to_string(offset) + ": " + messageOf(error));
+    refuseQuery(code::invalidRegex, "the regular expression " + quoted(pattern) + " is invalid at offset " +
+                                        std::to_string(offset) + ": " + messageOf(error));
   }
   return code;
 }

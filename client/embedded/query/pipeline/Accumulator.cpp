@@ -18,8 +18,6 @@ using bson::Writer;
 
 namespace {
 
-constexpr int unknownAccumulator = 15952;
-
 class Sum : public Accumulator {
  public:
   std::size_t add(const Value& value) override {
@@ -157,7 +155,7 @@ AccumulatorMaker accumulatorNamed(std::string_view name) {
   if (found != makers.end()) return found->maker;
   const bool known = std::find(knownToServers.begin(), knownToServers.end(), name) != knownToServers.end();
   if (known) refuseUnsupported(name, "accumulator");
-  refuseQuery(unknownAccumulator, "unknown accumulator " + quoted(name), name);
+  refuseQuery(code::unknownAccumulator, "unknown accumulator " + quoted(name), name);
 }
 
 }  // namespace database_client::embedded

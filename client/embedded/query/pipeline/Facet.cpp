@@ -23,11 +23,6 @@ using bson::Writer;
 
 namespace {
 
-constexpr int notADocument = 40169;
-constexpr int notAnArray = 40170;
-constexpr int stageInside = 40600;
-constexpr int dotInName = 16412;
-
 struct SubPipeline {
   std::string name;
   Pipeline pipeline;
@@ -40,7 +35,7 @@ class Collector : public StageRun {
   bool take(View document) override {
     total_ += document.size;
     if (total_ > bson::maximumSize) {
-      refuseDocument(code::documentTooLarge, "the results of $facet exceed 16777216 bytes", "$facet");
+      refuseDocument(code::bsonObjectTooLarge, "the results of $facet exceed 16777216 bytes", "$facet");
     }
     results_.appendDocument(IndexKey(count_++), document);
     return true;
@@ -122,7 +117,7 @@ void checkStagesInside(View stages) {
     if (!stage.value.isDocument() || stage.value.asDocument().empty()) continue;
     const std::string_view name = stage.value.asDocument().begin()->key;
     if (std::find(refused.begin(), refused.end(), name) != refused.end()) {
-      refuseQuery(stageInside, std::string(name) + " cannot stand inside $facet", name);
+      refuseQuery(code::facetStageInside, std::string(name) + " cannot stand inside $facet", name);
     }
   }
 }
@@ -131,15 +126,16 @@ void checkStagesInside(View stages) {
 
 StagePtr parseFacet(const Value& operand, std::size_t memoryLimit) {
   if (!operand.isDocument() || operand.asDocument().empty()) {
-    refuseQuery(notADocument, "$facet takes a document of pipelines", "$facet");
+    refuseQuery(code::facetNotADocument, "$facet takes a document of pipelines", "$facet");
   }
   std::vector<SubPipeline> pipelines;
   for (const Element& element : operand.asDocument()) {
     if (fieldPath(element.key).size() != 1) {
-      refuseQuery(dotInName, "the field " + quoted(element.key) + " of $facet has a dot", element.key);
+      refuseQuery(code::fieldNameWithDot, "the field " + quoted(element.key) + " of $facet has a dot", element.key);
     }
     if (!element.value.isArray()) {
-      refuseQuery(notAnArray, "the field " + quoted(element.key) + " of $facet takes an array of stages", element.key);
+      refuseQuery(code::facetFieldNotAnArray,
+                  "the field " + quoted(element.key) + " of $facet takes an array of stages", element.key);
     }
     checkStagesInside(element.value.asDocument());
     pipelines.push_back({std::string(element.key),

@@ -24,17 +24,6 @@ using bson::Writer;
 
 namespace {
 
-constexpr int notADocument = 15947;
-constexpr int idTwice = 15948;
-constexpr int noId = 15955;
-constexpr int notAnAccumulator = 40234;
-constexpr int dotInName = 40235;
-constexpr int dollarInName = 40236;
-constexpr int severalAccumulators = 40238;
-constexpr int sortByCountOperand = 40149;
-constexpr int sortByCountObject = 40147;
-constexpr int sortByCountPath = 40148;
-
 /// What a group costs besides its values: the objects that keep it.
 constexpr std::size_t groupOverhead = 200;
 constexpr std::size_t accumulatorOverhead = 150;
@@ -130,9 +119,10 @@ class GroupStage : public Stage {
 
 void checkFieldName(std::string_view name) {
   if (name.find('.') != std::string_view::npos) {
-    refuseQuery(dotInName, "the field " + quoted(name) + " of $group has a dot", name);
+    refuseQuery(code::groupFieldWithDot, "the field " + quoted(name) + " of $group has a dot", name);
   }
-  if (name.substr(0, 1) == "$") refuseQuery(dollarInName, "the field " + quoted(name) + " of $group has a $", name);
+  if (name.substr(0, 1) == "$")
+    refuseQuery(code::groupFieldWithDollar, "the field " + quoted(name) + " of $group has a $", name);
 }
 
 AccumulatedField parseAccumulated(const Element& element) {
@@ -140,11 +130,12 @@ AccumulatedField parseAccumulated(const Element& element) {
   const bool operatorDocument = element.value.isDocument() && !element.value.asDocument().empty() &&
                                 element.value.asDocument().begin()->key.substr(0, 1) == "$";
   if (!operatorDocument) {
-    refuseQuery(notAnAccumulator, "the field " + quoted(element.key) + " of $group takes an accumulator", element.key);
+    refuseQuery(code::groupFieldNotAnAccumulator,
+                "the field " + quoted(element.key) + " of $group takes an accumulator", element.key);
   }
   if (element.value.asDocument().count() != 1) {
-    refuseQuery(severalAccumulators, "the field " + quoted(element.key) + " of $group takes one accumulator",
-                element.key);
+    refuseQuery(code::groupFieldOfSeveralAccumulators,
+                "the field " + quoted(element.key) + " of $group takes one accumulator", element.key);
   }
   const auto at = element.value.asDocument().begin();
   return parseUnder(element.key, [&] {
@@ -182,13 +173,15 @@ class SortByCountStage : public Stage {
 void checkSortByCount(const Value& operand) {
   if (operand.isDocument()) {
     const bool expression = !operand.asDocument().empty() && operand.asDocument().begin()->key.substr(0, 1) == "$";
-    if (!expression) refuseQuery(sortByCountObject, "$sortByCount takes an expression, not a document", "$sortByCount");
+    if (!expression)
+      refuseQuery(code::sortByCountOfDocument, "$sortByCount takes an expression, not a document", "$sortByCount");
   } else if (operand.type == Type::string) {
     const bool path = operand.asString().substr(0, 1) == "$";
-    if (!path) refuseQuery(sortByCountPath, "$sortByCount takes a path that begins with $", "$sortByCount");
+    if (!path)
+      refuseQuery(code::sortByCountPathWithoutDollar, "$sortByCount takes a path that begins with $", "$sortByCount");
   } else {
-    refuseQuery(sortByCountOperand, std::string("$sortByCount takes a path or an expression, not ") + kindOf(operand),
-                "$sortByCount");
+    refuseQuery(code::sortByCountNotAPath,
+                std::string("$sortByCount takes a path or an expression, not ") + kindOf(operand), "$sortByCount");
   }
 }
 
@@ -196,7 +189,7 @@ void checkSortByCount(const Value& operand) {
 
 StagePtr parseGroup(const Value& operand) {
   if (!operand.isDocument()) {
-    refuseQuery(notADocument, std::string("$group takes a document, not ") + kindOf(operand), "$group");
+    refuseQuery(code::groupNotADocument, std::string("$group takes a document, not ") + kindOf(operand), "$group");
   }
   GroupSpecification specification;
   for (const Element& element : operand.asDocument()) {
@@ -205,10 +198,10 @@ StagePtr parseGroup(const Value& operand) {
     } else if (specification.id == nullptr) {
       specification.id = parseExpression(element.value);
     } else {
-      refuseQuery(idTwice, "$group has \"_id\" twice", "_id");
+      refuseQuery(code::groupIdTwice, "$group has \"_id\" twice", "_id");
     }
   }
-  if (specification.id == nullptr) refuseQuery(noId, "$group needs \"_id\"", "_id");
+  if (specification.id == nullptr) refuseQuery(code::groupWithoutId, "$group needs \"_id\"", "_id");
   return std::make_unique<GroupStage>(std::move(specification));
 }
 

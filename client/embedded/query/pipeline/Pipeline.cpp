@@ -17,11 +17,6 @@ using bson::View;
 
 namespace {
 
-constexpr int tooManyStages = 7749501;
-constexpr int stageNotADocument = 14;
-constexpr int notOneField = 40323;
-constexpr int unknownStage = 40324;
-
 /// Stages that a server knows and this store does not.
 constexpr std::array<std::string_view, 32> unsupportedStages = {"$bucket",
                                                                 "$bucketAuto",
@@ -80,7 +75,7 @@ StagePtr parseStage(const std::vector<Pipeline::Description>& stages, std::size_
   if (name == "$facet") return parseFacet(operand, memoryLimit);
   const bool known = std::find(unsupportedStages.begin(), unsupportedStages.end(), name) != unsupportedStages.end();
   if (known) refuseUnsupported(name, "stage");
-  refuseQuery(unknownStage, "unknown stage " + quoted(name), name);
+  refuseQuery(code::unknownStage, "unknown stage " + quoted(name), name);
 }
 
 /// Errors are told under the stage's number and name.
@@ -98,10 +93,10 @@ StagePtr parseNumberedStage(const std::vector<Pipeline::Description>& stages, st
 
 Pipeline::Description describe(const Element& stage) {
   if (!stage.value.isDocument()) {
-    refuseQuery(stageNotADocument, std::string("a stage is a document, not ") + kindOf(stage.value), stage.key);
+    refuseQuery(code::typeMismatch, std::string("a stage is a document, not ") + kindOf(stage.value), stage.key);
   }
   if (stage.value.asDocument().count() != 1) {
-    refuseQuery(notOneField, "a stage has exactly one field", stage.key);
+    refuseQuery(code::stageWithoutOneField, "a stage has exactly one field", stage.key);
   }
   const auto field = stage.value.asDocument().begin();
   return {field->key, field->value};
@@ -126,7 +121,7 @@ class ReceiverFlow : public StageRun {
 Pipeline::Pipeline(View stages, std::size_t memoryLimit)
     : specification_(stages.data, stages.data + stages.size), memoryLimit_(memoryLimit) {
   for (const Element& stage : View{specification_.data(), specification_.size()}) {
-    if (descriptions_.size() == maximumStages) refuseQuery(tooManyStages, "a pipeline of more than 1000 stages");
+    if (descriptions_.size() == maximumStages) refuseQuery(code::tooManyStages, "a pipeline of more than 1000 stages");
     descriptions_.push_back(describe(stage));
   }
   for (std::size_t at = 0; at < descriptions_.size(); ++at) {

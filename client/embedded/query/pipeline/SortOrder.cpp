@@ -18,11 +18,6 @@ using bson::View;
 
 namespace {
 
-constexpr int notADocument = 15973;
-constexpr int notADirection = 15974;
-constexpr int notOneOrMinusOne = 15975;
-constexpr int noKey = 15976;
-
 constexpr bson::Byte noBytes[1] = {};
 
 /// Stands for an empty array: below null.
@@ -38,12 +33,12 @@ bool isDescending(const Element& element) {
     if (!isMissing(element.value.asDocument().find("$meta"))) refuseUnsupported("$meta", "sort key");
   }
   if (!element.value.isNumber()) {
-    refuseQuery(notADirection, "$sort takes 1 or -1 under " + quoted(element.key) + ", not " + kindOf(element.value),
-                element.key);
+    refuseQuery(code::sortDirectionNotANumber,
+                "$sort takes 1 or -1 under " + quoted(element.key) + ", not " + kindOf(element.value), element.key);
   }
   const std::int64_t direction = exactInteger(element.value).value_or(0);
   if (direction != 1 && direction != -1) {
-    refuseQuery(notOneOrMinusOne, "$sort takes 1 or -1 under " + quoted(element.key), element.key);
+    refuseQuery(code::sortDirectionNotOne, "$sort takes 1 or -1 under " + quoted(element.key), element.key);
   }
   return direction == -1;
 }
@@ -132,12 +127,12 @@ class SortOrder::Generator {
 
 SortOrder::SortOrder(const Value& specification) {
   if (!specification.isDocument()) {
-    refuseQuery(notADocument, std::string("$sort takes a document, not ") + kindOf(specification), "$sort");
+    refuseQuery(code::sortNotADocument, std::string("$sort takes a document, not ") + kindOf(specification), "$sort");
   }
   for (const Element& element : specification.asDocument()) {
     parts_.push_back({fieldPath(element.key), isDescending(element)});
   }
-  if (parts_.empty()) refuseQuery(noKey, "$sort has no key", "$sort");
+  if (parts_.empty()) refuseQuery(code::sortWithoutKey, "$sort has no key", "$sort");
 }
 
 SortOrder::Key SortOrder::key(View document) const {

@@ -18,15 +18,6 @@ using bson::View;
 
 namespace {
 
-constexpr int operandKind = 15981;
-constexpr int pathNotAString = 28808;
-constexpr int preserveNotABoolean = 28809;
-constexpr int indexNotAString = 28810;
-constexpr int unknownOption = 28811;
-constexpr int noPath = 28812;
-constexpr int pathWithoutDollar = 28818;
-constexpr int indexWithDollar = 28822;
-
 /// A document with one field cut out, into which values can be put instead.
 class Splice {
  public:
@@ -154,20 +145,22 @@ class UnwindStage : public Stage {
 
 Path parsePath(const Value& path) {
   if (path.type != Type::string) {
-    refuseQuery(pathNotAString, std::string("the path of $unwind is ") + kindOf(path) + ", not a string", "path");
+    refuseQuery(code::unwindPathNotAString, std::string("the path of $unwind is ") + kindOf(path) + ", not a string",
+                "path");
   }
   if (path.asString().substr(0, 1) != "$") {
-    refuseQuery(pathWithoutDollar, "the path of $unwind has to begin with $", "path");
+    refuseQuery(code::unwindPathWithoutDollar, "the path of $unwind has to begin with $", "path");
   }
   return fieldPath(path.asString().substr(1));
 }
 
 Path parseIndex(const Value& index) {
   if (index.type != Type::string || index.asString().empty()) {
-    refuseQuery(indexNotAString, "includeArrayIndex of $unwind takes the name of a field", "includeArrayIndex");
+    refuseQuery(code::unwindIndexNotAString, "includeArrayIndex of $unwind takes the name of a field",
+                "includeArrayIndex");
   }
   if (index.asString().front() == '$') {
-    refuseQuery(indexWithDollar, "includeArrayIndex of $unwind begins with $", "includeArrayIndex");
+    refuseQuery(code::unwindIndexWithDollar, "includeArrayIndex of $unwind begins with $", "includeArrayIndex");
   }
   return fieldPath(index.asString());
 }
@@ -181,16 +174,17 @@ UnwindSpecification parseOptions(View options) {
       hasPath = true;
     } else if (element.key == "preserveNullAndEmptyArrays") {
       if (element.value.type != Type::boolean) {
-        refuseQuery(preserveNotABoolean, "preserveNullAndEmptyArrays of $unwind takes a boolean", element.key);
+        refuseQuery(code::unwindPreserveNotABoolean, "preserveNullAndEmptyArrays of $unwind takes a boolean",
+                    element.key);
       }
       specification.preserve = element.value.asBool();
     } else if (element.key == "includeArrayIndex") {
       specification.index = parseIndex(element.value);
     } else {
-      refuseQuery(unknownOption, "$unwind does not know " + quoted(element.key), element.key);
+      refuseQuery(code::unwindUnknownOption, "$unwind does not know " + quoted(element.key), element.key);
     }
   }
-  if (!hasPath) refuseQuery(noPath, "$unwind needs a path", "path");
+  if (!hasPath) refuseQuery(code::unwindWithoutPath, "$unwind needs a path", "path");
   return specification;
 }
 
@@ -199,7 +193,8 @@ UnwindSpecification parseOptions(View options) {
 StagePtr parseUnwind(const Value& operand) {
   if (operand.isDocument()) return std::make_unique<UnwindStage>(parseOptions(operand.asDocument()));
   if (operand.type != Type::string) {
-    refuseQuery(operandKind, std::string("$unwind takes a path or a document, not ") + kindOf(operand), "$unwind");
+    refuseQuery(code::unwindNotAPath, std::string("$unwind takes a path or a document, not ") + kindOf(operand),
+                "$unwind");
   }
   UnwindSpecification specification;
   specification.path = parsePath(operand);

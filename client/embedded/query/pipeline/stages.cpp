@@ -20,29 +20,6 @@ using bson::View;
 
 namespace {
 
-namespace stageCode {
-constexpr int matchNotADocument = 15959;
-constexpr int projectNotADocument = 15969;
-constexpr int projectEmpty = 51272;
-constexpr int addFieldsNotADocument = 40272;
-constexpr int addFieldsEmpty = 40177;
-constexpr int unsetOperand = 31002;
-constexpr int unsetEmpty = 31119;
-constexpr int unsetElement = 31120;
-constexpr int replaceRootNotADocument = 40229;
-constexpr int replaceRootUnknownOption = 40230;
-constexpr int replaceRootMissingNewRoot = 40231;
-constexpr int newRootNotADocument = 40228;
-constexpr int limitNotPositive = 15958;
-constexpr int limitOperand = 5107201;
-constexpr int skipOperand = 5107200;
-constexpr int countNotAString = 40156;
-constexpr int countEmpty = 40157;
-constexpr int countWithDollar = 40158;
-constexpr int countWithNul = 40159;
-constexpr int countWithDot = 40160;
-}  // namespace stageCode
-
 View viewOf(const std::vector<Byte>& bytes) {
   return {bytes.data(), bytes.size()};
 }
@@ -115,7 +92,7 @@ class ReplaceRootStage : public StatelessStage<ReplaceRootStage> {
     Scratch scratch;
     const Value root = newRoot_->evaluate(document, scratch);
     if (isMissing(root) || !root.isDocument()) {
-      refuseQuery(stageCode::newRootNotADocument,
+      refuseQuery(code::replaceRootToNoDocument,
                   std::string("the new root of a document is ") + (isMissing(root) ? "missing" : kindOf(root)),
                   "$replaceRoot");
     }
@@ -216,19 +193,19 @@ class CountStage : public Stage {
 };
 
 StagePtr parseMatch(const Value& operand) {
-  requireDocument(operand, stageCode::matchNotADocument, "$match");
+  requireDocument(operand, code::matchNotADocument, "$match");
   return std::make_unique<MatchStage>(operand.asDocument());
 }
 
 StagePtr parseProject(const Value& operand) {
-  requireDocument(operand, stageCode::projectNotADocument, "$project");
-  if (operand.asDocument().empty()) refuseQuery(stageCode::projectEmpty, "$project names no field", "$project");
+  requireDocument(operand, code::projectNotADocument, "$project");
+  if (operand.asDocument().empty()) refuseQuery(code::projectEmpty, "$project names no field", "$project");
   return std::make_unique<ProjectStage>(parseFields(operand.asDocument(), Expressions::allowed));
 }
 
 StagePtr parseAddFields(const Value& operand) {
-  requireDocument(operand, stageCode::addFieldsNotADocument, "$addFields");
-  if (operand.asDocument().empty()) refuseQuery(stageCode::addFieldsEmpty, "$addFields names no field", "$addFields");
+  requireDocument(operand, code::addFieldsNotADocument, "$addFields");
+  if (operand.asDocument().empty()) refuseQuery(code::addFieldsEmpty, "$addFields names no field", "$addFields");
   return std::make_unique<AddFieldsStage>(parseComputedFields(operand.asDocument()));
 }
 
@@ -239,13 +216,13 @@ StagePtr parseUnset(const Value& operand) {
     return std::make_unique<ProjectStage>(std::move(fields));
   }
   if (!operand.isArray()) {
-    refuseQuery(stageCode::unsetOperand, std::string("$unset takes a string or an array, not ") + kindOf(operand),
+    refuseQuery(code::unsetNotAString, std::string("$unset takes a string or an array, not ") + kindOf(operand),
                 "$unset");
   }
-  if (operand.asDocument().empty()) refuseQuery(stageCode::unsetEmpty, "$unset names no field", "$unset");
+  if (operand.asDocument().empty()) refuseQuery(code::unsetEmpty, "$unset names no field", "$unset");
   for (const Element& element : operand.asDocument()) {
     if (element.value.type != Type::string) {
-      refuseQuery(stageCode::unsetElement, std::string("$unset holds ") + kindOf(element.value) + ", not a string",
+      refuseQuery(code::unsetElementNotAString, std::string("$unset holds ") + kindOf(element.value) + ", not a string",
                   "$unset");
     }
     addField(fields.fields, fieldPath(element.value.asString()));
@@ -254,13 +231,13 @@ StagePtr parseUnset(const Value& operand) {
 }
 
 StagePtr parseReplaceRoot(const Value& operand) {
-  requireDocument(operand, stageCode::replaceRootNotADocument, "$replaceRoot");
+  requireDocument(operand, code::replaceRootNotADocument, "$replaceRoot");
   for (const Element& element : operand.asDocument()) {
     if (element.key == "newRoot") continue;
-    refuseQuery(stageCode::replaceRootUnknownOption, "$replaceRoot does not know " + quoted(element.key), element.key);
+    refuseQuery(code::replaceRootUnknownOption, "$replaceRoot does not know " + quoted(element.key), element.key);
   }
   const Value newRoot = operand.asDocument().find("newRoot");
-  if (isMissing(newRoot)) refuseQuery(stageCode::replaceRootMissingNewRoot, "$replaceRoot needs newRoot", "newRoot");
+  if (isMissing(newRoot)) refuseQuery(code::replaceRootWithoutNewRoot, "$replaceRoot needs newRoot", "newRoot");
   return std::make_unique<ReplaceRootStage>(parseExpression(newRoot));
 }
 
@@ -268,12 +245,12 @@ StagePtr parseCount(const Value& operand) {
   const auto refuse = [](int code, const char* reason) {
     refuseQuery(code, std::string("the field that $count names ") + reason, "$count");
   };
-  if (operand.type != Type::string) refuse(stageCode::countNotAString, "has to be a string");
+  if (operand.type != Type::string) refuse(code::countNotAString, "has to be a string");
   const std::string_view name = operand.asString();
-  if (name.empty()) refuse(stageCode::countEmpty, "is empty");
-  if (name.front() == '$') refuse(stageCode::countWithDollar, "begins with $");
-  if (name.find('\0') != std::string_view::npos) refuse(stageCode::countWithNul, "holds a NUL");
-  if (name.find('.') != std::string_view::npos) refuse(stageCode::countWithDot, "has a dot");
+  if (name.empty()) refuse(code::countEmpty, "is empty");
+  if (name.front() == '$') refuse(code::countWithDollar, "begins with $");
+  if (name.find('\0') != std::string_view::npos) refuse(code::countWithNul, "holds a NUL");
+  if (name.find('.') != std::string_view::npos) refuse(code::countWithDot, "has a dot");
   return std::make_unique<CountStage>(name);
 }
 
@@ -288,13 +265,13 @@ std::int64_t parseCountOperand(const Value& operand, int code, const char* stage
 }  // namespace
 
 std::int64_t parseLimit(const Value& operand) {
-  const std::int64_t limit = parseCountOperand(operand, stageCode::limitOperand, "$limit");
-  if (limit == 0) refuseQuery(stageCode::limitNotPositive, "$limit has to be positive", "$limit");
+  const std::int64_t limit = parseCountOperand(operand, code::limitNotANumber, "$limit");
+  if (limit == 0) refuseQuery(code::limitNotPositive, "$limit has to be positive", "$limit");
   return limit;
 }
 
 std::int64_t parseSkip(const Value& operand) {
-  return parseCountOperand(operand, stageCode::skipOperand, "$skip");
+  return parseCountOperand(operand, code::skipNotANumber, "$skip");
 }
 
 StagePtr parsePlainStage(std::string_view name, const Value& operand) {
@@ -310,7 +287,7 @@ StagePtr parsePlainStage(std::string_view name, const Value& operand) {
 }
 
 void refuseMemory(std::string_view stage, const RunLimits& limits) {
-  refuseQuery(code::memoryLimit,
+  refuseQuery(code::queryExceededMemoryLimitNoDiskUseAllowed,
               std::string(stage) + " would need more than " + std::to_string(limits.memory) + " bytes of memory",
               stage);
 }

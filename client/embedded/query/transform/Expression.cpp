@@ -94,15 +94,8 @@ class Composite : public Expression {
   std::vector<Part> parts_;
 };
 
-constexpr int dollarAlone = 16872;
-constexpr int emptyPart = 15998;
-constexpr int dollarInPart = 16410;
-constexpr int dotInName = 16412;
-constexpr int severalOperators = 15983;
-constexpr int unknownVariable = 17276;
-
 ExpressionPtr parsePath(std::string_view path, std::string_view whole) {
-  if (path.empty()) refuseQuery(dollarAlone, "\"$\" alone is no field path", whole);
+  if (path.empty()) refuseQuery(code::fieldPathOfDollarAlone, "\"$\" alone is no field path", whole);
   return std::make_unique<FieldPath>(fieldPath(path));
 }
 
@@ -113,7 +106,7 @@ ExpressionPtr parseVariable(std::string_view text) {
     const bool known = name == "NOW" || name == "REMOVE" || name == "CLUSTER_TIME" || name == "DESCEND" ||
                        name == "PRUNE" || name == "KEEP" || name == "USER_ROLES" || name == "SEARCH_META";
     if (known) refuseUnsupported("$$" + std::string(name), "variable");
-    refuseQuery(unknownVariable, "unknown variable " + quoted(text), text);
+    refuseQuery(code::unknownVariable, "unknown variable " + quoted(text), text);
   }
   if (name.size() == variable.size()) return std::make_unique<WholeDocument>();
   return parsePath(variable.substr(name.size() + 1), text);
@@ -135,18 +128,19 @@ ExpressionPtr folded(ExpressionPtr expression) {
 ExpressionPtr parseOperator(View document) {
   const Element element = *document.begin();
   if (document.count() != 1) {
-    refuseQuery(severalOperators, "an expression has exactly one operator, here after " + quoted(element.key),
-                element.key);
+    refuseQuery(code::expressionWithSeveralOperators,
+                "an expression has exactly one operator, here after " + quoted(element.key), element.key);
   }
   if (element.key != "$literal") refuseUnsupported(element.key, "expression");
   return std::make_unique<Constant>(element.value);
 }
 
 void checkName(std::string_view key) {
-  if (key.empty()) refuseQuery(emptyPart, "a field of an expression has an empty name");
-  if (key.front() == '$') refuseQuery(dollarInPart, "the field " + quoted(key) + " of an expression has a $", key);
+  if (key.empty()) refuseQuery(code::fieldNameEmpty, "a field of an expression has an empty name");
+  if (key.front() == '$')
+    refuseQuery(code::fieldNameWithDollar, "the field " + quoted(key) + " of an expression has a $", key);
   if (key.find('.') != std::string_view::npos) {
-    refuseQuery(dotInName, "the field " + quoted(key) + " of an expression has a dot", key);
+    refuseQuery(code::fieldNameWithDot, "the field " + quoted(key) + " of an expression has a dot", key);
   }
 }
 

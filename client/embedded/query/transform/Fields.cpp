@@ -124,21 +124,12 @@ class FieldSetter {
 
 template <class Leaf>
 void addPath(PathTree<Leaf>& fields, const Path& path, Leaf leaf) {
-  constexpr int beyondLeaf = 31249;
-  constexpr int taken = 31250;
   using Collision = typename PathTree<Leaf>::Collision;
   const Collision collision = fields.add(path, std::move(leaf));
   if (collision == Collision::none) return;
-  refuseQuery(collision == Collision::beyondLeaf ? beyondLeaf : taken,
+  refuseQuery(collision == Collision::beyondLeaf ? code::projectPathBeyondAnother : code::projectPathTaken,
               "the path " + quoted(path.text()) + " collides with another one", path.text());
 }
-
-constexpr int inclusionInExclusion = 31253;
-constexpr int exclusionInInclusion = 31254;
-constexpr int expressionInExclusion = 31252;
-constexpr int emptySubProjection = 51270;
-constexpr int emptySubDocument = 40180;
-constexpr int conflictingPaths = 40176;
 
 bool isFlag(const Value& value) {
   return value.isNumber() || value.type == Type::boolean;
@@ -162,7 +153,7 @@ class ComputedParser {
       if (isExpression(element.value)) {
         add(path, element.value);
       } else if (element.value.asDocument().empty()) {
-        refuseQuery(emptySubDocument, "an empty document under " + quoted(path), path);
+        refuseQuery(code::addFieldsEmptyDocument, "an empty document under " + quoted(path), path);
       } else {
         read(path + '.', element.value.asDocument());
       }
@@ -171,7 +162,7 @@ class ComputedParser {
 
   void add(const std::string& path, const Value& value) {
     if (result_.add(fieldPath(path), parseExpression(value)) == ComputedFields::Collision::none) return;
-    refuseQuery(conflictingPaths, "the path " + quoted(path) + " collides with another one", path);
+    refuseQuery(code::addFieldsConflictingPaths, "the path " + quoted(path) + " collides with another one", path);
   }
 
   ComputedFields result_;
@@ -200,7 +191,7 @@ class FieldParser {
       const std::string path = prefix + std::string(element.key);
       if (element.value.isDocument() && !isExpression(element.value)) {
         if (element.value.asDocument().empty()) {
-          refuseQuery(emptySubProjection, "an empty document under " + quoted(path), path);
+          refuseQuery(code::projectEmptyDocument, "an empty document under " + quoted(path), path);
         }
         read(path + '.', element.value.asDocument());
       } else {
@@ -234,13 +225,13 @@ class FieldParser {
   void add(const std::string& dotted, const Value& value) {
     const Path path = checkedPath(dotted);
     if (!isFlag(value)) {
-      if (!result_.inclusion) refuseQuery(expressionInExclusion, "an expression among exclusions", dotted);
+      if (!result_.inclusion) refuseQuery(code::projectExpressionInExclusion, "an expression among exclusions", dotted);
       addPath(result_.fields, path, false);
       addPath(result_.computed, path, parseExpression(value));
       return;
     }
     if (isTrue(value) != result_.inclusion) {
-      refuseQuery(result_.inclusion ? exclusionInInclusion : inclusionInExclusion,
+      refuseQuery(result_.inclusion ? code::projectExclusionInInclusion : code::projectInclusionInExclusion,
                   quoted(dotted) + " cannot be " +
                       (result_.inclusion ? "excluded among inclusions" : "included among exclusions"),
                   dotted);

@@ -29,7 +29,6 @@ namespace {
 
 using Tree = PathTree<Value>;
 
-constexpr int replacementWithOperators = 22;
 constexpr std::size_t maximumPadding = 1'500'000;
 
 View viewOf(const std::vector<Byte>& bytes) {
@@ -85,7 +84,7 @@ void checkPushed(const Element& element) {
 void checkReplacement(View document) {
   for (const Element& element : document) {
     if (!element.key.empty() && element.key.front() == '$') {
-      refuseQuery(replacementWithOperators, "a replacement holds the key " + quoted(element.key), element.key);
+      refuseQuery(code::invalidBson, "a replacement holds the key " + quoted(element.key), element.key);
     }
   }
 }

@@ -10,11 +10,6 @@ namespace database_client::embedded {
 namespace {
 
 constexpr std::ptrdiff_t maximumParts = 200;
-constexpr int emptyPath = 40352;
-constexpr int endsWithDot = 40353;
-constexpr int emptyPart = 15998;
-constexpr int dollarInPart = 16410;
-constexpr int nulInPath = 16411;
 
 }  // namespace
 
@@ -43,13 +38,13 @@ Path fieldPath(std::string_view dotted) {
   const auto refuse = [dotted](int code, const char* reason) {
     refuseQuery(code, "the path " + quoted(dotted) + reason, dotted);
   };
-  if (dotted.empty()) refuse(emptyPath, " is empty");
-  if (dotted.back() == '.') refuse(endsWithDot, " ends with a dot");
-  if (dotted.find('\0') != std::string_view::npos) refuse(nulInPath, " holds a NUL");
+  if (dotted.empty()) refuse(code::fieldPathEmpty, " is empty");
+  if (dotted.back() == '.') refuse(code::fieldPathEndsWithDot, " ends with a dot");
+  if (dotted.find('\0') != std::string_view::npos) refuse(code::fieldNameWithNul, " holds a NUL");
   Path path(dotted);
   for (std::size_t at = 0; at < path.size(); ++at) {
-    if (path[at].name.empty()) refuse(emptyPart, " has an empty part");
-    if (path[at].name.front() == '$') refuse(dollarInPart, " has a part that begins with $");
+    if (path[at].name.empty()) refuse(code::fieldNameEmpty, " has an empty part");
+    if (path[at].name.front() == '$') refuse(code::fieldNameWithDollar, " has a part that begins with $");
   }
   return path;
 }

@@ -104,7 +104,7 @@ std::string quoted(std::string_view key) {
 
 void checkLimits(bson::View document) {
   if (document.size > bson::maximumSize) {
-    refuseDocument(code::documentTooLarge,
+    refuseDocument(code::bsonObjectTooLarge,
                    "a document of " + std::to_string(document.size) + " bytes, at most 16777216 are possible");
   }
   if (isDeeperThan(document, bson::maximumDepth)) {

@@ -6,24 +6,9 @@
 
 #include "client/bson/View.h"
 #include "database_client/Error.h"
+#include "database_client/codes.h"  // IWYU pragma: export
 
 namespace database_client::embedded {
-
-/// Server error codes that more than one place gives.
-namespace code {
-constexpr int badValue = 2;
-constexpr int overflow = 15;
-constexpr int pathNotViable = 28;
-constexpr int cannotBackfillArray = 34;
-constexpr int conflictingUpdateOperators = 40;
-constexpr int dollarPrefixedFieldName = 52;
-constexpr int invalidIdField = 53;
-constexpr int notSingleValueField = 54;
-constexpr int emptyFieldName = 56;
-constexpr int immutableField = 66;
-constexpr int memoryLimit = 292;
-constexpr int documentTooLarge = 10334;
-}  // namespace code
 
 /// Throws Error{query} with a server's code; `where` is the key or path concerned.
 [[noreturn]] void refuseQuery(int code, const std::string& message, std::string_view where = {});
