@@ -23,7 +23,7 @@
 #include "benchmarks/record.h"
 #include "client/DocumentAccess.h"
 #include "client/Engine.h"
-#include "client/server/Session.h"
+#include "client/server/OperationRunner.h"
 #include "database_client/DataBaseClient.h"
 
 namespace database_client {
@@ -180,14 +180,14 @@ class Bare {
 /// The same through the library.
 class Ours {
  public:
-  explicit Ours(const std::string& address) : session_(server::makeAddress({"", address, 0, "", ""})) {
+  explicit Ours(const std::string& address) : runner_(server::makeAddress({"", address, 0, "", ""})) {
     expect(client_.connect("", address, 0, "", ""), "connect");
   }
 
   void ping() {
     Bson command;
     BSON_APPEND_INT32(&command.value, "ping", 1);
-    session_.command({"ping"}, "admin", &command.value, [](bson::View) {});
+    runner_.command({"ping"}, "admin", &command.value, [](bson::View) {});
   }
 
   void insertOne() {
@@ -222,7 +222,7 @@ class Ours {
     return found.size();
   }
 
-  server::Session session_;
+  server::OperationRunner runner_;
   DataBaseClient client_{};
   std::vector<ObjectProperties> documents_{};
   std::vector<const ObjectProperties*> pointers_{};

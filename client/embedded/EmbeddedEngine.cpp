@@ -44,35 +44,35 @@ void makeAdministrator(Store& store) {
 }  // namespace
 
 EmbeddedEngine::EmbeddedEngine(const StoreAddress& address, const ConnectRequest& request)
-    : store_(openStore(address, newFile_), isShared(address)), session_(store_) {
+    : store_(openStore(address, newFile_), isShared(address)), login_(store_) {
   store_.connection().setCancellation(request.cancellation);
   makeAdministrator(store_);
   newFile_.keep();
   if (request.user.empty()) return;
   const Store::Reading reading(store_);
-  session_.authenticate(request.authDatabase.empty() ? "admin" : request.authDatabase, request.user, request.password);
+  login_.authenticate(request.authDatabase.empty() ? "admin" : request.authDatabase, request.user, request.password);
 }
 
 Collection* EmbeddedEngine::reading(const Namespace& where, const char* operation) {
   const Action action = isUserList(where) || isRoleList(where) ? Action::listUsers : Action::read;
-  if (!session_.may(action, where.database)) session_.refuse(operation, where.database + "." + where.collection);
+  if (!login_.may(action, where.database)) login_.refuse(operation, where.database + "." + where.collection);
   return store_.find(where.database, where.collection);
 }
 
 // Users may see themselves, whatever their rights over others: the query for it, when this is what the query asks.
 std::optional<ObjectProperties> EmbeddedEngine::lookUpOfSelf(const Namespace& where, const ObjectProperties& query) {
-  if (!isUserList(where) || session_.may(Action::listUsers, where.database)) return std::nullopt;
-  if (!session_.hasUser() || !asksForUser(DocumentAccess::view(query), session_.user())) return std::nullopt;
+  if (!isUserList(where) || login_.may(Action::listUsers, where.database)) return std::nullopt;
+  if (!login_.hasUser() || !asksForUser(DocumentAccess::view(query), login_.user())) return std::nullopt;
   ObjectProperties self;
-  self.setValueString("user", session_.user());
-  self.setValueString("db", session_.database());
+  self.setValueString("user", login_.user());
+  self.setValueString("db", login_.database());
   return self;
 }
 
 void EmbeddedEngine::beginTransaction() {
   {
     const Store::Reading reading(store_);
-    session_.requireSomeChange("begin a transaction");
+    login_.requireSomeChange("begin a transaction");
   }
   store_.begin();
 }
@@ -83,7 +83,7 @@ void EmbeddedEngine::commitTransaction() {
 
 void EmbeddedEngine::rollbackTransaction() {
   store_.rollback();
-  session_.changed();
+  login_.changed();
 }
 
 std::unique_ptr<Engine> open(const std::string& path, const ConnectRequest& request) {

@@ -11,8 +11,8 @@
 #include "client/embedded/storage/Store.h"
 #include "client/embedded/storage/StoreAddress.h"
 #include "client/embedded/storage/StoreFile.h"
+#include "client/embedded/users/Login.h"
 #include "client/embedded/users/Rights.h"
-#include "client/embedded/users/Session.h"
 #include "client/embedded/users/UserDirectory.h"
 
 namespace database_client::embedded {
@@ -73,7 +73,7 @@ class EmbeddedEngine : public Engine {
 
   NewFile newFile_{};  // Before the store, so that the file is closed when it is removed.
   Store store_;
-  Session session_;
+  Login login_;
 };
 
 }  // namespace database_client::embedded

@@ -26,7 +26,7 @@ long long indexBytes(sqlite::Connection& connection, const Collection& collectio
 
 AccessControl EmbeddedEngine::accessControl() {
   const Store::Reading reading(store_);
-  return session_.isControlled() ? AccessControl::on : AccessControl::off;
+  return login_.isControlled() ? AccessControl::on : AccessControl::off;
 }
 
 StoreDescription EmbeddedEngine::describe() {

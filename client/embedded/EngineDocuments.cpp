@@ -117,7 +117,7 @@ bool updateAll(Collection* collection, View selector, const Update& change) {
 
 void EmbeddedEngine::requireWrite(const Namespace& where, const char* operation) {
   const std::string label = where.database + "." + where.collection;
-  session_.require(Action::write, where.database, operation, label);
+  login_.require(Action::write, where.database, operation, label);
   if (label != "admin.system.users" && label != "admin.system.roles") return;
   throw Error(Error::Kind::authorization, label + " is written by the operations on users alone",
               {label, code::unauthorized});
@@ -220,7 +220,7 @@ ObjectProperties EmbeddedEngine::explain(const Namespace& where, const ObjectPro
 
 std::list<std::string> EmbeddedEngine::collectionNames(const std::string& database) {
   const Store::Reading reading(store_);
-  session_.require(Action::list, database, "list the collections");
+  login_.require(Action::list, database, "list the collections");
   std::list<std::string> names;
   for (const Collection* collection : store_.collections()) {
     if (collection->database() == database) names.push_back(collection->name());
@@ -230,11 +230,11 @@ std::list<std::string> EmbeddedEngine::collectionNames(const std::string& databa
 
 std::list<std::string> EmbeddedEngine::databaseNames() {
   const Store::Reading reading(store_);
-  session_.requireUser("list the databases");
+  login_.requireUser("list the databases");
   std::list<std::string> names;
   for (const Collection* collection : store_.collections()) {
     const std::string& database = collection->database();
-    if ((names.empty() || names.back() != database) && session_.may(Action::list, database)) names.push_back(database);
+    if ((names.empty() || names.back() != database) && login_.may(Action::list, database)) names.push_back(database);
   }
   return names;
 }

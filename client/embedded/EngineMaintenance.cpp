@@ -159,7 +159,7 @@ class HealthyCopy {
 CheckReport EmbeddedEngine::check() {
   Findings found;
   const Store::Reading reading(store_);
-  session_.require(Action::administerStore, "admin", "check the store");
+  login_.require(Action::administerStore, "admin", "check the store");
   guarded(found, [&] { checkStructure(store_.connection(), found); });
   guarded(found, [&] {
     for (Collection* collection : store_.collections()) {
@@ -184,7 +184,7 @@ void EmbeddedEngine::compactIndex(Collection& collection) {
 void EmbeddedEngine::compact() {
   {
     Store::Writing writing(store_, Store::WriteScope::many);
-    session_.require(Action::administerStore, "admin", "compact the store");
+    login_.require(Action::administerStore, "admin", "compact the store");
     for (Collection* collection : store_.collections()) {
       if (collection->index() == nullptr) continue;
       compactIndex(*collection);
@@ -197,7 +197,7 @@ void EmbeddedEngine::compact() {
 CheckReport EmbeddedEngine::repair(const std::string& path) {
   Findings found;
   const Store::Reading reading(store_);
-  session_.require(Action::administerStore, "admin", "repair the store");
+  login_.require(Action::administerStore, "admin", "repair the store");
   makeStoreFile(path, [&](const std::string& target) {
     StoreAddress address;
     address.path = target;
@@ -210,7 +210,7 @@ CheckReport EmbeddedEngine::repair(const std::string& path) {
 
 void EmbeddedEngine::backup(const std::string& path) {
   const Store::Reading reading(store_);
-  session_.require(Action::administerStore, "admin", "copy the store");
+  login_.require(Action::administerStore, "admin", "copy the store");
   copyStore(store_.connection(), path);
 }
 

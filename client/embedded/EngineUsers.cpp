@@ -90,9 +90,9 @@ void requireRoles(UserDirectory& directory, const std::vector<Grant>& grants) {
 
 void EmbeddedEngine::requireUserRights(const std::string& database, const std::vector<Grant>& grants,
                                        const char* operation, const std::string& user) {
-  session_.require(Action::administerUsers, database, operation, nameOf(database, user));
+  login_.require(Action::administerUsers, database, operation, nameOf(database, user));
   for (const Grant& grant : grants) {
-    session_.require(Action::administerUsers, grant.database, "grant the role " + grant.role, grant.database);
+    login_.require(Action::administerUsers, grant.database, "grant the role " + grant.role, grant.database);
   }
 }
 
@@ -107,19 +107,19 @@ void EmbeddedEngine::createUser(const std::string& database, const std::string& 
   requireRoles(directory, grants);
   if (directory.find(database, user)) reject(code::userExists, "there is a user " + nameOf(database, user), "user");
   directory.insert({database, user, credentials, bytesOf(customData), grants});
-  session_.changed();
+  login_.changed();
   writing.commit();
 }
 
 void EmbeddedEngine::requireChangeRights(const std::optional<User>& known, const std::string& database,
                                          const std::vector<Grant>& grants, const std::string& user) {
   if (!known || !areSame(known->grants, grants)) {
-    session_.require(Action::replaceRoles, "admin", "replace the roles of the user", nameOf(database, user));
+    login_.require(Action::replaceRoles, "admin", "replace the roles of the user", nameOf(database, user));
     requireUserRights(database, grants, "change the user", user);
     return;
   }
-  const bool isOwn = session_.isUser(database, user) && session_.may(Action::changeOwnCustomData, database);
-  if (!isOwn) session_.require(Action::administerUsers, database, "change the user", nameOf(database, user));
+  const bool isOwn = login_.isUser(database, user) && login_.may(Action::changeOwnCustomData, database);
+  if (!isOwn) login_.require(Action::administerUsers, database, "change the user", nameOf(database, user));
 }
 
 void EmbeddedEngine::modifyUser(const std::string& database, const std::string& user, const ObjectProperties& roles,
@@ -136,7 +136,7 @@ void EmbeddedEngine::modifyUser(const std::string& database, const std::string& 
   changed.grants = grants;
   changed.customData = bytesOf(customData);
   directory.replace(changed);
-  session_.changed();
+  login_.changed();
   writing.commit();
 }
 
@@ -144,24 +144,24 @@ void EmbeddedEngine::changePassword(const std::string& database, const std::stri
   requirePassword(password);
   const Credentials credentials = Credentials::of(password);
   Store::Writing writing(store_, Store::WriteScope::one);
-  const bool isOwn = session_.isUser(database, user) && session_.may(Action::changeOwnPassword, database);
-  if (!isOwn) session_.require(Action::administerUsers, database, "change the password", nameOf(database, user));
+  const bool isOwn = login_.isUser(database, user) && login_.may(Action::changeOwnPassword, database);
+  if (!isOwn) login_.require(Action::administerUsers, database, "change the password", nameOf(database, user));
   UserDirectory directory(store_);
   User changed = requireUser(directory, database, user);
   changed.credentials = credentials;
   directory.replace(changed);
-  session_.changed();
+  login_.changed();
   writing.commit();
 }
 
 void EmbeddedEngine::dropUser(const std::string& database, const std::string& user) {
   Store::Writing writing(store_, Store::WriteScope::one);
-  session_.require(Action::administerUsers, database, "remove the user", nameOf(database, user));
+  login_.require(Action::administerUsers, database, "remove the user", nameOf(database, user));
   UserDirectory directory(store_);
   const User removed = requireUser(directory, database, user);
   if (isAdministrator(removed)) reject(code::illegalOperation, "the administrator cannot be removed", "user");
   directory.remove(database, user);
-  session_.changed();
+  login_.changed();
   writing.commit();
 }
 
@@ -182,17 +182,17 @@ DeploymentStep EmbeddedEngine::setUpAdministrator(bool dryRun, const std::string
   if (dryRun) return {what, DeploymentStep::State::planned};
   administrator.credentials = Credentials::of(password);
   directory.replace(administrator);
-  session_.changed();
+  login_.changed();
   return {what, DeploymentStep::State::done};
 }
 
 std::list<DeploymentStep> EmbeddedEngine::setUpDeployment(const DeploymentPlan& plan) {
   std::list<DeploymentStep> steps;
   Store::Writing writing(store_, Store::WriteScope::one);
-  session_.require(Action::administerUsers, ownDataDatabase, "make roles");
+  login_.require(Action::administerUsers, ownDataDatabase, "make roles");
   steps.push_back(setUpRole(plan.dryRun));
   if (!plan.administratorPassword.empty()) {
-    session_.require(Action::administerUsers, "admin", "make the administrator");
+    login_.require(Action::administerUsers, "admin", "make the administrator");
     steps.push_back(setUpAdministrator(plan.dryRun, plan.administratorPassword));
   }
   if (!plan.dryRun) writing.commit();

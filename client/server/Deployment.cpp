@@ -26,7 +26,7 @@ Operation operationFor(const std::string& action, bool write) {
   return operation;
 }
 
-bool isRoleThere(Session& session) {
+bool isRoleThere(OperationRunner& runner) {
   bson::Writer writer;
   writer.beginDocument("rolesInfo");
   writer.appendString("role", selfServiceRole);
@@ -34,8 +34,8 @@ bool isRoleThere(Session& session) {
   writer.end();
   const OwnedBson command(std::move(writer));
   bool there = false;
-  session.command(operationFor("look-up of role " + std::string(selfServiceRole), false), ownDataDatabase,
-                  command.get(), [&](bson::View answer) { there = !answer.find("roles").asDocument().empty(); });
+  runner.command(operationFor("look-up of role " + std::string(selfServiceRole), false), ownDataDatabase, command.get(),
+                 [&](bson::View answer) { there = !answer.find("roles").asDocument().empty(); });
   return there;
 }
 
@@ -46,11 +46,11 @@ OwnedBson createRoleCommand() {
   return OwnedBson(std::move(command));
 }
 
-State createRole(Session& session) {
+State createRole(OperationRunner& runner) {
   const OwnedBson command = createRoleCommand();
   try {
-    session.command(operationFor("creation of role " + std::string(selfServiceRole), true), ownDataDatabase,
-                    command.get(), [](bson::View) {});
+    runner.command(operationFor("creation of role " + std::string(selfServiceRole), true), ownDataDatabase,
+                   command.get(), [](bson::View) {});
     return State::done;
   } catch (const Error& error) {
     if (error.code() != code::roleExists) throw;
@@ -58,24 +58,20 @@ State createRole(Session& session) {
   }
 }
 
-State ensureRole(Session& session, bool dryRun) {
-  if (isRoleThere(session)) return State::alreadyThere;
-  return dryRun ? State::planned : createRole(session);
+State ensureRole(OperationRunner& runner, bool dryRun) {
+  if (isRoleThere(runner)) return State::alreadyThere;
+  return dryRun ? State::planned : createRole(runner);
 }
 
-void createAdministrator(Session& session, const std::string& password) {
+State ensureAdministrator(OperationRunner& runner, const DeploymentPlan& plan) {
+  if (isUserThere(runner, {administrator, administrator})) return State::alreadyThere;
+  if (plan.dryRun) return State::planned;
   ObjectProperties roles;
   roles.beginGroup("0");
   roles.setValueString("role", "root");
   roles.setValueString("db", administrator);
   roles.endGroup();
-  createUser(session, {administrator, administrator}, password, {roles, ObjectProperties()});
-}
-
-State bringAdministrator(Session& session, const DeploymentPlan& plan) {
-  if (isUserThere(session, {administrator, administrator})) return State::alreadyThere;
-  if (plan.dryRun) return State::planned;
-  createAdministrator(session, plan.administratorPassword);
+  createUser(runner, {administrator, administrator}, plan.administratorPassword, {roles, ObjectProperties()});
   return State::done;
 }
 
@@ -102,11 +98,11 @@ bool isSame(const ObjectProperties& index, const IndexRequest& request) {
                      [&index](const std::string& key) { return isAscending(index, key); });
 }
 
-bool isIndexThere(Session& session, const IndexRequest& request) {
+bool isIndexThere(OperationRunner& runner, const IndexRequest& request) {
   bool there = false;
   const Namespace where{request.database, request.collection};
   try {
-    session.run(operationFor("list of indexes of " + request.collection, false), [&](Attempt& attempt) {
+    runner.run(operationFor("list of indexes of " + request.collection, false), [&](Attempt& attempt) {
       mongoc_collection_t* const collection = attempt.collection(where);
       const Owned<mongoc_cursor_t> cursor(mongoc_collection_find_indexes_with_opts(collection, nullptr));
       attempt.drain(cursor.get(), [&](ObjectProperties&& index) {
@@ -133,12 +129,12 @@ OwnedBson createIndexesCommand(const IndexRequest& request) {
   return OwnedBson(std::move(command));
 }
 
-State bringIndex(Session& session, const IndexRequest& request, bool dryRun) {
-  if (isIndexThere(session, request)) return State::alreadyThere;
+State ensureIndex(OperationRunner& runner, const IndexRequest& request, bool dryRun) {
+  if (isIndexThere(runner, request)) return State::alreadyThere;
   if (dryRun) return State::planned;
   const OwnedBson command = createIndexesCommand(request);
-  session.command(operationFor("creation of index " + indexNameOf(request), true), request.database, command.get(),
-                  [](bson::View) {});
+  runner.command(operationFor("creation of index " + indexNameOf(request), true), request.database, command.get(),
+                 [](bson::View) {});
   return State::done;
 }
 
@@ -148,38 +144,37 @@ std::string describe(const IndexRequest& request) {
   return "index on " + request.database + "." + request.collection + " (" + keys + ")";
 }
 
-std::list<DeploymentStep> ensureRoleAndIndexes(Session& session, const DeploymentPlan& plan) {
+std::list<DeploymentStep> ensureRoleAndIndexes(OperationRunner& runner, const DeploymentPlan& plan) {
   std::list<DeploymentStep> steps;
-  steps.push_back(
-      {std::string("role ") + selfServiceRole + " on " + ownDataDatabase, ensureRole(session, plan.dryRun)});
+  steps.push_back({std::string("role ") + selfServiceRole + " on " + ownDataDatabase, ensureRole(runner, plan.dryRun)});
   for (const IndexRequest& request : plan.indexes) {
-    steps.push_back({describe(request), bringIndex(session, request, plan.dryRun)});
+    steps.push_back({describe(request), ensureIndex(runner, request, plan.dryRun)});
   }
   return steps;
 }
 
-bool isAnonymous(const Session& session) {
-  return mongoc_uri_get_username(session.address().uri.get()) == nullptr;
+bool isAnonymous(const OperationRunner& runner) {
+  return mongoc_uri_get_username(runner.address().uri.get()) == nullptr;
 }
 
 // With access control on and no user yet, a server lets an unknown caller make the first one, and do nothing else.
-std::list<DeploymentStep> bringTheRestAsAdministrator(Session& session, const DeploymentPlan& plan) {
-  Session known(withUser(session.address(), {administrator, administrator, plan.administratorPassword}));
+std::list<DeploymentStep> ensureTheRestAsAdministrator(OperationRunner& runner, const DeploymentPlan& plan) {
+  OperationRunner known(withUser(runner.address(), {administrator, administrator, plan.administratorPassword}));
   return ensureRoleAndIndexes(known, plan);
 }
 
 }  // namespace
 
-std::list<DeploymentStep> setUp(Session& session, const DeploymentPlan& plan) {
+std::list<DeploymentStep> setUp(OperationRunner& runner, const DeploymentPlan& plan) {
   std::list<DeploymentStep> steps;
   bool isNew = false;
   if (!plan.administratorPassword.empty()) {
-    const State state = bringAdministrator(session, plan);
+    const State state = ensureAdministrator(runner, plan);
     isNew = state == State::done;
     steps.push_back({"administrator " + administrator, state});
   }
-  steps.splice(steps.end(), isNew && isAnonymous(session) ? bringTheRestAsAdministrator(session, plan)
-                                                          : ensureRoleAndIndexes(session, plan));
+  steps.splice(steps.end(), isNew && isAnonymous(runner) ? ensureTheRestAsAdministrator(runner, plan)
+                                                         : ensureRoleAndIndexes(runner, plan));
   return steps;
 }
 

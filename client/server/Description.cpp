@@ -34,7 +34,7 @@ std::optional<long long> numberAt(bson::View answer, std::string_view key) {
 }
 
 /// The list of databases takes a right, so that it is refused to whoever is nobody where access is controlled.
-AccessControl triedBy(Session& nobody) {
+AccessControl triedBy(OperationRunner& nobody) {
   const OwnedBson command = commandOf("listDatabases", true);
   try {
     nobody.command({"look whether access is controlled"}, "admin", command.get(), [](bson::View) {});
@@ -47,23 +47,23 @@ AccessControl triedBy(Session& nobody) {
 
 }  // namespace
 
-AccessControl accessControlOf(Session& session) {
+AccessControl accessControlOf(OperationRunner& runner) {
   // Who logs in by a certificate has no name in the address, and is somebody all the same.
-  if (mongoc_uri_get_auth_mechanism(session.address().uri.get()) != nullptr) return AccessControl::unknown;
-  if (session.address().login().empty()) return triedBy(session);
+  if (mongoc_uri_get_auth_mechanism(runner.address().uri.get()) != nullptr) return AccessControl::unknown;
+  if (runner.address().login().empty()) return triedBy(runner);
   try {
-    Session nobody(withoutUser(session.address()));
+    OperationRunner nobody(withoutUser(runner.address()));
     return triedBy(nobody);
   } catch (const Error&) {
     return AccessControl::unknown;
   }
 }
 
-StoreDescription describe(Session& session) {
+StoreDescription describe(OperationRunner& runner) {
   StoreDescription result;
   const OwnedBson command = commandOf("buildInfo", false);
   result.format = "server";
-  session.command({"look-up of the server's version"}, "admin", command.get(), [&](bson::View answer) {
+  runner.command({"look-up of the server's version"}, "admin", command.get(), [&](bson::View answer) {
     const bson::Value version = answer.find("version");
     if (version.data != nullptr && version.type == bson::Type::string)
       result.format += " " + std::string(version.asString());
@@ -71,16 +71,16 @@ StoreDescription describe(Session& session) {
   return result;
 }
 
-CollectionSize sizeOf(Session& session, const Namespace& where) {
+CollectionSize sizeOf(OperationRunner& runner, const Namespace& where) {
   CollectionSize result;
   const OwnedBson command = collectionStatistics(where.collection);
   try {
-    session.command({"measurement of " + where.database + "." + where.collection}, where.database, command.get(),
-                    [&](bson::View answer) {
-                      result.documents = numberAt(answer, "count").value_or(0);
-                      result.documentBytes = numberAt(answer, "storageSize");
-                      result.indexBytes = numberAt(answer, "totalIndexSize");
-                    });
+    runner.command({"measurement of " + where.database + "." + where.collection}, where.database, command.get(),
+                   [&](bson::View answer) {
+                     result.documents = numberAt(answer, "count").value_or(0);
+                     result.documentBytes = numberAt(answer, "storageSize");
+                     result.indexBytes = numberAt(answer, "totalIndexSize");
+                   });
   } catch (const Error& error) {
     if (error.code() == code::namespaceNotFound) return {0, 0, 0};
     if (error.code() != code::commandNotFound && error.kind() != Error::Kind::unsupported) throw;

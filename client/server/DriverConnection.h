@@ -6,7 +6,7 @@
 
 #include "client/server/CheckedStream.h"
 #include "client/server/Handles.h"
-#include "client/server/Session.h"
+#include "client/server/OperationRunner.h"
 
 namespace database_client::server {
 

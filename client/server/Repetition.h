@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "client/Engine.h"
-#include "client/server/Session.h"
+#include "client/server/OperationRunner.h"
 
 /// An insert that the driver repeated after its answer was lost may be refused for the documents that it put there
 /// itself, where the server does not tell a repetition (after an election, or behind a proxy).

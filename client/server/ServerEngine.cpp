@@ -293,16 +293,16 @@ OwnedBson nameOnlyOptions() {
 
 }  // namespace
 
-ServerEngine::ServerEngine(const ConnectRequest& request) : session_(addressFor(request), request.cancellation) {
-  session_.ping();
+ServerEngine::ServerEngine(const ConnectRequest& request) : runner_(addressFor(request), request.cancellation) {
+  runner_.ping();
 }
 
 bool ServerEngine::isOpen() const noexcept {
-  return session_.isOpen();
+  return runner_.isOpen();
 }
 
 bool ServerEngine::isAcknowledged() const {
-  return mongoc_write_concern_is_acknowledged(mongoc_uri_get_write_concern(session_.address().uri.get()));
+  return mongoc_write_concern_is_acknowledged(mongoc_uri_get_write_concern(runner_.address().uri.get()));
 }
 
 void ServerEngine::insert(const Namespace& where, const ObjectProperties& document) {
@@ -310,7 +310,7 @@ void ServerEngine::insert(const Namespace& where, const ObjectProperties& docume
   operation.insertion = true;
   const BorrowedBson lent(DocumentAccess::view(document));
   const OwnedBson options = insertOneOptions();
-  session_.run(operation, [&](Attempt& attempt) {
+  runner_.run(operation, [&](Attempt& attempt) {
     mongoc_collection_t* const collection = attempt.collection(where);
     Reply reply;
     bson_error_t error{};
@@ -332,7 +332,7 @@ std::list<BulkFailure> ServerEngine::insertMany(const Namespace& where,
   const std::vector<BorrowedBson> lent = lend(documents);
   std::vector<DocumentPointer> pointers = pointersTo(lent);
   const OwnedBson options = insertOptions();
-  session_.run(operation, [&](Attempt& attempt) {
+  runner_.run(operation, [&](Attempt& attempt) {
     mongoc_collection_t* const collection = attempt.collection(where);
     Reply reply;
     bson_error_t error{};
@@ -362,7 +362,7 @@ void ServerEngine::update(const Namespace& where, const ObjectProperties& select
   const BorrowedBson whole(DocumentAccess::view(document));
   const OwnedBson change = under(kind == UpdateKind::setInAll ? "$set" : "$push", document);
   const Update update{where, query.get(), replaces ? whole.get() : change.get(), replaces, upsert};
-  session_.run(operation, [&](Attempt& attempt) { send(attempt, update, isAcknowledged()); });
+  runner_.run(operation, [&](Attempt& attempt) { send(attempt, update, isAcknowledged()); });
 }
 
 void ServerEngine::findPlainly(const Namespace& where, const FindRequest& request, const Receiver& receive) {
@@ -371,14 +371,14 @@ void ServerEngine::findPlainly(const Namespace& where, const FindRequest& reques
 
 void ServerEngine::findOne(const Namespace& where, const FindRequest& request, const Receiver& receive) {
   const OwnedBson command = findOneCommand(where, request);
-  session_.run(readOperation("find in", where),
-               [&](Attempt& attempt) { receiveOne(attempt, where, command.get(), receive); });
+  runner_.run(readOperation("find in", where),
+              [&](Attempt& attempt) { receiveOne(attempt, where, command.get(), receive); });
 }
 
 void ServerEngine::findMany(const Namespace& where, const FindRequest& request, const Receiver& receive) {
   const BorrowedBson query(DocumentAccess::view(request.query));
   const OwnedBson options = findOptions(request);
-  session_.run(readOperation("find in", where), [&](Attempt& attempt) {
+  runner_.run(readOperation("find in", where), [&](Attempt& attempt) {
     mongoc_collection_t* const collection = attempt.collection(where);
     const Owned<mongoc_cursor_t> cursor(
         mongoc_collection_find_with_opts(collection, query.get(), options.get(), nullptr));
@@ -405,7 +405,7 @@ void ServerEngine::find(const Namespace& where, const FindRequest& request, cons
   } catch (const Error& error) {
     if (found || !isRefusal(error)) throw;
   }
-  if (!found) findUsers(session_, request, receive);
+  if (!found) findUsers(runner_, request, receive);
 }
 
 void ServerEngine::aggregate(const Namespace& where, const ObjectProperties& stages, const Receiver& receive) {
@@ -416,7 +416,7 @@ void ServerEngine::aggregate(const Namespace& where, const ObjectProperties& sta
   Operation operation = readOperation("aggregate in", where);
   operation.write = writes(view);
   operation.manyDocuments = operation.write;
-  session_.run(operation, [&](Attempt& attempt) {
+  runner_.run(operation, [&](Attempt& attempt) {
     mongoc_collection_t* const collection = attempt.collection(where);
     const Owned<mongoc_cursor_t> cursor(
         mongoc_collection_aggregate(collection, MONGOC_QUERY_NONE, pipeline.get(), nullptr, nullptr));
@@ -429,7 +429,7 @@ void ServerEngine::remove(const Namespace& where, const ObjectProperties& query)
   operation.manyDocuments = true;
   operation.repeatable = true;
   const BorrowedBson selector(DocumentAccess::view(query));
-  session_.run(operation, [&](Attempt& attempt) {
+  runner_.run(operation, [&](Attempt& attempt) {
     mongoc_collection_t* const collection = attempt.collection(where);
     Reply reply;
     bson_error_t error{};
@@ -442,27 +442,27 @@ void ServerEngine::remove(const Namespace& where, const ObjectProperties& query)
 
 void ServerEngine::createUser(const std::string& database, const std::string& user, const std::string& password,
                               const ObjectProperties& roles, const ObjectProperties& customData) {
-  server::createUser(session_, {database, user}, password, {roles, customData});
+  server::createUser(runner_, {database, user}, password, {roles, customData});
 }
 
 void ServerEngine::modifyUser(const std::string& database, const std::string& user, const ObjectProperties& roles,
                               const ObjectProperties& customData) {
-  server::modifyUser(session_, {database, user}, {roles, customData});
+  server::modifyUser(runner_, {database, user}, {roles, customData});
 }
 
 void ServerEngine::changePassword(const std::string& database, const std::string& user, const std::string& password) {
-  server::changePassword(session_, {database, user}, password);
+  server::changePassword(runner_, {database, user}, password);
 }
 
 void ServerEngine::dropUser(const std::string& database, const std::string& user) {
-  server::dropUser(session_, {database, user});
+  server::dropUser(runner_, {database, user});
 }
 
 long long ServerEngine::count(const Namespace& where, const ObjectProperties& query) {
   // The driver has a function for this, which ends the process when the server keeps the cursor.
   const OwnedBson pipeline = countingPipeline(query);
   long long result = 0;
-  session_.run(readOperation("count in", where), [&](Attempt& attempt) {
+  runner_.run(readOperation("count in", where), [&](Attempt& attempt) {
     mongoc_collection_t* const collection = attempt.collection(where);
     const Owned<mongoc_cursor_t> cursor(
         mongoc_collection_aggregate(collection, MONGOC_QUERY_NONE, pipeline.get(), nullptr, nullptr));
@@ -481,8 +481,8 @@ ObjectProperties ServerEngine::explain(const Namespace& where, const ObjectPrope
   const OwnedBson command = explainCommand(where, query);
   ObjectProperties summary;
   try {
-    session_.command(readOperation("explain in", where), where.database, command.get(),
-                     [&](bson::View answer) { summary = summaryOf(answer); });
+    runner_.command(readOperation("explain in", where), where.database, command.get(),
+                    [&](bson::View answer) { summary = summaryOf(answer); });
   } catch (const Error& error) {
     if (error.kind() != Error::Kind::unsupported) throw;
     summary.setValueString("index", "");
@@ -494,7 +494,7 @@ ObjectProperties ServerEngine::explain(const Namespace& where, const ObjectPrope
 std::list<std::string> ServerEngine::databaseNames() {
   const OwnedBson command = listDatabasesCommand();
   std::list<std::string> names;
-  session_.command({"list of databases"}, "admin", command.get(), [&](bson::View answer) {
+  runner_.command({"list of databases"}, "admin", command.get(), [&](bson::View answer) {
     for (const bson::Element& entry : answer.find("databases").asDocument()) {
       const std::string name = textAt(entry.value.asDocument(), "name");
       if (!name.empty()) names.push_back(name);
@@ -507,7 +507,7 @@ std::list<std::string> ServerEngine::databaseNames() {
 std::list<std::string> ServerEngine::collectionNames(const std::string& database) {
   std::list<std::string> names;
   const OwnedBson options = nameOnlyOptions();
-  session_.run({"list of collections of " + database}, [&](Attempt& attempt) {
+  runner_.run({"list of collections of " + database}, [&](Attempt& attempt) {
     const Owned<mongoc_database_t> handle = attempt.database(database);
     const Owned<mongoc_cursor_t> cursor(mongoc_database_find_collections_with_opts(handle.get(), options.get()));
     attempt.drain(cursor.get(), [&](ObjectProperties&& entry) {
@@ -520,19 +520,19 @@ std::list<std::string> ServerEngine::collectionNames(const std::string& database
 }
 
 std::list<DeploymentStep> ServerEngine::setUpDeployment(const DeploymentPlan& plan) {
-  return setUp(session_, plan);
+  return setUp(runner_, plan);
 }
 
 AccessControl ServerEngine::accessControl() {
-  return accessControlOf(session_);
+  return accessControlOf(runner_);
 }
 
 StoreDescription ServerEngine::describe() {
-  return server::describe(session_);
+  return server::describe(runner_);
 }
 
 CollectionSize ServerEngine::collectionSize(const Namespace& where) {
-  CollectionSize size = sizeOf(session_, where);
+  CollectionSize size = sizeOf(runner_, where);
   if (!size.documentBytes) size.documents = count(where, ObjectProperties());
   return size;
 }

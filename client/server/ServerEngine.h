@@ -2,7 +2,7 @@
 #pragma once
 
 #include "client/Engine.h"
-#include "client/server/Session.h"
+#include "client/server/OperationRunner.h"
 
 namespace database_client::server {
 
@@ -50,7 +50,7 @@ class ServerEngine final : public Engine {
   void findOne(const Namespace& where, const FindRequest& request, const Receiver& receive);
   void findMany(const Namespace& where, const FindRequest& request, const Receiver& receive);
 
-  Session session_;
+  OperationRunner runner_;
 };
 
 }  // namespace database_client::server

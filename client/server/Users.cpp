@@ -24,9 +24,9 @@ Operation operationFor(const char* verb, const UserName& name, const std::string
   return operation;
 }
 
-void send(Session& session, const Operation& operation, const std::string& database, bson::Writer&& writer) {
+void send(OperationRunner& runner, const Operation& operation, const std::string& database, bson::Writer&& writer) {
   const OwnedBson command(std::move(writer));
-  session.command(operation, database, command.get(), [](bson::View) {});
+  runner.command(operation, database, command.get(), [](bson::View) {});
 }
 
 void appendGrants(bson::Writer& command, const UserGrants& grants) {
@@ -34,8 +34,8 @@ void appendGrants(bson::Writer& command, const UserGrants& grants) {
   command.appendDocument("customData", DocumentAccess::view(grants.customData));
 }
 
-bool isOwn(const Session& session, const UserName& name) {
-  const mongoc_uri_t* uri = session.address().uri.get();
+bool isOwn(const OperationRunner& runner, const UserName& name) {
+  const mongoc_uri_t* uri = runner.address().uri.get();
   const char* user = mongoc_uri_get_username(uri);
   return user != nullptr && name.user == user && name.database == mongoc_uri_get_auth_source(uri);
 }
@@ -67,7 +67,7 @@ std::optional<std::string> askedFor(const ObjectProperties& query) {
   return std::string(first.value.asString());
 }
 
-OwnedBson everywhere(const std::string& user) {
+OwnedBson usersInfoAll(const std::string& user) {
   bson::Writer command;
   command.beginDocument("usersInfo");
   command.appendBool("forAllDBs", true);
@@ -80,7 +80,7 @@ OwnedBson everywhere(const std::string& user) {
   return OwnedBson(std::move(command));
 }
 
-OwnedBson one(const UserName& name) {
+OwnedBson usersInfoOne(const UserName& name) {
   bson::Writer command;
   command.beginDocument("usersInfo");
   command.appendString("user", name.user);
@@ -97,29 +97,29 @@ std::list<ObjectProperties> usersIn(bson::View answer) {
   return users;
 }
 
-std::list<ObjectProperties> ask(Session& session, const std::string& database, const OwnedBson& command) {
+std::list<ObjectProperties> ask(OperationRunner& runner, const std::string& database, const OwnedBson& command) {
   std::list<ObjectProperties> users;
-  session.command({"list of users"}, database, command.get(), [&](bson::View answer) { users = usersIn(answer); });
+  runner.command({"list of users"}, database, command.get(), [&](bson::View answer) { users = usersIn(answer); });
   return users;
 }
 
 // A user without rights over others may still ask for itself.
-std::list<ObjectProperties> askWithin(Session& session, const std::string& user) {
+std::list<ObjectProperties> askWithinRights(OperationRunner& runner, const std::string& user) {
   try {
-    return ask(session, "admin", everywhere(user));
+    return ask(runner, "admin", usersInfoAll(user));
   } catch (const Error& error) {
-    const char* own = mongoc_uri_get_username(session.address().uri.get());
+    const char* own = mongoc_uri_get_username(runner.address().uri.get());
     const bool mayAskForItself = error.kind() == Error::Kind::authorization && own != nullptr && user == own;
     if (!mayAskForItself) throw;
   }
-  const std::string database = mongoc_uri_get_auth_source(session.address().uri.get());
-  return ask(session, database, one({database, user}));
+  const std::string database = mongoc_uri_get_auth_source(runner.address().uri.get());
+  return ask(runner, database, usersInfoOne({database, user}));
 }
 
 // False also when this connection may not know.
-bool hasRoles(Session& session, const UserName& name, const ObjectProperties& roles) {
+bool hasRoles(OperationRunner& runner, const UserName& name, const ObjectProperties& roles) {
   try {
-    const std::list<ObjectProperties> users = ask(session, name.database, one(name));
+    const std::list<ObjectProperties> users = ask(runner, name.database, usersInfoOne(name));
     if (users.empty()) return false;
     const bson::Value held = DocumentAccess::view(users.front()).find("roles");
     return held.data != nullptr && held.isArray() && rolesIn(held.asDocument()) == rolesIn(DocumentAccess::view(roles));
@@ -129,69 +129,61 @@ bool hasRoles(Session& session, const UserName& name, const ObjectProperties& ro
   }
 }
 
-bool hasPassword(const Session& session, const UserName& name, const std::string& password) {
+bool hasPassword(const OperationRunner& runner, const UserName& name, const std::string& password) {
   try {
-    Session(withUser(session.address(), {name.database, name.user, password}), session.cancellation()).ping();
+    OperationRunner(withUser(runner.address(), {name.database, name.user, password}), runner.cancellation()).ping();
     return true;
   } catch (const Error&) {
     return false;
   }
 }
 
-// Whether a user who is there already is the one that an attempt before, whose answer was lost, was to make.
-bool isAsAsked(Session& session, const UserName& name, const std::string& password, const UserGrants& grants) {
-  return hasRoles(session, name, grants.roles) && hasPassword(session, name, password);
-}
-
-void changeCustomData(Session& session, const UserName& name, const ObjectProperties& customData) {
-  bson::Writer command;
-  command.appendString("updateUser", name.user);
-  command.appendDocument("customData", DocumentAccess::view(customData));
-  send(session, operationFor("change of user", name), name.database, std::move(command));
-}
-
 }  // namespace
 
-void createUser(Session& session, const UserName& name, const std::string& password, const UserGrants& grants) {
+void createUser(OperationRunner& runner, const UserName& name, const std::string& password, const UserGrants& grants) {
   bson::Writer command;
   command.appendString("createUser", name.user);
   command.appendString("pwd", password);
   appendGrants(command, grants);
   try {
-    send(session, operationFor("creation of user", name, password), name.database, std::move(command));
+    send(runner, operationFor("creation of user", name, password), name.database, std::move(command));
   } catch (const Error& error) {
+    // Who is there already may be the one that the attempt before this, whose answer was lost, has made.
     const bool mayBeOurs = error.code() == code::userExists && error.outcomeUnknown();
-    if (!mayBeOurs || !isAsAsked(session, name, password, grants)) throw;
+    if (!mayBeOurs || !hasRoles(runner, name, grants.roles) || !hasPassword(runner, name, password)) throw;
   }
 }
 
-void modifyUser(Session& session, const UserName& name, const UserGrants& grants) {
+void modifyUser(OperationRunner& runner, const UserName& name, const UserGrants& grants) {
   bson::Writer command;
   command.appendString("updateUser", name.user);
   appendGrants(command, grants);
   try {
-    send(session, operationFor("change of user", name), name.database, std::move(command));
+    send(runner, operationFor("change of user", name), name.database, std::move(command));
   } catch (const Error& error) {
     // Naming roles takes the right to give and take any, even when they stay as they are.
-    const bool remainsTheData = error.kind() == Error::Kind::authorization && hasRoles(session, name, grants.roles);
+    const bool remainsTheData = error.kind() == Error::Kind::authorization && hasRoles(runner, name, grants.roles);
     if (!remainsTheData) throw;
-    changeCustomData(session, name, grants.customData);
+    bson::Writer dataAlone;
+    dataAlone.appendString("updateUser", name.user);
+    dataAlone.appendDocument("customData", DocumentAccess::view(grants.customData));
+    send(runner, operationFor("change of user", name), name.database, std::move(dataAlone));
   }
 }
 
-void changePassword(Session& session, const UserName& name, const std::string& password) {
+void changePassword(OperationRunner& runner, const UserName& name, const std::string& password) {
   bson::Writer command;
   command.appendString("updateUser", name.user);
   command.appendString("pwd", password);
-  send(session, operationFor("change of the password of", name, password), name.database, std::move(command));
-  if (isOwn(session, name)) session.setPassword(password);
+  send(runner, operationFor("change of the password of", name, password), name.database, std::move(command));
+  if (isOwn(runner, name)) runner.setPassword(password);
 }
 
-void dropUser(Session& session, const UserName& name) {
+void dropUser(OperationRunner& runner, const UserName& name) {
   bson::Writer command;
   command.appendString("dropUser", name.user);
   try {
-    send(session, operationFor("removal of user", name), name.database, std::move(command));
+    send(runner, operationFor("removal of user", name), name.database, std::move(command));
   } catch (const Error& error) {
     // The attempt before this one, whose answer was lost, may have removed the user.
     const bool isGone = error.code() == code::userNotFound && error.outcomeUnknown();
@@ -203,13 +195,13 @@ bool holdsUsers(const Namespace& where) {
   return where.database == "admin" && where.collection == "system.users";
 }
 
-void findUsers(Session& session, const FindRequest& request, const Engine::Receiver& receive) {
+void findUsers(OperationRunner& runner, const FindRequest& request, const Engine::Receiver& receive) {
   const std::optional<std::string> user = askedFor(request.query);
   if (!user || !request.projection.isEmpty()) {
     throw Error(Error::Kind::unsupported, "this server tells of its users only all of them, or those of one name");
   }
   int position = 0;
-  for (ObjectProperties& found : askWithin(session, *user)) {
+  for (ObjectProperties& found : askWithinRights(runner, *user)) {
     const bool beyond = request.limit > 0 && position >= request.skip + request.limit;
     if (beyond) return;
     if (position++ < request.skip) continue;
@@ -218,9 +210,9 @@ void findUsers(Session& session, const FindRequest& request, const Engine::Recei
   }
 }
 
-bool isUserThere(Session& session, const UserName& name) {
+bool isUserThere(OperationRunner& runner, const UserName& name) {
   try {
-    return !ask(session, name.database, one(name)).empty();
+    return !ask(runner, name.database, usersInfoOne(name)).empty();
   } catch (const Error& error) {
     if (error.kind() != Error::Kind::authorization) throw;
     return false;

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "client/Engine.h"
-#include "client/server/Session.h"
+#include "client/server/OperationRunner.h"
 
 /// The commands for users.
 namespace database_client::server {
@@ -19,19 +19,19 @@ struct UserGrants {
   const ObjectProperties& customData;
 };
 
-void createUser(Session& session, const UserName& name, const std::string& password, const UserGrants& grants);
+void createUser(OperationRunner& runner, const UserName& name, const std::string& password, const UserGrants& grants);
 /// Where the roles stay as they are, the right to change the custom data is enough.
-void modifyUser(Session& session, const UserName& name, const UserGrants& grants);
-/// A session of this very user goes on under the new password.
-void changePassword(Session& session, const UserName& name, const std::string& password);
-void dropUser(Session& session, const UserName& name);
+void modifyUser(OperationRunner& runner, const UserName& name, const UserGrants& grants);
+/// A runner that is logged in as this very user goes on under the new password.
+void changePassword(OperationRunner& runner, const UserName& name, const std::string& password);
+void dropUser(OperationRunner& runner, const UserName& name);
 
 /// Whether this is where servers keep their users.
 bool holdsUsers(const Namespace& where);
 /// The users that a query of the library asks for (all, or those of one name), as documents like those of
 /// "system.users", without credentials; asked for by command. Throws Error{unsupported} for any other query.
-void findUsers(Session& session, const FindRequest& request, const Engine::Receiver& receive);
+void findUsers(OperationRunner& runner, const FindRequest& request, const Engine::Receiver& receive);
 /// Whether the user is there; false also when this connection may not know.
-bool isUserThere(Session& session, const UserName& name);
+bool isUserThere(OperationRunner& runner, const UserName& name);
 
 }  // namespace database_client::server

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "client/embedded/users/Session.h"
+#include "client/embedded/users/Login.h"
 
 #include "client/embedded/users/UserDirectory.h"
 #include "database_client/Error.h"
@@ -7,7 +7,7 @@
 
 namespace database_client::embedded {
 
-void Session::authenticate(const std::string& database, const std::string& user, const std::string& password) {
+void Login::authenticate(const std::string& database, const std::string& user, const std::string& password) {
   const auto known = UserDirectory(store_).find(database, user);
   const bool hasCredentials = known && known->credentials;
   const Credentials credentials = hasCredentials ? *known->credentials : Credentials::ofNobody();
@@ -23,11 +23,11 @@ void Session::authenticate(const std::string& database, const std::string& user,
   id_ = known->id;
 }
 
-bool Session::isUser(const std::string& database, const std::string& user) const {
+bool Login::isUser(const std::string& database, const std::string& user) const {
   return isProved_ && database_ == database && user_ == user;
 }
 
-void Session::refresh() {
+void Login::refresh() {
   if (version_ == store_.version()) return;
   UserDirectory directory(store_);
   const auto administrator = directory.find("admin", "admin");
@@ -39,33 +39,33 @@ void Session::refresh() {
   version_ = store_.version();
 }
 
-bool Session::may(Action action, const std::string& database) {
+bool Login::may(Action action, const std::string& database) {
   refresh();
   return !isControlled_ || rights_.allow(action, database);
 }
 
-bool Session::isControlled() {
+bool Login::isControlled() {
   refresh();
   return isControlled_;
 }
 
-void Session::require(Action action, const std::string& database, const std::string& operation,
-                      const std::string& target) {
+void Login::require(Action action, const std::string& database, const std::string& operation,
+                    const std::string& target) {
   if (!may(action, database)) refuse(operation, target.empty() ? database : target);
 }
 
-void Session::requireSomeChange(const std::string& operation) {
+void Login::requireSomeChange(const std::string& operation) {
   refresh();
   const bool mayChange = rights_.allowSomewhere(Action::write) || rights_.allowSomewhere(Action::administerUsers);
   if (isControlled_ && !mayChange) refuse(operation, "this store");
 }
 
-void Session::requireUser(const std::string& operation) {
+void Login::requireUser(const std::string& operation) {
   refresh();
   if (isControlled_ && !isThere_) refuse(operation, "this store");
 }
 
-void Session::refuse(const std::string& operation, const std::string& target) const {
+void Login::refuse(const std::string& operation, const std::string& target) const {
   const std::string who = isProved_ ? "user \"" + user_ + "\" of \"" + database_ + "\"" : "a client without a user";
   throw Error(Error::Kind::authorization, who + " has no right to " + operation + " on " + target,
               {target, code::unauthorized});

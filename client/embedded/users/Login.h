@@ -10,12 +10,12 @@
 
 namespace database_client::embedded {
 
-/// Who uses the store, and what that user may do. Access is controlled from the moment the administrator has a
-/// password. Rights are read anew when others may have changed them. Calls belong inside a transaction of the store.
-class Session {
+/// Who is logged in to the store, and what that user may do. Access is controlled from the moment the administrator has
+/// a password. Rights are read anew when others may have changed them. Calls belong inside a transaction of the store.
+class Login {
  public:
-  /// A session without a user.
-  explicit Session(Store& store) : store_(store) {}
+  /// Of nobody in particular.
+  explicit Login(Store& store) : store_(store) {}
 
   /// Proves the user. Throws Error{authentication}, code 18: the same, after the same time, for an unknown user and for
   /// a wrong password.

@@ -102,13 +102,14 @@ class Attempt {
 /// A read is repeated once on a new connection. Beyond what the driver does by itself where a server recognises a
 /// repeated write, a write is repeated once when nothing of it was done, or when it is one that changes nothing more
 /// and another server may take over.
-class Session {
+class OperationRunner {
  public:
   /// While it waits, and before each document, it asks `cancellation` whether to go on.
-  explicit Session(Address address, std::shared_ptr<Cancellation> cancellation = std::make_shared<Cancellation>());
-  ~Session();
-  Session(const Session&) = delete;
-  Session& operator=(const Session&) = delete;
+  explicit OperationRunner(Address address,
+                           std::shared_ptr<Cancellation> cancellation = std::make_shared<Cancellation>());
+  ~OperationRunner();
+  OperationRunner(const OperationRunner&) = delete;
+  OperationRunner& operator=(const OperationRunner&) = delete;
 
   bool isOpen() const noexcept { return proved_; }
   const Address& address() const { return address_; }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "client/server/Session.h"
+#include "client/server/OperationRunner.h"
 
 #include <chrono>
 #include <string_view>
@@ -175,19 +175,19 @@ void Attempt::drain(mongoc_cursor_t* cursor, const Engine::Receiver& receive) {
   } while (mongoc_cursor_more(cursor));
 }
 
-Session::Session(Address address, std::shared_ptr<Cancellation> cancellation)
+OperationRunner::OperationRunner(Address address, std::shared_ptr<Cancellation> cancellation)
     : address_(std::move(address)), cancellation_(std::move(cancellation)) {}
 
-Session::~Session() = default;
+OperationRunner::~OperationRunner() = default;
 
-const std::shared_ptr<DriverConnection>& Session::connection(const Operation& operation) {
+const std::shared_ptr<DriverConnection>& OperationRunner::connection(const Operation& operation) {
   if (!connection_) connection_ = openConnection(address_, operation, cancellation_);
   return connection_;
 }
 
 // The error after which the operation may be tried once more; nothing when it is done.
-std::optional<Error> Session::attempt(const Operation& operation, const std::function<void(Attempt&)>& action,
-                                      const std::optional<Error>& before) {
+std::optional<Error> OperationRunner::attempt(const Operation& operation, const std::function<void(Attempt&)>& action,
+                                              const std::optional<Error>& before) {
   const std::shared_ptr<DriverConnection> mine = connection(operation);
   Attempt attempt(mine, operation, address_, before && before->outcomeUnknown());
   try {
@@ -203,7 +203,8 @@ std::optional<Error> Session::attempt(const Operation& operation, const std::fun
   }
 }
 
-void Session::updateConnectionState(const std::shared_ptr<DriverConnection>& connection, const Attempt& attempt) {
+void OperationRunner::updateConnectionState(const std::shared_ptr<DriverConnection>& connection,
+                                            const Attempt& attempt) {
   if (!attempt.isConnectionUsable()) {
     if (connection_ == connection) connection_.reset();
     proved_ = false;
@@ -213,13 +214,13 @@ void Session::updateConnectionState(const std::shared_ptr<DriverConnection>& con
   }
 }
 
-void Session::run(const Operation& operation, const std::function<void(Attempt&)>& action) {
+void OperationRunner::run(const Operation& operation, const std::function<void(Attempt&)>& action) {
   const std::optional<Error> failure = attempt(operation, action, std::nullopt);
   if (failure) attempt(operation, action, failure);
 }
 
-void Session::command(const Operation& operation, const std::string& database, const bson_t* command,
-                      const std::function<void(bson::View)>& receive) {
+void OperationRunner::command(const Operation& operation, const std::string& database, const bson_t* command,
+                              const std::function<void(bson::View)>& receive) {
   run(operation, [&](Attempt& attempt) {
     Reply reply;
     bson_error_t error{};
@@ -230,14 +231,14 @@ void Session::command(const Operation& operation, const std::string& database, c
   });
 }
 
-void Session::ping() {
+void OperationRunner::ping() {
   bson::Writer command;
   command.appendInt32("ping", 1);
   const OwnedBson written(std::move(command));
   this->command({"connect"}, "admin", written.get(), [](bson::View) {});
 }
 
-void Session::setPassword(const std::string& password) {
+void OperationRunner::setPassword(const std::string& password) {
   mongoc_uri_set_password(address_.uri.get(), password.c_str());
   address_.secrets.push_back(password);
   connection_.reset();
