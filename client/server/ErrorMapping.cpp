@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <cctype>
-#include <initializer_list>
 #include <string_view>
 
 #include "client/bson/utf8.h"
@@ -15,70 +14,119 @@ namespace {
 
 using Kind = Error::Kind;
 
-bool isOneOf(int code, std::initializer_list<int> codes) {
-  return std::find(codes.begin(), codes.end(), code) != codes.end();
-}
+// What a code says of the server, beside the kind of the error. Each of these includes those that it is a case of.
+using Traits = unsigned;
+constexpr Traits lasting = 0;
+// The same command may succeed a little later.
+constexpr Traits passing = 1;
+// The server is about to stop, or no longer the primary: another one may take over.
+constexpr Traits stepsDown = passing | 2;
+// And it has not begun, since it looks at this before all else.
+constexpr Traits notPrimary = stepsDown | 4;
+// A router lost the shard, or the server stopped in the middle: a write may have taken place.
+constexpr Traits brokenOff = passing | 8;
 
-// A router lost the shard, or the server stopped in the middle: the write may have taken place.
-bool isBrokenOff(int code) {
-  return isOneOf(code, {code::hostUnreachable, code::networkTimeout, code::networkInterfaceExceededTimeLimit,
-                        code::socketException, code::interruptedAtShutdown, code::interruptedDueToReplStateChange});
-}
+struct CodeMeaning {
+  int code;
+  Kind kind;
+  Traits traits = lasting;
+};
 
-bool isDuplicate(int code) {
-  return isOneOf(code, {code::duplicateKey, code::duplicateKeyInUpdate, code::duplicateKeyInCappedNamespace});
-}
+// What is not here is of kind `server`, and from `firstPlaceInTheServer` on of kind `query`.
+constexpr CodeMeaning meanings[] = {
+    {code::unauthorized, Kind::authorization},
+    {code::authenticationFailed, Kind::authentication},
+    {code::maxTimeMsExpired, Kind::timeout},
 
-bool isUndoable(int code) {
-  return isOneOf(code, {code::overflow, code::invalidBson, code::invalidIdField, code::documentValidationFailure,
-                        code::cannotGrowDocumentInCappedNamespace, code::bsonObjectTooLarge, code::keyTooLong,
-                        code::resultingDocumentTooLarge, code::insertedDocumentTooLarge});
-}
+    {code::duplicateKey, Kind::duplicateKey},
+    {code::duplicateKeyInUpdate, Kind::duplicateKey},
+    {code::duplicateKeyInCappedNamespace, Kind::duplicateKey},
 
-bool isUnknownToServer(int code) {
-  return isOneOf(code, {code::commandNotFound, code::commandNotSupported, code::notImplemented});
-}
+    {code::commandNotFound, Kind::unsupported},
+    {code::commandNotSupported, Kind::unsupported},
+    {code::notImplemented, Kind::unsupported},
 
-// Trouble of the server's own among the numbers that mostly stand for arguments.
-bool isTrouble(int code) {
-  return isOneOf(code, {code::interrupted, code::backgroundOperationInProgressForDatabase,
-                        code::backgroundOperationInProgressForNamespace, code::staleConfig, code::outOfDiskSpace,
-                        code::clientMarkedKilled});
-}
+    // A document that cannot be stored.
+    {code::overflow, Kind::document},
+    {code::invalidBson, Kind::document},
+    {code::invalidIdField, Kind::document},
+    {code::documentValidationFailure, Kind::document},
+    {code::cannotGrowDocumentInCappedNamespace, Kind::document},
+    {code::bsonObjectTooLarge, Kind::document},
+    {code::keyTooLong, Kind::document},
+    {code::resultingDocumentTooLarge, Kind::document},
+    {code::insertedDocumentTooLarge, Kind::document},
 
-bool isMeaningless(int code) {
+    // Arguments that make no sense.
+    {code::badValue, Kind::query},
+    {code::failedToParse, Kind::query},
+    {code::typeMismatch, Kind::query},
+    {code::pathNotViable, Kind::query},
+    {code::nonExistentPath, Kind::query},
+    {code::invalidPath, Kind::query},
+    {code::cannotBackfillArray, Kind::query},
+    {code::conflictingUpdateOperators, Kind::query},
+    {code::dollarPrefixedFieldName, Kind::query},
+    {code::notSingleValueField, Kind::query},
+    {code::invalidDbRef, Kind::query},
+    {code::emptyFieldName, Kind::query},
+    {code::dottedFieldName, Kind::query},
+    {code::immutableField, Kind::query},
+    {code::cannotCreateIndex, Kind::query},
+    {code::invalidOptions, Kind::query},
+    {code::invalidNamespace, Kind::query},
+    {code::indexOptionsConflict, Kind::query},
+    {code::indexKeySpecsConflict, Kind::query},
+    {code::invalidPipelineOperator, Kind::query},
+
+    // The server cannot do it now.
+    {code::legacyNotPrimary, Kind::server, notPrimary},
+    {code::notWritablePrimary, Kind::server, notPrimary},
+    {code::notPrimaryNoSecondaryOk, Kind::server, notPrimary},
+    {code::notPrimaryOrSecondary, Kind::server, notPrimary},
+    {code::shutdownInProgress, Kind::server, stepsDown},
+    {code::primarySteppedDown, Kind::server, stepsDown},
+    {code::interruptedAtShutdown, Kind::server, stepsDown | brokenOff},
+    {code::interruptedDueToReplStateChange, Kind::server, stepsDown | brokenOff},
+    {code::hostUnreachable, Kind::server, brokenOff},
+    {code::networkTimeout, Kind::server, brokenOff},
+    {code::networkInterfaceExceededTimeLimit, Kind::server, brokenOff},
+    {code::socketException, Kind::server, brokenOff},
+    {code::hostNotFound, Kind::server, passing},
+    {code::writeConflict, Kind::server, passing},
+    {code::failedToSatisfyReadPreference, Kind::server, passing},
+    {code::readConcernMajorityNotAvailableYet, Kind::server, passing},
+    {code::exceededTimeLimit, Kind::server, passing},
+
+    // Trouble of the server's own among the numbers that mostly stand for arguments.
+    {code::interrupted, Kind::server},
+    {code::backgroundOperationInProgressForDatabase, Kind::server},
+    {code::backgroundOperationInProgressForNamespace, Kind::server},
+    {code::staleConfig, Kind::server},
+    {code::outOfDiskSpace, Kind::server},
+    {code::clientMarkedKilled, Kind::server},
+};
+
+CodeMeaning meaningOf(int code) {
+  for (const CodeMeaning& meaning : meanings) {
+    if (meaning.code == code) return meaning;
+  }
+  // From here on, a number without a name is the place in the server that did not understand its arguments.
   constexpr int firstPlaceInTheServer = 10000;
-  return code >= firstPlaceInTheServer || isOneOf(code, {code::badValue,
-                                                         code::failedToParse,
-                                                         code::typeMismatch,
-                                                         code::pathNotViable,
-                                                         code::nonExistentPath,
-                                                         code::invalidPath,
-                                                         code::cannotBackfillArray,
-                                                         code::conflictingUpdateOperators,
-                                                         code::dollarPrefixedFieldName,
-                                                         code::notSingleValueField,
-                                                         code::invalidDbRef,
-                                                         code::emptyFieldName,
-                                                         code::dottedFieldName,
-                                                         code::immutableField,
-                                                         code::cannotCreateIndex,
-                                                         code::invalidOptions,
-                                                         code::invalidNamespace,
-                                                         code::indexOptionsConflict,
-                                                         code::indexKeySpecsConflict,
-                                                         code::invalidPipelineOperator});
+  return {code, code >= firstPlaceInTheServer ? Kind::query : Kind::server};
+}
+
+bool has(Traits traits, int code) {
+  return (meaningOf(code).traits & traits) == traits;
 }
 
 Kind kindOfCode(const ErrorContext& context, int code) {
-  if (code == code::unauthorized) return Kind::authorization;
-  if (code == code::authenticationFailed) return Kind::authentication;
-  if (isDuplicate(code)) return Kind::duplicateKey;
-  if (code == code::maxTimeMsExpired) return Kind::timeout;
-  if (isUnknownToServer(code)) return Kind::unsupported;
-  if (isPassing(code) || isTrouble(code) || context.ofUsers) return Kind::server;
-  if (isUndoable(code) || (context.insertion && code == code::badValue)) return Kind::document;
-  return isMeaningless(code) ? Kind::query : Kind::server;
+  // An insert has no argument but its documents.
+  if (context.insertion && !context.ofUsers && code == code::badValue) return Kind::document;
+  const Kind kind = meaningOf(code).kind;
+  // A refused user or role is what the caller tells by its code, and neither a query nor a document.
+  const bool isOfArguments = kind == Kind::query || kind == Kind::document;
+  return context.ofUsers && isOfArguments ? Kind::server : kind;
 }
 
 bool mentions(std::string_view text, std::string_view word) {
@@ -151,7 +199,7 @@ bool isOutcomeUnknown(const ErrorContext& context, Kind kind, const bson_error_t
   if (context.manyDocuments && (written > 0 || !comesBeforeAll(kind))) return true;
   const int code = static_cast<int>(error.code);
   // A refusal by a server that steps down says nothing of an attempt before it.
-  return isBrokenOff(code) || ((isStepDown(code) || code == code::maxTimeMsExpired) && context.unanswered);
+  return has(brokenOff, code) || ((isStepDown(code) || code == code::maxTimeMsExpired) && context.unanswered);
 }
 
 // The number of documents that were written for certain.
@@ -212,23 +260,19 @@ void concealOne(std::string& text, const std::string& secret) {
 }  // namespace
 
 bool isDuplicateKey(const bson_error_t& error) {
-  return error.domain == MONGOC_ERROR_SERVER && isDuplicate(static_cast<int>(error.code));
+  return error.domain == MONGOC_ERROR_SERVER && meaningOf(static_cast<int>(error.code)).kind == Kind::duplicateKey;
 }
 
 bool isStepDown(int code) {
-  return isNotPrimary(code) || isOneOf(code, {code::shutdownInProgress, code::primarySteppedDown,
-                                              code::interruptedAtShutdown, code::interruptedDueToReplStateChange});
+  return has(stepsDown, code);
 }
 
 bool isNotPrimary(int code) {
-  return isOneOf(code, {code::legacyNotPrimary, code::notWritablePrimary, code::notPrimaryNoSecondaryOk,
-                        code::notPrimaryOrSecondary});
+  return has(notPrimary, code);
 }
 
 bool isPassing(int code) {
-  return isStepDown(code) || isBrokenOff(code) ||
-         isOneOf(code, {code::hostNotFound, code::writeConflict, code::failedToSatisfyReadPreference,
-                        code::readConcernMajorityNotAvailableYet, code::exceededTimeLimit});
+  return has(passing, code);
 }
 
 ConnectionState connectionStateOf(const bson_error_t& error) {

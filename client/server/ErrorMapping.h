@@ -8,6 +8,26 @@
 
 #include "database_client/Error.h"
 
+/// The one place where the driver's errors become ours.
+///
+/// An error of the driver is a domain, a number and a text. It says too little: the same refusal by a server that steps
+/// down leaves a write undone or unknown, depending on whether an answer was lost before it. So an attempt brings along
+/// what it saw (ErrorContext), and only both together give the kind, whether to try again, and whether a write may have
+/// taken place.
+///
+/// - How the connection stands comes first: where no server answered, no code is a server's. That the driver's numbers
+///   and the server's can be told apart at all takes version 2 of its error interface (an 11 is a refused user in one,
+///   an unknown user in the other).
+/// - What a server's code means stands in one table. What it says about the documents of an insert, or about users,
+///   goes beyond the code and stands behind it.
+/// - In doubt the outcome of a write is unknown. That is wrong only in being careful, and a caller who takes a write
+///   for undone does it twice.
+/// - The cause counts, not the driver's word for it: that calls whatever goes wrong while it logs in a refused user,
+/// and
+///   each failure within five seconds of another "No servers yet eligible for rescan". So the reason why a stream
+///   was given up, and why the last server could not be reached, go before its text.
+/// - No text repeats a secret or steers a terminal, be it a server's. Texts of the driver are cut, and with them the
+///   end of a secret, which is why the start of a long one is enough to be replaced.
 namespace database_client::server {
 
 /// What is known of an exchange with a server beside the driver's error.
@@ -35,7 +55,6 @@ enum class ConnectionState {
   lost,         ///< the connection can no longer be used
 };
 
-/// The one place where the driver's errors become ours.
 Error toError(const ErrorContext& context, const bson_error_t& error, const bson_t* reply);
 
 /// The error for an exchange that ended otherwise than by one of the driver's.
