@@ -9,17 +9,16 @@ namespace database_client::server {
 
 namespace {
 
+using bson::Element;
+using bson::Type;
+using bson::Value;
+
 bool isOneOf(std::string_view text, std::initializer_list<std::string_view> texts) {
   return std::find(texts.begin(), texts.end(), text) != texts.end();
 }
 
 bool isWrite(std::string_view command) {
   return isOneOf(command, {"insert", "update", "delete"});
-}
-
-// What nobody waits for the answer to.
-bool isFarewell(std::string_view command) {
-  return isOneOf(command, {"killCursors", "endSessions"});
 }
 
 // The list without which an answer to this command says nothing; empty where there is none.
@@ -29,116 +28,99 @@ std::string_view listOf(std::string_view command) {
   return command == "listDatabases" ? "databases" : "";
 }
 
-Flaw damage() {
-  return {Flaw::Nature::damaged, "the server's answer is damaged or incomplete"};
-}
-
 Flaw nonsense(const std::string& reason) {
   return {Flaw::Nature::nonsense, "the server's answer makes no sense: " + reason};
 }
 
-// Whether every element is a document that can be walked past. A damaged length ends the walk early; for the driver it
-// ends the batch, and silently.
-std::optional<Flaw> flawOfList(const bson_iter_t& list) {
-  const std::string key = bson_iter_key(&list);
-  bson_iter_t at;
-  if (!BSON_ITER_HOLDS_ARRAY(&list)) return nonsense("\"" + key + "\" is no list");
-  if (!bson_iter_recurse(&list, &at)) return damage();
-  while (bson_iter_next(&at)) {
-    if (!BSON_ITER_HOLDS_DOCUMENT(&at)) return nonsense("\"" + key + "\" holds a value that is no document");
+// The driver reads no decimals.
+bool isNumber(const Value& value) {
+  return value.isNumber() && value.type != Type::decimal128;
+}
+
+double numberOf(const Value& value) {
+  if (value.type == Type::real) return value.asDouble();
+  return value.type == Type::int32 ? value.asInt32() : static_cast<double>(value.asInt64());
+}
+
+// For the driver, a batch ends at the first value that is no document, and silently.
+std::optional<Flaw> flawOfList(const Element& list) {
+  const std::string key(list.key);
+  if (!list.value.isArray()) return nonsense("\"" + key + "\" is no list");
+  for (const Element& item : list.value.asDocument()) {
+    if (!item.value.isDocument()) return nonsense("\"" + key + "\" holds a value that is no document");
   }
-  if (at.err_off != 0) return damage();
   return std::nullopt;
 }
 
-std::optional<Flaw> flawOfCursor(const bson_iter_t& cursor) {
-  bson_iter_t at;
-  if (!BSON_ITER_HOLDS_DOCUMENT(&cursor)) return nonsense("\"cursor\" is no document");
-  if (!bson_iter_recurse(&cursor, &at)) return damage();
-  while (bson_iter_next(&at)) {
-    const std::string_view key = bson_iter_key(&at);
-    if (isOneOf(key, {"firstBatch", "nextBatch"})) {
-      if (auto flaw = flawOfList(at)) return flaw;
-    }
-    if (key == "id" && !BSON_ITER_HOLDS_INT(&at)) return nonsense("the cursor's \"id\" is no whole number");
+std::optional<Flaw> flawOfCursor(const Value& cursor) {
+  if (!cursor.isDocument()) return nonsense("\"cursor\" is no document");
+  for (const Element& field : cursor.asDocument()) {
+    if (!isOneOf(field.key, {"firstBatch", "nextBatch"})) continue;
+    if (auto flaw = flawOfList(field)) return flaw;
   }
-  if (at.err_off != 0) return damage();
   return std::nullopt;
 }
 
-std::optional<Flaw> flawOfCount(const bson_iter_t& count) {
-  const std::string name = "\"" + std::string(bson_iter_key(&count)) + "\"";
-  if (!BSON_ITER_HOLDS_NUMBER(&count)) return nonsense(name + " is no number");
-  const double value = bson_iter_as_double(&count);
+std::optional<Flaw> flawOfCount(const Element& count) {
+  const std::string name = "\"" + std::string(count.key) + "\"";
+  if (!isNumber(count.value)) return nonsense(name + " is no number");
+  const double value = numberOf(count.value);
   if (!(value >= 0) || value != std::floor(value)) return nonsense(name + " is no count");
   return std::nullopt;
 }
 
 // A refusal that does not say of which document, or why, is none that can be handed on.
-std::optional<Flaw> flawOfRefusals(const bson_iter_t& refusals) {
+std::optional<Flaw> flawOfRefusals(const Element& refusals) {
   if (auto flaw = flawOfList(refusals)) return flaw;
-  bson_iter_t at;
-  bson_iter_recurse(&refusals, &at);
-  while (bson_iter_next(&at)) {
-    bson_iter_t refusal;
-    bool hasIndex = false;
-    bool hasCode = false;
-    if (!bson_iter_recurse(&at, &refusal)) return damage();
-    while (bson_iter_next(&refusal)) {
-      const std::string_view key = bson_iter_key(&refusal);
-      if (key == "index") hasIndex = BSON_ITER_HOLDS_INT32(&refusal) && bson_iter_int32(&refusal) >= 0;
-      if (key == "code") hasCode = BSON_ITER_HOLDS_INT32(&refusal) && bson_iter_int32(&refusal) != 0;
-    }
-    if (refusal.err_off != 0) return damage();
+  for (const Element& refusal : refusals.value.asDocument()) {
+    const Value index = refusal.value.asDocument().find("index");
+    const Value code = refusal.value.asDocument().find("code");
+    const bool hasIndex = index.data != nullptr && index.type == Type::int32 && index.asInt32() >= 0;
+    const bool hasCode = code.data != nullptr && code.type == Type::int32;
     if (!hasIndex || !hasCode) return nonsense("\"writeErrors\" holds an error without its document or its code");
   }
   return std::nullopt;
 }
 
-std::optional<Flaw> flawOfSuccess(const bson_iter_t& ok) {
-  const bool isTold = BSON_ITER_HOLDS_NUMBER(&ok) || BSON_ITER_HOLDS_BOOL(&ok);
-  if (!isTold) return nonsense("\"ok\" is no number");
+std::optional<Flaw> flawOfSuccess(const Value& ok) {
+  const bool isTruth = ok.type == Type::boolean;
+  if (!isTruth && !isNumber(ok)) return nonsense("\"ok\" is no number");
   // A failure with a reason is known by then for what it is.
-  if (!bson_iter_as_bool(&ok)) return nonsense("it is a failure without a reason");
+  if (isTruth ? !ok.asBool() : numberOf(ok) == 0) return nonsense("it is a failure without a reason");
   return std::nullopt;
 }
 
-std::optional<Flaw> flawAt(std::string_view command, std::string_view list, const bson_iter_t& at) {
-  const std::string_view key = bson_iter_key(&at);
-  if (key == "ok") return flawOfSuccess(at);
-  if (key == "cursor") return flawOfCursor(at);
-  if (isWrite(command)) {
-    if (isOneOf(key, {"n", "nModified"})) return flawOfCount(at);
-    if (key == "writeErrors") return flawOfRefusals(at);
-    if (key == "upserted") return flawOfList(at);
-    if (key == "writeConcernError" && !BSON_ITER_HOLDS_DOCUMENT(&at))
-      return nonsense("\"writeConcernError\" is no document");
-  }
-  if (!list.empty() && key == list) return flawOfList(at);
-  return std::nullopt;
+std::optional<Flaw> flawOfField(std::string_view command, std::string_view list, const Element& field) {
+  if (field.key == "ok") return flawOfSuccess(field.value);
+  if (field.key == "cursor") return flawOfCursor(field.value);
+  if (!list.empty() && field.key == list) return flawOfList(field);
+  if (!isWrite(command)) return std::nullopt;
+  if (isOneOf(field.key, {"n", "nModified"})) return flawOfCount(field);
+  if (field.key == "writeErrors") return flawOfRefusals(field);
+  return field.key == "upserted" ? flawOfList(field) : std::nullopt;
 }
 
 }  // namespace
 
-std::optional<Flaw> flawOf(std::string_view command, const bson_t* answer) {
-  if (isFarewell(command)) return std::nullopt;
+std::optional<Flaw> flawOf(std::string_view command, bson::View answer) {
+  // Nobody waits for the answer to these.
+  if (isOneOf(command, {"killCursors", "endSessions"})) return std::nullopt;
+  const std::string_view list = listOf(command);
   bool saysOk = false;
   bool saysCount = false;
-  const std::string_view list = listOf(command);
   bool saysList = list.empty();
-  bson_iter_t at;
-  if (!bson_iter_init(&at, answer)) return damage();
-  while (bson_iter_next(&at)) {
-    const std::string_view key = bson_iter_key(&at);
-    saysOk = saysOk || key == "ok";
-    saysCount = saysCount || key == "n";
-    saysList = saysList || key == list;
-    if (auto flaw = flawAt(command, list, at)) return flaw;
+  for (const Element& field : answer) {
+    saysOk = saysOk || field.key == "ok";
+    saysCount = saysCount || field.key == "n";
+    saysList = saysList || field.key == list;
+    if (auto flaw = flawOfField(command, list, field)) return flaw;
   }
-  if (at.err_off != 0) return damage();
   if (!saysOk) return nonsense("it does not say whether it is a success");
   if (!saysList) return nonsense("it lacks \"" + std::string(list) + "\"");
-  if (isWrite(command) && !saysCount) return damage();
+  // The driver takes this for a success that wrote nothing; a stranger's answer looks like this, too.
+  if (isWrite(command) && !saysCount) {
+    return Flaw{Flaw::Nature::damaged, "the server's answer is damaged or incomplete"};
+  }
   return std::nullopt;
 }
 

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <mongoc/mongoc.h>
-
 #include <optional>
 #include <string>
 #include <string_view>
+
+#include "client/bson/View.h"
 
 namespace database_client::server {
 
@@ -21,6 +21,9 @@ struct Flaw {
 
 /// Looks through the answer to a command before anything of it is believed: the driver takes an answer without "ok" for
 /// a success, and a batch for finished at the first value that is no document. Takes one pass.
-std::optional<Flaw> flawOf(std::string_view command, const bson_t* answer);
+///
+/// The bytes are known to be well-formed, and the fields that the driver reads without looking to be of their types:
+/// AnswerForm.h refuses anything else before the driver sees it, and nothing of that is looked at twice.
+std::optional<Flaw> flawOf(std::string_view command, bson::View answer);
 
 }  // namespace database_client::server

@@ -51,7 +51,8 @@ void onSucceeded(const mongoc_apm_command_succeeded_t* event) {
     events.host = mongoc_apm_command_succeeded_get_host(event)->host_and_port;
     const std::string_view command = mongoc_apm_command_succeeded_get_command_name(event);
     if (events.flaw || isHidden(command)) return;
-    events.flaw = flawOf(command, mongoc_apm_command_succeeded_get_reply(event));
+    const bson_t* reply = mongoc_apm_command_succeeded_get_reply(event);
+    events.flaw = flawOf(command, {bson_get_data(reply), reply->len});
   });
 }
 

@@ -89,6 +89,7 @@ void Attempt::fail(const bson_error_t& error, const bson_t* reply) {
   const ConnectionState state = connectionStateOf(error);
   const int code = error.domain == MONGOC_ERROR_SERVER ? static_cast<int>(error.code) : 0;
   unreachable_ = state == ConnectionState::unreachable;
+  // Whoever steps down has a successor, or comes back: either is found by a client that looks for servers anew.
   lost_ = state == ConnectionState::lost || isStepDown(code);
   passing_ = isPassing(code);
   untouched_ = isNotPrimary(code) && !events_.unanswered && !operation_.manyDocuments;
@@ -136,8 +137,9 @@ void Attempt::check() {
 
 bool Attempt::mayRepeat() const {
   if (delivered_ || events_.timedOut) return false;
-  const bool stale = unreachable_ && knownConnection_ && !events_.unanswered;
-  if (stale) return true;
+  // A connection that stood is gone, as after a restart of the server, and nothing of the operation was sent.
+  const bool isStale = unreachable_ && knownConnection_ && !events_.unanswered;
+  if (isStale) return true;
   if (!operation_.write) return lost_ && address_.retryReads;
   const bool isHarmless = untouched_ || (operation_.repeatable && (lost_ || passing_));
   return isHarmless && connection_->hasSuccessors &&
@@ -226,7 +228,7 @@ void OperationRunner::command(const Operation& operation, const std::string& dat
     bson_error_t error{};
     if (!send(attempt.client(), operation, database, command, reply, error)) attempt.fail(error, reply.get());
     attempt.check();
-    if (const auto flaw = flawOf(nameOf(command), reply.get())) attempt.fail(*flaw);
+    if (const auto flaw = flawOf(nameOf(command), reply.view())) attempt.fail(*flaw);
     receive(reply.view());
   });
 }
