@@ -13,6 +13,28 @@
 #include "client/server/Handles.h"
 #include "database_client/ObjectProperties.h"
 
+/// Runs the operations of one client on a deployment, and repeats what may be repeated.
+///
+/// An operation is what one call asks for. An attempt is one run of it over a connection; there are two at most. While
+/// an attempt runs, the driver tells of every command that it makes of the operation (CommandEvents): to whom it went,
+/// whether it was answered, refused, or answered with nonsense. What an attempt knows in the end decides what the
+/// caller is told, whether the connection is used again, and whether there is a second attempt.
+///
+/// - After an error of the stream or the protocol the driver's client is replaced, and not only its socket: what
+/// arrives
+///   next may belong to a question asked before, and for five seconds after a failed connection a client would answer
+///   "No servers yet eligible for rescan" instead of the cause.
+/// - A read is repeated once, on a new connection, unless a document of it was handed over, which cannot be taken back,
+///   or time ran out, which would double the wait.
+/// - A write is repeated once when nothing of it was done, or when it is one that changes nothing more when it takes
+///   place again and another server may take over. All other repetitions are the driver's, which numbers its writes so
+///   that a server tells them; it numbers no removal and no user command.
+/// - Of a write the outcome is unknown unless something excludes that it took place. A refusal of the second attempt
+///   says nothing of the first.
+/// - `isOpen` claims no more than the last answer has proved.
+///
+/// The driver's repetition of reads is switched off unless the address asks for it: it repeats after a timeout, too,
+/// and so makes ten minutes of silence of a time limit of five.
 namespace database_client::server {
 
 /// What an operation is called in messages, and how it may be treated when it fails.
@@ -96,12 +118,7 @@ class Attempt {
   bool untouched_ = false;  ///< and has not begun
 };
 
-/// A connection to a deployment that is made anew when it was lost. After an error of the stream or the protocol the
-/// driver's client is replaced, since what arrives next on its sockets may belong to a question asked before.
-///
-/// A read is repeated once on a new connection. Beyond what the driver does by itself where a server recognises a
-/// repeated write, a write is repeated once when nothing of it was done, or when it is one that changes nothing more
-/// and another server may take over.
+/// The connection of one client, made when an operation needs it and made anew when it was lost.
 class OperationRunner {
  public:
   /// While it waits, and before each document, it asks `cancellation` whether to go on.

@@ -167,57 +167,9 @@ std::vector<DocumentPointer> pointersTo(const std::vector<BorrowedBson>& lent) {
   return pointers;
 }
 
-struct Update {
-  const Namespace& where;
-  const bson_t* selector;
-  const bson_t* change;
-  bool replaces;
-  bool upsert;
-};
-
-void send(Attempt& attempt, const Update& update, bool acknowledged) {
-  mongoc_collection_t* const collection = attempt.collection(update.where);
-  const auto operation = update.replaces ? &mongoc_collection_replace_one : &mongoc_collection_update_many;
-  const OwnedBson options = updateOptions(update.upsert);
-  Reply reply;
-  bson_error_t error{};
-  if (!operation(collection, update.selector, update.change, options.get(), reply.get(), &error)) {
-    attempt.fail(error, reply.get());
-  }
-  if (!acknowledged) return;
-  attempt.check();
-  const std::int64_t touched = numberAt(reply.view(), "matchedCount") + numberAt(reply.view(), "upsertedCount");
-  if (touched == 0 && update.upsert) failDamaged(attempt, "the server acknowledged neither a match nor an insert");
-  if (touched > 1 && update.replaces) failDamaged(attempt, "the server acknowledged more than one replacement");
-}
-
 void expectNoMoreThan(Attempt& attempt, int received, int limit) {
   if (limit == 0 || received <= limit) return;
   failNonsense(attempt, "the server sent more than the " + std::to_string(limit) + " documents that were asked for");
-}
-
-bson::View firstBatch(Attempt& attempt, bson::View reply) {
-  attempt.check();
-  const bson::Value cursor = reply.find("cursor");
-  const bool hasCursor = cursor.data != nullptr && cursor.isDocument();
-  const bson::Value batch = hasCursor ? cursor.asDocument().find("firstBatch") : bson::Value{};
-  if (batch.data == nullptr || !batch.isArray()) failDamaged(attempt, "the server's answer has no documents");
-  return batch.asDocument();
-}
-
-// The first answer is the last: without a cursor, the driver looks for a server once instead of twice.
-void receiveOne(Attempt& attempt, const Namespace& where, const bson_t* command, const Engine::Receiver& receive) {
-  Reply reply;
-  bson_error_t error{};
-  if (!mongoc_client_read_command_with_opts(attempt.client(), where.database.c_str(), command, nullptr, nullptr,
-                                            reply.get(), &error)) {
-    attempt.fail(error, reply.get());
-  }
-  int received = 0;
-  for (const bson::Element& document : firstBatch(attempt, reply.view())) {
-    expectNoMoreThan(attempt, ++received, 1);
-    attempt.deliver(document.value.asDocument(), receive);
-  }
 }
 
 bool isWritingStage(bson::View stage) {
@@ -265,15 +217,16 @@ OwnedBson explainCommand(const Namespace& where, const ObjectProperties& query) 
 }
 
 long long countIn(Attempt& attempt, const ObjectProperties& counted) {
-  const bson::Value n = DocumentAccess::view(counted).find("n");
-  const bool isReal = n.data != nullptr && n.type == bson::Type::real;
-  const double real = isReal ? n.asDouble() : 0;
   constexpr double most = 9007199254740992.0;  // up to here, a double is exact
-  const bool isWhole = n.data != nullptr && (n.type == bson::Type::int32 || n.type == bson::Type::int64 ||
-                                             (real >= 0 && real <= most && std::floor(real) == real && isReal));
-  const std::int64_t number =
-      isReal ? static_cast<std::int64_t>(isWhole ? real : 0) : numberAt(DocumentAccess::view(counted), "n");
-  if (!isWhole || number < 0) failNonsense(attempt, "the server's answer makes no sense: it holds no count");
+  const bson::Value n = DocumentAccess::view(counted).find("n");
+  std::int64_t number = -1;
+  if (n.data != nullptr && n.type == bson::Type::real) {
+    const double real = n.asDouble();
+    if (real >= 0 && real <= most && std::floor(real) == real) number = static_cast<std::int64_t>(real);
+  } else if (n.data != nullptr && (n.type == bson::Type::int32 || n.type == bson::Type::int64)) {
+    number = numberAt(DocumentAccess::view(counted), "n");
+  }
+  if (number < 0) failNonsense(attempt, "the server's answer makes no sense: it holds no count");
   return number;
 }
 
@@ -315,6 +268,7 @@ void ServerEngine::insert(const Namespace& where, const ObjectProperties& docume
     Reply reply;
     bson_error_t error{};
     if (!mongoc_collection_insert_one(collection, lent.get(), options.get(), reply.get(), &error)) {
+      // What is in the way may have been put there by the first of two tries of the driver's.
       if (attempt.lostAnAnswer() && isDuplicateKey(error) && isStored(attempt, where, document)) return;
       attempt.fail(error, reply.get());
     }
@@ -336,18 +290,29 @@ std::list<BulkFailure> ServerEngine::insertMany(const Namespace& where,
     mongoc_collection_t* const collection = attempt.collection(where);
     Reply reply;
     bson_error_t error{};
-    const bool done =
+    const bool isDone =
         mongoc_collection_insert_many(collection, pointers.data(), pointers.size(), options.get(), reply.get(), &error);
     failures = failuresOf(attempt, reply.view(), pointers.size());
-    const bool onlyRefusals = !failures.empty() && error.domain == MONGOC_ERROR_SERVER;
-    const bool broken = !done && !onlyRefusals && error.domain != MONGOC_ERROR_WRITE_CONCERN;
-    if (broken || findWriteConcernError(reply.view(), error)) attempt.fail(error, reply.get());
+
+    // Refused documents are a result of this call and no failure of it, but the driver reports both in the same way,
+    // and what was applied without being replicated as asked likewise, which is looked at next.
+    const bool isOnlyRefusals = error.domain == MONGOC_ERROR_SERVER && !failures.empty();
+    const bool isApplied = error.domain == MONGOC_ERROR_WRITE_CONCERN;
+    if (!isDone && !isOnlyRefusals && !isApplied) attempt.fail(error, reply.get());
+    if (findWriteConcernError(reply.view(), error)) attempt.fail(error, reply.get());
     if (!isAcknowledged()) return;
-    const auto refused = static_cast<std::int64_t>(failures.size());
-    const std::int64_t told = numberAt(reply.view(), "insertedCount") + refused;
+
+    // What one command cannot hold the driver sends as several, whose answers it adds up. Where one of them is refused
+    // as a whole, it forgets so when a later one succeeds, and when refused documents are all that it reports in the
+    // end: the sum is too small then, and the refusal is the one that was observed on the way.
     const auto sent = static_cast<std::int64_t>(pointers.size());
+    const std::int64_t told = numberAt(reply.view(), "insertedCount") + static_cast<std::int64_t>(failures.size());
     if (told < sent && attempt.wasRefused()) attempt.failAsRefused(reply.get());
+    // For any other difference there is no reason but that the answer is not to what was asked.
     expectCount(attempt, told, sent);
+
+    // The driver repeats a command whose answer it lost. A server that does not tell a repetition refuses it for
+    // the documents that the first try has put there.
     if (attempt.lostAnAnswer()) forgiveOwnDocuments(attempt, where, documents, failures);
   });
   return failures;
@@ -361,18 +326,48 @@ void ServerEngine::update(const Namespace& where, const ObjectProperties& select
   const BorrowedBson query(DocumentAccess::view(selector));
   const BorrowedBson whole(DocumentAccess::view(document));
   const OwnedBson change = under(kind == UpdateKind::setInAll ? "$set" : "$push", document);
-  const Update update{where, query.get(), replaces ? whole.get() : change.get(), replaces, upsert};
-  runner_.run(operation, [&](Attempt& attempt) { send(attempt, update, isAcknowledged()); });
+  const OwnedBson options = updateOptions(upsert);
+  const auto send = replaces ? &mongoc_collection_replace_one : &mongoc_collection_update_many;
+  runner_.run(operation, [&](Attempt& attempt) {
+    mongoc_collection_t* const collection = attempt.collection(where);
+    Reply reply;
+    bson_error_t error{};
+    if (!send(collection, query.get(), replaces ? whole.get() : change.get(), options.get(), reply.get(), &error)) {
+      attempt.fail(error, reply.get());
+    }
+    if (!isAcknowledged()) return;
+    attempt.check();
+    const std::int64_t touched = numberAt(reply.view(), "matchedCount") + numberAt(reply.view(), "upsertedCount");
+    if (touched == 0 && upsert) failDamaged(attempt, "the server acknowledged neither a match nor an insert");
+    if (touched > 1 && replaces) failDamaged(attempt, "the server acknowledged more than one replacement");
+  });
 }
 
 void ServerEngine::findPlainly(const Namespace& where, const FindRequest& request, const Receiver& receive) {
   request.limit == 1 ? findOne(where, request, receive) : findMany(where, request, receive);
 }
 
+// The first answer is the last: without a cursor, the driver looks for a server once instead of twice.
 void ServerEngine::findOne(const Namespace& where, const FindRequest& request, const Receiver& receive) {
   const OwnedBson command = findOneCommand(where, request);
-  runner_.run(readOperation("find in", where),
-              [&](Attempt& attempt) { receiveOne(attempt, where, command.get(), receive); });
+  runner_.run(readOperation("find in", where), [&](Attempt& attempt) {
+    Reply reply;
+    bson_error_t error{};
+    if (!mongoc_client_read_command_with_opts(attempt.client(), where.database.c_str(), command.get(), nullptr, nullptr,
+                                              reply.get(), &error)) {
+      attempt.fail(error, reply.get());
+    }
+    attempt.check();
+    const bson::Value cursor = reply.view().find("cursor");
+    const bool hasCursor = cursor.data != nullptr && cursor.isDocument();
+    const bson::Value batch = hasCursor ? cursor.asDocument().find("firstBatch") : bson::Value{};
+    if (batch.data == nullptr || !batch.isArray()) failDamaged(attempt, "the server's answer has no documents");
+    int received = 0;
+    for (const bson::Element& document : batch.asDocument()) {
+      expectNoMoreThan(attempt, ++received, 1);
+      attempt.deliver(document.value.asDocument(), receive);
+    }
+  });
 }
 
 void ServerEngine::findMany(const Namespace& where, const FindRequest& request, const Receiver& receive) {
