@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <filesystem>
 
+#include "database_client/codes.h"
 #include "tests/library/LoadedLibrary.h"
 #include "tests/support/records.h"
 
@@ -414,7 +415,8 @@ TEST_F(StoredUsers, LeaveTheOutputForATagThatIsUnknown) {
 }
 
 TEST_F(StoredUsers, CannotBeAddedTwiceOrChangedWhenUnknown) {
-  const auto code = [](const auto& call) {
+  namespace code = database_client::code;
+  const auto codeOf = [](const auto& call) {
     try {
       call();
       return 0;
@@ -423,10 +425,10 @@ TEST_F(StoredUsers, CannotBeAddedTwiceOrChangedWhenUnknown) {
     }
   };
   users->addUser("anna", "secret", {}, {});
-  EXPECT_EQ(code([&] { users->addUser("anna", "other", {}, {}); }), 51003);
-  EXPECT_EQ(code([&] { users->updateUser("zoe", {}, {}); }), 11);
-  EXPECT_EQ(code([&] { users->changeUserPassword("zoe", "new"); }), 11);
-  EXPECT_EQ(code([&] { users->removeUser("zoe"); }), 11);
+  EXPECT_EQ(codeOf([&] { users->addUser("anna", "other", {}, {}); }), code::userExists);
+  EXPECT_EQ(codeOf([&] { users->updateUser("zoe", {}, {}); }), code::userNotFound);
+  EXPECT_EQ(codeOf([&] { users->changeUserPassword("zoe", "new"); }), code::userNotFound);
+  EXPECT_EQ(codeOf([&] { users->removeUser("zoe"); }), code::userNotFound);
   EXPECT_EQ(joined(users->enumUsers()), "anna");
 }
 

@@ -9,6 +9,8 @@
 #include <memory>
 #include <string>
 
+static_assert(database_client::code::duplicateKey == 11000, "the codes are installed");
+
 int main() {
   const std::unique_ptr<database_provider::ExperimentDatabaseInterface> experiments(createExperimentDatabase());
   database_client::DataBaseClient client;
