@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "client/embedded/query/pipeline/Facet.h"
+
 #include <algorithm>
 #include <array>
 #include <string>
@@ -6,9 +8,7 @@
 #include <vector>
 
 #include "client/bson/Writer.h"
-#include "client/embedded/query/pipeline/Pipeline.h"
 #include "client/embedded/query/pipeline/PipelineRun.h"
-#include "client/embedded/query/pipeline/Stage.h"
 #include "client/embedded/query/values/Path.h"
 #include "client/embedded/query/values/errors.h"
 
@@ -25,7 +25,7 @@ namespace {
 
 struct SubPipeline {
   std::string name;
-  Pipeline pipeline;
+  std::vector<StagePtr> stages;
 };
 
 /// The documents that come out of one sub-pipeline, as an array.
@@ -49,9 +49,9 @@ class Collector : public StageRun {
   std::size_t count_ = 0;
 };
 
-class FacetFlow : public StageRun {
+class FacetRun : public StageRun {
  public:
-  FacetFlow(const std::vector<SubPipeline>& pipelines, StageRun& next, const RunLimits& limits) : next_(next) {
+  FacetRun(const std::vector<SubPipeline>& pipelines, StageRun& next, const RunLimits& limits) : next_(next) {
     for (const SubPipeline& sub : pipelines) branches_.push_back(std::make_unique<Branch>(sub, total_, limits));
   }
 
@@ -74,15 +74,15 @@ class FacetFlow : public StageRun {
   class Branch {
    public:
     Branch(const SubPipeline& sub, std::size_t& total, const RunLimits& limits)
-        : name_(sub.name), collector_(total), chain_(sub.pipeline.start(collector_, limits)) {}
+        : name_(sub.name), collector_(total), run_(sub.stages, 0, collector_, limits) {}
 
     bool take(View document) {
-      wanted_ = wanted_ && chain_.take(document);
+      wanted_ = wanted_ && run_.take(document);
       return wanted_;
     }
 
     void write(Writer& out) {
-      chain_.end();
+      run_.end();
       const std::vector<Byte> results = collector_.results();
       out.appendArray(name_, {results.data(), results.size()});
     }
@@ -90,7 +90,7 @@ class FacetFlow : public StageRun {
    private:
     const std::string& name_;
     Collector collector_;
-    PipelineRun chain_;
+    PipelineRun run_;
     bool wanted_ = true;
   };
 
@@ -103,7 +103,7 @@ class FacetStage : public Stage {
  public:
   explicit FacetStage(std::vector<SubPipeline> pipelines) : pipelines_(std::move(pipelines)) {}
   std::unique_ptr<StageRun> start(StageRun& next, const RunLimits& limits) const override {
-    return std::make_unique<FacetFlow>(pipelines_, next, limits);
+    return std::make_unique<FacetRun>(pipelines_, next, limits);
   }
 
  private:
@@ -124,7 +124,7 @@ void checkStagesInside(View stages) {
 
 }  // namespace
 
-StagePtr parseFacet(const Value& operand, std::size_t memoryLimit) {
+StagePtr parseFacet(const Value& operand, const StagesParser& parseStages) {
   if (!operand.isDocument() || operand.asDocument().empty()) {
     refuseQuery(code::facetNotADocument, "$facet takes a document of pipelines", "$facet");
   }
@@ -138,8 +138,8 @@ StagePtr parseFacet(const Value& operand, std::size_t memoryLimit) {
                   "the field " + quoted(element.key) + " of $facet takes an array of stages", element.key);
     }
     checkStagesInside(element.value.asDocument());
-    pipelines.push_back({std::string(element.key),
-                         parseUnder(element.key, [&] { return Pipeline(element.value.asDocument(), memoryLimit); })});
+    pipelines.push_back(
+        {std::string(element.key), parseUnder(element.key, [&] { return parseStages(element.value.asDocument()); })});
   }
   return std::make_unique<FacetStage>(std::move(pipelines));
 }

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "client/embedded/query/pipeline/Group.h"
+
 #include <deque>
 #include <string>
 #include <unordered_map>
@@ -8,7 +10,7 @@
 
 #include "client/bson/Writer.h"
 #include "client/embedded/query/pipeline/Accumulator.h"
-#include "client/embedded/query/pipeline/Stage.h"
+#include "client/embedded/query/pipeline/SortStage.h"
 #include "client/embedded/query/transform/Expression.h"
 #include "client/embedded/query/values/OwnedValue.h"
 #include "client/embedded/query/values/errors.h"
@@ -39,9 +41,9 @@ struct GroupSpecification {
   std::vector<AccumulatedField> fields;
 };
 
-class GroupFlow : public StageRun {
+class GroupRun : public StageRun {
  public:
-  GroupFlow(const GroupSpecification& specification, StageRun& next, const RunLimits& limits)
+  GroupRun(const GroupSpecification& specification, StageRun& next, const RunLimits& limits)
       : specification_(specification), next_(next), limits_(limits) {}
 
   bool take(View document) override {
@@ -110,7 +112,7 @@ class GroupStage : public Stage {
  public:
   explicit GroupStage(GroupSpecification specification) : specification_(std::move(specification)) {}
   std::unique_ptr<StageRun> start(StageRun& next, const RunLimits& limits) const override {
-    return std::make_unique<GroupFlow>(specification_, next, limits);
+    return std::make_unique<GroupRun>(specification_, next, limits);
   }
 
  private:
@@ -127,11 +129,8 @@ void checkFieldName(std::string_view name) {
 
 AccumulatedField parseAccumulated(const Element& element) {
   checkFieldName(element.key);
-  const bool operatorDocument = element.value.isDocument() && !element.value.asDocument().empty() &&
-                                element.value.asDocument().begin()->key.substr(0, 1) == "$";
-  if (!operatorDocument) {
-    refuseQuery(code::groupFieldNotAnAccumulator,
-                "the field " + quoted(element.key) + " of $group takes an accumulator", element.key);
+  if (!isOperatorExpression(element.value)) {
+    refuseQuery(code::groupFieldNotAnAccumulator, "the field " + quoted(element.key) + " of $group takes an accumulator", element.key);
   }
   if (element.value.asDocument().count() != 1) {
     refuseQuery(code::groupFieldOfSeveralAccumulators,
@@ -150,13 +149,13 @@ class SortByCountStage : public Stage {
   std::unique_ptr<StageRun> start(StageRun& next, const RunLimits& limits) const override {
     auto sort = sort_->start(next, limits);
     auto group = group_->start(*sort, limits);
-    return std::make_unique<PairFlow>(std::move(group), std::move(sort));
+    return std::make_unique<PairRun>(std::move(group), std::move(sort));
   }
 
  private:
-  class PairFlow : public StageRun {
+  class PairRun : public StageRun {
    public:
-    PairFlow(std::unique_ptr<StageRun> first, std::unique_ptr<StageRun> second)
+    PairRun(std::unique_ptr<StageRun> first, std::unique_ptr<StageRun> second)
         : second_(std::move(second)), first_(std::move(first)) {}
     bool take(View document) override { return first_->take(document); }
     void end() override { first_->end(); }
@@ -172,17 +171,15 @@ class SortByCountStage : public Stage {
 
 void checkSortByCount(const Value& operand) {
   if (operand.isDocument()) {
-    const bool expression = !operand.asDocument().empty() && operand.asDocument().begin()->key.substr(0, 1) == "$";
-    if (!expression)
-      refuseQuery(code::sortByCountOfDocument, "$sortByCount takes an expression, not a document", "$sortByCount");
-  } else if (operand.type == Type::string) {
-    const bool path = operand.asString().substr(0, 1) == "$";
-    if (!path)
-      refuseQuery(code::sortByCountPathWithoutDollar, "$sortByCount takes a path that begins with $", "$sortByCount");
-  } else {
-    refuseQuery(code::sortByCountNotAPath,
-                std::string("$sortByCount takes a path or an expression, not ") + kindOf(operand), "$sortByCount");
+    if (isOperatorExpression(operand)) return;
+    refuseQuery(code::sortByCountOfDocument, "$sortByCount takes an expression, not a document", "$sortByCount");
   }
+  if (operand.type != Type::string) {
+    refuseQuery(code::sortByCountNotAPath, std::string("$sortByCount takes a path or an expression, not ") + kindOf(operand),
+                "$sortByCount");
+  }
+  const bool path = operand.asString().substr(0, 1) == "$";
+  if (!path) refuseQuery(code::sortByCountPathWithoutDollar, "$sortByCount takes a path that begins with $", "$sortByCount");
 }
 
 }  // namespace

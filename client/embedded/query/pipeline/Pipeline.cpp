@@ -7,7 +7,12 @@
 #include <optional>
 #include <string>
 
+#include "client/embedded/query/pipeline/Facet.h"
+#include "client/embedded/query/pipeline/Group.h"
 #include "client/embedded/query/pipeline/PipelineRun.h"
+#include "client/embedded/query/pipeline/SortStage.h"
+#include "client/embedded/query/pipeline/Unwind.h"
+#include "client/embedded/query/pipeline/simpleStages.h"
 #include "client/embedded/query/values/errors.h"
 
 namespace database_client::embedded {
@@ -65,46 +70,58 @@ std::optional<std::size_t> keptBySort(const std::vector<Pipeline::Description>& 
   return std::nullopt;
 }
 
-StagePtr parseStage(const std::vector<Pipeline::Description>& stages, std::size_t at, std::size_t memoryLimit) {
+std::vector<Pipeline::Description> describe(View stages) {
+  std::vector<Pipeline::Description> descriptions;
+  for (const Element& stage : stages) {
+    if (descriptions.size() == Pipeline::maximumStages)
+      refuseQuery(code::tooManyStages, "a pipeline of more than 1000 stages");
+    if (!stage.value.isDocument()) {
+      refuseQuery(code::typeMismatch, std::string("a stage is a document, not ") + kindOf(stage.value), stage.key);
+    }
+    if (stage.value.asDocument().count() != 1) {
+      refuseQuery(code::stageWithoutOneField, "a stage has exactly one field", stage.key);
+    }
+    const auto field = stage.value.asDocument().begin();
+    descriptions.push_back({field->key, field->value});
+  }
+  return descriptions;
+}
+
+std::vector<StagePtr> parseStages(const std::vector<Pipeline::Description>& stages);
+
+StagePtr parseStage(const std::vector<Pipeline::Description>& stages, std::size_t at) {
   const auto& [name, operand] = stages[at];
-  if (StagePtr plain = parsePlainStage(name, operand)) return plain;
+  if (StagePtr simple = parseSimpleStage(name, operand)) return simple;
   if (name == "$group") return parseGroup(operand);
   if (name == "$sort") return parseSort(operand, keptBySort(stages, at + 1));
   if (name == "$unwind") return parseUnwind(operand);
   if (name == "$sortByCount") return parseSortByCount(operand);
-  if (name == "$facet") return parseFacet(operand, memoryLimit);
+  if (name == "$facet") return parseFacet(operand, [](View inside) { return parseStages(describe(inside)); });
   const bool known = std::find(unsupportedStages.begin(), unsupportedStages.end(), name) != unsupportedStages.end();
   if (known) refuseUnsupported(name, "stage");
   refuseQuery(code::unknownStage, "unknown stage " + quoted(name), name);
 }
 
 /// Errors are told under the stage's number and name.
-StagePtr parseNumberedStage(const std::vector<Pipeline::Description>& stages, std::size_t at, std::size_t memoryLimit) {
-  return parseUnder(std::to_string(at), [&] {
-    try {
-      return parseStage(stages, at, memoryLimit);
-    } catch (const Error& error) {
-      const std::string_view name = stages[at].name;
-      if (error.where() == name) throw;
-      throw under(name, error);
-    }
-  });
+std::vector<StagePtr> parseStages(const std::vector<Pipeline::Description>& stages) {
+  std::vector<StagePtr> parsed;
+  for (std::size_t at = 0; at < stages.size(); ++at) {
+    parsed.push_back(parseUnder(std::to_string(at), [&stages, at] {
+      try {
+        return parseStage(stages, at);
+      } catch (const Error& error) {
+        const std::string_view name = stages[at].name;
+        if (error.where() == name) throw;
+        throw under(name, error);
+      }
+    }));
+  }
+  return parsed;
 }
 
-Pipeline::Description describe(const Element& stage) {
-  if (!stage.value.isDocument()) {
-    refuseQuery(code::typeMismatch, std::string("a stage is a document, not ") + kindOf(stage.value), stage.key);
-  }
-  if (stage.value.asDocument().count() != 1) {
-    refuseQuery(code::stageWithoutOneField, "a stage has exactly one field", stage.key);
-  }
-  const auto field = stage.value.asDocument().begin();
-  return {field->key, field->value};
-}
-
-class ReceiverFlow : public StageRun {
+class ReceiverRun : public StageRun {
  public:
-  explicit ReceiverFlow(const Pipeline::Receiver& receiver) : receiver_(receiver) {}
+  explicit ReceiverRun(const Pipeline::Receiver& receiver) : receiver_(receiver) {}
   bool take(View document) override {
     wanted_ = wanted_ && receiver_(document);
     return wanted_;
@@ -119,28 +136,19 @@ class ReceiverFlow : public StageRun {
 }  // namespace
 
 Pipeline::Pipeline(View stages, std::size_t memoryLimit)
-    : specification_(stages.data, stages.data + stages.size), memoryLimit_(memoryLimit) {
-  for (const Element& stage : View{specification_.data(), specification_.size()}) {
-    if (descriptions_.size() == maximumStages) refuseQuery(code::tooManyStages, "a pipeline of more than 1000 stages");
-    descriptions_.push_back(describe(stage));
-  }
-  for (std::size_t at = 0; at < descriptions_.size(); ++at) {
-    stages_.push_back(parseNumberedStage(descriptions_, at, memoryLimit));
-  }
-}
+    : specification_(stages.data, stages.data + stages.size),
+      descriptions_(describe({specification_.data(), specification_.size()})),
+      stages_(parseStages(descriptions_)),
+      memoryLimit_(memoryLimit) {}
 Pipeline::Pipeline(Pipeline&& other) noexcept = default;
 Pipeline& Pipeline::operator=(Pipeline&& other) noexcept = default;
 Pipeline::~Pipeline() = default;
 
-PipelineRun Pipeline::start(StageRun& sink, const RunLimits& limits, std::size_t first) const {
-  return PipelineRun(stages_, first, sink, limits);
-}
-
 void Pipeline::run(const Source& source, const Receiver& receiver, std::size_t first) const {
-  ReceiverFlow sink(receiver);
-  PipelineRun chain = start(sink, {memoryLimit_}, first);
-  source([&chain](View document) { return chain.take(document); });
-  chain.end();
+  ReceiverRun sink(receiver);
+  PipelineRun run(stages_, first, sink, {memoryLimit_});
+  source([&run](View document) { return run.take(document); });
+  run.end();
 }
 
 }  // namespace database_client::embedded

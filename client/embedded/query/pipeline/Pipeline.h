@@ -9,12 +9,20 @@
 
 #include "client/bson/View.h"
 
+/// An aggregation as a chain of stages through which documents flow.
+///
+/// A `Stage` is what was parsed, a `StageRun` is one stage at work: it takes a document and pushes results on to the
+/// next. `PipelineRun` starts the stages from the last to the first, so that each knows where its results go. A
+/// document is valid only during the call that passes it, which is why a stage that keeps something copies it. `take`
+/// returns false when nothing that may still come makes a difference, and this travels back to the source: a $limit
+/// ends the scan. `end` travels forth once, and is when $group, $sort, $count and $facet put out what they hold.
+///
+/// Pushed and not pulled, as iterators of a query plan often are, since $facet has one input and many outputs, which
+/// pull would make it hold, and since the cursor, the index's counters and sub-pipelines are all sources of the same
+/// kind. Nothing is planned in here: who can answer the first stages otherwise asks for `stages()` and runs the rest.
 namespace database_client::embedded {
 
-class PipelineRun;
-class StageRun;
 class Stage;
-struct RunLimits;
 
 /// An aggregation, parsed once. Its stages are `$match $project $unwind $group $sort $limit $skip $count $addFields
 /// $set $unset $sortByCount $replaceRoot $facet`; expressions are field paths, $$ROOT, $$CURRENT, literals, $literal,
@@ -56,9 +64,6 @@ class Pipeline {
   /// Runs the stages from number `first` on over the documents of `source`. When it throws, documents may already have
   /// been received.
   void run(const Source& source, const Receiver& receiver, std::size_t first = 0) const;
-
-  /// One run whose documents are given to it and come out at `sink`.
-  PipelineRun start(StageRun& sink, const RunLimits& limits, std::size_t first = 0) const;
 
  private:
   std::vector<bson::Byte> specification_;

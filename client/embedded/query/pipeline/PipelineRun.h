@@ -14,8 +14,8 @@ class PipelineRun {
   PipelineRun(const std::vector<StagePtr>& stages, std::size_t first, StageRun& sink, const RunLimits& limits)
       : head_(&sink) {
     for (std::size_t at = stages.size(); at > first; --at) {
-      flows_.push_back(stages[at - 1]->start(*head_, limits));
-      head_ = flows_.back().get();
+      runs_.push_back(stages[at - 1]->start(*head_, limits));
+      head_ = runs_.back().get();
     }
   }
 
@@ -24,7 +24,7 @@ class PipelineRun {
 
  private:
   StageRun* head_;
-  std::vector<std::unique_ptr<StageRun>> flows_;
+  std::vector<std::unique_ptr<StageRun>> runs_;
 };
 
 }  // namespace database_client::embedded

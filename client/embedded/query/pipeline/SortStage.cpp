@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "client/embedded/query/pipeline/SortStage.h"
+
 #include <algorithm>
 #include <utility>
 #include <vector>
 
 #include "client/embedded/query/pipeline/SortOrder.h"
-#include "client/embedded/query/pipeline/Stage.h"
 
 namespace database_client::embedded {
 
@@ -24,9 +25,9 @@ struct Entry {
 };
 
 /// With a bound on what is kept, the entries form a heap whose top is the first to be dropped.
-class SortFlow : public StageRun {
+class SortRun : public StageRun {
  public:
-  SortFlow(const SortOrder& order, std::optional<std::size_t> kept, StageRun& next, const RunLimits& limits)
+  SortRun(const SortOrder& order, std::optional<std::size_t> kept, StageRun& next, const RunLimits& limits)
       : order_(order), kept_(kept), next_(next), limits_(limits) {}
 
   bool take(View document) override {
@@ -84,7 +85,7 @@ class SortStage : public Stage {
  public:
   SortStage(const Value& operand, std::optional<std::size_t> kept) : order_(operand), kept_(kept) {}
   std::unique_ptr<StageRun> start(StageRun& next, const RunLimits& limits) const override {
-    return std::make_unique<SortFlow>(order_, kept_, next, limits);
+    return std::make_unique<SortRun>(order_, kept_, next, limits);
   }
 
  private:

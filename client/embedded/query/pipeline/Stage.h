@@ -3,7 +3,7 @@
 
 #include <cstddef>
 #include <memory>
-#include <optional>
+#include <string_view>
 
 #include "client/bson/View.h"
 
@@ -41,20 +41,7 @@ class Stage {
 };
 using StagePtr = std::unique_ptr<const Stage>;
 
-StagePtr parseGroup(const bson::Value& operand);
-/// $group by the operand with a count, then by the count from the greatest on.
-StagePtr parseSortByCount(const bson::Value& operand);
-/// `kept`: how many of the first documents are ever asked for.
-StagePtr parseSort(const bson::Value& operand, std::optional<std::size_t> kept);
-StagePtr parseUnwind(const bson::Value& operand);
-StagePtr parseFacet(const bson::Value& operand, std::size_t memoryLimit);
-/// $match $project $addFields $set $unset $replaceRoot $limit $skip $count; null for any other name.
-StagePtr parsePlainStage(std::string_view name, const bson::Value& operand);
-
-/// Operands of $limit and $skip.
-std::int64_t parseLimit(const bson::Value& operand);
-std::int64_t parseSkip(const bson::Value& operand);
-
+/// Throws Error{query} for a stage that would have to hold more than it may.
 [[noreturn]] void refuseMemory(std::string_view stage, const RunLimits& limits);
 
 }  // namespace database_client::embedded

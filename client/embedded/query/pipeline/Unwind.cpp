@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "client/embedded/query/pipeline/Unwind.h"
+
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "client/bson/Writer.h"
-#include "client/embedded/query/pipeline/Stage.h"
 #include "client/embedded/query/transform/Fields.h"
 #include "client/embedded/query/values/errors.h"
 
@@ -96,9 +97,9 @@ struct UnwindSpecification {
   std::optional<Path> index;
 };
 
-class UnwindFlow : public StageRun {
+class UnwindRun : public StageRun {
  public:
-  UnwindFlow(const UnwindSpecification& specification, StageRun& next) : specification_(specification), next_(next) {
+  UnwindRun(const UnwindSpecification& specification, StageRun& next) : specification_(specification), next_(next) {
     if (specification.index) position_.add(*specification.index, std::make_unique<PositionExpression>(current_));
   }
 
@@ -136,7 +137,7 @@ class UnwindStage : public Stage {
  public:
   explicit UnwindStage(UnwindSpecification specification) : specification_(std::move(specification)) {}
   std::unique_ptr<StageRun> start(StageRun& next, const RunLimits& /*limits*/) const override {
-    return std::make_unique<UnwindFlow>(specification_, next);
+    return std::make_unique<UnwindRun>(specification_, next);
   }
 
  private:

@@ -155,11 +155,13 @@ ExpressionPtr parseComposite(const Value& value) {
 
 }  // namespace
 
+bool isOperatorExpression(const Value& value) {
+  return value.isDocument() && !value.asDocument().empty() && value.asDocument().begin()->key.substr(0, 1) == "$";
+}
+
 ExpressionPtr parseExpression(const Value& value) {
   if (value.type == Type::string) return parseText(value);
-  if (value.isDocument() && !value.asDocument().empty() && value.asDocument().begin()->key.substr(0, 1) == "$") {
-    return parseOperator(value.asDocument());
-  }
+  if (isOperatorExpression(value)) return parseOperator(value.asDocument());
   if (value.isDocument() || value.isArray()) return parseComposite(value);
   return std::make_unique<Constant>(value);
 }

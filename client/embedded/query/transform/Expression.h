@@ -40,6 +40,10 @@ class Expression {
 };
 using ExpressionPtr = std::unique_ptr<const Expression>;
 
+/// Whether an aggregation takes this value for an operator with its operands rather than for a document of expressions:
+/// its first key begins with `$`. A query also knows references (`isOperatorDocument`), an aggregation does not.
+bool isOperatorExpression(const bson::Value& value);
+
 /// Throws Error{unsupported} naming an operator or variable, Error{query} for a malformed path.
 ExpressionPtr parseExpression(const bson::Value& value);
 

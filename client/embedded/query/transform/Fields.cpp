@@ -135,8 +135,9 @@ bool isFlag(const Value& value) {
   return value.isNumber() || value.type == Type::boolean;
 }
 
-bool isExpression(const Value& value) {
-  return !value.isDocument() || (!value.asDocument().empty() && value.asDocument().begin()->key.substr(0, 1) == "$");
+/// Whether a document spells paths below the one that it stands under.
+bool isSubSpecification(const Value& value) {
+  return value.isDocument() && !isOperatorExpression(value);
 }
 
 /// Reads $addFields, where every value is an expression and documents spell paths.
@@ -150,7 +151,7 @@ class ComputedParser {
   void read(const std::string& prefix, View level) {
     for (const Element& element : level) {
       const std::string path = prefix + std::string(element.key);
-      if (isExpression(element.value)) {
+      if (!isSubSpecification(element.value)) {
         add(path, element.value);
       } else if (element.value.asDocument().empty()) {
         refuseQuery(code::addFieldsEmptyDocument, "an empty document under " + quoted(path), path);
@@ -189,7 +190,7 @@ class FieldParser {
   void read(const std::string& prefix, View level) {
     for (const Element& element : level) {
       const std::string path = prefix + std::string(element.key);
-      if (element.value.isDocument() && !isExpression(element.value)) {
+      if (isSubSpecification(element.value)) {
         if (element.value.asDocument().empty()) {
           refuseQuery(code::projectEmptyDocument, "an empty document under " + quoted(path), path);
         }

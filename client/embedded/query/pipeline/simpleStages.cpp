@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "client/embedded/query/pipeline/simpleStages.h"
+
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "client/bson/Writer.h"
 #include "client/embedded/query/match/Matcher.h"
-#include "client/embedded/query/pipeline/Stage.h"
 #include "client/embedded/query/transform/Fields.h"
 #include "client/embedded/query/values/errors.h"
 #include "client/embedded/query/values/numbers.h"
@@ -34,13 +35,13 @@ template <class Derived>
 class StatelessStage : public Stage {
  public:
   std::unique_ptr<StageRun> start(StageRun& next, const RunLimits& /*limits*/) const override {
-    return std::make_unique<StatelessFlow>(static_cast<const Derived&>(*this), next);
+    return std::make_unique<StatelessRun>(static_cast<const Derived&>(*this), next);
   }
 
  private:
-  class StatelessFlow : public StageRun {
+  class StatelessRun : public StageRun {
    public:
-    StatelessFlow(const Derived& stage, StageRun& next) : stage_(stage), next_(next) {}
+    StatelessRun(const Derived& stage, StageRun& next) : stage_(stage), next_(next) {}
     bool take(View document) override { return stage_.pass(document, next_); }
     void end() override { next_.end(); }
 
@@ -108,13 +109,13 @@ class LimitStage : public Stage {
  public:
   explicit LimitStage(std::int64_t limit) : limit_(limit) {}
   std::unique_ptr<StageRun> start(StageRun& next, const RunLimits& /*limits*/) const override {
-    return std::make_unique<LimitFlow>(limit_, next);
+    return std::make_unique<LimitRun>(limit_, next);
   }
 
  private:
-  class LimitFlow : public StageRun {
+  class LimitRun : public StageRun {
    public:
-    LimitFlow(std::int64_t left, StageRun& next) : left_(left), next_(next) {}
+    LimitRun(std::int64_t left, StageRun& next) : left_(left), next_(next) {}
     bool take(View document) override {
       if (left_ == 0) return false;
       --left_;
@@ -134,13 +135,13 @@ class SkipStage : public Stage {
  public:
   explicit SkipStage(std::int64_t skip) : skip_(skip) {}
   std::unique_ptr<StageRun> start(StageRun& next, const RunLimits& /*limits*/) const override {
-    return std::make_unique<SkipFlow>(skip_, next);
+    return std::make_unique<SkipRun>(skip_, next);
   }
 
  private:
-  class SkipFlow : public StageRun {
+  class SkipRun : public StageRun {
    public:
-    SkipFlow(std::int64_t left, StageRun& next) : left_(left), next_(next) {}
+    SkipRun(std::int64_t left, StageRun& next) : left_(left), next_(next) {}
     bool take(View document) override {
       if (left_ == 0) return next_.take(document);
       --left_;
@@ -160,13 +161,13 @@ class CountStage : public Stage {
  public:
   explicit CountStage(std::string_view name) : name_(name) {}
   std::unique_ptr<StageRun> start(StageRun& next, const RunLimits& /*limits*/) const override {
-    return std::make_unique<CountFlow>(name_, next);
+    return std::make_unique<CountRun>(name_, next);
   }
 
  private:
-  class CountFlow : public StageRun {
+  class CountRun : public StageRun {
    public:
-    CountFlow(const std::string& name, StageRun& next) : name_(name), next_(next) {}
+    CountRun(const std::string& name, StageRun& next) : name_(name), next_(next) {}
     bool take(View /*document*/) override {
       ++count_;
       return true;
@@ -274,7 +275,7 @@ std::int64_t parseSkip(const Value& operand) {
   return parseCountOperand(operand, code::skipNotANumber, "$skip");
 }
 
-StagePtr parsePlainStage(std::string_view name, const Value& operand) {
+StagePtr parseSimpleStage(std::string_view name, const Value& operand) {
   if (name == "$match") return parseMatch(operand);
   if (name == "$project") return parseProject(operand);
   if (name == "$addFields" || name == "$set") return parseAddFields(operand);
@@ -284,12 +285,6 @@ StagePtr parsePlainStage(std::string_view name, const Value& operand) {
   if (name == "$skip") return std::make_unique<SkipStage>(parseSkip(operand));
   if (name == "$count") return parseCount(operand);
   return nullptr;
-}
-
-void refuseMemory(std::string_view stage, const RunLimits& limits) {
-  refuseQuery(code::queryExceededMemoryLimitNoDiskUseAllowed,
-              std::string(stage) + " would need more than " + std::to_string(limits.memory) + " bytes of memory",
-              stage);
 }
 
 }  // namespace database_client::embedded

@@ -1,0 +1,14 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "client/bson/View.h"
+#include "client/embedded/query/pipeline/Stage.h"
+
+namespace database_client::embedded {
+
+/// $group. Holds a state for each group, never the documents.
+StagePtr parseGroup(const bson::Value& operand);
+/// $sortByCount: $group by the operand with a count, then by the count from the greatest on.
+StagePtr parseSortByCount(const bson::Value& operand);
+
+}  // namespace database_client::embedded
