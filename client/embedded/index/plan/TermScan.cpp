@@ -7,7 +7,7 @@ namespace database_client::embedded::index {
 
 namespace {
 
-constexpr int countedTerms = 64;  // of a range; beyond, the sums of blocks are good enough
+constexpr int countedTerms = 64;  // of a range; beyond, the sums of its blocks are good enough
 
 }  // namespace
 
@@ -38,17 +38,19 @@ std::uint64_t TermScan::estimate(std::string_view low, std::string_view high) co
 std::uint64_t TermScan::estimateIn(const Segment& segment, BlockCache& blocks, std::string_view low,
                                    std::string_view high) {
   TermIterator terms(segment, blocks);
-  std::uint64_t total = 0;
-  int counted = 0;
-  for (terms.seek(low); terms.valid() && terms.key() < high && counted < countedTerms; terms.next(), ++counted) {
-    total += terms.term().counts.added;
+  std::uint64_t counted = 0;
+  int visited = 0;
+  // Most ranges, such as one value of one name, are a few terms, and are counted exactly. So is a segment of a single
+  // blob, whose terms are in memory already.
+  for (terms.seek(low); terms.valid() && terms.key() < high; terms.next()) {
+    if (++visited > countedTerms && !segment.isInline()) break;
+    counted += terms.term().counts.added;
   }
-  if (counted < countedTerms || segment.isInline()) {
-    for (; terms.valid() && terms.key() < high; terms.next()) total += terms.term().counts.added;
-    return total;
-  }
-  // The block where the range begins counts half, and so does the one where it ends.
-  std::uint64_t twice = 0;
+  if (!terms.valid() || terms.key() >= high) return counted;
+  // A wide range costs no reading: the head of a segment has the number of records of each block. Of the block in which
+  // the range begins, and of the one in which it ends, about half is inside: each end of a block that lies inside the
+  // range counts for half of its records.
+  std::uint64_t halves = 0;
   const auto& all = segment.blocks();
   const auto behind = std::upper_bound(all.begin(), all.end(), low,
                                        [](std::string_view key, const auto& block) { return key < block.firstKey; });
@@ -56,9 +58,10 @@ std::uint64_t TermScan::estimateIn(const Segment& segment, BlockCache& blocks, s
   for (std::size_t i = first == 0 ? 0 : first - 1; i < all.size() && all[i].firstKey < high; ++i) {
     const bool beginsInside = all[i].firstKey >= low;
     const bool endsInside = i + 1 < all.size() && all[i + 1].firstKey <= high;
-    twice += all[i].records * ((beginsInside ? 1U : 0U) + (endsInside ? 1U : 0U));
+    halves += all[i].records * ((beginsInside ? 1U : 0U) + (endsInside ? 1U : 0U));
   }
-  return std::max(total, twice / 2);
+  // A range within one block has none of its ends; then what was counted is the better estimate.
+  return std::max(counted, halves / 2);
 }
 
 KeyRange allOf(PathId path, TermKind kind) {
