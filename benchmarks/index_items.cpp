@@ -293,7 +293,7 @@ Bytes range() {
 }
 
 std::uint64_t countPlanned(Store& store, const Bytes& query) {
-  const Plan found = plan(store.index(), viewOf(query), {store.documents(), 0, false});
+  const Plan found = plan(store.index(), parseQuery(viewOf(query)), {store.documents(), 0, false});
   if (!found.usesIndex || !found.exact()) return 0;
   return found.sure.count();
 }
@@ -317,7 +317,7 @@ void fetch(benchmark::State& state, const Bytes& query, std::uint64_t limit) {
   Store& store = filled(state.range(0));
   std::uint64_t bytes = 0;
   for (auto _ : state) {
-    const Plan found = plan(store.index(), viewOf(query), {store.documents(), limit, true});
+    const Plan found = plan(store.index(), parseQuery(viewOf(query)), {store.documents(), limit, true});
     std::uint64_t fetched = 0;
     for (auto next = found.next(0); next && (limit == 0 || fetched < limit); next = found.next(next->rid), ++fetched) {
       bytes += store.read(next->rid).size;

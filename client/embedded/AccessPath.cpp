@@ -12,7 +12,6 @@
 
 namespace database_client::embedded {
 
-using bson::Element;
 using bson::Type;
 using bson::Value;
 using bson::View;
@@ -21,7 +20,7 @@ namespace {
 
 class Scan : public AccessPath {
  public:
-  Scan(Collection& collection, bool everything) : collection_(collection), rows_(collection), recheck_(!everything) {}
+  Scan(Collection& collection, bool recheck) : collection_(collection), rows_(collection), recheck_(recheck) {}
   bool next() override { return rows_.next(); }
   std::int64_t rid() const override { return rows_.rid(); }
   bool recheck() const override { return recheck_; }
@@ -36,7 +35,7 @@ class Scan : public AccessPath {
 
 class ScanBeyondDamage : public AccessPath {
  public:
-  ScanBeyondDamage(Collection& collection, bool everything) : rows_(collection), recheck_(!everything) {}
+  ScanBeyondDamage(Collection& collection, bool recheck) : rows_(collection), recheck_(recheck) {}
   bool next() override { return rows_.next(); }
   std::int64_t rid() const override { return rows_.rid(); }
   bool recheck() const override { return recheck_; }
@@ -47,11 +46,6 @@ class ScanBeyondDamage : public AccessPath {
   SalvageScan rows_;
   bool recheck_;
 };
-
-std::unique_ptr<AccessPath> scan(Collection& collection, const PathHints& wanted) {
-  if (wanted.goesOn) return std::make_unique<ScanBeyondDamage>(collection, wanted.everything);
-  return std::make_unique<Scan>(collection, wanted.everything);
-}
 
 /// The document with one id.
 class ById : public AccessPath {
@@ -119,88 +113,87 @@ class ByItems : public AccessPath {
   Plan::Candidate candidate_{0, false};
 };
 
-bool isOperators(const Value& value) {
-  if (!value.isDocument() || value.asDocument().empty()) return false;
-  const std::string_view key = value.asDocument().begin()->key;
-  return !key.empty() && key.front() == '$';
-}
-
-/// Whether equality with the value means the same key: patterns match texts, undefined matches nothing.
+/// Whether equality with the value means the same key: patterns match texts, undefined matches nothing, and an array
+/// matches documents too whose "_id" holds it.
 bool isKey(const Value& value) {
   return value.type != Type::regex && value.type != Type::undefined && !value.isArray();
 }
 
-/// The ids that `{_id: condition}` admits, where it names them.
-std::optional<std::vector<Value>> idsOf(const Value& condition) {
-  if (!isOperators(condition)) return isKey(condition) ? std::optional(std::vector{condition}) : std::nullopt;
-  for (const Element& element : condition.asDocument()) {
-    if (element.key == "$eq" && isKey(element.value)) return std::vector{element.value};
-    if (element.key != "$in" || !element.value.isArray()) continue;
-    std::vector<Value> ids;
-    for (const Element& choice : element.value.asDocument()) ids.push_back(choice.value);
-    if (std::all_of(ids.begin(), ids.end(), isKey)) return ids;
+/// The ids that a condition on "_id" admits, where it names them.
+std::optional<std::vector<Value>> idsOf(const Condition& condition) {
+  if (condition.kind == Condition::Kind::conjunction) {
+    for (const Condition& part : condition.parts) {
+      if (auto ids = idsOf(part)) return ids;
+    }
+  }
+  if (condition.kind != Condition::Kind::test) return std::nullopt;
+  std::vector<Value> ids;
+  if (const auto* compare = std::get_if<CompareTest>(&condition.test)) {
+    if (compare->comparison != Comparison::equal) return std::nullopt;
+    ids.push_back(compare->operand.value());
+  } else if (const auto* in = std::get_if<InTest>(&condition.test)) {
+    if (!in->patterns.empty()) return std::nullopt;
+    for (const OwnedValue& value : in->values) ids.push_back(value.value());
+  } else {
+    return std::nullopt;
+  }
+  return std::all_of(ids.begin(), ids.end(), isKey) ? std::optional(std::move(ids)) : std::nullopt;
+}
+
+/// As above for a whole query: a condition on "_id", on its own or beside others.
+std::optional<std::vector<Value>> idsOf(const Query& query) {
+  if (query.kind == Query::Kind::field && query.path.size() == 1 && query.path[0].name == "_id") {
+    return idsOf(query.condition);
+  }
+  if (query.kind != Query::Kind::all) return std::nullopt;
+  for (const Query& part : query.parts) {
+    if (auto ids = idsOf(part)) return ids;
   }
   return std::nullopt;
 }
 
-/// As above for a whole query: a condition on "_id", on its own or in an $and.
-std::optional<std::vector<Value>> idsOf(View query) {
-  for (const Element& element : query) {
-    if (element.key == "_id") {
-      if (auto ids = idsOf(element.value)) return ids;
-    }
-    if (element.key != "$and" || !element.value.isArray()) continue;
-    for (const Element& part : element.value.asDocument()) {
-      if (!part.value.isDocument()) continue;
-      if (auto ids = idsOf(part.value.asDocument())) return ids;
-    }
-  }
-  return std::nullopt;
-}
-
-/// Whether the query is {_id: {$in: […]}} or {_id: {$eq: …}}, which a look-up answers as well.
-bool namesOnlyIds(View query) {
-  if (query.count() != 1 || query.begin()->key != "_id" || !query.begin()->value.isDocument()) return false;
-  const View condition = query.begin()->value.asDocument();
-  if (condition.count() != 1) return false;
-  return condition.begin()->key == "$in" || condition.begin()->key == "$eq";
-}
-
-std::unique_ptr<AccessPath> planUnlessDamaged(Collection& collection, View query, const PathHints& wanted) {
-  if (namesOneId(query)) return std::make_unique<ById>(collection, query.begin()->value, false);
+/// The way by an index; null where a scan is as good.
+std::unique_ptr<AccessPath> findIndex(Collection& collection, const Filter& filter, const PathHints& hints) {
+  if (filter.namesOneId()) return std::make_unique<ById>(collection, filter.id(), false);
+  const Query& query = filter.matcher().query();
   if (const auto ids = idsOf(query)) {
-    if (ids->size() == 1) return std::make_unique<ById>(collection, ids->front(), !namesOnlyIds(query));
-    return std::make_unique<ByIds>(collection, *ids, !namesOnlyIds(query));
+    // One test on "_id", {$in: […]} or {$eq: …}, is answered whole by the look-up.
+    const bool recheck = query.kind != Query::Kind::field || query.condition.kind != Condition::Kind::test;
+    if (ids->size() == 1) return std::make_unique<ById>(collection, ids->front(), recheck);
+    return std::make_unique<ByIds>(collection, *ids, recheck);
   }
-  if (wanted.usesIndex && collection.index() != nullptr) {
-    PlannerHints request;
-    request.documents = collection.estimate();
-    request.wanted = wanted.matches;
-    request.documentsAreRead = wanted.documentsAreRead;
-    Plan found = plan(*collection.index(), query, request);
-    if (found.usesIndex) return std::make_unique<ByItems>(collection, std::move(found));
-  }
-  return scan(collection, wanted);
+  if (filter.matcher().matchesEverything() || collection.index() == nullptr) return nullptr;
+  Plan found = plan(*collection.index(), query, {collection.estimate(), hints.matches, hints.documentsAreRead});
+  return found.usesIndex ? std::make_unique<ByItems>(collection, std::move(found)) : nullptr;
+}
+
+/// {_id: value}, by its bytes alone: the query is one element, which ends where the document does.
+bool isOneId(View query) {
+  if (query.empty()) return false;
+  const auto first = query.begin();
+  const bool isAlone = first->start + first->size() == query.data + query.size - 1;
+  return isAlone && first->key == "_id" && isKey(first->value) && !isOperatorDocument(first->value);
 }
 
 }  // namespace
 
-bool namesOneId(View query) {
-  if (query.empty()) return false;
-  const auto first = query.begin();
-  const bool isAlone = first->start + first->size() == query.data + query.size - 1;
-  return isAlone && first->key == "_id" && isKey(first->value) && !isOperators(first->value);
+Filter::Filter(View query) : query_(query), namesOneId_(isOneId(query)) {}
+
+const Matcher& Filter::matcher() const {
+  if (!matcher_) matcher_ = std::make_unique<const Matcher>(query_);
+  return *matcher_;
 }
 
-std::unique_ptr<AccessPath> chooseAccessPath(Collection& collection, View query, const PathHints& wanted) {
-  if (wanted.everything) return scan(collection, wanted);
+std::unique_ptr<AccessPath> chooseAccessPath(Collection& collection, const Filter& filter, const PathHints& hints) {
   try {
-    return planUnlessDamaged(collection, query, wanted);
+    if (auto path = findIndex(collection, filter, hints)) return path;
   } catch (const DamageError&) {
     // Of an index, which a scan does without.
-    if (!wanted.goesOn) throw;
-    return scan(collection, wanted);
+    if (!hints.passesOverDamage) throw;
   }
+  const bool recheck = !filter.matcher().matchesEverything();
+  if (hints.passesOverDamage) return std::make_unique<ScanBeyondDamage>(collection, recheck);
+  return std::make_unique<Scan>(collection, recheck);
 }
 
 }  // namespace database_client::embedded

@@ -6,11 +6,46 @@
 #include <string>
 
 #include "client/bson/View.h"
+#include "client/embedded/query/match/Matcher.h"
 #include "client/embedded/storage/Collection.h"
 
 namespace database_client::embedded {
 
-/// The documents that may match a query, in insertion order: what a plan comes to.
+/// The query of one call, parsed at most once for all who read it: the choice of an access path, the recheck of
+/// candidates, an upsert.
+///
+/// {_id: value} is known by its bytes, and parsed only where an upsert asks for its tree: most calls look one document
+/// up, and one that the key led to needs no comparing. The bytes must outlive this.
+class Filter {
+ public:
+  explicit Filter(bson::View query);
+
+  /// Whether the query is {_id: value}, which a look-up answers without comparing anything more.
+  bool namesOneId() const { return namesOneId_; }
+  /// The value of {_id: value}.
+  bson::Value id() const { return query_.begin()->value; }
+  /// Throws what `Matcher` throws, at the first call.
+  const Matcher& matcher() const;
+
+ private:
+  bson::View query_;
+  bool namesOneId_;
+  mutable std::unique_ptr<const Matcher> matcher_{};
+};
+
+/// The way to the documents that may match a query: by the key of "_id", by the item index, or by a scan. It gives them
+/// in insertion order, whichever it is, so that pages fit together.
+///
+/// A candidate is a record number. Its document is read only when somebody asks for it, and it either surely matches or
+/// is to be compared with the query (`recheck`); a path may give candidates that do not match, and never leaves one out
+/// that does.
+///
+/// The paths are tried in the order of what they cost at most. A value of "_id" names one record, whatever else the
+/// query asks, so nothing is estimated then. The item index decides by estimates whether it is worth it (`plan`). What
+/// is left is scanned. Several indexes are never combined: with "_id" known there is nothing left to narrow down.
+///
+/// Damage: where the read is to go on, a damaged index is not asked and what cannot be read is passed over, so that all
+/// that can be read is found.
 class AccessPath {
  public:
   AccessPath() = default;
@@ -34,19 +69,14 @@ class AccessPath {
   std::string index_{};
 };
 
-/// What the planner is told besides the query.
+/// What is known of a read besides its query.
 struct PathHints {
-  bool everything = false;       ///< every document matches
-  bool usesIndex = true;         ///< the index over the items may be asked
-  bool documentsAreRead = true;  ///< false when only their number counts
-  bool goesOn = false;           ///< what cannot be read ends nothing
-  std::uint64_t matches = 0;     ///< read at most, 0: all
+  bool documentsAreRead = true;   ///< false when only their number counts
+  bool passesOverDamage = false;  ///< what cannot be read ends nothing
+  std::uint64_t matches = 0;      ///< read at most, 0: all
 };
 
-/// Whether the query is {_id: value}, which a look-up answers without comparing anything more.
-bool namesOneId(bson::View query);
-
-/// Chooses between "_id", the index over the items, and a scan.
-std::unique_ptr<AccessPath> chooseAccessPath(Collection& collection, bson::View query, const PathHints& wanted);
+/// Chooses between "_id", the index over the items, and a scan. The path keeps nothing of `filter`.
+std::unique_ptr<AccessPath> chooseAccessPath(Collection& collection, const Filter& filter, const PathHints& hints);
 
 }  // namespace database_client::embedded

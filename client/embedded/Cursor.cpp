@@ -6,7 +6,6 @@
 #include "client/DocumentAccess.h"
 #include "client/bson/Writer.h"
 #include "client/embedded/AccessPath.h"
-#include "client/embedded/query/match/Matcher.h"
 #include "client/embedded/storage/idOfKey.h"
 
 namespace database_client::embedded {
@@ -25,30 +24,16 @@ std::vector<bson::Byte> withoutCredentials(View user) {
   return writer.take();
 }
 
-/// None for a query that needs no comparing and holds nothing that could be refused.
-std::unique_ptr<Matcher> matcherOf(View query) {
-  return namesOneId(query) ? nullptr : std::make_unique<Matcher>(query);
-}
-
-std::unique_ptr<AccessPath> candidatesOf(Collection* collection, View query, const Matcher* matcher, const Page& page,
-                                         const CursorUse& use) {
-  if (collection == nullptr) return nullptr;
-  PathHints wanted;
-  wanted.everything = matcher != nullptr && matcher->matchesEverything();
-  wanted.documentsAreRead = use.documentsAreRead;
-  wanted.goesOn = use.unreadable != nullptr;
-  wanted.matches = page.limit == 0 ? 0 : page.limit + page.skip;
-  return chooseAccessPath(*collection, query, wanted);
-}
-
 }  // namespace
 
-Cursor::Cursor(Collection* collection, View query, Page page, const CursorUse& use)
-    : collection_(collection),
-      page_(page),
-      use_(use),
-      matcher_(matcherOf(query)),
-      candidates_(candidatesOf(collection, query, matcher_.get(), page, use)) {}
+Cursor::Cursor(Collection* collection, const Filter& filter, Page page, const CursorUse& use)
+    : collection_(collection), filter_(filter), page_(page), use_(use) {
+  // What makes no sense is refused also where there is nothing to be matched.
+  if (!filter.namesOneId()) filter.matcher();
+  if (collection == nullptr) return;
+  const std::uint64_t matches = page.limit == 0 ? 0 : page.limit + page.skip;
+  candidates_ = chooseAccessPath(*collection, filter, {use.documentsAreRead, use.unreadable != nullptr, matches});
+}
 
 Cursor::~Cursor() = default;
 
@@ -84,7 +69,7 @@ bool Cursor::nextMatch() {
 }
 
 bool Cursor::isMatch() {
-  if (candidates_->recheck()) return matcher_->matches(body());
+  if (candidates_->recheck()) return filter_.matcher().matches(body());
   // What cannot be read is to be known before the match is handed over.
   if (use_.unreadable != nullptr && use_.bodiesAreWanted) read();
   return true;

@@ -17,7 +17,7 @@
 namespace database_client::embedded {
 
 class AccessPath;
-class Matcher;
+class Filter;
 
 /// Which of the matches are wanted.
 struct Page {
@@ -33,14 +33,15 @@ struct CursorUse {
   const UnreadableHandler* unreadable = nullptr;
 };
 
-/// The documents of a collection that match a query, in insertion order: it plans, reads candidates and checks them.
+/// The documents of a collection that match a query, in insertion order: it chooses an access path, reads candidates
+/// and rechecks them.
 ///
 /// Used inside a `Store::Reading` or `Store::Writing`. Nothing but the current document is held in memory until the
-/// cursor is detached; from then on it is independent of the store.
+/// cursor is materialized; from then on it is independent of the store.
 class Cursor : public ResultBuffer {
  public:
-  /// Throws what `Matcher` throws. Of a null collection nothing matches.
-  Cursor(Collection* collection, bson::View query, Page page = {}, const CursorUse& use = {});
+  /// Throws what `Matcher` throws. Of a null collection nothing matches. `filter` outlives the cursor.
+  Cursor(Collection* collection, const Filter& filter, Page page = {}, const CursorUse& use = {});
   Cursor(const Cursor&) = delete;
   Cursor& operator=(const Cursor&) = delete;
   ~Cursor() override;
@@ -67,10 +68,10 @@ class Cursor : public ResultBuffer {
   void read();
 
   Collection* collection_;
+  const Filter& filter_;
   Page page_;
   CursorUse use_;
-  std::unique_ptr<Matcher> matcher_;  ///< null for a look-up by "_id" alone
-  std::unique_ptr<AccessPath> candidates_;
+  std::unique_ptr<AccessPath> candidates_{};
   std::uint64_t handed_ = 0;
   long long examined_ = 0;
   bool isRead_ = false;

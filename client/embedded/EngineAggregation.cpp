@@ -6,6 +6,7 @@
 
 #include "client/DamageError.h"
 #include "client/DocumentAccess.h"
+#include "client/embedded/AccessPath.h"
 #include "client/embedded/Cursor.h"
 #include "client/embedded/EmbeddedEngine.h"
 #include "client/embedded/index/plan/ItemStatistics.h"
@@ -37,11 +38,11 @@ IndexAnswer tryIndex(Collection* collection, View stages) {
 }
 
 /// Where damage keeps the index from answering, and the read is to go on, the documents have to.
-IndexAnswer askIndex(Collection* collection, View stages, bool goesOn) {
+IndexAnswer askIndex(Collection* collection, View stages, bool passesOverDamage) {
   try {
     return tryIndex(collection, stages);
   } catch (const DamageError&) {
-    if (!goesOn) throw;
+    if (!passesOverDamage) throw;
     return {};
   }
 }
@@ -79,7 +80,8 @@ void EmbeddedEngine::aggregate(const Namespace& where, const ObjectProperties& s
     return;
   }
   const View condition = leadingMatch(pipeline);
-  Cursor cursor(collection, condition, {}, {true, true, unreadable()});
+  const Filter filter(condition);
+  Cursor cursor(collection, filter, {}, {true, true, unreadable()});
   const Store::Registration registration(store_, cursor);
   pipeline.run(sourceOf(cursor), hand, condition.empty() ? 0 : 1);
 }

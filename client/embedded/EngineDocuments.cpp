@@ -48,12 +48,12 @@ Page pageOf(int limit, int skip) {
 }
 
 /// A write of the document with one "_id" asks no index.
-Store::WriteScope extentOf(View query) {
-  return namesOneId(query) ? Store::WriteScope::one : Store::WriteScope::many;
+Store::WriteScope scopeOf(const Filter& filter) {
+  return filter.namesOneId() ? Store::WriteScope::one : Store::WriteScope::many;
 }
 
-std::vector<std::int64_t> matchingRids(Collection* collection, View query, const CursorUse& use = {}) {
-  Cursor cursor(collection, query, {}, use);
+std::vector<std::int64_t> matchingRids(Collection* collection, const Filter& filter, const CursorUse& use = {}) {
+  Cursor cursor(collection, filter, {}, use);
   std::vector<std::int64_t> rids;
   while (cursor.next()) rids.push_back(cursor.rid());
   return rids;
@@ -86,7 +86,7 @@ void insertNew(Collection& collection, View document) {
 }
 
 /// False when nothing matches; so does `updateAll`.
-bool updateFirst(Collection* collection, View selector, const Update& change) {
+bool updateFirst(Collection* collection, const Filter& selector, const Update& change) {
   std::int64_t rid = 0;
   std::vector<Byte> stored;
   {
@@ -100,7 +100,7 @@ bool updateFirst(Collection* collection, View selector, const Update& change) {
   return true;
 }
 
-bool updateAll(Collection* collection, View selector, const Update& change) {
+bool updateAll(Collection* collection, const Filter& selector, const Update& change) {
   // All matches are known before the first changes, so that none is met twice.
   const std::vector<std::int64_t> rids = matchingRids(collection, selector);
   if (rids.empty()) return false;
@@ -151,27 +151,27 @@ std::list<BulkFailure> EmbeddedEngine::insertMany(const Namespace& where,
 
 void EmbeddedEngine::update(const Namespace& where, const ObjectProperties& selector, const ObjectProperties& document,
                             UpdateKind kind, bool upsert) {
-  const View query = DocumentAccess::view(selector);
+  const Filter filter(DocumentAccess::view(selector));
   const Update change(kind, DocumentAccess::view(document));
   const bool onlyFirst = kind == UpdateKind::replaceFirst;
-  Store::Writing writing(store_, extentOf(query));
+  Store::Writing writing(store_, scopeOf(filter));
   requireWrite(where, "update");
   Collection* collection = store_.find(where.database, where.collection);
-  const bool found = onlyFirst ? updateFirst(collection, query, change) : updateAll(collection, query, change);
+  const bool found = onlyFirst ? updateFirst(collection, filter, change) : updateAll(collection, filter, change);
   if (!found && upsert) {
-    const std::vector<Byte> upsertDocument = change.upsertDocument(query, ObjectId::make().bytes.data());
-    requireId(viewOf(upsertDocument));
-    insertNew(store_.obtain(where.database, where.collection), viewOf(upsertDocument));
+    const std::vector<Byte> made = change.upsertDocument(filter.matcher().query(), ObjectId::make().bytes.data());
+    requireId(viewOf(made));
+    insertNew(store_.obtain(where.database, where.collection), viewOf(made));
   }
   writing.commit();
 }
 
 void EmbeddedEngine::remove(const Namespace& where, const ObjectProperties& query) {
-  const View condition = DocumentAccess::view(query);
-  Store::Writing writing(store_, extentOf(condition));
+  const Filter filter(DocumentAccess::view(query));
+  Store::Writing writing(store_, scopeOf(filter));
   requireWrite(where, "remove");
   Collection* collection = store_.find(where.database, where.collection);
-  const std::vector<std::int64_t> rids = matchingRids(collection, condition, {true, false, unreadable()});
+  const std::vector<std::int64_t> rids = matchingRids(collection, filter, {true, false, unreadable()});
   for (const std::int64_t rid : rids) {
     collection->checkWanted();
     removeOne(*collection, rid);
@@ -186,7 +186,8 @@ void EmbeddedEngine::find(const Namespace& where, const FindRequest& request, co
   const std::optional<ObjectProperties> self = lookUpOfSelf(where, request.query);
   Collection* collection = self ? store_.find(where.database, where.collection) : this->reading(where, "find");
   const UnreadableHandler* told = request.unreadable != nullptr ? request.unreadable : unreadable();
-  Cursor cursor(collection, DocumentAccess::view(self ? *self : request.query), page, {true, true, told});
+  const Filter filter(DocumentAccess::view(self ? *self : request.query));
+  Cursor cursor(collection, filter, page, {true, true, told});
   const Store::Registration registration(store_, cursor);
   bool more = true;
   while (more && cursor.next()) {
@@ -200,7 +201,8 @@ long long EmbeddedEngine::count(const Namespace& where, const ObjectProperties& 
   Collection* collection = this->reading(where, "count");
   const View condition = DocumentAccess::view(query);
   if (condition.empty()) return collection == nullptr ? 0 : collection->count();
-  Cursor cursor(collection, condition, {}, {false, false, unreadable()});
+  const Filter filter(condition);
+  Cursor cursor(collection, filter, {}, {false, false, unreadable()});
   long long matches = 0;
   while (cursor.next()) ++matches;
   return matches;
@@ -208,7 +210,8 @@ long long EmbeddedEngine::count(const Namespace& where, const ObjectProperties& 
 
 ObjectProperties EmbeddedEngine::explain(const Namespace& where, const ObjectProperties& query) {
   const Store::Reading reading(store_);
-  Cursor cursor(this->reading(where, "explain"), DocumentAccess::view(query), {}, {true, true, unreadable()});
+  const Filter filter(DocumentAccess::view(query));
+  Cursor cursor(this->reading(where, "explain"), filter, {}, {true, true, unreadable()});
   long long returned = 0;
   for (; cursor.next(); ++returned) cursor.body();
   ObjectProperties result;

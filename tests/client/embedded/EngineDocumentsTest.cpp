@@ -77,6 +77,28 @@ TEST_F(EmbeddedDocuments, AreFoundByIdWithoutReadingOthers) {
   EXPECT_EQ(client.explain(R"({"n": 1})"), R"({"index": "", "examined": 5, "returned": 0})");
 }
 
+TEST_F(EmbeddedDocuments, AReferenceAsAnIdIsLookedUp) {
+  const std::string byId = R"({"_id": {"$ref": "c", "$id": 1}})";
+  client.insert(byId);
+  client.insert(R"({"_id": {"$ref": "c", "$id": 2}})");
+  EXPECT_EQ(client.find(byId), R"({"_id": {"$ref": "c", "$id": 1}})");
+  EXPECT_EQ(client.explain(byId), R"({"index": "_id", "examined": 1, "returned": 1})");
+  EXPECT_EQ(client.explain(R"({"n": null, "_id": {"$ref": "c", "$id": 1}})"),
+            R"({"index": "_id", "examined": 1, "returned": 1})");
+  EXPECT_EQ(client.explain(R"({"_id": {"$in": [{"$ref": "c", "$id": 1}, {"$ref": "c", "$id": 2}]}})"),
+            R"({"index": "_id", "examined": 2, "returned": 2})");
+}
+
+TEST_F(EmbeddedDocuments, AReferenceIsPutIntoWhatAnUpsertMakes) {
+  const std::string selector = R"({"_id": {"$ref": "c", "$id": 1}, "n": {"$ref": "c", "$id": 2}})";
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_EQ(client.update(selector, R"({"z": 9})", UpdateKind::setInAll, true), "ok");
+    EXPECT_EQ(client.all(), R"({"_id": {"$ref": "c", "$id": 1}, "n": {"$ref": "c", "$id": 2}, "z": 9})");
+  }
+  EXPECT_EQ(client.update(R"({"_id": {"$ref": "c", "$id": 3}})", R"({"z": 7})", UpdateKind::replaceFirst, true), "ok");
+  EXPECT_EQ(client.find(R"({"z": 7})"), R"({"_id": {"$ref": "c", "$id": 3}, "z": 7})");
+}
+
 TEST_F(EmbeddedDocuments, WithSeveralIdsComeInTheOfInsertionOrder) {
   insertNumbers(5);
   EXPECT_EQ(ids(R"({"_id": {"$in": [4, 2, 4, 9]}})"), "2 4 ");

@@ -5,6 +5,7 @@
 
 #include "client/bson/Writer.h"
 #include "client/embedded/index/plan/cost.h"
+#include "client/embedded/query/match/Matcher.h"
 
 namespace database_client::embedded::index {
 
@@ -54,7 +55,7 @@ void ItemCondition::collectTexts(const KeyRange& range, RecordMatches& matches) 
   scan_.eachTerm(range.low, range.high, [&](std::string_view key, auto&& eachRun) {
     scan_.checkWanted();
     const ParsedKey parsed = parseKey(key);
-    if (parsed.valueClass == ValueClass::string && !probe.accepts(*textFilter_, "v", parsed.payload)) return;
+    if (parsed.valueClass == ValueClass::string && !probe.accepts(*textFilter_, parsed.payload)) return;
     eachRun([&](Run run) { matches.sure.addRange(run.first, run.length); });
   });
 }
@@ -65,7 +66,8 @@ std::uint64_t Conjunction::estimate() const {
   return least;
 }
 
-/// Begins with the part that leaves least; one that costs more than rechecking what is left is left out.
+/// Begins with the most selective part; one that costs more than rechecking what the others leave is not asked, which
+/// costs the certainty of the rest and nothing else.
 RecordMatches Conjunction::matches() const {
   struct Estimated {
     std::uint64_t records;
@@ -112,11 +114,11 @@ void Disjunction::describe(std::vector<std::string>& paths) const {
   for (const IndexConditionPtr& part : parts_) part->describe(paths);
 }
 
-bool TextProbe::accepts(const Matcher& matcher, std::string_view key, std::string_view text) {
+bool TextProbe::accepts(const Condition& condition, std::string_view text) {
   bson::Writer writer;
-  writer.appendString(key, text);
+  writer.appendString("", text);
   bytes_ = writer.take();
-  return matcher.matches({bytes_.data(), bytes_.size()});
+  return holds(condition, bson::View{bytes_.data(), bytes_.size()}.begin()->value);
 }
 
 }  // namespace database_client::embedded::index

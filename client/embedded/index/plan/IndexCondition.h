@@ -4,13 +4,14 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "client/bson/View.h"
-#include "client/embedded/index/items/ItemPaths.h"
 #include "client/embedded/index/plan/RecordSet.h"
 #include "client/embedded/index/plan/TermScan.h"
-#include "client/embedded/query/match/Matcher.h"
+#include "client/embedded/query/match/Query.h"
 
 /// What the index makes of a query: a tree of conditions, each of which it can answer at least in part.
 namespace database_client::embedded::index {
@@ -47,8 +48,8 @@ class ItemCondition : public IndexCondition {
 
   /// Adds the terms from `low` to below `high`; their records may meet the condition, or surely do.
   void addTerms(std::string low, std::string high, bool sure);
-  /// Of texts only those count that this accepts as the value of "v".
-  void setTextFilter(std::shared_ptr<const Matcher> filter) { textFilter_ = std::move(filter); }
+  /// Of texts only those count that meet `filter`, which outlives this.
+  void setTextFilter(const Condition& filter) { textFilter_ = &filter; }
 
   std::uint64_t estimate() const override;
   RecordMatches matches() const override;
@@ -65,7 +66,7 @@ class ItemCondition : public IndexCondition {
   const TermScan& scan_;
   std::string path_;
   std::vector<Terms> terms_;
-  std::shared_ptr<const Matcher> textFilter_;
+  const Condition* textFilter_ = nullptr;
 };
 
 /// All of several conditions, and perhaps others that the index knows nothing of.
@@ -96,18 +97,13 @@ class Disjunction : public IndexCondition {
   std::vector<IndexConditionPtr> parts_;
 };
 
-/// A document with a single text, to ask a Matcher about it.
+/// Asks a condition about texts that are in the index, where they stand without the form of a value.
 class TextProbe {
  public:
-  /// Whether `matcher` accepts {key: text}.
-  bool accepts(const Matcher& matcher, std::string_view key, std::string_view text);
+  bool accepts(const Condition& condition, std::string_view text);
 
  private:
   std::vector<bson::Byte> bytes_;
 };
-
-/// Reads `query`, which a Matcher has accepted. Null when the index is of no use for it. `paths` and `scan` must
-/// outlive the result.
-IndexConditionPtr buildIndexConditions(bson::View query, const ItemPaths& paths, const TermScan& scan);
 
 }  // namespace database_client::embedded::index

@@ -14,6 +14,7 @@
 #include "client/embedded/index/plan/IndexCondition.h"
 #include "client/embedded/index/plan/Planner.h"
 #include "client/embedded/index/plan/StatisticsPattern.h"
+#include "client/embedded/query/match/Matcher.h"
 #include "client/embedded/query/pipeline/Pipeline.h"
 #include "client/embedded/query/values/compare.h"
 
@@ -73,9 +74,9 @@ class ItemAggregator {
  private:
   /// Finds the documents that pass the filter.
   bool select(std::uint64_t documents) {
-    Plan plan = embedded::plan(index_, pattern_.filter, {documents, 0, true});
-    if (!plan.usesIndex) return false;
     const Matcher matcher(pattern_.filter);
+    Plan plan = embedded::plan(index_, matcher.query(), {documents, 0, true});
+    if (!plan.usesIndex) return false;
     for (auto rid = plan.maybe.next(0); rid; rid = plan.maybe.next(*rid + 1)) {
       const bson::View document = read_(static_cast<std::int64_t>(*rid));
       if (document.data != nullptr && matcher.matches(document)) plan.sure.add(*rid);
@@ -92,13 +93,10 @@ class ItemAggregator {
   }
 
   bool countValues() {
-    bson::Writer writer;
-    writer.append("n", pattern_.nameCondition);
-    const std::vector<bson::Byte> condition = writer.take();
-    const Matcher matcher(viewOf(condition));
+    const Matcher matcher(pattern_.nameFilter);
     index::TextProbe probe;
     for (const std::string& name : index::namesUnder(scan_, path_)) {
-      if (!probe.accepts(matcher, "n", name)) continue;
+      if (!probe.accepts(matcher.query().condition, name)) continue;
       names_.push_back(name);
       if (!countValuesOf(index::allNamed(path_, TermKind::value, name))) return false;
     }

@@ -3,16 +3,16 @@
 
 #include <algorithm>
 
-#include "client/embedded/index/plan/IndexCondition.h"
+#include "client/embedded/index/plan/buildIndexConditions.h"
 #include "client/embedded/index/plan/cost.h"
 
 namespace database_client::embedded {
 
 namespace {
 
-std::string describe(const index::IndexCondition& part) {
+std::string describe(const index::IndexCondition& condition) {
   std::vector<std::string> paths;
-  part.describe(paths);
+  condition.describe(paths);
   std::sort(paths.begin(), paths.end());
   paths.erase(std::unique(paths.begin(), paths.end()), paths.end());
   std::string text;
@@ -21,13 +21,16 @@ std::string describe(const index::IndexCondition& part) {
 }
 
 /// Whether reading the documents in order is likely to be faster.
-bool scanIsCheaper(std::uint64_t estimate, const PlannerHints& request) {
-  if (!request.documentsAreRead) return false;
-  const auto documents = static_cast<double>(request.documents);
+bool scanIsCheaper(std::uint64_t estimate, const PlannerHints& hints) {
+  // Who only counts reads no document by way of the index, but all of them in a scan.
+  if (!hints.documentsAreRead) return false;
+  const auto documents = static_cast<double>(hints.documents);
   const auto matches = static_cast<double>(std::max<std::uint64_t>(estimate, 1));
-  const bool all = request.wanted == 0 || request.wanted >= estimate;
-  const double scanned = all ? documents : static_cast<double>(request.wanted) * documents / matches;
-  const std::uint64_t fetched = all ? estimate : request.wanted;
+  const bool all = hints.wanted == 0 || hints.wanted >= estimate;
+  // Of evenly spread matches a page is full after its share of the documents. The index has to collect all record
+  // numbers all the same before it gives the first.
+  const double scanned = all ? documents : static_cast<double>(hints.wanted) * documents / matches;
+  const std::uint64_t fetched = all ? estimate : hints.wanted;
   return index::cost::scanning(std::min(scanned, documents)) <
          index::cost::collecting(estimate) + index::cost::reading(fetched);
 }
@@ -43,17 +46,17 @@ std::optional<Plan::Candidate> Plan::next(std::int64_t after) const {
   return Candidate{static_cast<std::int64_t>(*possible), true};
 }
 
-Plan plan(ItemIndex& index, bson::View query, const PlannerHints& request) {
+Plan plan(ItemIndex& index, const Query& query, const PlannerHints& hints) {
   const ItemPaths& paths = index.paths();
   const index::TermScan scan(index);
   Plan plan;
-  const index::IndexConditionPtr part = index::buildIndexConditions(query, paths, scan);
-  if (!part) return plan;
-  plan.estimate = std::min(part->estimate(), request.documents);
-  if (scanIsCheaper(plan.estimate, request)) return plan;
-  index::RecordMatches matches = part->matches();
+  const index::IndexConditionPtr condition = index::buildIndexConditions(query, paths, scan);
+  if (!condition) return plan;
+  plan.estimate = std::min(condition->estimate(), hints.documents);
+  if (scanIsCheaper(plan.estimate, hints)) return plan;
+  index::RecordMatches matches = condition->matches();
   plan.usesIndex = true;
-  plan.description = describe(*part);
+  plan.description = describe(*condition);
   plan.sure = std::move(matches.sure);
   plan.maybe = std::move(matches.maybe);
   return plan;

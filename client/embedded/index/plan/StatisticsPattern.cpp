@@ -83,8 +83,8 @@ bool recogniseValues(StatisticsPattern& found, std::size_t first) {
   const View group = documentOf(found.stages[first + 4], "$group");
   found.countKey = countKeyOf(group);
   if (found.countKey.empty() || !isText(group.find("_id"), "$value")) return false;
-  found.nameCondition = match.find("name");
-  return match.count() == 1 && found.nameCondition.data != nullptr &&
+  found.nameFilter = match;
+  return match.count() == 1 && match.begin()->key == "name" &&
          takesNameAnd(found.stages[first + 2], found.path, "value");
 }
 

@@ -15,10 +15,10 @@ struct StatisticsPattern {
 
   Kind kind = Kind::none;
   bool hasFilter = false;
-  bson::View filter;          ///< of a $match before the others
-  std::string path;           ///< the array of items
-  bson::Value nameCondition;  ///< of the $match in between; null `data` without one
-  std::string countKey;       ///< what the count is called
+  bson::View filter;      ///< of a $match before the others
+  std::string path;       ///< the array of items
+  bson::View nameFilter;  ///< {name: …} of the $match in between, for `values`
+  std::string countKey;   ///< what the count is called
   std::vector<bson::Element> stages;
   std::size_t answered = 0;  ///< how many stages the counters stand for
 };

@@ -9,8 +9,6 @@ namespace database_client::embedded::index {
 
 namespace {
 
-using Comparison = ValueRanges::Comparison;
-
 std::string begin(ValueClass kind, std::string_view payload = {}) {
   std::string bytes(1, static_cast<char>(kind));
   return bytes.append(payload);
@@ -52,10 +50,10 @@ ValueRanges ValueRanges::everything(bool sure) {
   return all;
 }
 
-ValueRanges ValueRanges::existing(bool exists) {
+ValueRanges ValueRanges::existing() {
   ValueRanges missing;
   missing.addClass(ValueClass::missing, true);
-  return exists ? missing.complement() : missing;
+  return missing.complement();
 }
 
 ValueRanges ValueRanges::texts() {
@@ -190,7 +188,13 @@ void ValueRanges::append(std::string_view low, std::string_view high, Part part)
   }
 }
 
-/// Goes over the bounds of all ranges in their order; between two of them every value meets the same conditions.
+/// A sweep over the bounds of all ranges in ascending order. Between two neighbouring bounds every value meets the same
+/// conditions, so that `decide` is asked once for each such interval, with the number of conditions whose ranges cover
+/// it. This takes time in proportion to the ranges, times their logarithm, where intersecting pair by pair would take
+/// it in proportion to their square: an $in may have tens of thousands of values.
+///
+/// The ranges of one condition are disjoint, so each condition counts at most once for an interval. Values in no range
+/// at all are decided too, which the complement needs: the sweep begins and ends at the bounds of all values.
 template <class Decide>
 ValueRanges ValueRanges::combine(const std::vector<ValueRanges>& conditions, Decide decide) {
   struct Bound {
@@ -212,6 +216,8 @@ ValueRanges ValueRanges::combine(const std::vector<ValueRanges>& conditions, Dec
   Met met;
   auto next = bounds.begin();
   for (std::string_view from = first; from < last;) {
+    // All bounds at one place are passed before anything is decided, so it does not matter that a range which ends
+    // there may come behind one that begins there: `met` is looked at when both are done.
     for (; next != bounds.end() && next->at <= from; ++next) {
       std::size_t& count = next->sure ? met.surely : met.maybe;
       next->begins ? ++count : --count;

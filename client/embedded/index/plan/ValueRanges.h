@@ -7,6 +7,7 @@
 
 #include "client/bson/View.h"
 #include "client/embedded/index/segments/termKey.h"
+#include "client/embedded/query/match/Query.h"
 
 namespace database_client::embedded::index {
 
@@ -19,12 +20,11 @@ class ValueRanges {
     std::string high;  ///< the first that is beyond
     bool sure;
   };
-  enum class Comparison { equal, less, lessOrEqual, greater, greaterOrEqual };
 
   static ValueRanges nothing() { return {}; }
   static ValueRanges everything(bool sure);
-  /// All values that are there, or the one that is missing.
-  static ValueRanges existing(bool exists);
+  /// All values that are there.
+  static ValueRanges existing();
   static ValueRanges ofComparison(Comparison comparison, const bson::Value& operand);
   /// Texts, of which somebody else decides, and what has to be looked up.
   static ValueRanges texts();

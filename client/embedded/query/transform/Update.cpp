@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "client/bson/Writer.h"
-#include "client/embedded/query/match/MatchParser.h"
+#include "client/embedded/query/match/Query.h"
 #include "client/embedded/query/values/PathTree.h"
 #include "client/embedded/query/values/compare.h"
 #include "client/embedded/query/values/errors.h"
@@ -221,16 +221,10 @@ class Equalities {
  public:
   explicit Equalities(bool onlyId) : onlyId_(onlyId) {}
 
-  void collect(View query) {
-    for (const Element& element : query) {
-      if (element.key == "$and" && element.value.isArray()) {
-        for (const Element& item : element.value.asDocument()) {
-          if (item.value.isDocument()) collect(item.value.asDocument());
-        }
-      } else if (element.key.empty() || element.key.front() != '$') {
-        collectField(element);
-      }
-    }
+  void collect(const Query& query) {
+    if (query.kind == Query::Kind::field) return collectFrom(query.path, query.condition);
+    if (query.kind != Query::Kind::all) return;
+    for (const Query& part : query.parts) collect(part);
   }
 
   /// The keys are ordered by name, as a server seeds a document.
@@ -242,17 +236,16 @@ class Equalities {
   }
 
  private:
-  void collectField(const Element& element) {
-    if (element.value.type == Type::regex) return;
-    if (!isOperatorDocument(element.value)) return add(element.key, element.value);
-    for (const Element& condition : element.value.asDocument()) {
-      if (condition.key == "$eq") add(element.key, condition.value);
+  void collectFrom(const Path& path, const Condition& condition) {
+    if (condition.kind == Condition::Kind::conjunction) {
+      for (const Condition& part : condition.parts) collectFrom(path, part);
     }
-  }
-
-  void add(std::string_view dotted, const Value& value) {
+    if (condition.kind != Condition::Kind::test) return;
+    const auto* compare = std::get_if<CompareTest>(&condition.test);
+    if (compare == nullptr || compare->comparison != Comparison::equal) return;
+    const std::string dotted = path.text();
     if (onlyId_ && dotted != "_id") return;
-    if (tree_.add(Path(dotted), value) != Tree::Collision::none) {
+    if (tree_.add(path, compare->operand.value()) != Tree::Collision::none) {
       refuseQuery(code::notSingleValueField, "the query demands a value for " + quoted(dotted) + " twice", dotted);
     }
   }
@@ -334,14 +327,14 @@ std::vector<Byte> Update::apply(View stored) const {
   return changed;
 }
 
-std::vector<Byte> Update::upsertDocument(View selector, const Byte* newId) const {
+std::vector<Byte> Update::upsertDocument(const Query& selector, const Byte* newId) const {
   Equalities equalities(kind_ == UpdateKind::replaceFirst);
   equalities.collect(selector);
   const std::vector<Byte> base = equalities.document();
-  std::vector<Byte> upsertDocument = withIdFirst(change(viewOf(base)), newId);
-  checkIdKind(viewOf(upsertDocument).find("_id"));
-  checkLimits(viewOf(upsertDocument));
-  return upsertDocument;
+  std::vector<Byte> made = withIdFirst(change(viewOf(base)), newId);
+  checkIdKind(viewOf(made).find("_id"));
+  checkLimits(viewOf(made));
+  return made;
 }
 
 }  // namespace database_client::embedded

@@ -15,8 +15,7 @@ class PlannerTest : public IndexedDocuments {
  protected:
   /// The candidates, those to be rechecked with a question mark; "scan" without an index.
   std::string candidates(const std::string& json) {
-    const Bytes query = fromJson(json);
-    const Plan plan = embedded::plan(*index_, viewOf(query), {documents_.size(), 0, false});
+    const Plan plan = embedded::plan(*index_, parseQuery(viewOf(fromJson(json))), {documents_.size(), 0, false});
     if (!plan.usesIndex) return "scan";
     std::string text;
     for (auto next = plan.next(0); next; next = plan.next(next->rid)) {
@@ -37,7 +36,7 @@ class PlannerTest : public IndexedDocuments {
   /// What the plan and the recheck give together.
   std::string planned(bson::View query, bool& usesIndex) {
     const Matcher matcher(query);
-    const Plan plan = embedded::plan(*index_, query, {documents_.size(), 0, false});
+    const Plan plan = embedded::plan(*index_, matcher.query(), {documents_.size(), 0, false});
     usesIndex = plan.usesIndex;
     std::string text;
     for (auto next = plan.next(0); next; next = plan.next(next->rid)) {
@@ -80,9 +79,19 @@ TEST_F(PlannedItems, RangesKeepToTheKindOfTheirOperand) {
   EXPECT_EQ(candidates(itemMatch("m", R"({"$lte": "blue"})")), "2 7?");
 }
 
+TEST_F(PlannedItems, AReferenceIsAValue) {
+  const std::string reference = R"({"$ref": "c", "$id": 1})";
+  put(10, R"({"r": {"d": [{"name": "n", "value": )" + reference + "}]}}");
+  EXPECT_EQ(candidates(itemMatch("n", R"({"$eq": )" + reference + "}")), "6? 7? 10?");
+  EXPECT_EQ(candidates(itemMatch("n", reference)), "6? 7? 10?");
+  EXPECT_EQ(candidates(R"({"r.d.value": )" + reference + "}"), "6? 7? 10?");
+  EXPECT_EQ(candidates(R"({"r.d": {"$elemMatch": {"name": )" + reference + R"(, "value": true}}})"), "3? 6? 7? 10?");
+}
+
 TEST_F(PlannedItems, SetsAndNegationsApplyToOneItem) {
   EXPECT_EQ(candidates(itemMatch("n", R"({"$in": [1, "2"]})")), "1 4 6? 7?");
   EXPECT_EQ(candidates(itemMatch("m", R"({"$ne": "red"})")), "2 7?");
+  EXPECT_EQ(candidates(itemMatch("n", R"({"$not": {"$gt": 1}})")), "1 4 5 6? 7?");
   EXPECT_EQ(candidates(itemMatch("m", R"({"$nin": ["red", "blue"]})")), "7?");
   EXPECT_EQ(candidates(itemMatch("n", R"({"$exists": false})")), "5 7?");
 }
@@ -144,7 +153,8 @@ TEST_F(PlannerTest, ConditionsOnTheOnlyItemOfANameAreOne) {
   const std::string from2 = R"({"a": {"$elemMatch": {"name": "n", "value": {"$gte": 2}}}})";
   const std::string to3 = R"({"a": {"$elemMatch": {"name": "n", "value": {"$lte": 3}}}})";
   const Bytes both = fromJson(R"({"$and": [)" + from2 + "," + to3 + "]}");
-  const auto estimate = [&] { return plan(*index_, viewOf(both), {documents_.size(), 0, false}).estimate; };
+  const Matcher matcher(viewOf(both));
+  const auto estimate = [&] { return plan(*index_, matcher.query(), {documents_.size(), 0, false}).estimate; };
   for (int i = 1; i <= 9; ++i) put(i, items(std::to_string(i)));
   EXPECT_EQ(estimate(), 2U);
   EXPECT_EQ(candidates(toJson(viewOf(both))), "2 3");
@@ -205,14 +215,14 @@ TEST_F(PlannerTest, AnUnselectiveConditionIsScannedWhenDocumentsAreRead) {
   for (int i = 1; i <= 1000; ++i) {
     put(i, R"({"a": [{"name": "all", "value": 1}, {"name": "few", "value": )" + std::to_string(i % 100) + "}]}");
   }
-  const Bytes all = fromJson(R"({"a": {"$elemMatch": {"name": "all", "value": 1}}})");
-  const Bytes few = fromJson(R"({"a": {"$elemMatch": {"name": "few", "value": 1}}})");
-  EXPECT_FALSE(plan(*index_, viewOf(all), {1000, 0, true}).usesIndex);
-  EXPECT_FALSE(plan(*index_, viewOf(all), {1000, 10, true}).usesIndex);
-  EXPECT_TRUE(plan(*index_, viewOf(all), {1000, 0, false}).usesIndex);
-  EXPECT_TRUE(plan(*index_, viewOf(few), {1000, 0, true}).usesIndex);
-  EXPECT_EQ(plan(*index_, viewOf(few), {1000, 0, true}).estimate, 10U);
-  EXPECT_EQ(plan(*index_, viewOf(few), {1000, 0, true}).description, "items(a)");
+  const Query all = parseQuery(viewOf(fromJson(R"({"a": {"$elemMatch": {"name": "all", "value": 1}}})")));
+  const Query few = parseQuery(viewOf(fromJson(R"({"a": {"$elemMatch": {"name": "few", "value": 1}}})")));
+  EXPECT_FALSE(plan(*index_, all, {1000, 0, true}).usesIndex);
+  EXPECT_FALSE(plan(*index_, all, {1000, 10, true}).usesIndex);
+  EXPECT_TRUE(plan(*index_, all, {1000, 0, false}).usesIndex);
+  EXPECT_TRUE(plan(*index_, few, {1000, 0, true}).usesIndex);
+  EXPECT_EQ(plan(*index_, few, {1000, 0, true}).estimate, 10U);
+  EXPECT_EQ(plan(*index_, few, {1000, 0, true}).description, "items(a)");
 }
 
 /// Random queries of conditions that the index knows and of others.
@@ -272,6 +282,13 @@ class RandomQueries {
     if (random_.oneIn(6)) values(writer, random_.oneIn(2) ? "$in" : "$nin");
     if (random_.oneIn(8)) writer.appendBool("$exists", random_.oneIn(2));
     if (random_.oneIn(8)) writer.appendString("$regex", "p");
+    if (random_.oneIn(10)) values(writer, "$all");
+    if (random_.oneIn(8)) {
+      writer.beginDocument("$not");
+      for (std::uint32_t i = 0; i < random_.below(2) + 1; ++i) random_.value(writer, operators[random_.below(6)]);
+      if (random_.oneIn(4)) writer.appendString("$regex", "p");
+      writer.end();
+    }
     writer.end();
   }
 

@@ -105,6 +105,8 @@ TEST(Matcher, BooleansAreNoNumbers) {
 TEST(Matcher, AReferenceIsAValue) {
   const std::string reference = R"({"a": {"$ref": "c", "$id": 1}})";
   EXPECT_EQ(select(reference, {reference, "{}"}), "1");
+  EXPECT_EQ(select(R"({"a": {"$eq": {"$ref": "c", "$id": 1}}})", {reference, "{}"}), "1");
+  EXPECT_EQ(select(R"({"a": {"$in": [{"$ref": "c", "$id": 1}]}})", {reference, "{}"}), "1");
 }
 
 TEST(Matcher, AnObjectWithALaterDollarKeyIsAValue) {

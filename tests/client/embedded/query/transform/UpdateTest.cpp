@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
+#include "client/embedded/query/match/Query.h"
 #include "client/embedded/query/transform/Update.h"
 #include "tests/client/embedded/query/support.h"
 
@@ -34,14 +35,14 @@ std::string replace(const std::string& change, const std::string& stored) {
   return apply(UpdateKind::replaceFirst, change, stored);
 }
 
-std::string seed(UpdateKind kind, const std::string& selector, const std::string& change) {
+std::string upsert(UpdateKind kind, const std::string& selector, const std::string& change) {
   return outcome([&] {
     const testing::Bytes document = bytes(change);
-    return show(view(Update(kind, view(document)).upsertDocument(view(bytes(selector)), newId)));
+    return show(view(Update(kind, view(document)).upsertDocument(parseQuery(view(bytes(selector))), newId)));
   });
 }
-std::string seedSet(const std::string& selector, const std::string& change = R"({"z": 9})") {
-  return seed(UpdateKind::setInAll, selector, change);
+std::string upsertSet(const std::string& selector, const std::string& change = R"({"z": 9})") {
+  return upsert(UpdateKind::setInAll, selector, change);
 }
 
 // --- replacing ---------------------------------------------------------------------------------------------------
@@ -202,57 +203,64 @@ TEST(Append, ReachesArraysByIndex) {
   EXPECT_EQ(push(R"({"a.1": 5})", R"({"_id": 1, "a": []})"), R"({"_id": 1, "a": [null, [5]]})");
 }
 
-// --- seeds -------------------------------------------------------------------------------------------------------
+// --- upserts -----------------------------------------------------------------------------------------------------
 
-TEST(Seed, HoldsTheEqualityConditionsAndTheChange) {
-  EXPECT_EQ(seedSet(R"({"_id": 7, "a": 1, "b": {"$eq": 2}})"), R"({"_id": 7, "a": 1, "b": 2, "z": 9})");
-  EXPECT_EQ(seedSet(R"({"$and": [{"a": 1}, {"$and": [{"_id": 7}]}]})"), R"({"_id": 7, "a": 1, "z": 9})");
-  EXPECT_EQ(seed(UpdateKind::appendToArrayInAll, R"({"_id": 7})", R"({"a": 1})"), R"({"_id": 7, "a": [1]})");
+TEST(Upsert, HoldsTheEqualityConditionsAndTheChange) {
+  EXPECT_EQ(upsertSet(R"({"_id": 7, "a": 1, "b": {"$eq": 2}})"), R"({"_id": 7, "a": 1, "b": 2, "z": 9})");
+  EXPECT_EQ(upsertSet(R"({"$and": [{"a": 1}, {"$and": [{"_id": 7}]}]})"), R"({"_id": 7, "a": 1, "z": 9})");
+  EXPECT_EQ(upsert(UpdateKind::appendToArrayInAll, R"({"_id": 7})", R"({"a": 1})"), R"({"_id": 7, "a": [1]})");
 }
 
-TEST(Seed, DottedPathsBecomeNestedDocuments) {
-  EXPECT_EQ(seedSet(R"({"_id": 7, "a.b": 1, "a.c": 2})"), R"({"_id": 7, "a": {"b": 1, "c": 2}, "z": 9})");
+TEST(Upsert, DottedPathsBecomeNestedDocuments) {
+  EXPECT_EQ(upsertSet(R"({"_id": 7, "a.b": 1, "a.c": 2})"), R"({"_id": 7, "a": {"b": 1, "c": 2}, "z": 9})");
 }
 
-TEST(Seed, PassesOverOtherOperators) {
-  EXPECT_EQ(seedSet(R"({"_id": 7, "a": {"$gt": 1}, "b": {"$in": [1]}, "$or": [{"c": 1}],
-                        "d": {"$regularExpression": {"pattern": "x", "options": ""}}, "e": {"$exists": true}})"),
+TEST(Upsert, AReferenceIsAValue) {
+  EXPECT_EQ(upsertSet(R"({"_id": {"$ref": "c", "$id": 1}, "a": {"$ref": "c", "$id": 2}})"),
+            R"({"_id": {"$ref": "c", "$id": 1}, "a": {"$ref": "c", "$id": 2}, "z": 9})");
+}
+
+TEST(Upsert, PassesOverOtherOperators) {
+  EXPECT_EQ(upsertSet(R"({"_id": 7, "a": {"$gt": 1}, "b": {"$in": [1]}, "$or": [{"c": 1}],
+                        "d": {"$regularExpression": {"pattern": "x", "options": ""}}, "e": {"$exists": true},
+                        "f": {"$all": [1]}, "g": {"$not": {"$eq": 1}}, "h": {"$elemMatch": {"$eq": 1}}})"),
             R"({"_id": 7, "z": 9})");
 }
 
-TEST(Seed, RefusesAValueDemandedTwice) {
-  EXPECT_EQ(seedSet(R"({"a": 1, "$and": [{"a": 1}]})"), "query 54");
-  EXPECT_EQ(seedSet(R"({"a": 1, "a.b": 1})"), "query 54");
-  EXPECT_EQ(seedSet(R"({"a.b": 1, "a": 1})"), "query 54");
+TEST(Upsert, RefusesAValueDemandedTwice) {
+  EXPECT_EQ(upsertSet(R"({"a": 1, "$and": [{"a": 1}]})"), "query 54");
+  EXPECT_EQ(upsertSet(R"({"a": 1, "a.b": 1})"), "query 54");
+  EXPECT_EQ(upsertSet(R"({"a.b": 1, "a": 1})"), "query 54");
 }
 
-TEST(Seed, ForAReplacementTakesOnlyTheId) {
-  EXPECT_EQ(seed(UpdateKind::replaceFirst, R"({"_id": 7, "a": 1, "$and": [{"a": 1}]})", R"({"b": 2})"),
+TEST(Upsert, ForAReplacementTakesOnlyTheId) {
+  EXPECT_EQ(upsert(UpdateKind::replaceFirst, R"({"_id": 7, "a": 1, "$and": [{"a": 1}]})", R"({"b": 2})"),
             R"({"_id": 7, "b": 2})");
-  EXPECT_EQ(seed(UpdateKind::replaceFirst, R"({"a": 1})", R"({"b": 2, "_id": 8})"), R"({"_id": 8, "b": 2})");
-  EXPECT_EQ(seed(UpdateKind::replaceFirst, R"({"_id": 7})", R"({"_id": 8})"), "query 66");
+  EXPECT_EQ(upsert(UpdateKind::replaceFirst, R"({"a": 1})", R"({"b": 2, "_id": 8})"), R"({"_id": 8, "b": 2})");
+  EXPECT_EQ(upsert(UpdateKind::replaceFirst, R"({"_id": 7})", R"({"_id": 8})"), "query 66");
 }
 
-TEST(Seed, GetsTheNewIdWhenNothingGivesOne) {
-  EXPECT_EQ(seedSet(R"({"a": 1})"), R"({"_id": )" + std::string(newIdText) + R"(, "a": 1, "z": 9})");
-  EXPECT_EQ(seed(UpdateKind::replaceFirst, "{}", "{}"), R"({"_id": )" + std::string(newIdText) + "}");
+TEST(Upsert, GetsTheNewIdWhenNothingGivesOne) {
+  EXPECT_EQ(upsertSet(R"({"a": 1})"), R"({"_id": )" + std::string(newIdText) + R"(, "a": 1, "z": 9})");
+  EXPECT_EQ(upsert(UpdateKind::replaceFirst, "{}", "{}"), R"({"_id": )" + std::string(newIdText) + "}");
 }
 
-TEST(Seed, PutsTheIdFirst) {
-  EXPECT_EQ(seedSet(R"({"a": 1, "_id": 7})"), R"({"_id": 7, "a": 1, "z": 9})");
-  EXPECT_EQ(seedSet(R"({"a": 1})", R"({"_id": 3})"), R"({"_id": 3, "a": 1})");
+TEST(Upsert, PutsTheIdFirst) {
+  EXPECT_EQ(upsertSet(R"({"a": 1, "_id": 7})"), R"({"_id": 7, "a": 1, "z": 9})");
+  EXPECT_EQ(upsertSet(R"({"a": 1})", R"({"_id": 3})"), R"({"_id": 3, "a": 1})");
 }
 
-TEST(Seed, RefusesAnIdThatNoDocumentMayHave) {
-  EXPECT_EQ(seedSet(R"({"_id": [1]})"), "query 53");
-  EXPECT_EQ(seedSet(R"({"a": 1})", R"({"_id": {"$regularExpression": {"pattern": "x", "options": ""}}})"), "query 53");
-  EXPECT_EQ(seed(UpdateKind::replaceFirst, "{}", R"({"_id": {"$undefined": true}})"), "query 53");
+TEST(Upsert, RefusesAnIdThatNoDocumentMayHave) {
+  EXPECT_EQ(upsertSet(R"({"_id": [1]})"), "query 53");
+  EXPECT_EQ(upsertSet(R"({"a": 1})", R"({"_id": {"$regularExpression": {"pattern": "x", "options": ""}}})"),
+            "query 53");
+  EXPECT_EQ(upsert(UpdateKind::replaceFirst, "{}", R"({"_id": {"$undefined": true}})"), "query 53");
 }
 
-TEST(Seed, AppliesTheChangeToWhatTheConditionsGive) {
-  EXPECT_EQ(seedSet(R"({"_id": 7, "a": 1})", R"({"a": 2})"), R"({"_id": 7, "a": 2})");
-  EXPECT_EQ(seedSet(R"({"_id": 7, "a": 1})", R"({"a.b": 2})"), "query 28");
-  EXPECT_EQ(seedSet(R"({"_id": 7})", R"({"_id": 8})"), "query 66");
+TEST(Upsert, AppliesTheChangeToWhatTheConditionsGive) {
+  EXPECT_EQ(upsertSet(R"({"_id": 7, "a": 1})", R"({"a": 2})"), R"({"_id": 7, "a": 2})");
+  EXPECT_EQ(upsertSet(R"({"_id": 7, "a": 1})", R"({"a.b": 2})"), "query 28");
+  EXPECT_EQ(upsertSet(R"({"_id": 7})", R"({"_id": 8})"), "query 66");
 }
 
 }  // namespace

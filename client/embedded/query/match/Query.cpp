@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "client/embedded/query/match/MatchParser.h"
+#include "client/embedded/query/match/Query.h"
 
 #include <algorithm>
 #include <array>
 #include <string>
 #include <string_view>
+#include <utility>
 
-#include "client/embedded/query/match/Condition.h"
+#include "client/embedded/query/values/compare.h"
 #include "client/embedded/query/values/errors.h"
 #include "client/embedded/query/values/numbers.h"
 
@@ -34,18 +35,13 @@ void refuseKnown(std::string_view name) {
   if (std::find(known.begin(), known.end(), name) != known.end()) refuseUnsupported(name, "query operator");
 }
 
-ConditionPtr anyValue(std::unique_ptr<const ValueTest> test) {
-  return std::make_unique<ValueCondition>(std::move(test), false);
+Condition passing(ValueTest test) {
+  return {Condition::Kind::test, std::move(test), {}};
 }
-ConditionPtr wholeValue(std::unique_ptr<const ValueTest> test) {
-  return std::make_unique<ValueCondition>(std::move(test), true);
-}
-ConditionPtr negation(ConditionPtr condition) {
-  return std::make_unique<NotCondition>(std::move(condition));
-}
-ConditionPtr conjunction(Conditions conditions) {
-  if (conditions.size() == 1) return std::move(conditions.front());
-  return std::make_unique<AllConditions>(std::move(conditions));
+Condition negation(Condition condition) {
+  Condition result{Condition::Kind::negation, {}, {}};
+  result.parts.push_back(std::move(condition));
+  return result;
 }
 
 void refuseUndefined(const Element& element) {
@@ -53,63 +49,54 @@ void refuseUndefined(const Element& element) {
   refuseQuery(code::badValue, "nothing compares with undefined, under " + quoted(element.key), element.key);
 }
 
-std::unique_ptr<const PatternTest> patternOf(const Value& regex) {
-  return std::make_unique<PatternTest>(regex.regexPattern(), regex.regexOptions());
+std::unique_ptr<const Pattern> patternOf(const Value& regex) {
+  return std::make_unique<Pattern>(regex.regexPattern(), regex.regexOptions());
 }
 
-ConditionPtr parseEqual(const Element& element) {
+Condition parseEqual(const Element& element) {
   refuseUndefined(element);
-  return anyValue(std::make_unique<EqualTest>(element.value));
+  return passing(CompareTest{Comparison::equal, OwnedValue(element.value)});
 }
 
-ConditionPtr parseNotEqual(const Element& element) {
+Condition parseNotEqual(const Element& element) {
   if (element.value.type == Type::regex) refuseOperand(element, "a value to compare with");
   return negation(parseEqual(element));
 }
 
-ConditionPtr parseRelation(Relation relation, const Element& element) {
+template <Comparison comparison>
+Condition parseOrder(const Element& element) {
   refuseUndefined(element);
   if (element.value.type == Type::regex) refuseOperand(element, "a value to compare with");
-  return anyValue(std::make_unique<RelationTest>(relation, element.value));
+  return passing(CompareTest{comparison, OwnedValue(element.value)});
 }
 
-ConditionPtr parseLess(const Element& element) {
-  return parseRelation(Relation::less, element);
-}
-ConditionPtr parseLessOrEqual(const Element& element) {
-  return parseRelation(Relation::lessOrEqual, element);
-}
-ConditionPtr parseGreater(const Element& element) {
-  return parseRelation(Relation::greater, element);
-}
-ConditionPtr parseGreaterOrEqual(const Element& element) {
-  return parseRelation(Relation::greaterOrEqual, element);
-}
-
-ConditionPtr parseIn(const Element& element) {
+Condition parseIn(const Element& element) {
   if (!element.value.isArray()) refuseOperand(element, "an array");
-  std::vector<OwnedValue> values;
-  std::vector<std::unique_ptr<const PatternTest>> patterns;
+  InTest test;
   for (const Element& item : element.value.asDocument()) {
     refuseUndefined(item);
     if (isOperatorDocument(item.value)) {
       refuseQuery(code::badValue, "cannot nest $ under " + std::string(element.key), element.key);
     }
     if (item.value.type == Type::regex) {
-      patterns.push_back(patternOf(item.value));
+      test.patterns.push_back(patternOf(item.value));
     } else {
-      values.emplace_back(item.value);
+      test.acceptsNull = test.acceptsNull || item.value.type == Type::null;
+      test.values.emplace_back(item.value);
     }
   }
-  return anyValue(std::make_unique<InTest>(std::move(values), std::move(patterns)));
+  std::stable_sort(test.values.begin(), test.values.end(), [](const OwnedValue& left, const OwnedValue& right) {
+    return compare(left.value(), right.value()) < 0;
+  });
+  return passing(std::move(test));
 }
 
-ConditionPtr parseNotIn(const Element& element) {
+Condition parseNotIn(const Element& element) {
   return negation(parseIn(element));
 }
 
-ConditionPtr parseExists(const Element& element) {
-  ConditionPtr exists = anyValue(std::make_unique<ExistsTest>());
+Condition parseExists(const Element& element) {
+  Condition exists = passing(ExistsTest());
   return isTrue(element.value) ? std::move(exists) : negation(std::move(exists));
 }
 
@@ -126,59 +113,46 @@ constexpr std::array<TypeAlias, 21> typeAliases = {
      {"int", Type::int32},          {"timestamp", Type::timestamp}, {"long", Type::int64},
      {"decimal", Type::decimal128}, {"minKey", Type::minKey},       {"maxKey", Type::maxKey}}};
 
-void addType(TypeSet& types, Type type) {
-  types.set(static_cast<std::size_t>(type));
-}
-
-bool addTypeNamed(TypeSet& types, std::string_view name) {
-  if (name == "number") {
-    for (const Type type : {Type::real, Type::int32, Type::int64, Type::decimal128}) addType(types, type);
-    return true;
-  }
-  const auto* const found = std::find_if(typeAliases.begin(), typeAliases.end(),
-                                         [name](const TypeAlias& alias) { return alias.name == name; });
-  if (found == typeAliases.end()) return false;
-  addType(types, found->type);
-  return true;
-}
-
-bool addTypeNumbered(TypeSet& types, std::int64_t number) {
-  const auto* const found = std::find_if(typeAliases.begin(), typeAliases.end(), [number](const TypeAlias& alias) {
-    return static_cast<std::int8_t>(alias.type) == number;
-  });
-  if (found == typeAliases.end()) return false;
-  addType(types, found->type);
-  return true;
-}
-
-void addTypeOf(TypeSet& types, const Value& operand) {
+void addTypes(std::bitset<256>& types, const Value& operand) {
+  const auto add = [&types](Type type) { types.set(static_cast<std::size_t>(type)); };
   if (operand.type == Type::string) {
-    if (addTypeNamed(types, operand.asString())) return;
-    refuseQuery(code::badValue, "$type has the unknown type name " + quoted(operand.asString()), "$type");
+    const std::string_view name = operand.asString();
+    if (name == "number") {
+      for (const Type type : {Type::real, Type::int32, Type::int64, Type::decimal128}) add(type);
+      return;
+    }
+    for (const TypeAlias& alias : typeAliases) {
+      if (alias.name == name) return add(alias.type);
+    }
+    refuseQuery(code::badValue, "$type has the unknown type name " + quoted(name), "$type");
   }
   if (!operand.isNumber()) {
     refuseQuery(code::typeMismatch,
                 std::string("$type takes a number, a name or an array of them, not ") + kindOf(operand), "$type");
   }
   const auto number = exactInteger(operand);
-  if (!number || !addTypeNumbered(types, *number)) refuseQuery(code::badValue, "$type has an unknown number", "$type");
+  for (const TypeAlias& alias : typeAliases) {
+    // A server numbers minKey -1.
+    if (number && static_cast<std::int8_t>(alias.type) == *number) return add(alias.type);
+  }
+  refuseQuery(code::badValue, "$type has an unknown number", "$type");
 }
 
-ConditionPtr parseType(const Element& element) {
-  TypeSet types;
+Condition parseType(const Element& element) {
+  std::bitset<256> types;
   if (element.value.isArray()) {
     if (element.value.asDocument().empty()) refuseQuery(code::failedToParse, "$type has an empty array", element.key);
-    for (const Element& item : element.value.asDocument()) addTypeOf(types, item.value);
+    for (const Element& item : element.value.asDocument()) addTypes(types, item.value);
   } else {
-    addTypeOf(types, element.value);
+    addTypes(types, element.value);
   }
-  return anyValue(std::make_unique<TypeTest>(types));
+  return passing(TypeTest{types});
 }
 
-ConditionPtr parseSize(const Element& element) {
+Condition parseSize(const Element& element) {
   const auto size = element.value.isNumber() ? exactInteger(element.value) : std::nullopt;
   if (!size || *size < 0) refuseOperand(element, "an integer that is not negative");
-  return wholeValue(std::make_unique<SizeTest>(*size));
+  return passing(SizeTest{static_cast<std::size_t>(*size)});
 }
 
 std::int64_t moduloOperand(const Element& mod, const Value& operand) {
@@ -187,7 +161,7 @@ std::int64_t moduloOperand(const Element& mod, const Value& operand) {
   return *number;
 }
 
-ConditionPtr parseModulo(const Element& element) {
+Condition parseModulo(const Element& element) {
   if (!element.value.isArray()) refuseOperand(element, "an array of a divisor and a remainder");
   const View operands = element.value.asDocument();
   if (operands.count() != 2) {
@@ -197,53 +171,53 @@ ConditionPtr parseModulo(const Element& element) {
   const std::int64_t divisor = moduloOperand(element, at->value);
   const std::int64_t remainder = moduloOperand(element, (++at)->value);
   if (divisor == 0) refuseQuery(code::badValue, "the divisor of $mod is 0", element.key);
-  return anyValue(std::make_unique<ModuloTest>(divisor, remainder));
+  return passing(ModuloTest{divisor, remainder});
 }
 
-ConditionPtr parseOperators(View operators);
+Condition parseOperators(View operators);
 
-ConditionPtr parseNot(const Element& element) {
-  if (element.value.type == Type::regex) return negation(anyValue(patternOf(element.value)));
+Condition parseNot(const Element& element) {
+  if (element.value.type == Type::regex) return negation(passing(PatternTest{patternOf(element.value)}));
   if (!element.value.isDocument()) refuseOperand(element, "a document of operators or a regular expression");
   if (element.value.asDocument().empty()) refuseOperand(element, "at least one operator");
   return negation(parseOperators(element.value.asDocument()));
 }
 
-/// Operators speak about the elements themselves; anything else, also $and, $or and $nor, is a query on each element.
-bool isElementQuery(const Value& operand) {
-  if (!isOperatorDocument(operand)) return true;
-  const std::string_view first = operand.asDocument().begin()->key;
-  return first == "$and" || first == "$or" || first == "$nor";
-}
-
-ConditionPtr parseElemMatch(const Element& element) {
+Condition parseElemMatch(const Element& element) {
   if (!element.value.isDocument()) refuseOperand(element, "a document");
   const View operand = element.value.asDocument();
-  if (isElementQuery(element.value)) return wholeValue(std::make_unique<ElementDocumentTest>(parseQuery(operand)));
-  return wholeValue(std::make_unique<ElementValueTest>(parseOperators(operand)));
+  // Operators speak about the elements themselves; anything else, also $and, $or and $nor, is a query on each element.
+  const std::string_view first = operand.empty() ? std::string_view() : operand.begin()->key;
+  if (isOperatorDocument(element.value) && first != "$and" && first != "$or" && first != "$nor") {
+    return passing(ElementValueTest{std::make_unique<Condition>(parseOperators(operand))});
+  }
+  return passing(ElementQueryTest{std::make_unique<Query>(parseQuery(operand))});
 }
 
 bool isElemMatch(const Value& value) {
-  return value.isDocument() && !value.asDocument().empty() && value.asDocument().begin()->key == "$elemMatch";
+  return isOperatorDocument(value) && value.asDocument().begin()->key == "$elemMatch";
 }
 
-ConditionPtr parseAllItem(const Element& item, bool elemMatches) {
-  if (isElemMatch(item.value) != elemMatches) {
-    refuseQuery(code::badValue, "$all holds either $elemMatch conditions or values", "$all");
-  }
-  if (elemMatches) return parseOperators(item.value.asDocument());
-  if (isOperatorDocument(item.value)) refuseQuery(code::badValue, "$all holds no other operators", "$all");
-  return item.value.type == Type::regex ? anyValue(patternOf(item.value)) : parseEqual(item);
-}
-
-ConditionPtr parseAll(const Element& element) {
+Condition parseAll(const Element& element) {
   if (!element.value.isArray()) refuseOperand(element, "an array");
   const View items = element.value.asDocument();
-  if (items.empty()) return std::make_unique<MatchNone>();
-  const bool elemMatches = isElemMatch(items.begin()->value);
-  Conditions conditions;
-  for (const Element& item : items) conditions.push_back(parseAllItem(item, elemMatches));
-  return conjunction(std::move(conditions));
+  Condition all{Condition::Kind::containsAll, {}, {}};
+  for (const Element& item : items) {
+    const bool elemMatch = isElemMatch(item.value);
+    if (elemMatch != isElemMatch(items.begin()->value)) {
+      refuseQuery(code::badValue, "$all holds either $elemMatch conditions or values", "$all");
+    }
+    if (elemMatch) {
+      all.parts.push_back(parseOperators(item.value.asDocument()));
+    } else if (isOperatorDocument(item.value)) {
+      refuseQuery(code::badValue, "$all holds no other operators", "$all");
+    } else if (item.value.type == Type::regex) {
+      all.parts.push_back(passing(PatternTest{patternOf(item.value)}));
+    } else {
+      all.parts.push_back(parseEqual(item));
+    }
+  }
+  return all;
 }
 
 /// $regex and $options, which belong together in whichever order they stand.
@@ -253,9 +227,9 @@ class RegexParts {
 
   bool any() const { return hasPattern_ || hasOptions_; }
 
-  ConditionPtr condition() const {
+  Condition condition() const {
     if (!hasPattern_) refuseQuery(code::badValue, "$options needs a $regex", "$options");
-    return anyValue(std::make_unique<PatternTest>(pattern_, options_));
+    return passing(PatternTest{std::make_unique<Pattern>(pattern_, options_)});
   }
 
  private:
@@ -295,14 +269,14 @@ class RegexParts {
 
 struct OperatorParser {
   std::string_view name;
-  ConditionPtr (*parse)(const Element&);
+  Condition (*parse)(const Element&);
 };
 constexpr std::array<OperatorParser, 15> operatorParsers = {{{"$eq", parseEqual},
                                                              {"$ne", parseNotEqual},
-                                                             {"$gt", parseGreater},
-                                                             {"$gte", parseGreaterOrEqual},
-                                                             {"$lt", parseLess},
-                                                             {"$lte", parseLessOrEqual},
+                                                             {"$gt", parseOrder<Comparison::greater>},
+                                                             {"$gte", parseOrder<Comparison::greaterOrEqual>},
+                                                             {"$lt", parseOrder<Comparison::less>},
+                                                             {"$lte", parseOrder<Comparison::lessOrEqual>},
                                                              {"$in", parseIn},
                                                              {"$nin", parseNotIn},
                                                              {"$exists", parseExists},
@@ -313,7 +287,7 @@ constexpr std::array<OperatorParser, 15> operatorParsers = {{{"$eq", parseEqual}
                                                              {"$size", parseSize},
                                                              {"$mod", parseModulo}}};
 
-ConditionPtr parseOperator(const Element& element) {
+Condition parseOperator(const Element& element) {
   const auto* const found =
       std::find_if(operatorParsers.begin(), operatorParsers.end(),
                    [&element](const OperatorParser& parser) { return parser.name == element.key; });
@@ -322,58 +296,53 @@ ConditionPtr parseOperator(const Element& element) {
   refuseQuery(code::badValue, "unknown operator: " + std::string(element.key), element.key);
 }
 
-ConditionPtr parseOperators(View operators) {
-  Conditions conditions;
+Condition parseOperators(View operators) {
+  Condition all{Condition::Kind::conjunction, {}, {}};
   RegexParts regex;
   for (const Element& element : operators) {
     if (element.key == "$regex" || element.key == "$options") {
       regex.add(element);
     } else {
-      conditions.push_back(parseOperator(element));
+      all.parts.push_back(parseOperator(element));
     }
   }
-  if (regex.any()) conditions.push_back(regex.condition());
-  return conjunction(std::move(conditions));
+  if (regex.any()) all.parts.push_back(regex.condition());
+  if (all.parts.size() > 1) return all;
+  Condition only = std::move(all.parts.front());
+  return only;
 }
 
-ConditionPtr parseField(const Element& element) {
-  if (element.value.type == Type::regex) return anyValue(patternOf(element.value));
+Condition parseField(const Element& element) {
+  if (element.value.type == Type::regex) return passing(PatternTest{patternOf(element.value)});
   if (isOperatorDocument(element.value)) return parseOperators(element.value.asDocument());
   return parseEqual(element);
 }
 
-std::unique_ptr<const MatchNode> parseAlternative(const std::string& name, const Value& query) {
-  if (!query.isDocument()) refuseQuery(code::badValue, name + " takes documents, not " + kindOf(query));
-  return parseQuery(query.asDocument());
-}
-
-MatchNodes parseAlternatives(const Element& element) {
+Query parseCombination(Query::Kind kind, const Element& element) {
   if (!element.value.isArray()) refuseOperand(element, "a non-empty array of documents");
   const std::string name(element.key);
   if (element.value.asDocument().empty()) {
     refuseQuery(code::badValue, name + " takes at least one document, not an empty array", element.key);
   }
-  MatchNodes nodes;
+  Query query;
+  query.kind = kind;
   for (const Element& item : element.value.asDocument()) {
-    nodes.push_back(parseUnder(name + '.' + std::string(item.key), [&] { return parseAlternative(name, item.value); }));
+    query.parts.push_back(parseUnder(name + '.' + std::string(item.key), [&name, &item] {
+      if (!item.value.isDocument()) {
+        refuseQuery(code::badValue, name + " takes documents, not " + kindOf(item.value));
+      }
+      return parseQuery(item.value.asDocument());
+    }));
   }
-  return nodes;
+  return query;
 }
 
-/// Nothing for $comment.
-std::unique_ptr<const MatchNode> parseTopOperator(const Element& element) {
-  if (element.key == "$comment") return nullptr;
-  if (element.key == "$and") return std::make_unique<AllNodes>(parseAlternatives(element));
-  if (element.key == "$or") return std::make_unique<AnyNode>(parseAlternatives(element), false);
-  if (element.key == "$nor") return std::make_unique<AnyNode>(parseAlternatives(element), true);
+Query parseTopOperator(const Element& element) {
+  if (element.key == "$and") return parseCombination(Query::Kind::all, element);
+  if (element.key == "$or") return parseCombination(Query::Kind::any, element);
+  if (element.key == "$nor") return parseCombination(Query::Kind::none, element);
   refuseKnown(element.key);
   refuseQuery(code::badValue, "unknown top level operator: " + std::string(element.key), element.key);
-}
-
-std::unique_ptr<const MatchNode> parseTop(const Element& element) {
-  if (!element.key.empty() && element.key.front() == '$') return parseTopOperator(element);
-  return std::make_unique<FieldNode>(Path(element.key),
-                                     parseUnder(element.key, [&element] { return parseField(element); }));
 }
 
 }  // namespace
@@ -385,13 +354,22 @@ bool isOperatorDocument(const Value& value) {
   return isMissing(value.asDocument().find("$ref")) || isMissing(value.asDocument().find("$id"));
 }
 
-std::unique_ptr<const MatchNode> parseQuery(View query) {
-  MatchNodes nodes;
+Query parseQuery(View query) {
+  Query all;
   for (const Element& element : query) {
-    if (auto node = parseTop(element)) nodes.push_back(std::move(node));
+    if (element.key == "$comment") continue;
+    if (!element.key.empty() && element.key.front() == '$') {
+      all.parts.push_back(parseTopOperator(element));
+    } else {
+      Query field;
+      field.kind = Query::Kind::field;
+      field.path = Path(element.key);
+      field.condition = parseUnder(element.key, [&element] { return parseField(element); });
+      all.parts.push_back(std::move(field));
+    }
   }
-  if (nodes.size() != 1) return std::make_unique<AllNodes>(std::move(nodes));
-  auto only = std::move(nodes.front());
+  if (all.parts.size() != 1) return all;
+  Query only = std::move(all.parts.front());
   return only;
 }
 
