@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "database_client/ObjectFilter.h"
 
-#include <cstring>
+#include <cstdint>
+#include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -11,8 +12,8 @@
 #include "client/bson/Writer.h"
 #include "client/bson/utf8.h"
 #include "client/bson/validate.h"
-#include "client/filterbuilder/QueryTree.h"
-#include "client/filterbuilder/Steps.h"
+#include "client/filterbuilder/FilterBuilder.h"
+#include "client/filterbuilder/queryDocument.h"
 #include "database_client/Error.h"
 
 namespace database_client {
@@ -20,7 +21,8 @@ namespace database_client {
 using bson::Byte;
 using bson::Type;
 using bson::Value;
-using filter::Steps;
+using filter::FilterBuilder;
+using Kind = filter::FilterNode::Kind;
 
 namespace {
 
@@ -82,68 +84,55 @@ std::string wholeText(const std::string& text, bool skipsBlanks) {
   return pattern + "\\z";
 }
 
-bool isNegative(OperationType operation) {
-  return operation == OperationType::notEqual || operation == OperationType::notMatches;
+/// The condition that what stands under `key` compares with a value, of which an operation that compares with nothing
+/// takes no account.
+void addComparison(FilterBuilder& filter, OperationType operation, const std::string& key, const Value& value) {
+  checkKey(key);
+  const std::string_view name = operatorOf(operation);
+  if (name.empty()) {
+    refuse(Error::Kind::query, key, "unknown operation " + std::to_string(static_cast<int>(operation)));
+  }
+  if (operation == OperationType::matches || operation == OperationType::notMatches) {
+    refuse(Error::Kind::query, key, "a pattern is a text");
+  }
+  if (operation == OperationType::exists || operation == OperationType::notExists) {
+    const Byte exists = operation == OperationType::exists ? 1 : 0;
+    return filter.addCondition(key, name, {Type::boolean, &exists, 1});
+  }
+  filter.addCondition(key, operation == OperationType::equal ? std::string_view() : name, value);
+}
+
+template <class Number>
+void addNumber(FilterBuilder& filter, OperationType operation, const std::string& key, Type type, Number number) {
+  addComparison(filter, operation, key, {type, reinterpret_cast<const Byte*>(&number), sizeof number});
+}
+
+void addText(FilterBuilder& filter, OperationType operation, const std::string& key, const std::string& text) {
+  if (!bson::isUtf8(text)) refuse(Error::Kind::document, key, "a text that is not valid UTF-8");
+  if (text.size() > bson::maximumSize) refuse(Error::Kind::document, key, "a text beyond 16 MiB");
+  const auto length = static_cast<std::int32_t>(text.size() + 1);
+  std::string value(reinterpret_cast<const char*>(&length), sizeof length);
+  value.append(text).push_back('\0');
+  addComparison(filter, operation, key, {Type::string, reinterpret_cast<const Byte*>(value.data()), value.size()});
+}
+
+void addPattern(FilterBuilder& filter, const std::string& key, const std::string& pattern, const std::string& options,
+                bool isNegative) {
+  checkKey(key);
+  if (pattern.find('\0') != std::string::npos) {
+    refuse(Error::Kind::document, key, "a text that is sent as a pattern cannot hold a NUL character");
+  }
+  if (!bson::isUtf8(pattern)) refuse(Error::Kind::document, key, "a pattern that is not valid UTF-8");
+  bson::Writer writer;
+  writer.appendString("$regex", pattern);
+  if (!options.empty()) writer.appendString("$options", options);
+  const std::vector<Byte> match = writer.take();
+  filter.addCondition(key, isNegative ? "$not" : "", {Type::document, match.data(), match.size()});
 }
 
 }  // namespace
 
-struct ObjectFilter::Query {
-  Query() {}  // NOLINT(modernize-use-equals-default): with a default one, `make_unique` would fill it with zeros
-
-  Steps steps;
-
-  /// Adds the condition that the value under `key` compares with one of this kind and size. Where that goes; null for
-  /// an operation that compares with none.
-  Byte* compare(OperationType operation, const std::string& key, Type type, std::size_t size) {
-    checkKey(key);
-    const std::string_view name = operatorOf(operation);
-    if (name.empty()) {
-      refuse(Error::Kind::query, key, "unknown operation " + std::to_string(static_cast<int>(operation)));
-    }
-    if (operation == OperationType::matches || operation == OperationType::notMatches) {
-      refuse(Error::Kind::query, key, "a pattern is a text");
-    }
-    if (operation == OperationType::exists || operation == OperationType::notExists) {
-      *steps.addComparison(key, name, Type::boolean, 1) = operation == OperationType::exists ? 1 : 0;
-      return nullptr;
-    }
-    return operation == OperationType::equal ? steps.add(key, type, size) : steps.addComparison(key, name, type, size);
-  }
-
-  void compareBytes(OperationType operation, const std::string& key, const Value& value) {
-    Byte* at = compare(operation, key, value.type, value.size);
-    if (at != nullptr && value.size != 0) std::memcpy(at, value.data, value.size);
-  }
-
-  template <class Number>
-  void compareNumber(OperationType operation, const std::string& key, Type type, Number number) {
-    if (Byte* at = compare(operation, key, type, sizeof number)) bson::store(at, number);
-  }
-
-  void compareText(OperationType operation, const std::string& key, const std::string& text) {
-    if (!bson::isUtf8(text)) refuse(Error::Kind::document, key, "a text that is not valid UTF-8");
-    if (text.size() > bson::maximumSize) refuse(Error::Kind::document, key, "a text beyond 16 MiB");
-    Byte* at = compare(operation, key, Type::string, 4 + text.size() + 1);
-    if (at == nullptr) return;
-    bson::store(at, static_cast<std::int32_t>(text.size() + 1));
-    std::memcpy(at + 4, text.c_str(), text.size() + 1);
-  }
-
-  void match(const std::string& key, const std::string& pattern, const std::string& options, bool negative) {
-    checkKey(key);
-    if (pattern.find('\0') != std::string::npos) {
-      refuse(Error::Kind::document, key, "a text that is sent as a pattern cannot hold a NUL character");
-    }
-    if (!bson::isUtf8(pattern)) refuse(Error::Kind::document, key, "a pattern that is not valid UTF-8");
-    bson::Writer writer;
-    if (negative) writer.beginDocument("$not");
-    writer.appendString("$regex", pattern);
-    if (!options.empty()) writer.appendString("$options", options);
-    const std::vector<Byte> bytes = writer.take();
-    steps.add(key, {Type::document, bytes.data(), bytes.size()});
-  }
-};
+struct ObjectFilter::Query : FilterBuilder {};
 
 ObjectFilter::ObjectFilter() : query_(std::make_unique<Query>()) {}
 ObjectFilter::ObjectFilter(const ObjectFilter& other) : query_(std::make_unique<Query>(*other.query_)) {}
@@ -157,85 +146,86 @@ void ObjectFilter::setFilterString(OperationType operation, const std::string& k
                                    const std::string& options) {
   checkOptions(key, options);
   const bool isPattern = operation == OperationType::matches || operation == OperationType::notMatches;
+  const bool isNegative = operation == OperationType::notEqual || operation == OperationType::notMatches;
   const bool isEquality = operation == OperationType::equal || operation == OperationType::notEqual;
   if (isPattern) {
-    query_->match(key, value, options, isNegative(operation));
+    addPattern(*query_, key, value, options, isNegative);
   } else if (isEquality && !options.empty()) {
-    query_->match(key, wholeText(value, options.find('x') != std::string::npos), options, isNegative(operation));
+    addPattern(*query_, key, wholeText(value, options.find('x') != std::string::npos), options, isNegative);
   } else {
-    query_->compareText(operation, key, value);
+    addText(*query_, operation, key, value);
   }
 }
 
 void ObjectFilter::setFilterBool(OperationType operation, const std::string& key, bool value) {
-  query_->compareNumber(operation, key, Type::boolean, static_cast<Byte>(value ? 1 : 0));
+  addNumber(*query_, operation, key, Type::boolean, static_cast<Byte>(value ? 1 : 0));
 }
 void ObjectFilter::setFilterInt(OperationType operation, const std::string& key, int value) {
-  query_->compareNumber(operation, key, Type::int32, static_cast<std::int32_t>(value));
+  addNumber(*query_, operation, key, Type::int32, std::int32_t{value});
 }
 void ObjectFilter::setFilterLongLong(OperationType operation, const std::string& key, long long value) {
-  query_->compareNumber(operation, key, Type::int64, static_cast<std::int64_t>(value));
+  addNumber(*query_, operation, key, Type::int64, std::int64_t{value});
 }
 void ObjectFilter::setFilterDouble(OperationType operation, const std::string& key, double value) {
-  query_->compareNumber(operation, key, Type::real, value);
+  addNumber(*query_, operation, key, Type::real, value);
 }
 void ObjectFilter::setFilterTime(OperationType operation, const std::string& key, long long value) {
-  query_->compareNumber(operation, key, Type::date, static_cast<std::int64_t>(value));
+  addNumber(*query_, operation, key, Type::date, std::int64_t{value});
 }
 void ObjectFilter::setFilterId(OperationType operation, const std::string& key, const std::string& id) {
   ObjectId objectId;
   if (ObjectId::parse(id, objectId)) {
-    query_->compareBytes(operation, key, {Type::objectId, objectId.bytes.data(), objectId.bytes.size()});
+    addComparison(*query_, operation, key, {Type::objectId, objectId.bytes.data(), objectId.bytes.size()});
   } else {
-    query_->compareText(operation, key, id);
+    addText(*query_, operation, key, id);
   }
 }
 
 void ObjectFilter::start_and() {
-  query_->steps.open(Steps::Kind::all);
+  query_->beginGroup(Kind::andGroup);
 }
 void ObjectFilter::finish_and() {
-  query_->steps.closeGrouping();
+  query_->endGroup();
 }
 void ObjectFilter::start_or() {
-  query_->steps.open(Steps::Kind::any);
+  query_->beginGroup(Kind::orGroup);
 }
 void ObjectFilter::finish_or() {
-  query_->steps.closeGrouping();
+  query_->endGroup();
 }
 void ObjectFilter::beginGroup(const std::string& key) {
   checkKey(key);
-  query_->steps.openField(key);
+  query_->beginGroup(Kind::field, key);
 }
 void ObjectFilter::endGroup() {
-  query_->steps.closeField();
+  query_->endField();
 }
 
 void ObjectFilter::include(const ObjectFilter& other) {
   if (&other == this) return include(ObjectFilter(other));
-  query_->steps.addAll(other.query_->steps);
+  query_->include(*other.query_);
 }
 
 void ObjectFilter::exclude(const std::string& key, ObjectFilter& out) {
-  ObjectFilter kept;
-  ObjectFilter taken;
-  filter::split(query_->steps, key, kept.query_->steps, taken.query_->steps);
-  std::swap(query_, kept.query_);
-  out = taken;
+  auto kept = std::make_unique<Query>();
+  auto taken = std::make_unique<Query>();
+  filter::split(*query_, key, *kept, *taken);
+  query_ = std::move(kept);
+  out.query_ = std::move(taken);
 }
 
 void ObjectFilter::fromObjectProperties(const ObjectProperties& query) {
-  Query replaced;
-  filter::addDocument(replaced.steps, DocumentAccess::view(query));
-  *query_ = std::move(replaced);
+  auto replaced = std::make_unique<Query>();
+  filter::addQuery(*replaced, DocumentAccess::view(query));
+  query_ = std::move(replaced);
 }
 
 ObjectProperties ObjectFilter::toObjectProeprties() const {
-  return DocumentAccess::adopt(filter::toQuery(query_->steps));
+  return DocumentAccess::adopt(filter::toQuery(*query_));
 }
 
 bool ObjectFilter::isEmpty() const {
-  return query_->steps.isEmpty();
+  return query_->isEmpty();
 }
 
 }  // namespace database_client

@@ -1,43 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "filter/database_filter_d.h"
 
-#include <typeinfo>
-
 #include "records/layout.h"
 
 namespace database_provider {
-
-namespace {
-
-std::string pathOf(const std::string& group) {
-  return std::string(layout::key::recordInfo) + "." + group;
-}
-
-/// The words that conditions on the items of a group are made of, as the texts that the calls want.
-struct Group {
-  explicit Group(const char* word) : group(word), key(pathOf(group)), nameKey(key + "." + name) {}
-
-  std::string group;
-  std::string name = "name";
-  std::string value = "value";
-  std::string elemMatch = "$elemMatch";
-  std::string noOptions{};
-  // As this class itself makes them.
-  std::string key;
-  std::string nameKey;
-};
-
-const Group& category() {
-  static const Group group(layout::key::category);
-  return group;
-}
-
-const Group& description() {
-  static const Group group(layout::key::description);
-  return group;
-}
-
-}  // namespace
 
 DatabaseFilterPrivate::DatabaseFilterPrivate() = default;
 DatabaseFilterPrivate::DatabaseFilterPrivate(const DatabaseFilterPrivate& other) = default;
@@ -82,25 +48,21 @@ void DatabaseFilterPrivate::finish_and() {
   filter_.finish_and();
 }
 
-template <class Group, class AddValue>
-void DatabaseFilterPrivate::addItemCondition(const Group& group, OperationType type, const std::string& name,
+template <class AddValue>
+void DatabaseFilterPrivate::addItemCondition(const char* group, OperationType type, const std::string& name,
                                              const AddValue& addValue) {
-  // A derived class makes keys of its own, and is asked for them whether they are used or not.
-  const bool isDerived = typeid(*this) != typeid(DatabaseFilterPrivate);
-  const std::string nameKey = isDerived ? createKey(group.group, group.name) : std::string();
+  // A derived class is asked for the key whether it is used or not.
+  const std::string nameKey = createKey(group, "name");
   if (type == OperationType::exists || type == OperationType::notExists) {
     const auto asked = type == OperationType::exists ? OperationType::equal : OperationType::notEqual;
-    return filter_.setFilterString(asked, isDerived ? nameKey : group.nameKey, name, "i");
+    return filter_.setFilterString(asked, nameKey, name, "i");
   }
+  // Built apart: when one of these calls fails, nothing has reached the filter.
   ObjectFilter item;
-  if (isDerived) {
-    item.beginGroup(createGroupKey(group.group));
-  } else {
-    item.beginGroup(group.key);
-  }
-  item.beginGroup(group.elemMatch);
-  item.setFilterString(OperationType::equal, group.name, name, group.noOptions);
-  addValue(item, group.value);
+  item.beginGroup(createGroupKey(group));
+  item.beginGroup("$elemMatch");
+  item.setFilterString(OperationType::equal, "name", name, "");
+  addValue(item);
   item.endGroup();
   item.endGroup();
   filter_.include(item);
@@ -108,42 +70,40 @@ void DatabaseFilterPrivate::addItemCondition(const Group& group, OperationType t
 
 void DatabaseFilterPrivate::setCategory(OperationType type, const std::string& name, const std::string& value,
                                         const std::string& options) {
-  addItemCondition(category(), type, name, [&](ObjectFilter& item, const std::string& key) {
-    item.setFilterString(type, key, value, options);
-  });
+  addItemCondition(layout::key::category, type, name,
+                   [&](ObjectFilter& item) { item.setFilterString(type, "value", value, options); });
 }
 
 void DatabaseFilterPrivate::setDescriptionAsString(OperationType type, const std::string& name,
                                                    const std::string& value, const std::string& options) {
-  addItemCondition(description(), type, name, [&](ObjectFilter& item, const std::string& key) {
-    item.setFilterString(type, key, value, options);
-  });
+  addItemCondition(layout::key::description, type, name,
+                   [&](ObjectFilter& item) { item.setFilterString(type, "value", value, options); });
 }
 
 void DatabaseFilterPrivate::setDescriptionAsInt(OperationType type, const std::string& name, const int& value) {
-  addItemCondition(description(), type, name,
-                   [&](ObjectFilter& item, const std::string& key) { item.setFilterInt(type, key, value); });
+  addItemCondition(layout::key::description, type, name,
+                   [&](ObjectFilter& item) { item.setFilterInt(type, "value", value); });
 }
 
 void DatabaseFilterPrivate::setDescriptionAsDouble(OperationType type, const std::string& name, const double& value) {
-  addItemCondition(description(), type, name,
-                   [&](ObjectFilter& item, const std::string& key) { item.setFilterDouble(type, key, value); });
+  addItemCondition(layout::key::description, type, name,
+                   [&](ObjectFilter& item) { item.setFilterDouble(type, "value", value); });
 }
 
 void DatabaseFilterPrivate::setDescriptionAsLongLong(OperationType type, const std::string& name,
                                                      const long long& value) {
-  addItemCondition(description(), type, name,
-                   [&](ObjectFilter& item, const std::string& key) { item.setFilterLongLong(type, key, value); });
+  addItemCondition(layout::key::description, type, name,
+                   [&](ObjectFilter& item) { item.setFilterLongLong(type, "value", value); });
 }
 
 void DatabaseFilterPrivate::setDescriptionAsBool(OperationType type, const std::string& name, const bool& value) {
-  addItemCondition(description(), type, name,
-                   [&](ObjectFilter& item, const std::string& key) { item.setFilterBool(type, key, value); });
+  addItemCondition(layout::key::description, type, name,
+                   [&](ObjectFilter& item) { item.setFilterBool(type, "value", value); });
 }
 
 void DatabaseFilterPrivate::setDescriptionAsTime(OperationType type, const std::string& name, const long long& value) {
-  addItemCondition(description(), type, name,
-                   [&](ObjectFilter& item, const std::string& key) { item.setFilterTime(type, key, value); });
+  addItemCondition(layout::key::description, type, name,
+                   [&](ObjectFilter& item) { item.setFilterTime(type, "value", value); });
 }
 
 void DatabaseFilterPrivate::setId(OperationType type, const std::string& id) {
@@ -179,7 +139,7 @@ std::string DatabaseFilterPrivate::createKey(const std::string& group, const std
 }
 
 std::string DatabaseFilterPrivate::createGroupKey(const std::string& group) {
-  return pathOf(group);
+  return std::string(layout::key::recordInfo) + "." + group;
 }
 
 }  // namespace database_provider

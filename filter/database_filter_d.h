@@ -55,8 +55,8 @@ class DATABASE_PROVIDER_EXPORT DatabaseFilterPrivate {
 
  private:
   /// One item of the group has this name, and `addValue` says what its value must be.
-  template <class Group, class AddValue>
-  void addItemCondition(const Group& group, OperationType type, const std::string& name, const AddValue& addValue);
+  template <class AddValue>
+  void addItemCondition(const char* group, OperationType type, const std::string& name, const AddValue& addValue);
 
   ObjectFilter filter_;
 };
