@@ -12,16 +12,15 @@ namespace {
 constexpr std::size_t usualSize = 256;
 }  // namespace
 
-Writer::Writer() {
-  bytes_.reserve(usualSize);
-  bytes_.resize(sizeof(std::int32_t));
+Writer::Writer() : bytes_(usualSize) {
+  bytes_.advance(sizeof(std::int32_t));
 }
 
 /// Appends the type and the key of an element and makes room for its value, which the caller fills in.
 Byte* Writer::element(Type type, std::string_view key, std::size_t size) {
-  const std::size_t start = bytes_.size();
-  bytes_.resize(start + 1 + key.size() + 1 + size);
-  Byte* at = bytes_.data() + start;
+  const std::size_t wholeSize = 1 + key.size() + 1 + size;
+  Byte* at = bytes_.room(wholeSize);
+  bytes_.advance(wholeSize);
   *at++ = static_cast<Byte>(type);
   at = std::copy(key.begin(), key.end(), at);
   *at++ = 0;
@@ -83,7 +82,8 @@ void Writer::appendBinary(std::string_view key, Byte subtype, const void* bytes,
 
 void Writer::open() {
   open_.push_back(bytes_.size());
-  bytes_.resize(bytes_.size() + sizeof(std::int32_t));
+  bytes_.room(sizeof(std::int32_t));
+  bytes_.advance(sizeof(std::int32_t));
 }
 
 void Writer::beginDocument(std::string_view key) {
@@ -102,14 +102,14 @@ void Writer::end() {
 }
 
 void Writer::close(std::size_t start) {
-  bytes_.push_back(0);
-  store(bytes_.data() + start, static_cast<std::int32_t>(bytes_.size() - start));
+  bytes_.append(Byte{0});
+  store(bytes_.at(start), static_cast<std::int32_t>(bytes_.size() - start));
 }
 
 std::vector<Byte> Writer::take() {
   while (!open_.empty()) end();
   close(0);
-  return std::move(bytes_);
+  return bytes_.take();
 }
 
 // The number fills as much of the text as is ever read.

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "client/bson/ByteBuilder.h"
 #include "client/bson/View.h"
 
 namespace database_client::bson {
@@ -45,7 +46,7 @@ class Writer {
   void close(std::size_t start);
   Byte* element(Type type, std::string_view key, std::size_t size);
 
-  std::vector<Byte> bytes_;
+  ByteBuilder<std::vector<Byte>> bytes_;
   std::vector<std::size_t> open_;  ///< the beginnings of what is open inside the document
 };
 

@@ -8,13 +8,13 @@
 #include <string_view>
 #include <vector>
 
-#include "client/bson/Growing.h"
+#include "client/bson/ByteBuilder.h"
 #include "client/bson/View.h"
 
 /// The objects of extended JSON that stand for one value, such as {"$oid": "…"}.
 namespace database_client::json {
 
-using Output = Growing<std::vector<bson::Byte>>;
+using Output = ByteBuilder<std::vector<bson::Byte>>;
 
 enum class Kind { string, number, boolean, null, object, array };
 const char* nameOf(Kind kind);

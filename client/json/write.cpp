@@ -8,7 +8,7 @@
 #include <string>
 #include <utility>
 
-#include "client/bson/Growing.h"
+#include "client/bson/ByteBuilder.h"
 #include "client/bson/utf8.h"
 #include "client/json/json.h"
 #include "client/json/regexOptions.h"
@@ -41,9 +41,9 @@ bool isSpecial(Byte byte) {
 }
 
 /// The text as it grows.
-class Text : public Growing<std::string> {
+class Text : public ByteBuilder<std::string> {
  public:
-  using Growing::Growing;
+  using ByteBuilder::ByteBuilder;
 
   void put(std::string_view piece) { append(piece.data(), piece.size()); }
   void put(char c) { append(&c, 1); }

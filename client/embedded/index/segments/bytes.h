@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "client/bson/Growing.h"
+#include "client/bson/ByteBuilder.h"
 
 namespace database_client::embedded::index {
 
@@ -39,7 +39,7 @@ inline char* putBytes(char* at, std::string_view bytes) {
 }
 
 /// Bytes under construction.
-using ByteBuffer = Growing<std::string>;
+using ByteBuffer = ByteBuilder<std::string>;
 
 inline std::uint64_t zigzag(std::int64_t value) {
   return (static_cast<std::uint64_t>(value) << 1) ^ (value < 0 ? ~std::uint64_t{0} : 0);

@@ -8,14 +8,17 @@
 
 namespace database_client {
 
-/// A string or vector of bytes that is written from front to back into space made beforehand: room for several parts
-/// is asked for once.
+/// Builds a string or a vector of bytes front to back: JSON, BSON and the keys and segments of the index. The finished
+/// bytes of a document are a `bson::Buffer`.
+///
+/// The container is kept larger than what was written, since its own `resize` and `push_back` would fill or check room
+/// once for each value; here room for several parts is asked for once and filled by whoever knows what goes there.
 template <class Container>
-class Growing {
+class ByteBuilder {
  public:
   using Unit = typename Container::value_type;
 
-  explicit Growing(std::size_t expected = 0) : content_(expected, Unit()) {}
+  explicit ByteBuilder(std::size_t expected = 0) : content_(expected, Unit()) {}
 
   /// Where to write up to `count` units, of which `advance` keeps those that were written.
   Unit* room(std::size_t count) {
@@ -31,8 +34,11 @@ class Growing {
     std::memcpy(room(count), units, count);
     size_ += count;
   }
-
   void append(std::string_view text) { append(text.data(), text.size()); }
+  void append(Unit unit) {
+    *room(1) = unit;
+    ++size_;
+  }
   /// Drops what is behind `size`, which is not above that of what was written.
   void shrink(std::size_t size) { size_ = size; }
 
