@@ -9,7 +9,21 @@
 #include "client/bson/View.h"
 #include "database_client/types.h"
 
-/// MongoDB extended JSON, version 2.
+// MongoDB extended JSON, version 2: documents as text, for people and for other programs.
+//
+// What JSON has itself stands as that: texts, booleans, null, documents, arrays and, in relaxed mode, numbers. Every
+// other value stands as a type wrapper, an object that stands for one value and whose first key says its type: {"$oid":
+// "…"} (typeWrappers.h; the texts in it: parse.h).
+//
+// `write` goes through the bytes once, front to back, with the levels that are open in an array of its own; of a text
+// it copies eight bytes at a time up to the next one that JSON escapes. `read` takes the events of RapidJSON and
+// appends BSON at once. Whether an object is a document or a type wrapper shows at its first key; the fields of a
+// wrapper are collected, and converted when it ends. Keys and texts stay where the parser found them, in a copy of the
+// text.
+//
+// What both keep: no tree is built, and no level is entered below the deepest that a document may have, so the arrays
+// of levels have a fixed size. What is read is BSON as `validate` wants it: UTF-8, no NUL in a key, not too large.
+
 namespace database_client::json {
 
 /// Writes the whole document, in the form of the BSON corpus: no line breaks, one blank after a colon and a comma.

@@ -33,13 +33,6 @@ int hexDigit(char c) {
   return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
 }
 
-int base64Digit(char c) {
-  if (c >= 'A' && c <= 'Z') return c - 'A';
-  if (c >= 'a' && c <= 'z') return c - 'a' + 26;
-  if (isDigit(c)) return c - '0' + 52;
-  return c == '+' ? 62 : c == '/' ? 63 : -1;
-}
-
 /// Takes parts off the front of a text; the first that does not fit makes it bad for good.
 class Cursor {
  public:
@@ -182,23 +175,6 @@ std::optional<std::array<Byte, 16>> parseUuid(std::string_view text) {
   }
   std::array<Byte, 16> bytes{};
   if (!parseHex(digits, bytes.data(), bytes.size())) return std::nullopt;
-  return bytes;
-}
-
-std::optional<std::vector<Byte>> parseBase64(std::string_view text) {
-  if (text.size() % 4 != 0) return std::nullopt;
-  while (!text.empty() && text.back() == '=' && text.size() % 4 != 2) text.remove_suffix(1);
-  std::vector<Byte> bytes;
-  bytes.reserve(text.size() / 4 * 3 + 2);
-  unsigned bits = 0;
-  int count = 0;
-  for (const char c : text) {
-    const int digit = base64Digit(c);
-    if (digit < 0) return std::nullopt;
-    bits = bits << 6 | static_cast<unsigned>(digit);
-    if ((count += 6) >= 8) bytes.push_back(static_cast<Byte>(bits >> (count -= 8)));
-  }
-  if ((bits & ((1U << count) - 1)) != 0) return std::nullopt;
   return bytes;
 }
 

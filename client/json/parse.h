@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <optional>
 #include <string_view>
-#include <vector>
 
 #include "client/bson/View.h"
 
@@ -28,9 +27,6 @@ bool parseHex(std::string_view text, bson::Byte* bytes, std::size_t size);
 
 /// With hyphens behind the digits 8, 12, 16 and 20.
 std::optional<std::array<bson::Byte, 16>> parseUuid(std::string_view text);
-
-/// With padding, and without bits that belong to no byte.
-std::optional<std::vector<bson::Byte>> parseBase64(std::string_view text);
 
 /// Milliseconds since 1970 of "2012-12-24T12:15:30.501Z"; also with an offset ("+01:00", "+0100", "+01"), and with
 /// any number of decimals, of which those beyond milliseconds are 0.

@@ -28,10 +28,7 @@ constexpr std::size_t longestText = 16 * bson::maximumSize;
 /// Of the place of an error a message shows so many bytes.
 constexpr std::size_t longestPath = 1000;
 
-/// Takes the events of a JSON parser and appends what they mean to the document, without building a tree.
-///
-/// Whether an object is a document or stands for one value shows at its first key; the entries of the latter are
-/// collected and converted when it ends. Keys and texts stay where the parser found them until the end.
+/// Takes the events of a JSON parser and appends what they mean to the document; json.h has the picture.
 class DocumentReader {
  public:
   // cppcheck-suppress uninitMemberVar ; a level is written when it is entered
@@ -45,8 +42,8 @@ class DocumentReader {
   bool Key(const char* text, rapidjson::SizeType size, bool) {
     const std::string_view key(text, size);
     Level& level = top();
-    if (level.state == State::undecided) decide(level, key);
-    if (level.state != State::document) return formKey(level, key);
+    if (level.state == State::undecided) chooseState(level, key);
+    if (level.state != State::document) return wrapperKey(level, key);
     level.key = key;
     if (!bson::isUtf8(key)) fail("the key is not UTF-8");
     if (mayHoldNul_ && key.find('\0') != std::string_view::npos) fail("the key holds a NUL");
@@ -55,8 +52,8 @@ class DocumentReader {
 
   bool String(const char* text, rapidjson::SizeType size, bool) {
     const std::string_view content(text, size);
-    if (isInForm()) return collect(Kind::string, content);
-    head(Type::string, Kind::string);
+    if (isInWrapper()) return collectField(Kind::string, content);
+    beginElement(Type::string, Kind::string);
     checkText(content);
     appendText(content, out_);
     return true;
@@ -64,9 +61,9 @@ class DocumentReader {
 
   bool RawNumber(const char* text, rapidjson::SizeType size, bool) {
     const std::string_view digits(text, size);
-    if (isInForm()) return collect(Kind::number, digits);
+    if (isInWrapper()) return collectField(Kind::number, digits);
     const std::size_t element = out_.size();
-    head(Type::undefined, Kind::number);
+    beginElement(Type::undefined, Kind::number);
     const auto type = appendPlainNumber(digits, out_);
     if (!type) fail(describe({0, Kind::number, {}, digits}) + " is out of the range of a double");
     setType(element, *type);
@@ -74,44 +71,43 @@ class DocumentReader {
   }
 
   bool Bool(bool value) {
-    if (isInForm()) return collect(Kind::boolean, value ? "true" : "false");
-    head(Type::boolean, Kind::boolean);
-    const Byte byte = value ? 1 : 0;
-    out_.append(&byte, 1);
+    if (isInWrapper()) return collectField(Kind::boolean, value ? "true" : "false");
+    beginElement(Type::boolean, Kind::boolean);
+    out_.append(static_cast<Byte>(value ? 1 : 0));
     return true;
   }
 
   bool Null() {
-    if (isInForm()) return collect(Kind::null, {});
-    head(Type::null, Kind::null);
+    if (isInWrapper()) return collectField(Kind::null, {});
+    beginElement(Type::null, Kind::null);
     return true;
   }
 
   bool StartObject() {
     if (depth_ == 0) return push(State::document, 0);
-    if (isInForm()) return top().state == State::form ? enterInner(Kind::object) : openScope();
+    if (isInWrapper()) return top().state == State::wrapper ? enterNested(Kind::object) : openScope();
     const std::size_t element = out_.size();
-    head(Type::document, Kind::object);
+    beginElement(Type::document, Kind::object);
     levels_[depth_++] = {State::undecided, false, element, out_.size(), 0, {}};
     return true;
   }
 
   bool EndObject(rapidjson::SizeType) {
     Level& level = top();
-    if (level.state == State::form) return leaveForm(level);
+    if (level.state == State::wrapper) return leaveWrapper(level);
     if (level.state == State::scope) return closeScope(level);
     if (level.state == State::undecided) open(level, State::document);
     return close(level);
   }
 
   bool StartArray() {
-    if (isInForm()) return enterInner(Kind::array);
+    if (isInWrapper()) return enterNested(Kind::array);
     const std::size_t element = out_.size();
-    head(Type::array, Kind::array);
+    beginElement(Type::array, Kind::array);
     return push(State::array, element);
   }
 
-  bool EndArray(rapidjson::SizeType) { return isInForm() ? leaveForm(top()) : close(top()); }
+  bool EndArray(rapidjson::SizeType) { return isInWrapper() ? leaveWrapper(top()) : close(top()); }
 
   // The parser hands numbers over as text.
   static bool Int(int) { return false; }
@@ -131,7 +127,7 @@ class DocumentReader {
     document,
     array,
     undecided,  ///< an object before its first key
-    form,       ///< an object that stands for one value
+    wrapper,    ///< an object that stands for one value: a type wrapper
     scope,      ///< the object of "$code" and "$scope", before and behind the scope's own object
   };
   struct Level {
@@ -145,25 +141,22 @@ class DocumentReader {
 
   Level& top() { return levels_[depth_ - 1]; }
 
-  bool isInForm() { return depth_ != 0 && (top().state == State::form || top().state == State::scope); }
+  bool isInWrapper() { return depth_ != 0 && (top().state == State::wrapper || top().state == State::scope); }
 
   void setType(std::size_t element, Type type) { *out_.at(element) = static_cast<Byte>(type); }
 
   /// Type and key of an entry of the innermost level.
-  void head(Type type, Kind kind) {
+  void beginElement(Type type, Kind kind) {
     if (depth_ == 0) fail(std::string("the text holds ") + nameOf(kind) + ", expected an object");
     checkSize();
-    const auto byte = static_cast<Byte>(type);
-    out_.append(&byte, 1);
+    out_.append(static_cast<Byte>(type));
     Level& level = top();
     if (level.state == State::array) {
-      const bson::IndexKey key(level.index++);
-      const std::string_view digits = key;
-      out_.append(digits.data(), digits.size());
+      out_.append(bson::IndexKey(level.index++));
     } else {
-      out_.append(level.key.data(), level.key.size());
+      out_.append(level.key);
     }
-    out_.append("", 1);
+    out_.append(Byte{0});
   }
 
   void checkText(std::string_view text) const {
@@ -190,7 +183,7 @@ class DocumentReader {
   }
 
   bool close(Level& level) {
-    out_.append("", 1);
+    out_.append(Byte{0});
     std::size_t start = level.start;
     if (level.isScope) start += 8 + static_cast<std::size_t>(bson::load<std::int32_t>(out_.at(start + 4)));
     bson::store(out_.at(start), static_cast<std::int32_t>(out_.size() - start));
@@ -202,49 +195,49 @@ class DocumentReader {
     return true;
   }
 
-  void decide(Level& level, std::string_view firstKey) {
-    const bool mayBeForm = !firstKey.empty() && firstKey.front() == '$';
-    form_ = mayBeForm ? findForm(firstKey) : nullptr;
-    if (form_ == nullptr) return open(level, State::document);
-    level.state = State::form;
-    items_.clear();
-    inner_ = 0;
+  void chooseState(Level& level, std::string_view firstKey) {
+    const bool mayBeWrapper = !firstKey.empty() && firstKey.front() == '$';
+    wrapper_ = mayBeWrapper ? findTypeWrapper(firstKey) : nullptr;
+    if (wrapper_ == nullptr) return open(level, State::document);
+    level.state = State::wrapper;
+    fields_.clear();
+    nesting_ = 0;
   }
 
-  bool formKey(Level& level, std::string_view key) {
-    if (level.state == State::scope) failForm("the key \"" + bson::printable(key) + "\" beside it");
-    itemKey_ = key;
-    if (inner_ != 0 || items_.count() == 0) return true;
-    const bool beginsScope = form_->type == Type::code && items_.isSingle(Kind::string) && key == "$scope";
-    if (!beginsScope) failForm("the key \"" + bson::printable(key) + "\" beside it");
+  bool wrapperKey(Level& level, std::string_view key) {
+    if (level.state == State::scope) failWrapper("the key \"" + bson::printable(key) + "\" beside it");
+    fieldKey_ = key;
+    if (nesting_ != 0 || fields_.count() == 0) return true;
+    const bool beginsScope = wrapper_->type == Type::code && fields_.isSingle(Kind::string) && key == "$scope";
+    if (!beginsScope) failWrapper("the key \"" + bson::printable(key) + "\" beside it");
     constexpr std::int32_t length = 0;
     out_.append(&length, sizeof length);
-    appendText(items_[0].text, out_);
+    appendText(fields_[0].text, out_);
     level.state = State::scope;
     return true;
   }
 
-  bool collect(Kind kind, std::string_view text) {
-    if (top().state == State::scope) failForm(std::string("\"$scope\" is ") + nameOf(kind));
+  bool collectField(Kind kind, std::string_view text) {
+    if (top().state == State::scope) failWrapper(std::string("\"$scope\" is ") + nameOf(kind));
     checkText(text);
-    items_.add({inner_, kind, itemKey_, text});
+    fields_.add({nesting_, kind, fieldKey_, text});
     return true;
   }
 
-  bool enterInner(Kind kind) {
+  bool enterNested(Kind kind) {
     constexpr int deepest = 3;
-    collect(kind, {});
-    if (++inner_ > deepest) failForm("deeper objects or arrays");
+    collectField(kind, {});
+    if (++nesting_ > deepest) failWrapper("deeper objects or arrays");
     return true;
   }
 
-  bool leaveForm(Level& level) {
-    if (inner_ != 0) {
-      --inner_;
+  bool leaveWrapper(Level& level) {
+    if (nesting_ != 0) {
+      --nesting_;
       return true;
     }
-    if (!form_->convert(items_, out_)) failForm(describe(items_[0]));
-    setType(level.element, form_->type);
+    if (!wrapper_->convert(fields_, out_)) failWrapper(describe(fields_[0]));
+    setType(level.element, wrapper_->type);
     --depth_;
     return true;
   }
@@ -264,19 +257,19 @@ class DocumentReader {
     return true;
   }
 
-  static std::string describe(const Item& item) {
+  static std::string describe(const WrapperField& field) {
     constexpr std::size_t longest = 50;
-    std::string found = nameOf(item.kind);
-    if (item.kind == Kind::string && item.text.size() <= longest) found += " \"" + bson::printable(item.text) + '"';
-    if (item.kind == Kind::number || item.kind == Kind::boolean)
-      found += ' ' + std::string(item.text.substr(0, longest));
+    std::string found = nameOf(field.kind);
+    if (field.kind == Kind::string && field.text.size() <= longest) found += " \"" + bson::printable(field.text) + '"';
+    if (field.kind == Kind::number || field.kind == Kind::boolean)
+      found += ' ' + std::string(field.text.substr(0, longest));
     return found;
   }
 
-  [[noreturn]] void failForm(const std::string& found) const {
-    // Inside the scope other forms may have come in between.
-    const TypeWrapper& form = levels_[depth_ - 1].state == State::scope ? *findForm("$code") : *form_;
-    fail('"' + std::string(form.key) + "\" has " + found + ", expected " + form.expected);
+  [[noreturn]] void failWrapper(const std::string& found) const {
+    // Inside the scope there may have been other wrappers.
+    const TypeWrapper& wrapper = levels_[depth_ - 1].state == State::scope ? *findTypeWrapper("$code") : *wrapper_;
+    fail('"' + std::string(wrapper.key) + "\" has " + found + ", expected " + wrapper.expected);
   }
 
   /// Where the reader stands.
@@ -284,7 +277,7 @@ class DocumentReader {
     std::string path;
     for (int i = 0; i < depth_; ++i) {
       const Level& level = levels_[i];
-      if (level.state == State::undecided || level.state == State::form) break;
+      if (level.state == State::undecided || level.state == State::wrapper) break;
       if (i != 0) path += '.';
       if (level.state == State::scope || level.isScope) path += "$scope";
       if (level.isScope && level.state == State::document) path += '.';
@@ -294,12 +287,12 @@ class DocumentReader {
     return path;
   }
 
-  Output out_;
+  BsonBuilder out_;
   bool mayHoldNul_;
-  const TypeWrapper* form_ = nullptr;
-  Items items_;
-  int inner_ = 0;  ///< objects and arrays that are open inside the form
-  std::string_view itemKey_;
+  const TypeWrapper* wrapper_ = nullptr;
+  WrapperFields fields_;
+  int nesting_ = 0;  ///< objects and arrays that are open inside the wrapper
+  std::string_view fieldKey_;
   int depth_ = 0;
   // Below the last level a document may have there can be one more object, which stands for a value.
   Level levels_[bson::maximumDepth + 2];
@@ -333,14 +326,6 @@ Scan scan(std::string_view text) {
   return {i + static_cast<std::size_t>(bad - tail.begin()), hasBackslash};
 }
 
-/// A copy that the parser may write into; it reads sixteen bytes at once.
-std::string padded(std::string_view text) {
-  std::string copy;
-  copy.reserve(text.size() + 16);
-  copy.append(text).append(16, '\0');
-  return copy;
-}
-
 }  // namespace
 
 std::vector<Byte> read(std::string_view text) {
@@ -353,7 +338,10 @@ std::vector<Byte> read(std::string_view text) {
   if (found.control != text.size()) {
     reader.fail("a control character at offset " + std::to_string(found.control) + ", expected its escape");
   }
-  std::string copy = padded(text);
+  // A copy that the parser may write into; it reads sixteen bytes at once.
+  std::string copy;
+  copy.reserve(text.size() + 16);
+  copy.append(text).append(16, '\0');
   rapidjson::InsituStringStream stream(copy.data());
   rapidjson::Reader parser;
   // The parser recurses for each level, no deeper than the reader lets it.

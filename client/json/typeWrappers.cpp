@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "client/bson/base64.h"
 #include "client/bson/utf8.h"
 #include "client/json/parse.h"
 #include "client/json/regexOptions.h"
@@ -15,124 +16,124 @@ using bson::Byte;
 using bson::Type;
 
 template <class Number>
-bool appendNumber(const std::optional<Number>& number, Output& out) {
+bool appendNumber(const std::optional<Number>& number, BsonBuilder& out) {
   if (number) out.append(&*number, sizeof *number);
   return number.has_value();
 }
 
 template <class Bytes>
-bool appendBytes(const std::optional<Bytes>& bytes, Output& out) {
+bool appendBytes(const std::optional<Bytes>& bytes, BsonBuilder& out) {
   if (bytes) out.append(bytes->data(), bytes->size());
   return bytes.has_value();
 }
 
-bool appendId(std::string_view digits, Output& out) {
+bool appendId(std::string_view digits, BsonBuilder& out) {
   if (!parseHex(digits, out.room(bson::objectIdSize), bson::objectIdSize)) return false;
   out.advance(bson::objectIdSize);
   return true;
 }
 
-bool objectId(const Items& items, Output& out) {
-  return items.isSingle(Kind::string) && appendId(items[0].text, out);
+bool objectId(const WrapperFields& fields, BsonBuilder& out) {
+  return fields.isSingle(Kind::string) && appendId(fields[0].text, out);
 }
 
-bool text(const Items& items, Output& out) {
-  if (!items.isSingle(Kind::string)) return false;
-  appendText(items[0].text, out);
+bool text(const WrapperFields& fields, BsonBuilder& out) {
+  if (!fields.isSingle(Kind::string)) return false;
+  appendText(fields[0].text, out);
   return true;
 }
 
-bool int32(const Items& items, Output& out) {
-  return items.isSingle(Kind::string) && appendNumber(parseInt32(items[0].text), out);
+bool int32(const WrapperFields& fields, BsonBuilder& out) {
+  return fields.isSingle(Kind::string) && appendNumber(parseInt32(fields[0].text), out);
 }
 
-bool int64(const Items& items, Output& out) {
-  return items.isSingle(Kind::string) && appendNumber(parseInt64(items[0].text), out);
+bool int64(const WrapperFields& fields, BsonBuilder& out) {
+  return fields.isSingle(Kind::string) && appendNumber(parseInt64(fields[0].text), out);
 }
 
-bool real(const Items& items, Output& out) {
-  return items.isSingle(Kind::string) && appendNumber(parseDouble(items[0].text), out);
+bool real(const WrapperFields& fields, BsonBuilder& out) {
+  return fields.isSingle(Kind::string) && appendNumber(parseDouble(fields[0].text), out);
 }
 
-bool decimal(const Items& items, Output& out) {
-  return items.isSingle(Kind::string) && appendBytes(parseDecimal(items[0].text), out);
+bool decimal(const WrapperFields& fields, BsonBuilder& out) {
+  return fields.isSingle(Kind::string) && appendBytes(parseDecimal(fields[0].text), out);
 }
 
 /// The old subtype repeats the length inside.
-void appendBinary(Byte subtype, const Byte* bytes, std::size_t size, Output& out) {
+void appendBinary(Byte subtype, const void* bytes, std::size_t size, BsonBuilder& out) {
   const auto length = static_cast<std::int32_t>(size);
   const bool isOld = subtype == bson::oldBinarySubtype;
   const std::int32_t outer = isOld ? length + 4 : length;
   out.append(&outer, sizeof outer);
-  out.append(&subtype, 1);
+  out.append(subtype);
   if (isOld) out.append(&length, sizeof length);
   out.append(bytes, size);
 }
 
-bool binary(const Items& items, Output& out) {
-  const Item* const base64 = items.find(1, Kind::string, "base64");
-  const Item* const digits = items.find(1, Kind::string, "subType");
-  if (items.count() != 3 || base64 == nullptr || digits == nullptr) return false;
+bool binary(const WrapperFields& fields, BsonBuilder& out) {
+  const WrapperField* const base64 = fields.find(1, Kind::string, "base64");
+  const WrapperField* const digits = fields.find(1, Kind::string, "subType");
+  if (fields.count() != 3 || base64 == nullptr || digits == nullptr) return false;
   Byte subtype = 0;
   if (!parseHex(digits->text.size() == 1 ? "0" + std::string(digits->text) : digits->text, &subtype, 1)) return false;
-  const auto bytes = parseBase64(base64->text);
+  const auto bytes = bson::fromBase64(base64->text);
   if (!bytes) return false;
   appendBinary(subtype, bytes->data(), bytes->size(), out);
   return true;
 }
 
-bool uuid(const Items& items, Output& out) {
+bool uuid(const WrapperFields& fields, BsonBuilder& out) {
   constexpr Byte uuidSubtype = 4;
-  if (!items.isSingle(Kind::string)) return false;
-  const auto bytes = parseUuid(items[0].text);
+  if (!fields.isSingle(Kind::string)) return false;
+  const auto bytes = parseUuid(fields[0].text);
   if (bytes) appendBinary(uuidSubtype, bytes->data(), bytes->size(), out);
   return bytes.has_value();
 }
 
-bool timestamp(const Items& items, Output& out) {
-  const Item* const seconds = items.find(1, Kind::number, "t");
-  const Item* const increment = items.find(1, Kind::number, "i");
-  if (items.count() != 3 || seconds == nullptr || increment == nullptr) return false;
+bool timestamp(const WrapperFields& fields, BsonBuilder& out) {
+  const WrapperField* const seconds = fields.find(1, Kind::number, "t");
+  const WrapperField* const increment = fields.find(1, Kind::number, "i");
+  if (fields.count() != 3 || seconds == nullptr || increment == nullptr) return false;
   return appendNumber(parseUint32(increment->text), out) && appendNumber(parseUint32(seconds->text), out);
 }
 
-bool regex(const Items& items, Output& out) {
-  const Item* const pattern = items.find(1, Kind::string, "pattern");
-  const Item* const options = items.find(1, Kind::string, "options");
-  if (items.count() != 3 || pattern == nullptr || options == nullptr) return false;
+bool regex(const WrapperFields& fields, BsonBuilder& out) {
+  const WrapperField* const pattern = fields.find(1, Kind::string, "pattern");
+  const WrapperField* const options = fields.find(1, Kind::string, "options");
+  if (fields.count() != 3 || pattern == nullptr || options == nullptr) return false;
   const auto hasNul = [](std::string_view text) { return text.find('\0') != std::string_view::npos; };
   if (hasNul(pattern->text) || hasNul(options->text)) return false;
   const std::string sorted = sortedOptions(options->text);
-  out.append(pattern->text.data(), pattern->text.size());
-  out.append("", 1);
+  out.append(pattern->text);
+  out.append(Byte{0});
   out.append(sorted.c_str(), sorted.size() + 1);
   return true;
 }
 
-bool dbPointer(const Items& items, Output& out) {
-  const Item* const name = items.find(1, Kind::string, "$ref");
-  const Item* const holder = items.find(1, Kind::object, "$id");
-  const Item* const id = items.find(2, Kind::string, "$oid");
-  if (items.count() != 4 || name == nullptr || holder == nullptr || id == nullptr) return false;
+bool dbPointer(const WrapperFields& fields, BsonBuilder& out) {
+  const WrapperField* const name = fields.find(1, Kind::string, "$ref");
+  const WrapperField* const holder = fields.find(1, Kind::object, "$id");
+  const WrapperField* const id = fields.find(2, Kind::string, "$oid");
+  if (fields.count() != 4 || name == nullptr || holder == nullptr || id == nullptr) return false;
   appendText(name->text, out);
   return appendId(id->text, out);
 }
 
-bool date(const Items& items, Output& out) {
-  if (items.isSingle(Kind::string)) return appendNumber(parseTime(items[0].text), out);
-  const Item* const milliseconds = items.find(1, Kind::string, "$numberLong");
-  return items.count() == 2 && milliseconds != nullptr && appendNumber(parseInt64(milliseconds->text), out);
+bool date(const WrapperFields& fields, BsonBuilder& out) {
+  if (fields.isSingle(Kind::string)) return appendNumber(parseTime(fields[0].text), out);
+  const WrapperField* const milliseconds = fields.find(1, Kind::string, "$numberLong");
+  return fields.count() == 2 && milliseconds != nullptr && appendNumber(parseInt64(milliseconds->text), out);
 }
 
-bool mark(const Items& items, Output&) {
-  return items.isSingle(Kind::number) && items[0].text == "1";
+bool minOrMaxKey(const WrapperFields& fields, BsonBuilder&) {
+  return fields.isSingle(Kind::number) && fields[0].text == "1";
 }
 
-bool undefined(const Items& items, Output&) {
-  return items.isSingle(Kind::boolean) && items[0].text == "true";
+bool undefined(const WrapperFields& fields, BsonBuilder&) {
+  return fields.isSingle(Kind::boolean) && fields[0].text == "true";
 }
 
-constexpr TypeWrapper forms[] = {
+constexpr TypeWrapper typeWrappers[] = {
     {"$oid", Type::objectId, "a string of 24 hexadecimal digits", objectId},
     {"$date", Type::date, R"(an ISO 8601 date and time or {"$numberLong": milliseconds as a string})", date},
     {"$numberInt", Type::int32, "a string with a 32-bit integer", int32},
@@ -146,8 +147,8 @@ constexpr TypeWrapper forms[] = {
     {"$regularExpression", Type::regex, R"(an object of "pattern" and "options", strings without NUL)", regex},
     {"$dbPointer", Type::dbPointer, R"(an object of "$ref", a string, and "$id" with an object id)", dbPointer},
     {"$symbol", Type::symbol, "a string", text},
-    {"$minKey", Type::minKey, "the number 1", mark},
-    {"$maxKey", Type::maxKey, "the number 1", mark},
+    {"$minKey", Type::minKey, "the number 1", minOrMaxKey},
+    {"$maxKey", Type::maxKey, "the number 1", minOrMaxKey},
     {"$undefined", Type::undefined, "true", undefined},
 };
 
@@ -158,27 +159,27 @@ const char* nameOf(Kind kind) {
   return names[static_cast<int>(kind)];
 }
 
-const Item* Items::find(int depth, Kind kind, std::string_view key) const {
-  const auto* const end = items_.data() + std::min(count_, items_.size());
-  const auto* const item = std::find_if(
-      items_.data(), end, [&](const Item& i) { return i.depth == depth && i.kind == kind && i.key == key; });
-  return item == end ? nullptr : item;
+const WrapperField* WrapperFields::find(int depth, Kind kind, std::string_view key) const {
+  const auto* const end = fields_.data() + std::min(count_, fields_.size());
+  const auto* const field = std::find_if(
+      fields_.data(), end, [&](const WrapperField& f) { return f.depth == depth && f.kind == kind && f.key == key; });
+  return field == end ? nullptr : field;
 }
 
-const TypeWrapper* findForm(std::string_view firstKey) {
-  const auto* const form =
-      std::find_if(std::begin(forms), std::end(forms), [firstKey](const TypeWrapper& f) { return f.key == firstKey; });
-  return form == std::end(forms) ? nullptr : form;
+const TypeWrapper* findTypeWrapper(std::string_view firstKey) {
+  const auto* const wrapper = std::find_if(std::begin(typeWrappers), std::end(typeWrappers),
+                                           [firstKey](const TypeWrapper& w) { return w.key == firstKey; });
+  return wrapper == std::end(typeWrappers) ? nullptr : wrapper;
 }
 
-void appendText(std::string_view text, Output& out) {
+void appendText(std::string_view text, BsonBuilder& out) {
   const auto length = static_cast<std::int32_t>(text.size() + 1);
   out.append(&length, sizeof length);
-  out.append(text.data(), text.size());
-  out.append("", 1);
+  out.append(text);
+  out.append(Byte{0});
 }
 
-std::optional<Type> appendPlainNumber(std::string_view text, Output& out) {
+std::optional<Type> appendPlainNumber(std::string_view text, BsonBuilder& out) {
   if (const auto integer = parseInt64(text)) {
     if (const auto small = static_cast<std::int32_t>(*integer); small == *integer) {
       out.append(&small, sizeof small);

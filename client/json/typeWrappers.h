@@ -11,40 +11,40 @@
 #include "client/bson/ByteBuilder.h"
 #include "client/bson/View.h"
 
-/// The objects of extended JSON that stand for one value, such as {"$oid": "…"}.
+/// The type wrappers of extended JSON: objects that stand for one value, such as {"$oid": "…"}.
 namespace database_client::json {
 
-using Output = ByteBuilder<std::vector<bson::Byte>>;
+using BsonBuilder = ByteBuilder<std::vector<bson::Byte>>;
 
 enum class Kind { string, number, boolean, null, object, array };
 const char* nameOf(Kind kind);
 
-/// One entry of such an object, or of an object in it. A number's text is the number.
-struct Item {
+/// One field of such an object, or of an object in it. A number's text is the number.
+struct WrapperField {
   int depth = 0;
   Kind kind = Kind::null;
   std::string_view key{};
   std::string_view text{};
 };
 
-/// The entries in the order of the text, those of an inner object behind its own.
-class Items {
+/// The fields in the order of the text, those of an inner object behind its own.
+class WrapperFields {
  public:
   void clear() { count_ = 0; }
-  /// Counts on when full: then the object fits no form anyway.
-  void add(const Item& item) {
-    if (count_ < items_.size()) items_[count_] = item;
+  /// Counts on when full: no wrapper has so many fields, and whoever converts them looks at their number.
+  void add(const WrapperField& field) {
+    if (count_ < fields_.size()) fields_[count_] = field;
     ++count_;
   }
   std::size_t count() const { return count_; }
-  const Item& operator[](std::size_t i) const { return items_[i]; }
+  const WrapperField& operator[](std::size_t i) const { return fields_[i]; }
 
-  bool isSingle(Kind kind) const { return count_ == 1 && items_[0].kind == kind; }
+  bool isSingle(Kind kind) const { return count_ == 1 && fields_[0].kind == kind; }
   /// Null when there is none of this kind with this key at this depth.
-  const Item* find(int depth, Kind kind, std::string_view key) const;
+  const WrapperField* find(int depth, Kind kind, std::string_view key) const;
 
  private:
-  std::array<Item, 4> items_{};
+  std::array<WrapperField, 4> fields_{};
   std::size_t count_ = 0;
 };
 
@@ -53,16 +53,16 @@ struct TypeWrapper {
   std::string_view key;
   bson::Type type;
   const char* expected;
-  /// Appends the value; false when the entries do not fit.
-  bool (*convert)(const Items& items, Output& out);
+  /// Appends the value; false when the fields do not fit.
+  bool (*convert)(const WrapperFields& fields, BsonBuilder& out);
 };
 
 /// Null for a key that begins no such object.
-const TypeWrapper* findForm(std::string_view firstKey);
+const TypeWrapper* findTypeWrapper(std::string_view firstKey);
 
 /// An int32 where it fits, else an int64, else a double; nothing when that cannot hold it.
-std::optional<bson::Type> appendPlainNumber(std::string_view text, Output& out);
+std::optional<bson::Type> appendPlainNumber(std::string_view text, BsonBuilder& out);
 
-void appendText(std::string_view text, Output& out);
+void appendText(std::string_view text, BsonBuilder& out);
 
 }  // namespace database_client::json

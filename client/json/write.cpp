@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "client/bson/ByteBuilder.h"
+#include "client/bson/base64.h"
 #include "client/bson/utf8.h"
 #include "client/json/json.h"
 #include "client/json/regexOptions.h"
@@ -40,19 +41,14 @@ bool isSpecial(Byte byte) {
   return byte < 0x20 || byte == '"' || byte == '\\';
 }
 
-/// The text as it grows.
-class Text : public ByteBuilder<std::string> {
- public:
-  using ByteBuilder::ByteBuilder;
+using Text = ByteBuilder<std::string>;
 
-  void put(std::string_view piece) { append(piece.data(), piece.size()); }
-  void put(char c) { append(&c, 1); }
-  template <class Integer>
-  void number(Integer value) {
-    char* const at = room(24);
-    advance(static_cast<std::size_t>(std::to_chars(at, at + 24, value).ptr - at));
-  }
-};
+template <class Integer>
+void putInteger(Text& out, Integer value) {
+  constexpr std::size_t longest = 24;
+  char* const at = out.room(longest);
+  out.advance(static_cast<std::size_t>(std::to_chars(at, at + longest, value).ptr - at));
+}
 
 void putHex(Text& out, const Byte* bytes, std::size_t size) {
   char* at = out.room(2 * size);
@@ -63,30 +59,17 @@ void putHex(Text& out, const Byte* bytes, std::size_t size) {
   out.advance(2 * size);
 }
 
-void putBase64(Text& out, const Byte* bytes, std::size_t size) {
-  constexpr char digits[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-  char* at = out.room((size + 2) / 3 * 4);
-  for (std::size_t i = 0; i < size; i += 3) {
-    const std::size_t left = size - i;
-    const unsigned bits = unsigned{bytes[i]} << 16 | (left > 1 ? unsigned{bytes[i + 1]} << 8 : 0U) |
-                          (left > 2 ? unsigned{bytes[i + 2]} : 0U);
-    *at++ = digits[bits >> 18];
-    *at++ = digits[bits >> 12 & 63];
-    *at++ = left > 1 ? digits[bits >> 6 & 63] : '=';
-    *at++ = left > 2 ? digits[bits & 63] : '=';
-  }
-  out.advance((size + 2) / 3 * 4);
-}
-
-/// The shortest text that reads back as the same double, and never as an integer. Not for NaN and infinities.
-void putFinite(Text& out, double value) {
+/// The shortest text that reads back as the same double, and never as an integer.
+void putReal(Text& out, double value) {
+  if (std::isnan(value)) return out.append("NaN");
+  if (std::isinf(value)) return out.append(value < 0 ? "-Infinity" : "Infinity");
   constexpr double fixedBelow = 1e16;
   constexpr double fixedFrom = 1e-5;
   const double size = std::fabs(value);
   if (size < fixedBelow && std::trunc(value) == value) {
-    if (std::signbit(value)) out.put('-');
-    out.number(static_cast<std::int64_t>(size));
-    out.put(".0");
+    if (std::signbit(value)) out.append('-');
+    putInteger(out, static_cast<std::int64_t>(size));
+    out.append(".0");
     return;
   }
   const bool fixed = size >= fixedFrom && size < fixedBelow;
@@ -117,9 +100,9 @@ void putDay(Text& out, unsigned day) {
   const unsigned march = (5 * dayOfYear + 2) / 153;
   const unsigned month = march < 10 ? march + 3 : march - 9;
   putDigits(out, era * 400 + yearOfEra + (month <= 2 ? 1 : 0), 4);
-  out.put('-');
+  out.append('-');
   putDigits(out, month, 2);
-  out.put('-');
+  out.append('-');
   putDigits(out, dayOfYear - (153 * march + 2) / 5 + 1, 2);
 }
 
@@ -127,28 +110,28 @@ void putDay(Text& out, unsigned day) {
 void putTime(Text& out, std::int64_t milliseconds) {
   putDay(out, static_cast<unsigned>(milliseconds / millisecondsOfDay));
   const auto rest = static_cast<unsigned>(milliseconds % millisecondsOfDay);
-  out.put('T');
+  out.append('T');
   putDigits(out, rest / 3600000, 2);
-  out.put(':');
+  out.append(':');
   putDigits(out, rest / 60000 % 60, 2);
-  out.put(':');
+  out.append(':');
   putDigits(out, rest / 1000 % 60, 2);
   if (rest % 1000 != 0) {
-    out.put('.');
+    out.append('.');
     putDigits(out, rest % 1000, 3);
   }
-  out.put('Z');
+  out.append('Z');
 }
 
 void putEscape(Text& out, Byte byte) {
   constexpr char letters[] = "btn\0fr";
-  out.put('\\');
+  out.append('\\');
   if (byte == '"' || byte == '\\') {
-    out.put(static_cast<char>(byte));
+    out.append(static_cast<char>(byte));
   } else if (byte >= '\b' && byte <= '\r' && byte != '\v') {
-    out.put(letters[byte - '\b']);
+    out.append(letters[byte - '\b']);
   } else {
-    out.put("u00");
+    out.append("u00");
     putHex(out, &byte, 1);
   }
 }
@@ -183,7 +166,7 @@ class DocumentWriter {
         continue;
       }
       ++at_;
-      out_.put(level.closing);
+      out_.append(level.closing);
       first_ = false;
       if (--depth_ == 0) return out_.take();
     }
@@ -199,14 +182,14 @@ class DocumentWriter {
   void enter(View level, const char* closing) {
     const bool isArray = *closing == ']';
     levels_[depth_++] = {level.data + level.size - 1, closing, isArray};
-    out_.put(isArray ? '[' : '{');
+    out_.append(isArray ? '[' : '{');
     at_ = level.data + 4;
     first_ = true;
   }
 
   void element(bool ofArray) {
     const auto type = static_cast<Type>(*at_++);
-    if (!first_) out_.put(", ");
+    if (!first_) out_.append(", ");
     first_ = false;
     if (ofArray) {
       at_ += bson::cString(at_).size() + 1;
@@ -217,10 +200,10 @@ class DocumentWriter {
   }
 
   void key() {
-    out_.put('"');
+    out_.append('"');
     while (*(at_ = plainRun(at_, documentEnd_, documentEnd_)) != 0) putEscape(out_, *at_++);
     ++at_;
-    out_.put(R"(": )");
+    out_.append(R"(": )");
   }
 
   /// Copies what needs no escape, up to `limit`, and returns where it ends. Reads whole words before `readableEnd`.
@@ -235,7 +218,7 @@ class DocumentWriter {
       at += kept;
       if (kept < sizeof word) return at;
     }
-    while (at < limit && !isSpecial(*at)) out_.put(static_cast<char>(*at++));
+    while (at < limit && !isSpecial(*at)) out_.append(static_cast<char>(*at++));
     return at;
   }
 
@@ -244,9 +227,9 @@ class DocumentWriter {
   void quoted(std::string_view text, const Byte* readableEnd) {
     const auto* at = reinterpret_cast<const Byte*>(text.data());
     const Byte* const end = at + text.size();
-    out_.put('"');
+    out_.append('"');
     while ((at = plainRun(at, end, readableEnd)) != end) putEscape(out_, *at++);
-    out_.put('"');
+    out_.append('"');
   }
 
   void value(const Value& value) {
@@ -257,23 +240,23 @@ class DocumentWriter {
       case Type::array:
         return enter(value.asDocument(), "]");
       case Type::codeWithScope:
-        out_.put(R"({"$code": )");
+        out_.append(R"({"$code": )");
         quoted(Value{Type::code, value.data + 4, 0}.asString());
-        out_.put(R"(, "$scope": )");
+        out_.append(R"(, "$scope": )");
         return enter(value.scope(), "}}");
       case Type::string:
         return quoted(value.asString());
       case Type::boolean:
-        return out_.put(value.asBool() ? "true" : "false");
+        return out_.append(value.asBool() ? "true" : "false");
       case Type::null:
-        return out_.put("null");
+        return out_.append("null");
       case Type::int32:
       case Type::int64:
       case Type::real:
       case Type::decimal128:
         return number(value);
       default:
-        return wrapped(value);
+        return typeWrapper(value);
     }
   }
 
@@ -281,42 +264,33 @@ class DocumentWriter {
     const bool plain = mode_ == JsonMode::relaxed;
     switch (value.type) {
       case Type::int32:
-        if (plain) return out_.number(value.asInt32());
-        out_.put(R"({"$numberInt": ")");
-        out_.number(value.asInt32());
+        if (plain) return putInteger(out_, value.asInt32());
+        out_.append(R"({"$numberInt": ")");
+        putInteger(out_, value.asInt32());
         break;
       case Type::int64:
-        if (plain) return out_.number(value.asInt64());
-        out_.put(R"({"$numberLong": ")");
-        out_.number(value.asInt64());
+        if (plain) return putInteger(out_, value.asInt64());
+        out_.append(R"({"$numberLong": ")");
+        putInteger(out_, value.asInt64());
         break;
       case Type::real:
-        if (plain && std::isfinite(value.asDouble())) return putFinite(out_, value.asDouble());
-        out_.put(R"({"$numberDouble": ")");
-        putReal(value.asDouble());
+        if (plain && std::isfinite(value.asDouble())) return putReal(out_, value.asDouble());
+        out_.append(R"({"$numberDouble": ")");
+        putReal(out_, value.asDouble());
         break;
-      default:
-        out_.put(R"({"$numberDecimal": ")");
-        putDecimal(value.data);
+      default: {
+        const bson_decimal128_t decimal = loadDecimal(value.data);
+        char text[BSON_DECIMAL128_STRING];
+        bson_decimal128_to_string(&decimal, text);
+        out_.append(R"({"$numberDecimal": ")");
+        out_.append(std::string_view(text));
+      }
     }
-    out_.put(R"("})");
+    out_.append(R"("})");
   }
 
-  void putReal(double value) {
-    if (std::isnan(value)) return out_.put("NaN");
-    if (std::isinf(value)) return out_.put(value < 0 ? "-Infinity" : "Infinity");
-    putFinite(out_, value);
-  }
-
-  void putDecimal(const Byte* data) {
-    const bson_decimal128_t decimal = loadDecimal(data);
-    char text[BSON_DECIMAL128_STRING];
-    bson_decimal128_to_string(&decimal, text);
-    out_.put(std::string_view(text));
-  }
-
-  /// The kinds that stand as an object of their own in both forms.
-  void wrapped(const Value& value) {
+  /// The kinds that stand as an object of their own in both modes.
+  void typeWrapper(const Value& value) {
     switch (value.type) {
       case Type::objectId:
         return objectId(value.data);
@@ -335,73 +309,75 @@ class DocumentWriter {
       case Type::symbol:
         return text("$symbol", value.asString());
       case Type::minKey:
-        return out_.put(R"({"$minKey": 1})");
+        return out_.append(R"({"$minKey": 1})");
       case Type::maxKey:
-        return out_.put(R"({"$maxKey": 1})");
+        return out_.append(R"({"$maxKey": 1})");
       default:
-        return out_.put(R"({"$undefined": true})");
+        return out_.append(R"({"$undefined": true})");
     }
   }
 
   void text(std::string_view name, std::string_view content) {
-    out_.put(R"({")");
-    out_.put(name);
-    out_.put(R"(": )");
+    out_.append(R"({")");
+    out_.append(name);
+    out_.append(R"(": )");
     quoted(content);
-    out_.put('}');
+    out_.append('}');
   }
 
   void objectId(const Byte* id) {
-    out_.put(R"({"$oid": ")");
+    out_.append(R"({"$oid": ")");
     putHex(out_, id, bson::objectIdSize);
-    out_.put(R"("})");
+    out_.append(R"("})");
   }
 
   void date(std::int64_t milliseconds) {
     if (mode_ == JsonMode::relaxed && milliseconds >= 0 && milliseconds < year10000) {
-      out_.put(R"({"$date": ")");
+      out_.append(R"({"$date": ")");
       putTime(out_, milliseconds);
-      return out_.put(R"("})");
+      return out_.append(R"("})");
     }
-    out_.put(R"({"$date": {"$numberLong": ")");
-    out_.number(milliseconds);
-    out_.put(R"("}})");
+    out_.append(R"({"$date": {"$numberLong": ")");
+    putInteger(out_, milliseconds);
+    out_.append(R"("}})");
   }
 
   /// The old subtype repeats the length inside; that is left out.
   void binary(const Value& value) {
     const Byte subtype = value.binarySubtype();
     const std::size_t inner = subtype == bson::oldBinarySubtype ? 4 : 0;
-    out_.put(R"({"$binary": {"base64": ")");
-    putBase64(out_, value.binaryData() + inner, value.binarySize() - inner);
-    out_.put(R"(", "subType": ")");
+    out_.append(R"({"$binary": {"base64": ")");
+    const std::size_t size = value.binarySize() - inner;
+    bson::writeBase64(value.binaryData() + inner, size, out_.room(bson::base64Size(size)));
+    out_.advance(bson::base64Size(size));
+    out_.append(R"(", "subType": ")");
     putHex(out_, &subtype, 1);
-    out_.put(R"("}})");
+    out_.append(R"("}})");
   }
 
   void regex(const Value& value) {
     const std::string options = sortedOptions(value.regexOptions());
-    out_.put(R"({"$regularExpression": {"pattern": )");
+    out_.append(R"({"$regularExpression": {"pattern": )");
     quoted(value.regexPattern());
-    out_.put(R"(, "options": )");
+    out_.append(R"(, "options": )");
     quoted(options, reinterpret_cast<const Byte*>(options.data()) + options.size());
-    out_.put("}}");
+    out_.append("}}");
   }
 
   void timestamp(std::uint64_t value) {
-    out_.put(R"({"$timestamp": {"t": )");
-    out_.number(value >> 32);
-    out_.put(R"(, "i": )");
-    out_.number(value & 0xFFFFFFFFU);
-    out_.put("}}");
+    out_.append(R"({"$timestamp": {"t": )");
+    putInteger(out_, value >> 32);
+    out_.append(R"(, "i": )");
+    putInteger(out_, value & 0xFFFFFFFFU);
+    out_.append("}}");
   }
 
   void dbPointer(const Value& value) {
-    out_.put(R"({"$dbPointer": {"$ref": )");
+    out_.append(R"({"$dbPointer": {"$ref": )");
     quoted(value.asString());
-    out_.put(R"(, "$id": )");
+    out_.append(R"(, "$id": )");
     objectId(value.data + value.size - bson::objectIdSize);
-    out_.put("}}");
+    out_.append("}}");
   }
 
   Text out_;

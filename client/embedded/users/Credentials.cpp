@@ -6,7 +6,6 @@
 #include <openssl/hmac.h>
 #include <sys/random.h>
 
-#include <algorithm>
 #include <cstdint>
 #include <string_view>
 
@@ -95,22 +94,6 @@ bool Credentials::belongTo(const std::string& password) const {
   const int different = CRYPTO_memcmp(given.storedKey.data(), storedKey.data(), keySize) |
                         CRYPTO_memcmp(given.serverKey.data(), serverKey.data(), keySize);
   return different == 0;
-}
-
-std::string toBase64(const std::string& bytes) {
-  std::string text(4 * ((bytes.size() + 2) / 3) + 1, '\0');
-  const int length = EVP_EncodeBlock(out(text), in(bytes), static_cast<int>(bytes.size()));
-  text.resize(static_cast<std::size_t>(length));
-  return text;
-}
-
-std::string fromBase64(const std::string& text) {
-  std::string bytes(text.size() / 4 * 3 + 3, '\0');
-  const int length = EVP_DecodeBlock(out(bytes), in(text), static_cast<int>(text.size()));
-  if (length < 0) return {};
-  const auto padding = static_cast<std::size_t>(std::count(text.begin(), text.end(), '='));
-  bytes.resize(static_cast<std::size_t>(length) - std::min(padding, static_cast<std::size_t>(length)));
-  return bytes;
 }
 
 }  // namespace database_client::embedded

@@ -25,8 +25,5 @@ struct Credentials {
 
 /// From the system's source for secrets.
 std::string randomBytes(std::size_t size);
-std::string toBase64(const std::string& bytes);
-/// Empty for a text that is not Base64.
-std::string fromBase64(const std::string& text);
 
 }  // namespace database_client::embedded

@@ -2,6 +2,7 @@
 #include "client/embedded/users/UserDirectory.h"
 
 #include "client/bson/Writer.h"
+#include "client/bson/base64.h"
 #include "client/selfServiceRole.h"
 
 namespace database_client::embedded {
@@ -49,17 +50,19 @@ std::optional<Credentials> readCredentials(View user) {
   const View kept = groupOf(groupOf(user.find("credentials")).find(mechanism));
   const Value count = kept.find("iterationCount");
   if (count.data == nullptr || count.type != Type::int32) return std::nullopt;
-  return Credentials{count.asInt32(), fromBase64(textOf(kept.find("salt"))), fromBase64(textOf(kept.find("storedKey"))),
-                     fromBase64(textOf(kept.find("serverKey")))};
+  const auto bytesOf = [&kept](std::string_view key) {
+    return bson::fromBase64(textOf(kept.find(key))).value_or(std::string());
+  };
+  return Credentials{count.asInt32(), bytesOf("salt"), bytesOf("storedKey"), bytesOf("serverKey")};
 }
 
 void writeCredentials(Writer& writer, const Credentials& credentials) {
   writer.beginDocument("credentials");
   writer.beginDocument(mechanism);
   writer.appendInt32("iterationCount", credentials.iterations);
-  writer.appendString("salt", toBase64(credentials.salt));
-  writer.appendString("storedKey", toBase64(credentials.storedKey));
-  writer.appendString("serverKey", toBase64(credentials.serverKey));
+  writer.appendString("salt", bson::toBase64(credentials.salt));
+  writer.appendString("storedKey", bson::toBase64(credentials.storedKey));
+  writer.appendString("serverKey", bson::toBase64(credentials.serverKey));
   writer.end();
   writer.end();
 }

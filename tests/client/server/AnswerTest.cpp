@@ -5,7 +5,7 @@
 #include <cstring>
 #include <functional>
 
-#include "client/embedded/users/Credentials.h"
+#include "client/bson/base64.h"
 #include "tests/client/server/ServerTest.h"
 
 // What a server answers is believed only as far as it goes.
@@ -532,8 +532,8 @@ TEST_F(Answer, GreetingOfTheWrongKindsIsNoConnection) {
 /// What a server says first in a conversation of SCRAM.
 Step challenge(const std::string& iterations) {
   const std::string text = "r=x,s=AAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAAA==,i=" + iterations;
-  return answer(R"({"conversationId": 1, "done": false, "payload": {"$binary": {"base64": ")" +
-                embedded::toBase64(text) + R"(", "subType": "00"}}, "ok": 1})");
+  return answer(R"({"conversationId": 1, "done": false, "payload": {"$binary": {"base64": ")" + bson::toBase64(text) +
+                R"(", "subType": "00"}}, "ok": 1})");
 }
 
 TEST_F(Answer, ServerThatAsksForTooManyIterationsIsLeft) {

@@ -22,6 +22,7 @@
 #include <vector>
 
 #include "client/bson/View.h"
+#include "client/bson/base64.h"
 #include "client/embedded/users/Credentials.h"
 #include "tests/client/server/ServerTest.h"
 #include "tests/support/ScriptedServer.h"
@@ -48,7 +49,7 @@ class Login {
   Step start(const Request& request) {
     const std::string first = payloadOf(request.json);
     clientFirst_ = first.substr(3);  // behind "n,,"
-    serverFirst_ = first.substr(first.find("r=")) + "srv,s=" + scram::toBase64(credentials_.salt) +
+    serverFirst_ = first.substr(first.find("r=")) + "srv,s=" + bson::toBase64(credentials_.salt) +
                    ",i=" + std::to_string(credentials_.iterations);
     return said(serverFirst_, false);
   }
@@ -60,7 +61,7 @@ class Login {
     unsigned int size = 0;
     HMAC(EVP_sha256(), key.data(), static_cast<int>(key.size()), reinterpret_cast<const unsigned char*>(spoken.data()),
          spoken.size(), reinterpret_cast<unsigned char*>(signature.data()), &size);
-    return said("v=" + scram::toBase64(signature), true);
+    return said("v=" + bson::toBase64(signature), true);
   }
 
  private:
@@ -69,11 +70,11 @@ class Login {
     const std::string spaced = R"("base64" : ")";
     const std::size_t tight = json.find(mark);
     const std::size_t start = tight == std::string::npos ? json.find(spaced) + spaced.size() : tight + mark.size();
-    return scram::fromBase64(json.substr(start, json.find('"', start) - start));
+    return bson::fromBase64(json.substr(start, json.find('"', start) - start)).value_or(std::string());
   }
   static Step said(const std::string& text, bool done) {
     return answer(R"({"conversationId": 1, "done": )" + std::string(done ? "true" : "false") +
-                  R"(, "payload": {"$binary": {"base64": ")" + scram::toBase64(text) +
+                  R"(, "payload": {"$binary": {"base64": ")" + bson::toBase64(text) +
                   R"(", "subType": "00"}}, "ok": 1})");
   }
 

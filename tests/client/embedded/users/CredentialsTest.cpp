@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
+#include "client/bson/base64.h"
 #include "client/embedded/users/Credentials.h"
 
 namespace database_client::embedded {
@@ -9,9 +10,9 @@ namespace {
 // The exchange of RFC 7677, section 3: user "user", password "pencil", 4096 iterations. The keys follow from its
 // client proof and server signature.
 TEST(Scram, DerivesTheKeysOfThePublishedExchange) {
-  const Credentials published{4096, fromBase64("W22ZaJ0SNY7soEsUEjb6gQ=="),
-                              fromBase64("WG5d8oPm3OtcPnkdi4Uo7BkeZkBFzpcXkuLmtbsT4qY="),
-                              fromBase64("wfPLwcE6nTWhTAmQ7tl2KeoiWGPlZqQxSrmfPwDl2dU=")};
+  const Credentials published{4096, bson::fromBase64("W22ZaJ0SNY7soEsUEjb6gQ==").value(),
+                              bson::fromBase64("WG5d8oPm3OtcPnkdi4Uo7BkeZkBFzpcXkuLmtbsT4qY=").value(),
+                              bson::fromBase64("wfPLwcE6nTWhTAmQ7tl2KeoiWGPlZqQxSrmfPwDl2dU=").value()};
   EXPECT_TRUE(published.belongTo("pencil"));
   EXPECT_FALSE(published.belongTo("pencil "));
   EXPECT_FALSE(published.belongTo(""));
@@ -32,14 +33,6 @@ TEST(Scram, SaltsEachTimeAnewWithEnoughRounds) {
 TEST(Scram, GivesNobodyCredentialsThatNoPasswordHas) {
   EXPECT_EQ(Credentials::ofNobody().iterations, Credentials::of("x").iterations);
   EXPECT_FALSE(Credentials::ofNobody().belongTo("x"));
-}
-
-TEST(Scram, ReadsItsOwnBase64) {
-  for (const std::string& bytes :
-       {std::string(), std::string("a"), std::string("ab"), std::string("abc"), std::string("\0\xff\0", 3)}) {
-    EXPECT_EQ(fromBase64(toBase64(bytes)), bytes);
-  }
-  EXPECT_EQ(fromBase64("not base64!"), "");
 }
 
 }  // namespace
