@@ -11,8 +11,9 @@ bool isAfter(const TermIterator* a, const TermIterator* b) {
   return a->key() > b->key();
 }
 
-/// Joins postings that take nothing back and follow each other; false when they do not.
-bool joinPostings(const std::vector<TermIterator*>& parts, PostingWriter& joined, TermCounts& counts) {
+/// Appends postings to each other that delete nothing and follow each other; false when they do not. This is the usual
+/// case, as record numbers grow and segments are written one after the other, and sorts nothing.
+bool concatenate(const std::vector<TermIterator*>& parts, PostingWriter& joined, TermCounts& counts) {
   joined.clear();
   counts = {};
   for (const TermIterator* part : parts) {
@@ -29,9 +30,9 @@ bool joinPostings(const std::vector<TermIterator*>& parts, PostingWriter& joined
   return true;
 }
 
-/// Joins any postings.
-void joinRuns(const std::vector<TermIterator*>& parts, PostingSum& sum, PostingWriter& added, PostingWriter& deleted,
-              TermCounts& counts) {
+/// Adds up any postings.
+void addUp(const std::vector<TermIterator*>& parts, PostingSum& sum, PostingWriter& added, PostingWriter& deleted,
+           TermCounts& counts) {
   counts = {};
   for (const TermIterator* part : parts) counts.extra += part->term().counts.extra;
   added.clear();
@@ -42,17 +43,19 @@ void joinRuns(const std::vector<TermIterator*>& parts, PostingSum& sum, PostingW
   counts.deleted = deleted.count();
 }
 
-Rid firstOf(const TermIterator* part) {
+RecordNumber firstOf(const TermIterator* part) {
   if (part->term().addedSize == 0) return part->term().only;
+  // To read it would cost a chunk. Long postings are mostly those of the oldest and largest segment, whose records come
+  // first anyway; where not, the postings are not in order, and are added up.
   if (part->term().outside) return 0;
   ByteReader reader(part->term().added);
-  Rid end = 0;
+  RecordNumber end = 0;
   return readRun(reader, end).first;
 }
 
-/// Where a part stands among those of its term.
+/// Where a part stands among those of its term: its first record is looked up once, and not at each comparison.
 struct Place {
-  Rid first;
+  RecordNumber first;
   std::uint32_t segment;
   TermIterator* part;
 };
@@ -85,6 +88,8 @@ void PostingSum::gather(const std::vector<TermIterator*>& parts) {
 }
 
 int PostingSum::multiplicity(int added, int deleted) {
+  // Over all segments a record comes to 0 or 1, over neighbours in time to -1, 0 or 1. Where nothing is deleted
+  // postings are united, so that a query lives with a record that damage added twice.
   const int times = deleted == 0 ? std::min(added, 1) : added - deleted;
   if (times > 1 || times < -1) damaged("a record counted twice");
   return times;
@@ -111,6 +116,7 @@ void MergedTerms::rebuild() {
 }
 
 void MergedTerms::next() {
+  // A term that is in one segment alone was left at the top; the parts of others are out of the heap.
   if (!heap_.empty() && group_.front() == heap_.front()) {
     advanceTop();
   } else {
@@ -120,7 +126,8 @@ void MergedTerms::next() {
   collect();
 }
 
-/// Moves the top on and down to its place.
+/// Moves the top on and down to its place. The standard library has no such step, only the two of taking out and
+/// putting in.
 void MergedTerms::advanceTop() {
   TermIterator* const moved = heap_.front();
   moved->next();
@@ -149,6 +156,7 @@ void MergedTerms::advanceGroup() {
 }
 
 bool MergedTerms::topIsAlone() const {
+  // An equal key would be next to the top, and the next one is a child of it.
   const std::string_view top = heap_.front()->key();
   return (heap_.size() < 2 || heap_[1]->key() != top) && (heap_.size() < 3 || heap_[2]->key() != top);
 }
@@ -171,15 +179,18 @@ void mergeTerms(MergedTerms& terms, TermSink& sink, const std::function<bool()>&
   std::vector<TermIterator*> parts;
   std::vector<Place> order;
   for (; terms.valid() && mayGoOn(); terms.next()) {
+    // Nothing to add up: the bytes of the postings are copied without reading them.
     if (terms.group().size() == 1) {
       sink.add(terms.key(), terms.group().front()->whole(buffer));
       continue;
     }
     orderByRecord(terms.group(), parts, order);
     Term term;
-    if (!joinPostings(parts, added, term.counts)) joinRuns(parts, sum, added, deleted, term.counts);
+    if (!concatenate(parts, added, term.counts)) addUp(parts, sum, added, deleted, term.counts);
     term.added = added.finish();
     if (term.counts.deleted != 0) term.deleted = deleted.finish();
+    // A tombstone that meets what it deletes goes at once, on whatever level: a sum of nothing is nothing wherever the
+    // rest lies. `extra` alone is left where a record got another number of equal items.
     if (term.counts.added != 0 || term.counts.deleted != 0 || term.counts.extra != 0) sink.add(terms.key(), term);
   }
 }

@@ -12,7 +12,9 @@
 
 namespace database_client::embedded::index {
 
-/// Adds up the postings and the tombstones of one term in several segments. Costs by their runs, not by their records.
+/// Adds up the postings and the tombstones of one term in several segments. Costs by their runs, not by their records:
+/// it sorts the places where runs begin and end, and sweeps over them. A set of records, or a merge of the postings
+/// record by record, would cost by the records, of which a frequent term has all there are.
 class PostingSum {
  public:
   /// Gives the runs of records that have the term, and those of records that have it no more as far as these segments
@@ -34,7 +36,7 @@ class PostingSum {
  private:
   /// Where runs of one posting begin or end.
   struct Boundary {
-    Rid at;
+    RecordNumber at;
     int added;    ///< by how many more parts add the records from here on
     int deleted;  ///< by how many more delete them
   };
@@ -47,6 +49,10 @@ class PostingSum {
 };
 
 /// Walks over the terms of several segments in the order of their keys; equal ones come together.
+///
+/// A heap of iterators by key, with one thing added: many terms, of values that differ from record to record, are in
+/// one segment alone. Such a term stays at the top of the heap while it is looked at, and moving on is one walk down
+/// the heap, where taking it out and putting it back would be two.
 class MergedTerms {
  public:
   explicit MergedTerms(std::vector<TermIterator> iterators) : iterators_(std::move(iterators)) {}

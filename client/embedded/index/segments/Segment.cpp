@@ -22,23 +22,20 @@ Segment::Segment(std::uint32_t number, std::int64_t firstBlob, std::string head)
   if (chunkSize_ == 0) damaged("the head of a segment");
   const std::uint64_t blocks = reader.varint();
   const std::uint64_t chunks = reader.varint();
+  // Each takes a byte at least. Without this a damaged number would reserve room for itself first.
   if (blocks > reader.left() || chunks > reader.left()) damaged("the head of a segment");
-  readBlocks(reader, blocks);
+  blocks_.reserve(blocks);
+  for (std::uint64_t i = 0; i < blocks; ++i) {
+    const std::uint64_t blob = reader.varint();
+    const std::uint64_t records = reader.varint();
+    bytes_ += reader.varint();
+    blocks_.push_back({blob, records, reader.bytes(reader.varint())});
+  }
   for (std::uint64_t i = 0; i < chunks; ++i) chunks_.push_back(reader.varint());
   bytes_ += chunks * chunkSize_;
   if (blocks != 0) return;
   inlineTerms_ = reader.bytes(reader.varint());
   inlinePostings_ = reader.bytes(reader.varint());
-}
-
-void Segment::readBlocks(ByteReader& reader, std::uint64_t count) {
-  blocks_.reserve(count);
-  for (std::uint64_t i = 0; i < count; ++i) {
-    const std::uint64_t number = reader.varint();
-    const std::uint64_t records = reader.varint();
-    bytes_ += reader.varint();
-    blocks_.push_back({number, records, reader.bytes(reader.varint())});
-  }
 }
 
 BlockCache::Content BlockCache::get(const Segment& segment, std::uint64_t number, bool keep) {
@@ -48,6 +45,7 @@ BlockCache::Content BlockCache::get(const Segment& segment, std::uint64_t number
     entries_.splice(entries_.begin(), entries_, known->second);
     return known->second->content;
   }
+  // The checksum is compared here once; who finds a block in the cache need not.
   std::string bytes = store_.read(key);
   bytes.resize(index::unseal(bytes).size());
   auto content = std::make_shared<const std::string>(std::move(bytes));
@@ -55,6 +53,7 @@ BlockCache::Content BlockCache::get(const Segment& segment, std::uint64_t number
   entries_.push_front({key, content});
   byKey_[key] = entries_.begin();
   used_ += content->size();
+  // The block that was just read stays, also one that is larger than the whole capacity: it is about to be used.
   while (used_ > capacity_ && entries_.size() > 1) {
     used_ -= entries_.back().content->size();
     byKey_.erase(entries_.back().key);
@@ -64,6 +63,7 @@ BlockCache::Content BlockCache::get(const Segment& segment, std::uint64_t number
 }
 
 void BlockCache::forget(std::int64_t first, std::int64_t last) {
+  // One by one: blocks of other collections lie between, and this is done when segments go, not when they are read.
   for (auto entry = entries_.begin(); entry != entries_.end();) {
     if (entry->key < first || entry->key > last) {
       ++entry;
@@ -93,6 +93,7 @@ void TermIterator::openBlock(std::size_t block) {
 }
 
 void TermIterator::setContent(std::string_view terms) {
+  // A block ends with the offsets of its restart points, 4 bytes each, and their number.
   if (terms.size() < 4) damaged("a block of terms");
   const std::size_t restarts = fixed(terms, terms.size() - 4);
   if (restarts > (terms.size() - 4) / 4) damaged("a block of terms");
@@ -116,6 +117,7 @@ void TermIterator::next() {
 bool TermIterator::readEntry() {
   if (at_ >= terms_.size()) return false;
   ByteReader reader(terms_.substr(at_));
+  // The first entry of a block shares nothing, so that the key of the block before, which is still there, does no harm.
   const std::uint64_t shared = reader.varint();
   if (shared > key_.size()) damaged("a key");
   key_.shrink(static_cast<std::size_t>(shared));
@@ -128,6 +130,7 @@ bool TermIterator::readEntry() {
 void TermIterator::readCounts(ByteReader& reader) {
   const std::uint64_t head = reader.varint();
   term_ = {};
+  // An entry of one record, by far the most frequent, is this one number: see `BlockWriter::putCounts`.
   const std::uint64_t form = head & EntryForm::formMask;
   if (form == EntryForm::single) {
     term_.counts.added = 1;
@@ -152,15 +155,18 @@ std::string_view TermIterator::restartKey(std::size_t restart) const {
   const std::size_t at = fixed(restarts_, restart * 4);
   if (at > terms_.size()) damaged("a block of terms");
   ByteReader reader(terms_.substr(at));
-  reader.varint();
+  reader.varint();  // what it shares, which is nothing
   return reader.bytes(reader.varint());
 }
 
 void TermIterator::seek(std::string_view key) {
+  // The last block that begins at or before the key: keys between its last and the next one's first are in neither, and
+  // reading on from its end leads to the next.
   const auto& blocks = segment_->blocks();
   const auto after = std::upper_bound(blocks.begin(), blocks.end(), key,
                                       [](std::string_view k, const Segment::Block& b) { return k < b.firstKey; });
   openBlock(after == blocks.begin() ? 0 : static_cast<std::size_t>(after - blocks.begin()) - 1);
+  // `low` is a restart at or before the key, or the first; the key lies before `high`.
   std::size_t low = 0;
   for (std::size_t high = restarts_.size() / 4; high - low > 1;) {
     const std::size_t middle = low + (high - low) / 2;

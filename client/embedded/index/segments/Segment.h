@@ -15,9 +15,32 @@
 #include "client/embedded/index/segments/SegmentWriter.h"
 #include "client/embedded/index/segments/posting.h"
 
+/// How the item index is stored: what log-structured merge trees call sorted runs or SSTables, kept as blobs of SQLite.
+///
+/// A *term* (term.h) is a key of bytes (termKey.h) with two *posting lists* (posting.h): of the records that have it,
+/// and of those that have it no more, its tombstones. A *segment* holds terms in the order of their keys. Its *head*,
+/// one blob, lists *blocks* of terms, each with its first key, and *chunks* of the postings that are too long to lie
+/// beside their term; of a small segment the head is all there is. Looking a term up is a binary search of the head,
+/// one of the block's *restart points*, the entries with a whole key, and at most sixteen entries from there. Segments
+/// add up: `MergedTerms` walks over several at once, and `mergeTerms` writes their sum as a new one.
+///
+/// Invariants:
+/// - A segment is never changed once its head is written. What is read of it may be kept in memory by the keys of its
+///   blobs until `BlobStore::version` changes, or its keys are given to another.
+/// - Keys ascend, and no key occurs twice in a segment.
+/// - The counts beside a term and a block are those of its postings, so that estimates and statistics read no posting.
+/// - Every blob ends with a checksum that is compared before any of its bytes is believed; what is read beyond that is
+///   checked against its bounds, so that a wrong byte ends in Error{storage} wherever it came from.
+///
+/// Why not a row of SQLite for each term of a segment: its B-tree would repeat the path and name that neighbouring keys
+/// share, and visit pages for each, where a block of 16 KiB is one row, read and checked as a whole. Why not a segment
+/// as one blob: a query for one term would read all of it. Tried and dropped: postings added up as sets of bitmaps,
+/// which was a quarter of what replacing a document took; `PostingSum` goes by the ends of runs instead.
+///
+/// The bytes are at `SegmentWriter`. Begin with term.h, then `SegmentWriter::add` and `TermIterator::seek`.
 namespace database_client::embedded {
 
-/// A segment as its head describes it. The format stands at `SegmentWriter`.
+/// A segment as its head describes it.
 class Segment {
  public:
   struct Block {
@@ -34,6 +57,7 @@ class Segment {
   std::uint64_t terms() const { return terms_; }
   /// Whether some term has tombstones.
   bool hasTombstones() const { return tombstones_ != 0; }
+  /// About: the last chunk counts as a full one, since the head does not tell its size.
   std::uint64_t bytes() const { return bytes_; }
   std::int64_t firstBlob() const { return firstBlob_; }
   std::int64_t blob(std::uint64_t number) const { return firstBlob_ + static_cast<std::int64_t>(number); }
@@ -47,11 +71,9 @@ class Segment {
   const std::string& head() const { return head_; }
 
  private:
-  void readBlocks(index::ByteReader& reader, std::uint64_t count);
-
   std::uint32_t number_;
   std::int64_t firstBlob_;
-  std::string head_;
+  std::string head_;  // what the views below point into
   std::size_t chunkSize_ = 0;
   std::uint32_t level_ = 0;
   std::uint64_t terms_ = 0;
@@ -64,7 +86,7 @@ class Segment {
 };
 
 /// The blocks of segments that were read last, up to a number of bytes; the segments may be those of several indexes in
-/// one `BlobStore`.
+/// one `BlobStore`. Beside SQLite's cache of pages it saves the copy out of pages and the checksum of each use.
 class BlockCache {
  public:
   using Content = std::shared_ptr<const std::string>;
@@ -98,7 +120,7 @@ namespace index {
 /// Where a term's postings lie.
 struct TermView {
   TermCounts counts;
-  Rid only = 0;              ///< the record, when there is no posting
+  RecordNumber only = 0;     ///< the record, when there is no posting
   std::string_view added{};  ///< inside the block
   std::string_view deleted{};
   bool outside = false;
@@ -147,8 +169,9 @@ class TermIterator {
   void eachRunOf(std::string_view inside, std::uint64_t at, std::uint64_t size, Receive receive) const {
     if (!term_.outside) return eachRun(inside, receive);
     std::string buffer;
-    Rid end = 0;
-    // A run is at most 20 bytes long: as long as there is more outside, what remains is at least that.
+    RecordNumber end = 0;
+    // Chunks are cut anywhere, also within a run. A run is at most two varints of ten bytes: as long as there is more
+    // outside, the last 20 bytes of a piece are left for the next round, so that only whole runs are read.
     while (size > 0 || !buffer.empty()) {
       const std::uint64_t piece = std::min<std::uint64_t>(size, segment_->chunkSize());
       readOutside(at, piece, buffer);

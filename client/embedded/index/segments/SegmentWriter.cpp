@@ -16,29 +16,34 @@ void putFixed(std::string& out, std::uint32_t number) {
   for (int shift = 0; shift < 32; shift += 8) out.push_back(static_cast<char>(number >> shift));
 }
 
+/// Eight bytes at a time: neighbouring keys share path, name and often the front of a value.
 std::size_t sharedLength(std::string_view a, std::string_view b) {
   const std::size_t most = std::min(a.size(), b.size());
   std::size_t length = 0;
   for (std::uint64_t left = 0, right = 0; length + sizeof left <= most; length += sizeof left) {
     std::memcpy(&left, a.data() + length, sizeof left);
     std::memcpy(&right, b.data() + length, sizeof right);
+    // The lowest byte in memory is the lowest of the number (the format is little-endian throughout, as the machine
+    // is).
     if (left != right) return length + static_cast<std::size_t>(__builtin_ctzll(left ^ right)) / 8;
   }
   while (length < most && a[length] == b[length]) ++length;
   return length;
 }
 
-/// The only record of a term; 0 when there is more to say.
-Rid singleRecord(const Term& term) {
+/// The only record of a term; 0 when there is more to say. A merge may leave a posting of one record, which then takes
+/// the short form as well, so that the bytes of a term do not depend on how it came to be.
+RecordNumber singleRecord(const Term& term) {
   if (term.only != 0 || term.counts.added != 1 || term.counts.deleted != 0 || term.counts.extra != 0) return term.only;
   ByteReader reader(term.added);
-  Rid end = 0;
+  RecordNumber end = 0;
   return readRun(reader, end).first;
 }
 
 }  // namespace
 
 void BlockWriter::add(std::string_view key, const Term& term, std::uint64_t outsideAt) {
+  // shared, size; then added, deleted, extra, two sizes and an offset.
   constexpr std::size_t mostNumbers = 8;
   if (empty()) firstKey_ = key;
   char* at = bytes_.room(key.size() + longestInlinePosting + mostNumbers * longestVarint);
@@ -54,6 +59,7 @@ char* BlockWriter::putKey(char* at, std::string_view key) {
   } else {
     shared = sharedLength(key, lastKey_.view());
   }
+  // Of the last key only what differs is copied, as the entry has it.
   const std::string_view rest = key.substr(shared);
   lastKey_.shrink(shared);
   lastKey_.append(rest);
@@ -61,7 +67,8 @@ char* BlockWriter::putKey(char* at, std::string_view key) {
 }
 
 char* BlockWriter::putCounts(char* at, const Term& term, std::uint64_t outsideAt) {
-  if (const Rid record = singleRecord(term); record != 0) return putVarint(at, record << 2 | EntryForm::single);
+  if (const RecordNumber record = singleRecord(term); record != 0)
+    return putVarint(at, record << 2 | EntryForm::single);
   const bool isOutside = term.added.size() + term.deleted.size() > longestInlinePosting;
   std::uint64_t form = isOutside ? EntryForm::outside : EntryForm::inside;
   if (term.counts.deleted != 0) form |= EntryForm::hasDeleted;
@@ -92,6 +99,7 @@ SegmentWriter::SegmentWriter(BlobStore& store, std::int64_t firstBlob, std::size
     : store_(store), firstBlob_(firstBlob), blockSize_(blockSize), chunkSize_(chunkSize) {}
 
 void SegmentWriter::add(std::string_view key, const Term& term) {
+  // Offsets count through all chunks as if they were one; a posting may begin in one and end in the next.
   const std::uint64_t outsideAt = postingsBefore_ + chunk_.size();
   if (term.added.size() + term.deleted.size() > longestInlinePosting) chunk_.append(term.added).append(term.deleted);
   block_.add(key, term, outsideAt);
@@ -124,6 +132,7 @@ void SegmentWriter::finishChunk() {
 }
 
 std::string SegmentWriter::finish(std::uint32_t level) {
+  // A segment of few terms, as one insert makes it, is one blob: one row to write, to read and to merge.
   const bool allInline = blobs_ == 0 && block_.size() + chunk_.size() < blockSize_;
   if (!allInline) {
     finishBlock();

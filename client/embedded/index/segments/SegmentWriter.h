@@ -11,8 +11,8 @@
 #include "client/embedded/index/segments/bytes.h"
 #include "client/embedded/index/segments/term.h"
 
-/// A segment: sorted terms with their postings, never changed once written. It is one blob, or one and the blocks it
-/// lists, each sealed with a checksum of 8 bytes:
+/// The bytes of a segment: one blob, or one and the blocks and chunks that it lists, each sealed with a checksum of 8
+/// bytes. (What a segment is for stands at `Segment`.)
 ///
 ///     head     = 01 level terms tombstones chunkSize blocks chunks block* chunk* [inlineTerms inlinePostings]
 ///     tombstones = the number of all tombstones in it
@@ -26,10 +26,20 @@
 ///     form     = 1 | 2 (postings outside) | 4 (deleted is there) | 8 (extra is there, zigzag)
 ///
 /// Numbers are varints of 7 bits, the least significant first; offset4 and count4 are 4 bytes, little-endian.
+///
+/// The head is written last, so that it can tell what is in the blocks: until then the segment does not exist, and
+/// a transaction that fails leaves nothing, since its blobs go with it. Blocks and chunks have numbers of their own in
+/// the order in which they filled, and blobs of both kinds mix; nobody looks for one but through the head.
+///
+/// Short postings lie beside their term, since most terms are of few records and a second blob would cost a read; long
+/// ones lie outside, so that walking over the terms of a range does not read the postings of a frequent one.
 namespace database_client::embedded::index {
 
 constexpr char segmentFormat = 1;
+/// Entries from one whole key to the next: what a look-up decodes at most, against 4 bytes and a whole key for each.
 constexpr std::size_t restartInterval = 16;
+/// Bytes of both postings of a term together. Readers do not depend on it, since each entry says where its postings
+/// lie.
 constexpr std::size_t longestInlinePosting = 48;
 
 enum EntryForm : std::uint8_t { single = 0, inside = 1, outside = 2, formMask = 3, hasDeleted = 4, hasExtra = 8 };

@@ -15,6 +15,7 @@ void damaged(const char* what) {
 
 std::uint64_t ByteReader::longVarint() {
   std::uint64_t value = 0;
+  // A tenth byte has one bit of room; a writer puts nothing else there, and what a damaged one has beyond is dropped.
   for (unsigned shift = 0; shift < 64 && at_ != end_; shift += 7) {
     const auto next = static_cast<unsigned char>(*at_++);
     value |= static_cast<std::uint64_t>(next & 0x7F) << shift;
@@ -32,6 +33,7 @@ void seal(std::string& blob) {
 
 std::string_view unseal(std::string_view blob) {
   std::uint64_t sum = 0;
+  // A blob that is not there reads as an empty one.
   if (blob.size() < sizeof sum) damaged("a block is missing");
   const std::string_view content = blob.substr(0, blob.size() - sizeof sum);
   std::memcpy(&sum, content.data() + content.size(), sizeof sum);

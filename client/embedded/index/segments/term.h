@@ -4,11 +4,17 @@
 #include <cstdint>
 #include <string_view>
 
+#include "client/embedded/index/segments/recordNumber.h"
+
 /// A term of the inverted index: which records have something (its posting list), and which have it no more (its
 /// tombstones).
 ///
 /// Segments add up: a record has a term when the segments that add it are one more than those that delete it, and
 /// merging cancels the pairs. `extra` is the number of items beyond one in each record.
+///
+/// The number of items stands beside the postings, and not in them: a statistic then counts items by the heads of
+/// entries alone, and two postings that name the same records are the same bytes, whatever the records hold of them.
+/// The price is that nobody can tell which of the records have the further items.
 namespace database_client::embedded::index {
 
 struct TermCounts {
@@ -24,9 +30,9 @@ struct Term {
   TermCounts counts{};
   std::string_view added{};
   std::string_view deleted{};
-  std::uint64_t only = 0;  ///< stands for `added`, and nothing else is there, unless it is 0
+  RecordNumber only = 0;  ///< stands for `added`, and nothing else is there, unless it is 0
 
-  static Term single(std::uint64_t record) { return {{1, 0, 0}, {}, {}, record}; }
+  static Term single(RecordNumber record) { return {{1, 0, 0}, {}, {}, record}; }
 };
 
 /// Takes terms in ascending order of their keys.

@@ -18,7 +18,9 @@ constexpr std::uint64_t plainNan = 0x7FF8000000000000;
 constexpr std::uint64_t minusNan = plainNan | signBit;
 constexpr double twoTo63 = 9223372036854775808.0;
 
-/// Orders doubles as unsigned numbers; NaN comes first.
+/// Orders doubles as unsigned numbers; NaN comes first, as it does for queries. The bits of a
+/// negative number are greater the farther it is below zero, hence all are flipped; of others only the sign is, so that
+/// they come behind.
 std::uint64_t orderedBits(double number) {
   if (std::isnan(number)) return 0;
   const auto bits = bson::load<std::uint64_t>(reinterpret_cast<const bson::Byte*>(&number));
@@ -31,6 +33,8 @@ double fromOrderedBits(std::uint64_t ordered) {
   return bson::load<double>(reinterpret_cast<const bson::Byte*>(&bits));
 }
 
+/// The greatest double that is not above the number. Beyond 2^53 not every integer has one of its own, and the
+/// conversion may round up; it may even reach 2^63, which cannot be converted back.
 double notAbove(std::int64_t number) {
   const auto near = static_cast<double>(number);
   const bool above = near >= twoTo63 || static_cast<std::int64_t>(near) > number;
@@ -39,7 +43,7 @@ double notAbove(std::int64_t number) {
 
 struct Number {
   std::uint64_t ordered = 0;
-  std::uint32_t rest = 0;  // an int64 above the double below it
+  std::uint32_t rest = 0;  // an int64 above the double below it; less than 1024, the distance of doubles below 2^63
   NumberTag tag = NumberTag::real;
 };
 
@@ -52,6 +56,8 @@ Number ofInt64(std::int64_t value) {
 std::optional<Number> ofDouble(double value) {
   const auto bits = bson::load<std::uint64_t>(reinterpret_cast<const bson::Byte*>(&value));
   if (std::isnan(value)) {
+    // A payload has room for these two; the bits of others would be lost, and statistics give
+    // values back as they were.
     if (bits != plainNan && bits != minusNan) return std::nullopt;
     return Number{0, 0, bits == plainNan ? NumberTag::real : NumberTag::negativeNan};
   }
@@ -73,6 +79,7 @@ std::optional<Number> numberOf(const bson::Value& value) {
   }
 }
 
+/// 80 and above, so that it comes behind every `NumberTag`: an int64 between two doubles is above the lower one.
 void putRest(std::string& out, std::uint32_t rest) {
   out.push_back(static_cast<char>(0x80 | rest >> 8));
   out.push_back(static_cast<char>(rest));
@@ -95,6 +102,8 @@ ValueClass encodeText(std::string_view text, std::string& payload) {
     payload.assign(text);
     return ValueClass::string;
   }
+  // The front keeps ranges and patterns with a fixed beginning useful; the hash keeps texts apart that begin alike.
+  // Equal hashes do no harm, since the document is looked at again.
   payload.assign(text.substr(0, textPrefix));
   putBigEndian(payload, XXH3_64bits(text.data(), text.size()), 8);
   return ValueClass::longString;
@@ -115,7 +124,7 @@ void appendNumber(bson::Writer& out, std::string_view key, std::string_view payl
       return out.appendInt64(key, static_cast<std::int64_t>(below));
     case NumberTag::negativeZero:
       return out.appendDouble(key, -0.0);
-    case NumberTag::negativeNan:
+    case NumberTag::negativeNan:  // `below` is the NaN of the lowest place in the order
       return out.appendDouble(key, -below);
     case NumberTag::real:
     case NumberTag::end:
@@ -128,7 +137,8 @@ void require(std::string_view payload, std::size_t size) {
   if (payload.size() != size) damaged("the size of a value");
 }
 
-/// Reads an escaped text and its end.
+/// Reads an escaped text and its end. A single 00 is the end, unless FF follows: a value's class, a type's flag and the
+/// end of the key, one of which follows a name, are never FF.
 std::string readName(ByteReader& reader) {
   std::string name;
   while (true) {
@@ -144,6 +154,7 @@ std::string readName(ByteReader& reader) {
 }  // namespace
 
 void putBigEndian(std::string& out, std::uint64_t number, int bytes) {
+  // At once, and not byte by byte: the key of every item passes here.
   const std::uint64_t reversed = __builtin_bswap64(number);
   char all[sizeof reversed];
   std::memcpy(all, &reversed, sizeof reversed);
@@ -215,6 +226,7 @@ std::optional<NumberBounds> boundsOfNumber(const bson::Value& value) {
   putBigEndian(bounds.before, number->ordered, 8);
   bounds.after = bounds.before;
   if (number->rest != 0) {
+    // No other kind of number equals it: the payload stands alone.
     putRest(bounds.before, number->rest);
     bounds.after = bounds.before;
     bounds.after.push_back('\0');
@@ -238,6 +250,7 @@ KeyBuilder& KeyBuilder::start(PathId path, TermKind kind) {
 
 KeyBuilder& KeyBuilder::name(std::string_view text) {
   byte(2);
+  // 00 ends the name, so that a name comes before those that it begins; a NUL inside is followed by FF to come behind.
   for (const char letter : text) {
     key_.push_back(letter);
     if (letter == '\0') key_.push_back('\xFF');
@@ -285,6 +298,7 @@ ParsedKey parseKey(std::string_view key) {
 }
 
 std::string afterPrefix(std::string prefix) {
+  // An FF has no next byte; what follows all that begin with it follows the shorter prefix.
   while (!prefix.empty() && prefix.back() == '\xFF') prefix.pop_back();
   if (!prefix.empty()) prefix.back() = static_cast<char>(prefix.back() + 1);
   return prefix;

@@ -19,6 +19,11 @@
 ///     name      = 01 | 02 text 00         without a name | with one; a NUL of the text is 00 FF
 ///     type      = 00 | 01 int32           without a type | with one; 4 bytes, big-endian, the sign flipped
 ///     value     = class payload           see ValueClass
+///
+/// Keys compare as bytes and nothing else, so that blocks, heaps and look-ups need to know no types, and a range of
+/// values is a range of keys. Numbers of all kinds share one order, as queries compare them; that 1, 1.0 and int64 1
+/// are told apart behind it serves statistics, which give values back as they were. What has no order that queries use,
+/// or would make keys long, is *looked up*: its key leads to the records that may match, and the document decides.
 namespace database_client::embedded::index {
 
 using PathId = std::uint16_t;
@@ -103,7 +108,7 @@ struct ParsedKey {
 /// The payload points into `key`. Throws Error{storage} for what is no key.
 ParsedKey parseKey(std::string_view key);
 
-/// The smallest bytes that are greater than all that begin with `prefix`.
+/// The smallest bytes that are greater than all that begin with `prefix`; none, if that is only FF.
 std::string afterPrefix(std::string prefix);
 
 }  // namespace database_client::embedded::index
