@@ -162,12 +162,12 @@ class Store {
     if (!indexed) return;
     index_ = std::make_unique<ItemIndex>(
         blobs_, 1, ItemIndex::Options(),
-        [this](std::int64_t after, const std::function<void(std::int64_t, bson::View)>& receive) {
+        [this](RecordNumber after, const std::function<void(RecordNumber, bson::View)>& receive) {
           auto rows = connection_.statement("SELECT rid, body FROM documents WHERE rid > ?1 ORDER BY rid");
-          rows.bind(1, after);
+          rows.bind(1, static_cast<std::int64_t>(after));
           while (rows.step()) {
             const sqlite::Blob body = rows.blob(1);
-            receive(rows.integer(0), {static_cast<const bson::Byte*>(body.data), body.size});
+            receive(static_cast<RecordNumber>(rows.integer(0)), {static_cast<const bson::Byte*>(body.data), body.size});
           }
         });
   }
@@ -182,7 +182,7 @@ class Store {
           .bindBlob(1, viewOf(body).find("_id").data, bson::objectIdSize)
           .bindBlob(2, body.data(), body.size())
           .run();
-      if (index_) index_->add(connection_.lastRowId(), viewOf(body));
+      if (index_) index_->add(static_cast<RecordNumber>(connection_.lastRowId()), viewOf(body));
     }
     if (index_) index_->flush();
     transaction.commit();
@@ -248,7 +248,7 @@ void Insert(benchmark::State& state) {
   }
   state.SetItemsProcessed(static_cast<std::int64_t>(store.documents()));
   if (state.range(0) == 0) return;
-  const ItemIndex::Size size = store.index().size();
+  const ItemIndex::Size size = store.index().flushAndSnapshot().size();
   state.counters["bytesPerRecord"] = static_cast<double>(size.bytes) / static_cast<double>(store.documents());
   state.counters["segments"] = static_cast<double>(size.segments);
 }

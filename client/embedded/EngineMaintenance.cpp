@@ -174,7 +174,7 @@ void EmbeddedEngine::compactIndex(Collection& collection) {
   store_.markDirty(collection);
   try {
     collection.index()->compact();
-    if (!collection.index()->needsRebuild()) return;
+    if (!collection.index()->flushAndSnapshot().needsRebuild()) return;
   } catch (const Error& error) {
     if (error.kind() != Error::Kind::storage || !store_.connection().inTransaction()) throw;
   }

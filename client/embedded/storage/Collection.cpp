@@ -16,8 +16,14 @@ using bson::View;
 
 namespace {
 
-constexpr std::size_t smallestDocument = 5;
+constexpr std::size_t smallestDocument = 5;  // the length of 4 bytes, and the end
 
+/// As the index counts; a row's number is positive.
+RecordNumber recordOf(std::int64_t rid) {
+  return static_cast<RecordNumber>(rid);
+}
+
+/// Users and roles have no items, and are asked for by their "_id" alone.
 bool isAdministration(const std::string& database, const std::string& name) {
   return database == "admin" && (name == "system.users" || name == "system.roles");
 }
@@ -48,8 +54,8 @@ Collection::Collection(Store& store, std::int64_t number, const std::string& dat
   if (!isAdministration(database, name)) {
     index_ = std::make_unique<ItemIndex>(
         store.blobs(), number, ItemIndex::Options(),
-        [this](std::int64_t after, const std::function<void(std::int64_t, View)>& receive) {
-          RowScan rows(*this, after);
+        [this](RecordNumber after, const std::function<void(RecordNumber, View)>& receive) {
+          RowScan rows(*this, static_cast<std::int64_t>(after));
           while (rows.next()) {
             store_.checkIndexing();
             View body;
@@ -57,7 +63,7 @@ Collection::Collection(Store& store, std::int64_t number, const std::string& dat
               body = rows.body();
             } catch (const DamageError&) {  // The index has it as one that may have anything.
             }
-            receive(rows.rid(), body);
+            receive(recordOf(rows.rid()), body);
           }
         },
         store.blocks());
@@ -67,6 +73,8 @@ Collection::Collection(Store& store, std::int64_t number, const std::string& dat
 Collection::~Collection() = default;
 
 View Collection::whole(std::int64_t rid, std::int64_t sum, sqlite::Blob body) const {
+  // The size that BSON begins with is covered by the sum, and compared all the same: bytes that fit their sum by chance
+  // would be read past their end otherwise.
   const bool isSound = body.size >= smallestDocument && checksum_.of(rid, body.data, body.size) == sum;
   return isSound && bson::load<std::uint32_t>(body.data) == body.size ? View{body.data, body.size} : View{};
 }
@@ -97,6 +105,7 @@ std::int64_t Collection::lastRid() {
 }
 
 bool Collection::insert(View document) {
+  // Whether the "_id" is taken the unique index tells, in the insert itself: asking before would be a second look-up.
   const std::string key = canonicalKey(document.find("_id"));
   const std::int64_t rid = lastRid() + 1;
   store_.connection()
@@ -107,10 +116,11 @@ bool Collection::insert(View document) {
       .bindBlob(4, document.data, document.size)
       .run();
   if (store_.connection().changes() == 0) return false;
-  lastRid_ = rid;
+  lastRid_ = rid;  // Not before: the number of an insert that was refused is given to the next.
   if (!index_) return true;
+  // The row comes first: should the index read the documents that it has not seen yet, this is one of them.
   markDirty();
-  index_->add(rid, document);
+  index_->add(recordOf(rid), document);
   return true;
 }
 
@@ -123,13 +133,14 @@ void Collection::replace(std::int64_t rid, View before, View after) {
       .run();
   if (!index_) return;
   markDirty();
-  index_->replace(rid, before, after);
+  index_->replace(recordOf(rid), before, after);
 }
 
 void Collection::remove(std::int64_t rid, View body) {
+  // The index comes first: `body` may point into the row.
   if (index_) {
     markDirty();
-    index_->remove(rid, body);
+    index_->remove(recordOf(rid), body);
   }
   store_.connection().statement(sql_.remove).bind(1, rid).run();
 }
@@ -141,12 +152,13 @@ void Collection::checkWanted() const {
 void Collection::removeUnreadable(std::int64_t rid) {
   if (index_) {
     markDirty();
-    index_->removeUnknown(rid);
+    index_->removeUnreadable(recordOf(rid));
   }
   store_.connection().statement(sql_.remove).bind(1, rid).run();
 }
 
 long long Collection::count() {
+  // One step that goes over all rows: nobody asks in between whether the result is still wanted.
   const sqlite::Connection::Interruptible interruptible(store_.connection());
   return store_.connection().integer(sql_.count);
 }
@@ -177,6 +189,8 @@ std::string Collection::storedIdKey(std::int64_t rid) {
 }
 
 std::string Collection::idKeyOf(std::int64_t rid) {
+  // The key beside a document has no sum. That the index of ids leads from it to the record makes it likely to be
+  // whole.
   try {
     std::string key = storedIdKey(rid);
     if (ridOfKey(key) == rid) return key;
@@ -247,6 +261,7 @@ RowScan::RowScan(Collection& collection, std::int64_t after)
 
 bool RowScan::next() {
   if (!statement_.step()) return false;
+  // A damaged tree may lead back to where it came from; without this a scan would not end.
   isOutOfOrder_ = rid() <= last_;
   if (isOutOfOrder_)
     collection_.refuse("the records of " + collection_.label() + " are damaged: they are out of order");

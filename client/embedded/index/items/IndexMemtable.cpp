@@ -18,6 +18,8 @@ namespace {
 
 constexpr std::size_t headSize = 8;
 
+/// The first bytes, the first one highest, so that heads compare as the bytes do. A shorter payload gets zeros, and is
+/// told from one that has them by its size.
 std::uint64_t headOf(std::string_view payload) {
   std::uint64_t head = 0;
   if (payload.size() >= headSize) {
@@ -28,16 +30,19 @@ std::uint64_t headOf(std::string_view payload) {
   return payload.empty() ? 0 : head << (8 * (headSize - payload.size()));
 }
 
-/// Writes the payload's bytes that are in the head, where there is room for all of it.
+/// Writes the payload's bytes that are in the head. All eight are written, without asking how many they are, so there
+/// has to be room for them; what comes next overwrites the rest.
 char* putHead(char* at, std::uint64_t head, std::size_t size) {
   const std::uint64_t reversed = __builtin_bswap64(head);
   std::memcpy(at, &reversed, headSize);
   return at + std::min(size, headSize);
 }
 
+// A radix sort by the 24 bits in which heads first differ, a byte at a time: thousands of values are told apart by
+// these, and each pass touches all of them. What is equal in them is sorted by comparing.
 constexpr unsigned digitBits = 8;
 constexpr unsigned digits = 3;
-/// Below this it is cheaper to compare.
+/// Below this it is cheaper to compare than to count 256 digits thrice.
 constexpr std::size_t fewestForDigits = 96;
 
 }  // namespace
@@ -46,10 +51,10 @@ IndexMemtable::IndexMemtable() {
   rehash();
 }
 
-void IndexMemtable::change(Rid rid, const ItemExtractor& found, bool removed) {
+void IndexMemtable::change(RecordNumber record, const ItemExtractor& found, bool removed) {
   if (found.places().empty()) return;
   const auto change = static_cast<ChangeNumber>(changes_.size());
-  changes_.push_back({rid, removed});
+  changes_.push_back({record, removed});
   for (const ItemExtractor::Place& place : found.places()) {
     if (place.nonIndexable) addNonIndexable(place.path, change);
     const Item* items = found.items(place);
@@ -57,7 +62,7 @@ void IndexMemtable::change(Rid rid, const ItemExtractor& found, bool removed) {
       TermGroup& group = groupFor(place.path, items[i]);
       addType(group, items[i], change);
       addValue(group, items[i].value, change);
-      entries_ += 2;
+      entries_ += 2;  // a term of the name with its type, and one with its value
     }
   }
 }
@@ -76,6 +81,7 @@ std::size_t IndexMemtable::place(ItemPaths::Id path, const Item& item) const {
 void IndexMemtable::rehash() {
   table_.assign(std::max<std::size_t>(64, table_.size() * 2), 0);
   for (std::size_t i = 0; i < groups_.size(); ++i) {
+    // `place` asks for an item, of which path and name alone count.
     Item item;
     item.name = groups_[i].name;
     item.named = groups_[i].named;
@@ -84,6 +90,8 @@ void IndexMemtable::rehash() {
 }
 
 IndexMemtable::TermGroup& IndexMemtable::groupFor(ItemPaths::Id path, const Item& item) {
+  // Records of one kind have their items in one order: the group that followed last time is likely to follow again, and
+  // then neither hash nor table is asked.
   if (last_ < groups_.size()) {
     const std::uint32_t likely = groups_[last_].next;
     TermGroup& group = groups_[likely];
@@ -98,7 +106,7 @@ IndexMemtable::TermGroup& IndexMemtable::groupFor(ItemPaths::Id path, const Item
     item.named ? name.name(item.name) : name.noName();
     groups_.push_back({path, item.named, std::string(item.name), name.key()});
     if (groups_.size() * 2 > table_.size()) rehash();
-    at = place(path, item);
+    at = place(path, item);  // the place after rehashing; the group may stand there already
     table_[at] = static_cast<std::uint32_t>(groups_.size());
   }
   const std::uint32_t found = table_[at] - 1;
@@ -108,6 +116,7 @@ IndexMemtable::TermGroup& IndexMemtable::groupFor(ItemPaths::Id path, const Item
 }
 
 void IndexMemtable::addType(TermGroup& group, const Item& item, ChangeNumber change) {
+  // One after the other: a name has one type, hardly ever more.
   for (TypeChanges& known : group.types) {
     if (known.typed == item.typed && known.type == item.type) return known.changes.push_back(change);
   }
@@ -115,7 +124,7 @@ void IndexMemtable::addType(TermGroup& group, const Item& item, ChangeNumber cha
 }
 
 void IndexMemtable::addValue(TermGroup& group, const bson::Value& value, ChangeNumber change) {
-  // A short text is its own payload.
+  // A short text is its own payload, and need not be copied. Its BSON has 4 bytes of length before, a NUL behind.
   const bool isShortText =
       value.data != nullptr && value.type == bson::Type::string && value.size <= 4 + index::longestText + 1;
   const ValueClass kind = isShortText ? ValueClass::string : index::encodeValue(value, payload_);
@@ -155,6 +164,7 @@ bool IndexMemtable::tailsAreLess(const ValueEntry& a, const ValueEntry& b) const
 
 void IndexMemtable::write(index::TermSink& sink) {
   sortGroups();
+  // Groups are kept from transaction to transaction; a path counts only where something came under it since.
   std::vector<ItemPaths::Id> paths;
   for (const NonIndexable& nonIndexable : nonIndexable_) paths.push_back(nonIndexable.path);
   for (const std::uint32_t group : sorted_) {
@@ -167,15 +177,17 @@ void IndexMemtable::write(index::TermSink& sink) {
     while (first < sorted_.size() && groups_[sorted_[first]].path < path) ++first;
     std::size_t last = first;
     while (last < sorted_.size() && groups_[sorted_[last]].path == path) ++last;
+    // In the order of keys: all names with their types come before all values, whatever the names.
     writeNonIndexable(sink, path);
-    writePath(sink, first, last);
+    for (std::size_t i = first; i < last; ++i) writeTypes(sink, groups_[sorted_[i]]);
+    for (std::size_t i = first; i < last; ++i) writeValues(sink, groups_[sorted_[i]]);
     first = last;
   }
   clear();
 }
 
 void IndexMemtable::sortGroups() {
-  if (sorted_.size() == groups_.size()) return;
+  if (sorted_.size() == groups_.size()) return;  // Groups are only added, or all dropped: they are sorted already.
   sorted_.resize(groups_.size());
   for (std::uint32_t i = 0; i < sorted_.size(); ++i) sorted_[i] = i;
   std::sort(sorted_.begin(), sorted_.end(), [this](std::uint32_t left, std::uint32_t right) {
@@ -183,11 +195,6 @@ void IndexMemtable::sortGroups() {
     const TermGroup& b = groups_[right];
     return a.path != b.path ? a.path < b.path : a.nameInKey < b.nameInKey;
   });
-}
-
-void IndexMemtable::writePath(index::TermSink& sink, std::size_t first, std::size_t last) {
-  for (std::size_t i = first; i < last; ++i) writeTypes(sink, groups_[sorted_[i]]);
-  for (std::size_t i = first; i < last; ++i) writeValues(sink, groups_[sorted_[i]]);
 }
 
 void IndexMemtable::writeNonIndexable(index::TermSink& sink, ItemPaths::Id path) {
@@ -209,6 +216,7 @@ void IndexMemtable::writeTypes(index::TermSink& sink, TermGroup& group) {
     if (type.changes.empty()) continue;
     key_.start(group.path, TermKind::name).raw(group.nameInKey);
     type.typed ? key_.type(type.type) : key_.noType();
+    // Lent and given back, so that the group keeps the memory for the next transaction.
     termChanges_.swap(type.changes);
     emit(sink, key_.key());
     termChanges_.swap(type.changes);
@@ -246,6 +254,7 @@ void IndexMemtable::sortAll(const TermGroup& group, std::size_t first, std::size
 }
 
 /// Entries of one kind: by the first digits in which their heads differ, and by comparing what is the same in these.
+/// What comes before these digits is the same in all, and decides nothing.
 void IndexMemtable::sortByDigits(const TermGroup& group) {
   std::uint64_t different = 0;
   for (const SortKey& key : order_) different |= key.head ^ order_.front().head;
@@ -260,7 +269,8 @@ void IndexMemtable::sortByDigits(const TermGroup& group) {
   }
 }
 
-/// Keeps the order of those with the same digit.
+/// One pass of the radix sort, from the lowest digit up: it keeps the order of those with the same digit, by which the
+/// passes before it still count.
 void IndexMemtable::orderByDigit(unsigned shift) {
   constexpr std::uint64_t mask = (1U << digitBits) - 1;
   std::array<std::uint32_t, mask + 2> starts{};
@@ -288,6 +298,7 @@ void IndexMemtable::writeValues(index::TermSink& sink, TermGroup& group) {
   const std::string_view prefix = key_.start(group.path, TermKind::value).raw(group.nameInKey).key();
   valueKey_.shrink(0);
   valueKey_.append(prefix);
+  // Path and name stay in the buffer; class and payload are put behind them for each value.
   for (std::size_t i = 0; i < order_.size();) {
     const ValueEntry& entry = values[order_[i].entry];
     termChanges_.clear();
@@ -303,42 +314,54 @@ void IndexMemtable::writeValues(index::TermSink& sink, TermGroup& group) {
   }
 }
 
-bool IndexMemtable::isBefore(ChangeNumber a, ChangeNumber b) const {
-  const Rid left = changes_[a].rid;
-  const Rid right = changes_[b].rid;
-  return left != right ? left < right : a < b;
+/// By record, and the changes of one record in the order in which they were made.
+void IndexMemtable::sortTermChanges() {
+  const auto isBefore = [this](ChangeNumber a, ChangeNumber b) {
+    const RecordNumber left = changes_[a].record;
+    const RecordNumber right = changes_[b].record;
+    return left != right ? left < right : a < b;
+  };
+  // Records that are put in come in order; it is replacements that go back and forth.
+  if (!std::is_sorted(termChanges_.begin(), termChanges_.end(), isBefore)) {
+    std::sort(termChanges_.begin(), termChanges_.end(), isBefore);
+  }
 }
 
 /// Writes the net change that `termChanges_` make to a term.
 void IndexMemtable::emit(index::TermSink& sink, std::string_view key) {
+  // One record that was put in, with a value of its own: the most frequent term by far.
   if (termChanges_.size() == 1 && !changes_[termChanges_[0]].removed) {
-    return sink.add(key, index::Term::single(changes_[termChanges_[0]].rid));
+    return sink.add(key, index::Term::single(changes_[termChanges_[0]].record));
   }
-  const auto before = [this](ChangeNumber a, ChangeNumber b) { return isBefore(a, b); };
-  if (!std::is_sorted(termChanges_.begin(), termChanges_.end(), before))
-    std::sort(termChanges_.begin(), termChanges_.end(), before);
+  sortTermChanges();
   added_.clear();
   deleted_.clear();
   index::Term term;
   for (std::size_t i = 0; i < termChanges_.size();) {
-    const Rid rid = changes_[termChanges_[i]].rid;
-    int records = 0;
-    while (i < termChanges_.size() && changes_[termChanges_[i]].rid == rid) {
-      const ChangeNumber change = termChanges_[i];
-      std::int64_t items = 0;
-      for (; i < termChanges_.size() && termChanges_[i] == change; ++i) ++items;
-      const int sign = changes_[change].removed ? -1 : 1;
-      records += sign;
-      term.counts.extra += sign * (items - 1);
+    const RecordNumber record = changes_[termChanges_[i]].record;
+    int net = 0;
+    for (; i < termChanges_.size() && changes_[termChanges_[i]].record == record; ++i) {
+      const int sign = changes_[termChanges_[i]].removed ? -1 : 1;
+      // A change stands there once for each item of the document that has the term. The first makes the document one
+      // that has it, the others are extra items.
+      const bool isExtraItem = i > 0 && termChanges_[i - 1] == termChanges_[i];
+      if (isExtraItem) {
+        term.counts.extra += sign;
+      } else {
+        net += sign;
+      }
     }
-    if (records > 1 || records < -1) index::damaged("a record changed twice");
-    if (records > 0) added_.add(rid);
-    if (records < 0) deleted_.add(rid);
+    // Additions and removals alternate. More than one of a kind would be a record of a number that was taken, or a
+    // removal of what is not there: no sum of segments would come out right any more.
+    if (net > 1 || net < -1) index::damaged("a record changed twice");
+    if (net > 0) added_.add(record);
+    if (net < 0) deleted_.add(record);
   }
   term.counts.added = added_.count();
   term.counts.deleted = deleted_.count();
   term.added = added_.finish();
   term.deleted = deleted_.finish();
+  // A replacement deletes and adds all that did not change: it comes to nothing, and leaves no trace.
   if (term.counts.added != 0 || term.counts.deleted != 0 || term.counts.extra != 0) sink.add(key, term);
 }
 
@@ -351,7 +374,7 @@ void IndexMemtable::clear() {
   }
   for (TermGroup& group : groups_) {
     for (TypeChanges& type : group.types) type.changes.clear();
-    if (group.types.size() > 8) group.types.clear();
+    if (group.types.size() > 8) group.types.clear();  // They are looked through one by one.
     group.values.clear();
   }
   last_ = 0;

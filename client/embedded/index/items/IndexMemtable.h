@@ -18,18 +18,26 @@ namespace database_client::embedded {
 /// The memtable of the index: what the changes of one transaction add to terms and delete from them, before it is
 /// written as a segment.
 ///
-/// Entries are kept under their path and name in the order in which they came and are sorted when they are written: of
-/// a thousand records of one kind each name is looked up once, and its values are sorted by the first bytes that
-/// differ, which takes half the time of sorting whole keys. An ordered map, as memtables of key-value stores have it,
-/// would pay for order that nobody asks for before the end.
+/// A *change* is one call of `change`: a document that was added or removed. Its number stands at each *entry*, a term
+/// that the document has. A *term group* has the entries of one path and name, by value and, apart, by type, in the
+/// order in which they came. `write` sorts the groups and then the values of each, and gives every term with its *net
+/// change*, the sum over all changes, to a sink.
+///
+/// Invariant: additions and removals of one record alternate, since a record is added when it is not there and removed
+/// when it is. However many they are, they come to 1 (the term is new to the record since the memtable was last
+/// written), 0 or -1.
+///
+/// Entries are sorted when they are written: of a thousand records of one kind each name is looked up once, and its
+/// values are sorted by the first bytes that differ, which takes half the time of sorting whole keys. An ordered map,
+/// as memtables of key-value stores have it, would pay for order that nobody asks for before the end: whoever reads has
+/// the memtable written first. Tried and dropped: the record and the sign of a change in each entry, which then took 48
+/// bytes in place of 28, so that the entries of a thousand records did not stay in the processor's cache.
 class IndexMemtable {
  public:
-  using Rid = index::Rid;
-
   IndexMemtable();
 
   /// Adds what the extractor found in one document or, if `removed`, a tombstone for it.
-  void change(Rid rid, const ItemExtractor& found, bool removed);
+  void change(RecordNumber record, const ItemExtractor& found, bool removed);
   bool empty() const { return entries_ == 0; }
   std::size_t entries() const { return entries_; }
   /// Gives the net change of each term to `sink` and forgets it. Throws Error{storage} when a record was added twice,
@@ -40,14 +48,14 @@ class IndexMemtable {
  private:
   /// One call of `change`, and the document that it was about.
   struct Change {
-    Rid rid;
+    RecordNumber record;
     bool removed;
   };
-  /// A document that got or lost a term: the number of the change. Small, as one is kept for each entry.
+  /// Where a change stands in `changes_`. Small, as one is kept for each entry.
   using ChangeNumber = std::uint32_t;
   using ChangeNumbers = std::vector<ChangeNumber>;
   struct ValueEntry {
-    std::uint64_t head;  // the first 8 bytes of the payload, which decide most comparisons
+    std::uint64_t head;  // the first 8 bytes of the payload as a number, which decides most comparisons
     std::uint32_t tail;  // where the others are in `tails_`
     ChangeNumber change;
     std::uint16_t size;  // of the payload
@@ -78,6 +86,7 @@ class IndexMemtable {
     ChangeNumbers changes;
   };
 
+  /// Groups stay for the next transaction, which mostly has the same names; names without number must not.
   static constexpr std::size_t keptGroups = 4096;
 
   TermGroup& groupFor(ItemPaths::Id path, const Item& item);
@@ -97,20 +106,19 @@ class IndexMemtable {
   void sortAll(const TermGroup& group, std::size_t first, std::size_t last);
   void sortByDigits(const TermGroup& group);
   void orderByDigit(unsigned shift);
-  void writePath(index::TermSink& sink, std::size_t first, std::size_t last);
   void writeNonIndexable(index::TermSink& sink, ItemPaths::Id path);
   void writeTypes(index::TermSink& sink, TermGroup& group);
   void writeValues(index::TermSink& sink, TermGroup& group);
-  bool isBefore(ChangeNumber a, ChangeNumber b) const;
+  void sortTermChanges();
   void emit(index::TermSink& sink, std::string_view key);
 
   std::vector<TermGroup> groups_;
   std::vector<std::uint32_t> table_;   // open addressing, number of a group + 1
   std::vector<std::uint32_t> sorted_;  // numbers of groups by path and name
-  std::uint32_t last_ = 0;
+  std::uint32_t last_ = 0;             // the group that was asked for last
   std::vector<NonIndexable> nonIndexable_;
-  std::string tails_;
-  std::string payload_;
+  std::string tails_;    // what payloads have beyond their heads
+  std::string payload_;  // of one value, kept for its memory
   std::size_t entries_ = 0;
   std::vector<Change> changes_;
 
@@ -119,7 +127,7 @@ class IndexMemtable {
   index::ByteBuffer valueKey_;
   std::vector<SortKey> order_;
   std::vector<SortKey> orderBefore_;
-  ChangeNumbers termChanges_;
+  ChangeNumbers termChanges_;  // of the term that is being written; once for each item that has it
   index::PostingWriter added_;
   index::PostingWriter deleted_;
 };

@@ -8,6 +8,8 @@ namespace database_client::embedded {
 
 namespace {
 
+/// Whether a path with dots can lead through this key, and to nothing else: "a.0" may mean a position, and a key with a
+/// dot cannot be named.
 bool hasPlainKey(const bson::Element& element) {
   return element.key.find('.') == std::string_view::npos && !isArrayPosition(element.key) && !element.key.empty();
 }
@@ -22,10 +24,6 @@ bool is(std::string_view key, const char (&name)[size]) {
   return key.size() == size - 1 && std::memcmp(key.data(), name, size - 1) == 0;
 }
 
-bool isNothing(const bson::Value& value) {
-  return value.type == bson::Type::null;
-}
-
 }  // namespace
 
 void ItemExtractor::extract(bson::View document) {
@@ -35,7 +33,7 @@ void ItemExtractor::extract(bson::View document) {
   mergeDuplicates();
 }
 
-void ItemExtractor::extractUnknown() {
+void ItemExtractor::extractUnreadable() {
   places_.clear();
   items_.clear();
   for (std::size_t path = 0; path < paths_.size(); ++path) {
@@ -44,7 +42,7 @@ void ItemExtractor::extractUnknown() {
   }
 }
 
-/// Whether the level itself looks like an item.
+/// Visits everything below; whether the level itself looks like an item.
 bool ItemExtractor::walk(bson::View level, ItemPaths::Id path, Reach reach) {
   bool isItem = false;
   for (const bson::Element& element : level) {
@@ -55,12 +53,14 @@ bool ItemExtractor::walk(bson::View level, ItemPaths::Id path, Reach reach) {
 }
 
 void ItemExtractor::visit(bson::View level, const bson::Element& element, ItemPaths::Id path, Reach reach) {
-  if (isNothing(element.value)) return;
+  if (element.value.type == bson::Type::null) return;  // Like an empty array it holds no item, and unwinds to nothing.
   const bool nested = isNested(element.value);
+  // Numbers and texts matter under a clean path alone, and only where an aggregation reaches them.
   if (!nested && reach == Reach::throughArray) return;
   const auto child = paths_.child(path, element.key, !nested);
   if (!child) return;
   if (!nested) return visitNonItem(*child, reach);
+  // A key that stands there a second time: the first one is what a look-up finds.
   if (level.find(element.key).data != element.value.data) reach = Reach::throughArray;
   if (element.value.isDocument()) {
     visitDocument(element.value.asDocument(), *child, reach);
@@ -75,6 +75,7 @@ void ItemExtractor::visitNonItem(ItemPaths::Id path, Reach reach) {
 
 void ItemExtractor::visitDocument(bson::View document, ItemPaths::Id path, Reach reach) {
   if (walk(document, path, reach)) {
+    // {name, value} without an array: a query matches it as it does an element.
     paths_.track(path);
     addNonIndexable(path);
   } else if (reach == Reach::direct) {
@@ -84,26 +85,36 @@ void ItemExtractor::visitDocument(bson::View document, ItemPaths::Id path, Reach
 
 void ItemExtractor::visitArray(bson::View array, ItemPaths::Id path, Reach reach) {
   const std::size_t firstItem = items_.size();
-  bool regular = reach == Reach::direct;
-  bool anyItem = false;
-  bool anyNested = false;
+  ElementTraits whole{false, reach == Reach::direct, false};  // what the elements are taken together
   for (const bson::Element& element : array) {
-    items_.emplace_back();
-    if (element.value.isArray()) regular = false;
-    if (element.value.isArray()) anyNested = true;
-    if (!element.value.isDocument()) continue;
-    regular = readItem(element.value.asDocument(), items_.back(), anyItem, anyNested) && regular;
+    const ElementTraits traits = readElement(element.value, items_.emplace_back());
+    whole.looksLikeItem = whole.looksLikeItem || traits.looksLikeItem;
+    whole.isIndexable = whole.isIndexable && traits.isIndexable;
+    whole.hasNested = whole.hasNested || traits.hasNested;
   }
   const std::size_t count = items_.size() - firstItem;
-  if (anyItem) paths_.track(path);
-  const bool told = anyItem || (count > 0 && reach == Reach::direct && paths_.markNonItem(path));
-  if (told && regular) {
+  bool isIndexed = whole.looksLikeItem;
+  if (isIndexed) {
+    paths_.track(path);
+  } else if (count > 0 && reach == Reach::direct) {
+    // Elements without name and value: they are told of only where that keeps the path clean, and may have come too
+    // early for that, before the path had items. An empty array is nothing.
+    isIndexed = paths_.markNonItem(path);
+  }
+  if (isIndexed && whole.isIndexable) {
     places_.push_back({path, false, firstItem, count});
   } else {
     items_.resize(firstItem);
-    if (told) addNonIndexable(path);
+    if (isIndexed) addNonIndexable(path);
   }
-  if (anyNested) walkElements(array, path);
+  if (whole.hasNested) walkElements(array, path);
+}
+
+/// An element that is no document is an item without anything: it counts among those of its array, as an aggregation
+/// that unwinds the array counts it. What stands in an array within the array it reaches otherwise than queries do.
+ItemExtractor::ElementTraits ItemExtractor::readElement(const bson::Value& element, Item& item) {
+  if (element.isDocument()) return readItem(element.asDocument(), item);
+  return {false, !element.isArray(), false};
 }
 
 /// What lies below an array is not reached as an aggregation reaches things, but by queries.
@@ -113,31 +124,33 @@ void ItemExtractor::walkElements(bson::View array, ItemPaths::Id path) {
   }
 }
 
-/// False when the item makes the document non-indexable.
-bool ItemExtractor::readItem(bson::View document, Item& item, bool& isItem, bool& nested) {
+ItemExtractor::ElementTraits ItemExtractor::readItem(bson::View document, Item& item) {
   int names = 0;
   int values = 0;
   int types = 0;
-  bool plain = true;
+  bool areKindsRight = true;
+  bool hasNested = false;
   for (const bson::Element& field : document) {
-    nested = nested || isNested(field.value);
+    hasNested = hasNested || isNested(field.value);
     if (is(field.key, "name")) {
       ++names;
       item.named = true;
-      plain = plain && field.value.type == bson::Type::string;
-      if (plain) item.name = field.value.asString();
+      areKindsRight = areKindsRight && field.value.type == bson::Type::string;
+      if (areKindsRight) item.name = field.value.asString();
     } else if (is(field.key, "value")) {
       ++values;
       item.value = field.value;
     } else if (is(field.key, "type")) {
       ++types;
       item.typed = true;
-      plain = plain && field.value.type == bson::Type::int32;
-      if (plain) item.type = field.value.asInt32();
+      areKindsRight = areKindsRight && field.value.type == bson::Type::int32;
+      if (areKindsRight) item.type = field.value.asInt32();
     }
   }
-  isItem = isItem || names > 0 || values > 0;
-  return plain && names < 2 && values < 2 && types < 2 && item.name.size() <= index::longestName;
+  // Of a repeated key queries take one, aggregations another.
+  const bool isUnambiguous = names < 2 && values < 2 && types < 2;
+  const bool isIndexable = areKindsRight && isUnambiguous && item.name.size() <= index::longestName;
+  return {names > 0 || values > 0, isIndexable, hasNested};
 }
 
 void ItemExtractor::addNonIndexable(ItemPaths::Id path) {

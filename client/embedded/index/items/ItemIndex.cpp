@@ -8,7 +8,6 @@
 
 #include "client/embedded/index/items/IndexMemtable.h"
 #include "client/embedded/index/items/ItemExtractor.h"
-#include "client/embedded/index/items/ItemPaths.h"
 #include "client/embedded/index/segments/MergedTerms.h"
 #include "client/embedded/index/segments/Segment.h"
 #include "client/embedded/index/segments/SegmentWriter.h"
@@ -23,26 +22,31 @@ constexpr int blockBits = 17;
 constexpr int segmentBits = 26;
 constexpr std::uint32_t lastSegment = (1U << segmentBits) - 1;
 constexpr std::uint64_t mostBlobs = (1U << blockBits) - 8;  // one term can fill several blobs at once
+/// A segment of level n has at least this much times the fan-out to the power of n.
 constexpr std::uint64_t unitOfLevels = 1024;
+/// Of a block and a chunk: no segment in memory is cut into blobs.
 constexpr std::size_t unlimited = std::size_t{1} << 40;
-constexpr std::int64_t everything = std::numeric_limits<std::int64_t>::max();
+/// What `indexedThrough_` is where every document is told to the index. Below it every number of a row fits.
+constexpr RecordNumber everything = std::numeric_limits<std::int64_t>::max();
 
-/// The level at which a segment of this size would be if it had been merged of small ones.
+/// The level at which a segment of this size would be if it had been merged of small ones: a large transaction makes a
+/// segment that waits for others of its size, and is not merged with small ones again and again.
 std::uint32_t levelOf(std::uint64_t bytes, std::size_t fanOut) {
   std::uint32_t level = 0;
   for (std::uint64_t size = unitOfLevels * fanOut; size <= bytes; size *= fanOut) ++level;
   return level;
 }
 
-/// Notes documents that cannot be read, once all others are noted, so that all their paths are known.
-void noteUnknown(const std::vector<std::int64_t>& rids, ItemExtractor& extractor, IndexMemtable& memtable) {
-  for (const std::int64_t rid : rids) {
-    extractor.extractUnknown();
-    memtable.change(static_cast<std::uint64_t>(rid), extractor, false);
+/// Adds documents that cannot be read, once all others are added, so that all their paths are known: such a document is
+/// non-indexable under each of them, and stays a candidate for every query.
+void addUnreadable(const std::vector<RecordNumber>& records, ItemExtractor& extractor, IndexMemtable& memtable) {
+  for (const RecordNumber record : records) {
+    extractor.extractUnreadable();
+    memtable.change(record, extractor, false);
   }
 }
 
-/// Takes the only blob of a segment that is not stored.
+/// Takes the only blob of a segment that is not stored: `SegmentWriter::finish` gives its bytes.
 class NullBlobStore : public BlobStore {
  public:
   std::string read(std::int64_t /*key*/) override { return {}; }
@@ -53,12 +57,6 @@ class NullBlobStore : public BlobStore {
 };
 
 }  // namespace
-
-/// What queries see: the stored segments, and one in memory of the documents that are in none of them.
-struct ItemIndex::Snapshot {
-  ItemPaths paths;
-  Segments segments;
-};
 
 std::int64_t ItemIndex::firstKey(std::int64_t collection) {
   return collection << (segmentBits + blockBits);
@@ -76,10 +74,10 @@ ItemIndex::ItemIndex(BlobStore& store, std::int64_t collection, const Options& o
       collection_(collection),
       options_(options),
       documents_(std::move(documents)),
+      blocks_(blocks ? std::move(blocks) : std::make_shared<BlockCache>(store, options.cacheSize)),
       paths_(std::make_unique<ItemPaths>()),
       extractor_(std::make_unique<ItemExtractor>(*paths_)),
-      memtable_(std::make_unique<IndexMemtable>()),
-      blocks_(blocks ? std::move(blocks) : std::make_shared<BlockCache>(store, options.cacheSize)) {}
+      memtable_(std::make_unique<IndexMemtable>()) {}
 
 ItemIndex::~ItemIndex() {
   forgetBlocks();
@@ -89,36 +87,38 @@ std::int64_t ItemIndex::blobOf(std::uint32_t segment) const {
   return firstKey(collection_) + (static_cast<std::int64_t>(segment) << blockBits);
 }
 
-void ItemIndex::synchronize() {
+/// Only while nothing is gathered: the memtable and the paths would belong to another state.
+void ItemIndex::loadIfChanged() {
   const std::uint64_t version = store_.version();
-  if (loaded_ && version == version_) return;
+  if (loadedVersion_ == version) return;
+  loadedVersion_.reset();  // should reading fail half-way
   load();
-  version_ = version;
+  loadedVersion_ = version;
 }
 
 void ItemIndex::load() {
-  loaded_ = false;
   snapshot_.reset();
   const std::string paths = store_.read(firstKey(collection_));
   indexedThrough_ = readIndexedThrough(paths.empty());
   setPaths(paths.empty() ? std::make_unique<ItemPaths>() : std::make_unique<ItemPaths>(index::unseal(paths)));
   Segments before;
   before.swap(segments_);
+  // Each head is looked up by the first key from its segment on, so that there is no list of segments to be kept true.
   std::int64_t from = blobOf(1);
   while (const auto key = store_.firstKey(from, lastKey(collection_))) {
     const auto number = static_cast<std::uint32_t>((*key - firstKey(collection_)) >> blockBits);
-    segments_.push_back(known(before, number));
+    segments_.push_back(loadSegment(before, number));
     from = blobOf(number + 1);
   }
+  // Numbers of segments that are gone may be given again; then blocks in memory would be taken for the new ones.
   const bool allStay = std::all_of(before.begin(), before.end(), [&](const std::shared_ptr<const Segment>& segment) {
     return std::find(segments_.begin(), segments_.end(), segment) != segments_.end();
   });
   if (!allStay) forgetBlocks();
-  loaded_ = true;
 }
 
 /// The segment as it is stored; the object there was, if it still says the same.
-std::shared_ptr<const Segment> ItemIndex::known(const Segments& before, std::uint32_t number) const {
+std::shared_ptr<const Segment> ItemIndex::loadSegment(const Segments& before, std::uint32_t number) const {
   std::string head = store_.read(blobOf(number));
   for (const auto& segment : before) {
     if (segment->number() == number && segment->head() == head) return segment;
@@ -127,48 +127,52 @@ std::shared_ptr<const Segment> ItemIndex::known(const Segments& before, std::uin
 }
 
 /// Without a note of it, all documents are in segments, unless there are none at all.
-std::int64_t ItemIndex::readIndexedThrough(bool isNew) const {
+RecordNumber ItemIndex::readIndexedThrough(bool isNew) const {
   const std::string blob = documents_ ? store_.read(firstKey(collection_) + 1) : std::string();
-  if (!blob.empty()) return static_cast<std::int64_t>(index::ByteReader(index::unseal(blob)).varint());
+  if (!blob.empty()) return index::ByteReader(index::unseal(blob)).varint();
   return documents_ && isNew ? 0 : everything;
 }
 
-void ItemIndex::setIndexedThrough(std::int64_t rid) {
-  indexedThrough_ = rid;
-  indexedThroughChanged_ = true;
+void ItemIndex::setIndexedThrough(RecordNumber record) {
+  indexedThrough_ = record;
+  transaction_.indexedThroughChanged = true;
 }
 
-/// Whether a document that changes is in no stored segment, so that there is nothing to be changed.
-bool ItemIndex::isUnindexed(std::int64_t rid) {
-  if (memtable_->empty()) synchronize();
+/// Before each change: `indexedThrough_`, which decides what is to be done, is that of the transaction's state.
+void ItemIndex::beginChange() {
+  if (memtable_->empty()) loadIfChanged();
   snapshot_.reset();
-  return rid > indexedThrough_;
 }
 
-void ItemIndex::add(std::int64_t rid, bson::View body) {
-  if (!isUnindexed(rid)) return gather(rid, body, false);
-  lastAdded_ = std::max(lastAdded_, rid);
-  if (bulk_) {
-    gather(rid, body, false);
-    setIndexedThrough(rid);
-  } else if (++unindexedAdded_ >= options_.bulkSize) {
+void ItemIndex::add(RecordNumber record, bson::View body) {
+  beginChange();
+  if (!isUnindexed(record)) return gather(record, body, false);
+  transaction_.lastAdded = std::max(transaction_.lastAdded, record);
+  if (transaction_.isBulk) {
+    gather(record, body, false);
+    setIndexedThrough(record);
+  } else if (++transaction_.unindexedAdded >= options_.bulkSize) {
     indexUnindexed();
-    bulk_ = true;
+    transaction_.isBulk = true;
   }
 }
 
-void ItemIndex::remove(std::int64_t rid, bson::View body) {
-  if (!isUnindexed(rid)) gather(rid, body, true);
+void ItemIndex::remove(RecordNumber record, bson::View body) {
+  beginChange();
+  if (!isUnindexed(record)) gather(record, body, true);
 }
 
-void ItemIndex::removeUnknown(std::int64_t rid) {
-  if (!isUnindexed(rid)) isStale_ = true;
+void ItemIndex::removeUnreadable(RecordNumber record) {
+  beginChange();
+  if (!isUnindexed(record)) transaction_.mustRebuild = true;
 }
 
-void ItemIndex::replace(std::int64_t rid, bson::View before, bson::View after) {
-  if (isUnindexed(rid)) return;
-  gather(rid, before, true);
-  gather(rid, after, false);
+void ItemIndex::replace(RecordNumber record, bson::View before, bson::View after) {
+  beginChange();
+  if (isUnindexed(record)) return;
+  // All that was and all that is: what stayed the same cancels when the memtable is written.
+  gather(record, before, true);
+  gather(record, after, false);
 }
 
 void ItemIndex::setPaths(std::unique_ptr<ItemPaths> paths) {
@@ -176,51 +180,54 @@ void ItemIndex::setPaths(std::unique_ptr<ItemPaths> paths) {
   extractor_ = std::make_unique<ItemExtractor>(*paths_);
 }
 
-void ItemIndex::gather(std::int64_t rid, bson::View body, bool removed) {
+void ItemIndex::gather(RecordNumber record, bson::View body, bool removed) {
   extractor_->extract(body);
-  memtable_->change(static_cast<std::uint64_t>(rid), *extractor_, removed);
+  memtable_->change(record, *extractor_, removed);
   if (memtable_->entries() >= options_.memtableLimit) flushMemtable();
 }
 
 void ItemIndex::indexUnindexed() {
   if (!documents_ || indexedThrough_ == everything) return;
-  std::vector<std::int64_t> unknown;
-  documents_(indexedThrough_, [&](std::int64_t rid, bson::View body) {
+  std::vector<RecordNumber> unreadable;
+  documents_(indexedThrough_, [&](RecordNumber record, bson::View body) {
     if (body.data == nullptr) {
-      unknown.push_back(rid);
+      unreadable.push_back(record);
     } else {
-      gather(rid, body, false);
+      gather(record, body, false);
     }
-    setIndexedThrough(rid);
+    setIndexedThrough(record);
   });
-  noteUnknown(unknown, *extractor_, *memtable_);
+  addUnreadable(unreadable, *extractor_, *memtable_);
 }
 
 void ItemIndex::flush() {
-  if (isStale_) rebuild();
-  if (unindexedAdded_ > 0 && lastAdded_ - indexedThrough_ >= options_.unindexedLimit) indexUnindexed();
-  unindexedAdded_ = 0;
-  lastAdded_ = 0;
-  bulk_ = false;
-  if (memtable_->empty() && !paths_->changed() && !indexedThroughChanged_) return;
-  flushMemtable();
-  mergeWhereDue();
+  if (transaction_.mustRebuild) rebuild();
+  const bool isDue = transaction_.lastAdded >= indexedThrough_ + options_.unindexedLimit;
+  if (transaction_.unindexedAdded > 0 && isDue) indexUnindexed();
+  if (!memtable_->empty() || paths_->changed() || transaction_.indexedThroughChanged) {
+    flushMemtable();
+    mergeWhereDue();
+  }
+  transaction_ = {};
 }
 
 void ItemIndex::rollback() {
+  dropLoaded();
+  transaction_ = {};
+}
+
+/// All that was read and gathered. What the transaction wrote may be in blocks in memory, under keys that are given
+/// again.
+void ItemIndex::dropLoaded() {
+  loadedVersion_.reset();
   memtable_->clear();
   setPaths(std::make_unique<ItemPaths>());
   forgetBlocks();
   segments_.clear();
   snapshot_.reset();
-  indexedThroughChanged_ = false;
-  unindexedAdded_ = 0;
-  lastAdded_ = 0;
-  bulk_ = false;
-  isStale_ = false;
-  loaded_ = false;
 }
 
+/// With the paths and the mark that its segment is to be read with.
 void ItemIndex::flushMemtable() {
   if (paths_->changed()) {
     std::string bytes = paths_->bytes();
@@ -228,18 +235,18 @@ void ItemIndex::flushMemtable() {
     store_.write(firstKey(collection_), bytes);
     paths_->setUnchanged();
   }
-  if (indexedThroughChanged_) {
+  if (transaction_.indexedThroughChanged) {
     std::string bytes;
-    index::putVarint(bytes, static_cast<std::uint64_t>(indexedThrough_));
+    index::putVarint(bytes, indexedThrough_);
     index::seal(bytes);
     store_.write(firstKey(collection_) + 1, bytes);
-    indexedThroughChanged_ = false;
+    transaction_.indexedThroughChanged = false;
   }
   if (memtable_->empty()) return;
   const std::uint32_t number = nextNumber();
   index::SegmentWriter writer(store_, blobOf(number), options_.blockSize, options_.chunkSize);
   memtable_->write(writer);
-  if (writer.empty()) return;
+  if (writer.empty()) return;  // All that was gathered came to nothing.
   finish(writer, number, levelOf(writer.bytes(), options_.fanOut));
 }
 
@@ -248,11 +255,12 @@ void ItemIndex::finish(index::SegmentWriter& writer, std::uint32_t number, std::
   segments_.push_back(std::make_shared<const Segment>(number, blobOf(number), writer.finish(level)));
 }
 
+/// Ascending, so that numbers tell the age of segments, until the last one is given; then the gaps.
 std::uint32_t ItemIndex::nextNumber() {
   std::uint32_t last = 0;
   for (const auto& segment : segments_) last = std::max(last, segment->number());
   if (last < lastSegment) return last + 1;
-  forgetBlocks();
+  forgetBlocks();  // There may be some of a segment that had the number before.
   std::uint32_t unused = 1;
   while (std::any_of(segments_.begin(), segments_.end(), [&](const auto& s) { return s->number() == unused; }))
     ++unused;
@@ -260,8 +268,10 @@ std::uint32_t ItemIndex::nextNumber() {
 }
 
 void ItemIndex::mergeWhereDue() {
+  // From the lowest up: a merge may make the next level full.
   for (std::uint32_t level = 0; level <= highestLevel(); ++level) {
     const Segments inputs = mergeable(level);
+    // Where the limit of a merge leaves but a few, writing them again would gain too little.
     if (inputs.size() >= std::max<std::size_t>(2, options_.fanOut / 2)) merge(inputs, level + 1);
   }
 }
@@ -290,6 +300,7 @@ ItemIndex::Segments ItemIndex::mergeable(std::uint32_t level) const {
   return fitting;
 }
 
+/// The inputs are erased once all of the output is written; the transaction makes both happen or neither.
 void ItemIndex::merge(const Segments& inputs, std::uint32_t level) {
   std::vector<index::TermIterator> iterators;
   for (const auto& segment : inputs) iterators.emplace_back(*segment, *blocks_, false);
@@ -318,8 +329,8 @@ void ItemIndex::forgetBlocks() {
 }
 
 void ItemIndex::compact() {
-  if (isStale_) rebuild();
-  if (memtable_->empty()) synchronize();
+  if (transaction_.mustRebuild) rebuild();
+  if (memtable_->empty()) loadIfChanged();
   indexUnindexed();
   flushMemtable();
   if (segments_.size() < 2) return;
@@ -330,17 +341,11 @@ void ItemIndex::compact() {
 }
 
 void ItemIndex::clear() {
-  memtable_->clear();
-  forgetBlocks();
-  segments_.clear();
+  dropLoaded();
+  transaction_ = {};
   store_.erase(firstKey(collection_), lastKey(collection_));
-  setPaths(std::make_unique<ItemPaths>());
-  snapshot_.reset();
-  isStale_ = false;
   indexedThrough_ = documents_ ? 0 : everything;
-  indexedThroughChanged_ = false;
-  version_ = store_.version();
-  loaded_ = true;
+  loadedVersion_ = store_.version();
 }
 
 void ItemIndex::rebuild() {
@@ -351,63 +356,53 @@ void ItemIndex::rebuild() {
   indexUnindexed();
 }
 
-bool ItemIndex::needsRebuild() {
-  return !paths().allTrackedAreClean();
-}
-
-void ItemIndex::sync() {
-  if (isStale_) rebuild();
+const ItemIndex::Snapshot& ItemIndex::flushAndSnapshot() {
+  if (transaction_.mustRebuild) rebuild();
   if (memtable_->empty()) {
-    synchronize();
+    loadIfChanged();
   } else {
     flushMemtable();
   }
+  if (!snapshot_) snapshot_ = makeSnapshot();
+  return *snapshot_;
 }
 
-const ItemIndex::Snapshot& ItemIndex::snapshot() {
-  sync();
-  if (snapshot_) return *snapshot_;
+std::unique_ptr<ItemIndex::Snapshot> ItemIndex::makeSnapshot() const {
+  // With paths of its own: those that only unindexed documents have must not be stored before the documents are
+  // indexed.
   auto snapshot = std::make_unique<Snapshot>(Snapshot{*paths_, segments_});
   IndexMemtable memtable;
   ItemExtractor extractor(snapshot->paths);
-  std::vector<std::int64_t> unknown;
-  const auto take = [&](std::int64_t rid, bson::View body) {
-    if (body.data == nullptr) return unknown.push_back(rid);
+  std::vector<RecordNumber> unreadable;
+  const auto take = [&](RecordNumber record, bson::View body) {
+    if (body.data == nullptr) return unreadable.push_back(record);
     extractor.extract(body);
-    memtable.change(static_cast<std::uint64_t>(rid), extractor, false);
+    memtable.change(record, extractor, false);
   };
   if (documents_ && indexedThrough_ != everything) documents_(indexedThrough_, take);
-  noteUnknown(unknown, extractor, memtable);
+  addUnreadable(unreadable, extractor, memtable);
   if (!memtable.empty()) {
     NullBlobStore nullStore;
     index::SegmentWriter writer(nullStore, 0, unlimited, unlimited);
     memtable.write(writer);
+    // Number 0 is that of no stored segment, and its blocks are never asked for, since all of it is in the head.
     snapshot->segments.push_back(std::make_shared<const Segment>(0, 0, writer.finish(0)));
   }
-  snapshot_ = std::move(snapshot);
-  return *snapshot_;
+  return snapshot;
 }
 
-const ItemPaths& ItemIndex::paths() {
-  return snapshot().paths;
-}
-
-const ItemIndex::Segments& ItemIndex::segments() {
-  return snapshot().segments;
-}
-
-BlockCache& ItemIndex::blocks() {
-  return *blocks_;
-}
-
-ItemIndex::Size ItemIndex::size() {
+ItemIndex::Size ItemIndex::Snapshot::size() const {
   Size size;
-  for (const auto& segment : segments()) {
+  for (const auto& segment : segments) {
     ++size.segments;
     size.terms += segment->terms();
     size.bytes += segment->bytes();
   }
   return size;
+}
+
+BlockCache& ItemIndex::blocks() {
+  return *blocks_;
 }
 
 }  // namespace database_client::embedded

@@ -4,22 +4,24 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "client/bson/View.h"
+#include "client/embedded/index/items/ItemPaths.h"
 #include "client/embedded/index/segments/BlobStore.h"
+#include "client/embedded/index/segments/recordNumber.h"
 
 namespace database_client::embedded {
 
 /// Gives the documents with record numbers above `after`, in ascending order; null `data` for one that cannot be read,
 /// which then may have anything.
 using DocumentsAfter =
-    std::function<void(std::int64_t after, const std::function<void(std::int64_t rid, bson::View body)>& receive)>;
+    std::function<void(RecordNumber after, const std::function<void(RecordNumber record, bson::View body)>& receive)>;
 
 class BlockCache;
 class ItemExtractor;
-class ItemPaths;
 class IndexMemtable;
 class Segment;
 namespace index {
@@ -35,8 +37,11 @@ class SegmentWriter;
 /// sorted segment. Where many segments of a level have gathered, a compaction makes one of the next level of them.
 ///
 /// Invariants: summed over all segments, memtable and snapshot, a record has a term once or not at all, so that
-/// segments may be merged in any grouping. What is in memory belongs to the open transaction, and is dropped by
+/// segments may be merged in any grouping. What is gathered belongs to the open transaction, and is dropped by
 /// `rollback` with it. A segment is never changed once it is written. Paths are only ever added.
+///
+/// Reading writes: a query asks segments and nothing else, so `flushAndSnapshot` makes one of the memtable before it
+/// answers. Whoever asks inside a transaction that has changed nothing writes nothing.
 ///
 /// Documents that were added last, one by one, are not worth a segment each, which costs more than the document: they
 /// stay unindexed, and whoever asks gets a snapshot, in which a segment in memory stands for them. This needs a way to
@@ -54,7 +59,7 @@ class ItemIndex {
  public:
   struct Options {
     std::size_t memtableLimit = 400'000;        ///< entries in the memtable before it is written early
-    std::int64_t unindexedLimit = 64;           ///< documents added one by one before a segment is made of them
+    std::uint64_t unindexedLimit = 64;          ///< documents added one by one before a segment is made of them
     std::size_t bulkSize = 8;                   ///< documents in one transaction from which on they are written at once
     std::size_t fanOut = 8;                     ///< segments of one level that are merged into one of the next
     std::size_t smallFanOut = 32;               ///< the same for the smallest segments, those of single documents
@@ -70,6 +75,17 @@ class ItemIndex {
   };
   using Segments = std::vector<std::shared_ptr<const Segment>>;
 
+  /// What queries see: the stored segments, and one in memory of the documents that are in none of them.
+  struct Snapshot {
+    ItemPaths paths;
+    Segments segments;
+
+    Size size() const;
+    /// Whether aggregations over some path cannot be answered, since it had something else before it had items. Only
+    /// making the index anew mends that.
+    bool needsRebuild() const { return !paths.allTrackedAreClean(); }
+  };
+
   /// `collection` is between 1 and 2^20 - 1, and the keys of its blobs are `firstKey(collection)` to
   /// `lastKey(collection)`.
   ItemIndex(BlobStore& store, std::int64_t collection);
@@ -83,16 +99,16 @@ class ItemIndex {
   static std::int64_t firstKey(std::int64_t collection);
   static std::int64_t lastKey(std::int64_t collection);
 
-  // Changes. `rid` is positive; record numbers that only grow make the smallest index.
+  // Changes. Record numbers that only grow make the smallest index.
 
   /// The document is among those that `DocumentsAfter` gives.
-  void add(std::int64_t rid, bson::View body);
+  void add(RecordNumber record, bson::View body);
   /// `body` is what the document was.
-  void remove(std::int64_t rid, bson::View body);
-  void replace(std::int64_t rid, bson::View before, bson::View after);
+  void remove(RecordNumber record, bson::View body);
+  void replace(RecordNumber record, bson::View before, bson::View after);
   /// Nobody knows what the document was. Unless it is in no segment, the index is made anew before anything else is
   /// asked of it or written.
-  void removeUnknown(std::int64_t rid);
+  void removeUnreadable(RecordNumber record);
   /// Writes the memtable. To be called before each commit.
   void flush();
   /// Drops the memtable, after the transaction was rolled back.
@@ -103,33 +119,37 @@ class ItemIndex {
   void clear();
   /// Makes the index anew of all documents, which `DocumentsAfter` gives.
   void rebuild();
-  /// Whether aggregations over some path cannot be answered, since it had something else before it had items. Only
-  /// making the index anew mends that.
-  bool needsRebuild();
 
-  // For planning, statistics and checks; they write the memtable first.
-
-  const ItemPaths& paths();
-  const Segments& segments();
+  /// Writes the memtable, and gives what queries see from then on: for planning, statistics and checks. Costs reading
+  /// and indexing the documents that are in no segment, once after each change. Valid until the next change or
+  /// transaction.
+  const Snapshot& flushAndSnapshot();
   BlockCache& blocks();
-  Size size();
 
  private:
-  struct Snapshot;
+  /// What the open transaction has done so far that its end has to know.
+  struct Transaction {
+    std::size_t unindexedAdded = 0;      ///< documents that it left unindexed
+    RecordNumber lastAdded = 0;          ///< the last document that it added
+    bool isBulk = false;                 ///< it adds many, which are indexed as they come
+    bool indexedThroughChanged = false;  ///< `indexedThrough_` is to be written
+    bool mustRebuild = false;            ///< stored segments have what nobody can delete from them
+  };
 
   std::int64_t blobOf(std::uint32_t segment) const;
-  void synchronize();
+  void loadIfChanged();
   void load();
-  std::shared_ptr<const Segment> known(const Segments& before, std::uint32_t number) const;
-  std::int64_t readIndexedThrough(bool isNew) const;
-  bool isUnindexed(std::int64_t rid);
+  std::shared_ptr<const Segment> loadSegment(const Segments& before, std::uint32_t number) const;
+  RecordNumber readIndexedThrough(bool isNew) const;
+  void beginChange();
+  bool isUnindexed(RecordNumber record) const { return record > indexedThrough_; }
   void setPaths(std::unique_ptr<ItemPaths> paths);
-  void gather(std::int64_t rid, bson::View body, bool removed);
-  void setIndexedThrough(std::int64_t rid);
+  void gather(RecordNumber record, bson::View body, bool removed);
+  void setIndexedThrough(RecordNumber record);
   void indexUnindexed();
-  const Snapshot& snapshot();
+  std::unique_ptr<Snapshot> makeSnapshot() const;
   void flushMemtable();
-  void sync();
+  void dropLoaded();
   void finish(index::SegmentWriter& writer, std::uint32_t number, std::uint32_t level);
   void mergeWhereDue();
   std::uint32_t highestLevel() const;
@@ -143,19 +163,19 @@ class ItemIndex {
   std::int64_t collection_;
   Options options_;
   DocumentsAfter documents_;
-  std::uint64_t version_ = 0;
-  bool loaded_ = false;
-  std::unique_ptr<ItemPaths> paths_;
-  std::unique_ptr<ItemExtractor> extractor_;  // works on `paths_`
-  std::unique_ptr<IndexMemtable> memtable_;
   std::shared_ptr<BlockCache> blocks_;
-  Segments segments_;                // as they are stored
-  std::int64_t indexedThrough_ = 0;  // documents beyond are in no segment that is stored
-  bool indexedThroughChanged_ = false;
-  std::int64_t lastAdded_ = 0;          // in this transaction
-  std::size_t unindexedAdded_ = 0;      // in this transaction
-  bool bulk_ = false;                   // this transaction adds many
-  bool isStale_ = false;                // it has what nobody can delete, and is to be made anew
+
+  // As they are stored, with what the open transaction has written; read anew when the version is another.
+  std::optional<std::uint64_t> loadedVersion_;  // of the store; none: nothing is read
+  std::unique_ptr<ItemPaths> paths_;
+  Segments segments_;
+  RecordNumber indexedThrough_ = 0;  // documents beyond are in no segment
+
+  // Of the open transaction alone.
+  std::unique_ptr<ItemExtractor> extractor_;  // works on `paths_`, and adds to them
+  std::unique_ptr<IndexMemtable> memtable_;
+  Transaction transaction_;
+
   std::unique_ptr<Snapshot> snapshot_;  // null: to be made
 };
 

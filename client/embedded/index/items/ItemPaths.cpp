@@ -43,6 +43,7 @@ ItemPaths::ItemPaths(std::string_view bytes) : ItemPaths() {
 }
 
 std::string ItemPaths::bytes() const {
+  // The root is not written. Parents come before their children, as they were made.
   std::string out(1, overflowed_ ? '\1' : '\0');
   index::putVarint(out, nodes_.size() - 1);
   for (std::size_t id = 1; id < nodes_.size(); ++id) {
@@ -87,6 +88,7 @@ std::optional<ItemPaths::Id> ItemPaths::find(Id parent, std::string_view key) co
 }
 
 std::optional<ItemPaths::Id> ItemPaths::child(Id parent, std::string_view key, bool onlyNoted) {
+  // Documents of one kind have their keys in one order: the key that followed last time is likely to follow again.
   const Id before = lastChild_[parent];
   const Id likely = nodes_[before].next;
   if (likely != 0 && nodes_[likely].parent == parent && nodes_[likely].key == key) {
@@ -96,6 +98,7 @@ std::optional<ItemPaths::Id> ItemPaths::child(Id parent, std::string_view key, b
   std::optional<Id> id = find(parent, key);
   if (!id && nodes_.size() < (onlyNoted ? softLimit : hardLimit)) id = append(parent, key);
   if (!id) {
+    // That some path is missing has to be written once, or another client would take it for absent.
     changed_ = changed_ || !overflowed_;
     overflowed_ = true;
     return id;
@@ -106,6 +109,8 @@ std::optional<ItemPaths::Id> ItemPaths::child(Id parent, std::string_view key, b
 }
 
 bool ItemPaths::markNonItem(Id id) {
+  // Of a tracked path it is known already whether it is clean, and stays so: if it is, the document is indexed as one
+  // that has something else.
   std::uint8_t& flags = nodes_[id].flags;
   if ((flags & tracked) == 0 && (flags & other) == 0) {
     flags |= other;
@@ -117,6 +122,7 @@ bool ItemPaths::markNonItem(Id id) {
 void ItemPaths::track(Id id) {
   std::uint8_t& flags = nodes_[id].flags;
   if ((flags & tracked) != 0) return;
+  // In a tree that overflowed, something else may have been seen under the path before it had a node.
   const bool nothingElse = (flags & other) == 0 && !overflowed_;
   flags = static_cast<std::uint8_t>(flags | tracked | (nothingElse ? clean : 0));
   changed_ = true;
@@ -154,7 +160,7 @@ std::string ItemPaths::dotted(Id id) const {
 }
 
 ItemPaths ItemPaths::trackedOnly() const {
-  ItemPaths kept;
+  ItemPaths kept;  // With new numbers: no segment knows the old ones any more.
   std::vector<Id> ids(nodes_.size(), root);
   std::vector<bool> needed(nodes_.size());
   for (std::size_t id = nodes_.size() - 1; id > 0; --id) {  // children come after their parents

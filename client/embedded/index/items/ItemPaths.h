@@ -19,7 +19,9 @@ namespace database_client::embedded {
 /// tells of documents that have something else there, which aggregations have to know. What a path is never changes
 /// while there are documents, since removing a document has to find what adding it did.
 ///
-/// The number of paths is limited. Beyond the limit a new path is not tracked, and not known to be absent either.
+/// The number of paths is limited, since documents may have keys without number (values as keys) and all paths are kept
+/// in memory and written when one is added. Beyond the limit a new path is not tracked, and not known to be absent
+/// either.
 class ItemPaths {
  public:
   using Id = index::PathId;

@@ -64,7 +64,7 @@ class TermReceiver : public index::TermSink {
 class Check {
  public:
   Check(ItemIndex& index, const DocumentScan& scan, std::size_t limit)
-      : index_(index), scan_(scan), limit_(limit), paths_(index.paths()) {}
+      : index_(index), scan_(scan), limit_(limit), paths_(index.flushAndSnapshot().paths) {}
 
   std::vector<std::string> run() {
     sumDocuments();

@@ -59,7 +59,12 @@ std::vector<bson::Byte> idOfValue(const bson::Value& value) {
 class ItemAggregator {
  public:
   ItemAggregator(ItemIndex& index, const StatisticsPattern& pattern, bson::View stages, const DocumentReader& read)
-      : index_(index), pattern_(pattern), stages_(stages), read_(read), paths_(index.paths()), scan_(index) {}
+      : index_(index),
+        pattern_(pattern),
+        stages_(stages),
+        read_(read),
+        paths_(index.flushAndSnapshot().paths),
+        scan_(index) {}
 
   bool run(std::uint64_t documents) {
     if (paths_.neverUsed(pattern_.path)) return true;

@@ -47,7 +47,7 @@ std::optional<Plan::Candidate> Plan::next(std::int64_t after) const {
 }
 
 Plan plan(ItemIndex& index, const Query& query, const PlannerHints& hints) {
-  const ItemPaths& paths = index.paths();
+  const ItemPaths& paths = index.flushAndSnapshot().paths;
   const index::TermScan scan(index);
   Plan plan;
   const index::IndexConditionPtr condition = index::buildIndexConditions(query, paths, scan);

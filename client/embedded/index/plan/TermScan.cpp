@@ -11,7 +11,7 @@ constexpr int countedTerms = 64;  // of a range; beyond, the sums of its blocks 
 
 }  // namespace
 
-TermScan::TermScan(ItemIndex& index) : segments_(index.segments()), blocks_(index.blocks()) {
+TermScan::TermScan(ItemIndex& index) : segments_(index.flushAndSnapshot().segments), blocks_(index.blocks()) {
   hasTombstones_ = std::any_of(segments_.begin(), segments_.end(), [](const auto& s) { return s->hasTombstones(); });
 }
 

@@ -39,9 +39,9 @@ class ItemIndexTest : public testing::Test {
     options.unindexedLimit = 6;
     options.bulkSize = 3;
     index_ = std::make_unique<ItemIndex>(
-        store_, 7, options, [this](std::int64_t after, const std::function<void(std::int64_t, bson::View)>& receive) {
-          for (auto at = documents_.upper_bound(after); at != documents_.end(); ++at)
-            receive(at->first, viewOf(at->second));
+        store_, 7, options, [this](RecordNumber after, const std::function<void(RecordNumber, bson::View)>& receive) {
+          for (auto at = documents_.upper_bound(static_cast<std::int64_t>(after)); at != documents_.end(); ++at)
+            receive(static_cast<RecordNumber>(at->first), viewOf(at->second));
         });
   }
 
@@ -83,10 +83,13 @@ class ItemIndexTest : public testing::Test {
     return text;
   }
 
+  const ItemPaths& paths() { return index_->flushAndSnapshot().paths; }
+  const ItemIndex::Segments& segments() { return index_->flushAndSnapshot().segments; }
+
   /// The record numbers under each term of names, as "name:1,2".
   std::string names(std::string_view path) {
     ItemPaths::Id id = ItemPaths::root;
-    if (index_->paths().state(path, id) != ItemPaths::State::tracked) return "untracked";
+    if (paths().state(path, id) != ItemPaths::State::tracked) return "untracked";
     const index::TermScan scan(*index_);
     std::map<std::string, std::string> lists;
     for (const std::string& name : index::namesUnder(scan, id)) {
@@ -104,7 +107,7 @@ class ItemIndexTest : public testing::Test {
 
   std::string nonIndexable(std::string_view path) {
     ItemPaths::Id id = ItemPaths::root;
-    if (index_->paths().state(path, id) != ItemPaths::State::tracked) return "untracked";
+    if (paths().state(path, id) != ItemPaths::State::tracked) return "untracked";
     const index::KeyRange range = index::allOf(id, index::TermKind::nonIndexable);
     RecordSet records;
     index::TermScan(*index_).collect(range.low, range.high, records);
@@ -144,9 +147,8 @@ TEST_F(ItemIndexTest, ReplacingChangesOnlyWhatDiffers) {
   commit();
   put(1, R"({"a": [{"name": "x", "value": 1}, {"name": "z", "value": 2}]})");
   index_->flush();
-  const auto& segments = index_->segments();
-  ASSERT_EQ(segments.size(), 2U);
-  EXPECT_EQ(segments.back()->terms(), 4U) << "name and value of y are taken back, those of z are added";
+  ASSERT_EQ(segments().size(), 2U);
+  EXPECT_EQ(segments().back()->terms(), 4U) << "name and value of y are taken back, those of z are added";
   EXPECT_EQ(names("a"), "x:1 z:1");
   EXPECT_EQ(problems(), "");
 }
@@ -171,8 +173,8 @@ TEST_F(ItemIndexTest, CompactingLeavesOneSegmentAndNothingTakenBack) {
   for (int i = 1; i <= 19; ++i) remove(i);
   commit();
   index_->compact();
-  ASSERT_EQ(index_->segments().size(), 1U);
-  EXPECT_FALSE(index_->segments()[0]->hasTombstones());
+  ASSERT_EQ(segments().size(), 1U);
+  EXPECT_FALSE(segments()[0]->hasTombstones());
   EXPECT_EQ(names("a"), "n20:20 x:20");
   EXPECT_EQ(problems(), "");
 }
@@ -184,7 +186,7 @@ TEST_F(ItemIndexTest, AnEmptiedIndexCompactsToNothing) {
   remove(1);
   commit();
   index_->compact();
-  EXPECT_EQ(index_->segments().size(), 0U);
+  EXPECT_EQ(segments().size(), 0U);
   EXPECT_EQ(names("a"), "");
 }
 
@@ -193,7 +195,7 @@ TEST_F(ItemIndexTest, MergesAsSegmentsGrowInNumber) {
   for (int i = 1; i <= 100; ++i) {
     put(i, R"({"a": [{"name": "x", "value": )" + std::to_string(i) + "}]}");
     commit();
-    EXPECT_LE(index_->segments().size(), 12U);
+    EXPECT_LE(segments().size(), 12U);
   }
   EXPECT_EQ(problems(), "");
 }
@@ -205,7 +207,7 @@ TEST_F(ItemIndexTest, MergesWithinAWriteStayBelowTheLimit) {
   for (int i = 1; i <= 200; ++i) {
     put(i, R"({"a": [{"name": "x", "value": )" + std::to_string(i) + "}]}");
     commit();
-    for (const auto& segment : index_->segments()) EXPECT_LE(segment->bytes(), 3000U);
+    for (const auto& segment : segments()) EXPECT_LE(segment->bytes(), 3000U);
   }
   EXPECT_EQ(problems(), "");
 }
@@ -328,8 +330,8 @@ TEST_F(ItemIndexTest, KeepsExactWhenAPathBecomesOneOfItemsLate) {
   put(3, R"({"a": [{"name": "x"}]})");
   commit();
   ItemPaths::Id id = ItemPaths::root;
-  ASSERT_EQ(index_->paths().state("a", id), ItemPaths::State::tracked);
-  EXPECT_FALSE(index_->paths().isClean(id));
+  ASSERT_EQ(paths().state("a", id), ItemPaths::State::tracked);
+  EXPECT_FALSE(paths().isClean(id));
   remove(1);
   remove(2);
   commit();
@@ -343,8 +345,8 @@ TEST_F(ItemIndexTest, ManyPathsEndInNotKnowingNotInBeingWrong) {
   }
   commit();
   ItemPaths::Id id = ItemPaths::root;
-  EXPECT_EQ(index_->paths().state("k0", id), ItemPaths::State::tracked);
-  EXPECT_EQ(index_->paths().state("k4999", id), ItemPaths::State::unknown);
+  EXPECT_EQ(paths().state("k0", id), ItemPaths::State::tracked);
+  EXPECT_EQ(paths().state("k4999", id), ItemPaths::State::unknown);
   EXPECT_EQ(problems(), "");
 }
 
@@ -352,9 +354,9 @@ TEST_F(ItemIndexTest, PathsThatAPositionInAnArrayCouldMeanAreNotKnown) {
   open();
   put(1, R"({"a": [{"name": "x"}], "0": [{"name": "x"}]})");
   ItemPaths::Id id = ItemPaths::root;
-  EXPECT_EQ(index_->paths().state("0", id), ItemPaths::State::unknown);
-  EXPECT_EQ(index_->paths().state("a.0", id), ItemPaths::State::unknown);
-  EXPECT_EQ(index_->paths().state("", id), ItemPaths::State::unknown);
+  EXPECT_EQ(paths().state("0", id), ItemPaths::State::unknown);
+  EXPECT_EQ(paths().state("a.0", id), ItemPaths::State::unknown);
+  EXPECT_EQ(paths().state("", id), ItemPaths::State::unknown);
 }
 
 TEST_F(ItemIndexTest, ADamagedBlobIsAnErrorOfStorage) {
@@ -439,10 +441,10 @@ TEST_F(ItemIndexTest, RebuildingMendsPathsThatHadOtherThingsFirst) {
   openWithTail();
   for (int i = 1; i <= 20; ++i) put(i, i < 3 ? R"({"a": 5})" : R"({"a": [{"name": "x"}]})");
   commit();
-  EXPECT_TRUE(index_->needsRebuild());
+  EXPECT_TRUE(index_->flushAndSnapshot().needsRebuild());
   index_->rebuild();
   commit();
-  EXPECT_FALSE(index_->needsRebuild());
+  EXPECT_FALSE(index_->flushAndSnapshot().needsRebuild());
   EXPECT_EQ(nonIndexable("a"), "1,2");
   EXPECT_EQ(problems(), "");
 }
@@ -472,7 +474,7 @@ TEST_F(ItemIndexTest, SeveralIndexesShareOneLimitOfMemory) {
   const auto names = [](ItemIndex& index) {
     const index::TermScan scan(index);
     ItemPaths::Id path = ItemPaths::root;
-    index.paths().state("a", path);
+    index.flushAndSnapshot().paths.state("a", path);
     return namesUnder(scan, path).size();
   };
   for (const auto& index : indexes) EXPECT_EQ(names(*index), 400U);
