@@ -19,7 +19,7 @@ namespace database_client::embedded {
 
 namespace {
 
-constexpr int pagesAtOnce = 1000;
+constexpr int pagesAtOnce = 1000;  ///< 8 MB, between two looks at whether the copy is still wanted
 
 struct FinishBackup {
   void operator()(sqlite3_backup* backup) const noexcept { sqlite3_backup_finish(backup); }
@@ -56,6 +56,7 @@ void copyPages(sqlite::Connection& from, sqlite::Connection& to) {
       sqlite3_backup_init(to.handle(), "main", from.handle(), "main"));
   if (!backup) sqlite::fail(sqlite3_extended_errcode(to.handle()), to.file(), "copy");
   int code = SQLITE_OK;
+  // No lock has to be waited for: one transaction reads all of it, and nobody else has the copy.
   while (code == SQLITE_OK) {
     from.cancellation().check();
     code = sqlite3_backup_step(backup.get(), pagesAtOnce);
@@ -79,6 +80,7 @@ void makeStoreFile(const std::string& path, const std::function<void(const std::
   const std::string target = createPrivateFile(path);
   Unfinished unfinished(target);
   fill(target);
+  // Last, when the file itself is written: a name that survives a loss of power then leads to a whole copy.
   syncFolder(target);
   unfinished.finish();
 }
@@ -87,7 +89,7 @@ void copyStore(sqlite::Connection& from, const std::string& path) {
   makeStoreFile(path, [&from](const std::string& target) {
     // Held open, the transaction keeps the state that is copied the same to the end.
     const sqlite::Transaction snapshot(from, sqlite::Transaction::Kind::read);
-    from.integer("SELECT count(*) FROM sqlite_schema");
+    from.integer("SELECT count(*) FROM sqlite_schema");  // The first statement is what fixes the state.
     auto to = sqlite::Connection::openFile(target, 0);
     copyPages(from, to);
     renewGeneration(to);

@@ -23,6 +23,7 @@ OpenFiles::OpenFiles(std::string path)
 
 OpenFiles::Change OpenFiles::look() const {
   const auto file = of(path_);
+  // In the order of what is lost: without the file itself it does not matter what became of its log.
   if (!(file == file_)) return Change::moved;
   if (file && file->names != 1) return Change::secondName;
   // There may be none of them: one who can only read makes none, and one who is alone needs no index.

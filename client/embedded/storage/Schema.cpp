@@ -35,6 +35,7 @@ std::string documentsText(std::int64_t collection) {
 }
 
 std::map<std::string, std::string> expectedTables(Connection& connection) {
+  // The number of a collection is read as a number, so that no text of the file gets into the name of a table.
   std::map<std::string, std::string> expected = storeTables();
   auto numbers = connection.statement("SELECT number FROM collections");
   while (numbers.step()) expected.emplace(documentsTable(numbers.integer(0)), documentsText(numbers.integer(0)));
@@ -77,7 +78,7 @@ void create(Connection& connection) {
 }
 
 void migrate(Connection& connection, const std::vector<Migration>& steps, std::int64_t target) {
-  if (versionOf(connection) >= target) return;
+  if (versionOf(connection) >= target) return;  // The usual case, and no reason to wait for other writers.
   sqlite::Transaction transaction(connection, sqlite::Transaction::Kind::write);
   // Another client may have done it meanwhile.
   std::int64_t reached = versionOf(connection);

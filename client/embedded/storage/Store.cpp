@@ -21,7 +21,7 @@ namespace {
 constexpr std::size_t cachedBytes = std::size_t{16} * 1024 * 1024;  ///< of all indexes together
 
 /// What the keys of the index's blobs have room for.
-constexpr std::int64_t lastCollection = (std::int64_t{1} << 20) - 1;
+constexpr std::int64_t lastCollection = (std::int64_t{1} << 20) - 1;  ///< 64 bits less sign, segment and block
 
 std::string labelOf(const std::string& database, const std::string& name) {
   return database + "." + name;
@@ -83,8 +83,10 @@ Store::Store(sqlite::Connection connection, bool shared)
 }
 
 Store::~Store() {
+  // After a fork the locks and the file are the parent's; a child must not even undo.
   if (connection_.isForeign()) return;
   explicit_.reset();
+  // Closing copies the log into the file, and removes it: not where another's file lies by now.
   try {
     requireFile();
   } catch (...) {  // It has seen to what lies there.
@@ -147,6 +149,7 @@ void Store::requireTransaction() const {
 }
 
 void Store::refresh() {
+  // SQLite counts other connections' commits alone; our own keep what is in memory true as they go.
   if (!shared_) return;
   const std::int64_t found = connection_.integer(sql_.dataVersion);
   if (found == dataVersion_) return;
@@ -155,6 +158,8 @@ void Store::refresh() {
 }
 
 void Store::endReading() {
+  // Before the commit: a statement that still steps would keep the old state beyond it, in which nothing can be
+  // written.
   for (ResultBuffer* reader : readers_) reader->materialize();
   if (!std::exchange(readTransaction_, false)) return;
   try {
@@ -168,10 +173,12 @@ void Store::endReading() {
 Store::Reading::Reading(Store& store) : store_(store) {
   store_.requireTransaction();
   if (store_.readings_ == 0 && !store_.explicit_) store_.requireFileNowAndThen();
+  // Nobody else writes to what is not shared. Otherwise all that a call reads, rows and index, has to be of one state,
+  // and the version with it.
   if (store_.shared_ && !store_.connection_.inTransaction()) {
     store_.connection_.statement(store_.sql_.begin).run();
     store_.readTransaction_ = true;
-    store_.refresh();
+    store_.refresh();  // Reads, and so pins the state that the transaction sees.
   }
   ++store_.readings_;
 }
@@ -185,22 +192,25 @@ Store::Reading::~Reading() {
   }
 }
 
-Store::Writing::Writing(Store& store, WriteScope extent) : store_(store), extent_(extent) {
+Store::Writing::Writing(Store& store, WriteScope scope) : store_(store), scope_(scope) {
   store_.requireTransaction();
   store_.endReading();
   if (!store_.explicit_) store_.requireFile();
-  // What the index has gathered for earlier calls of the transaction must not go when this call is undone.
-  if (store_.explicit_ && extent == WriteScope::many) store_.flush();
+  // What the index has gathered for earlier calls of the transaction must not go when this call is undone. One document
+  // alone mostly does not fail half-way, and a segment for each would cost more than the document.
+  if (store_.explicit_ && scope == WriteScope::many) store_.flush();
   transaction_.emplace(store_.connection_, Transaction::Kind::write);
-  dirtiedBefore_ = store_.dirtied_;
+  indexChangesBefore_ = store_.indexChanges_;
   madeBefore_ = store_.made_.size();
-  changesBefore_ = store_.connection_.totalChanges();
+  rowChangesBefore_ = store_.connection_.totalChanges();
+  // Behind the lock: before it others may still have written.
   if (!store_.explicit_) store_.refresh();
 }
 
 void Store::Writing::commit() {
   if (!store_.explicit_) store_.flush();
-  if (!store_.explicit_ && store_.connection_.totalChanges() != changesBefore_) store_.nameGeneration();
+  // A transaction that changes nothing begins no log, and so needs no generation.
+  if (!store_.explicit_ && store_.connection_.totalChanges() != rowChangesBefore_) store_.nameGeneration();
   transaction_->commit();
   transaction_.reset();
   if (!store_.explicit_) store_.made_.clear();
@@ -210,17 +220,23 @@ Store::Writing::~Writing() {
   if (transaction_) undo();
 }
 
+/// SQLite takes rows and blobs back to where the call began. What is in memory has to follow, and a memtable can only
+/// forget all that it gathered, not the part of one call.
 void Store::Writing::undo() noexcept {
   transaction_.reset();
   store_.dropSince(madeBefore_);
-  const bool isAlone = !store_.explicit_;
-  const bool isBroken = !isAlone && (!store_.connection_.inTransaction() ||
-                                     (extent_ == WriteScope::one && store_.dirtied_ != dirtiedBefore_));
-  // The index can only forget all that it gathered, and earlier calls of a transaction may be in it.
-  if (isBroken) store_.breakTransaction();
-  if (isAlone || extent_ == WriteScope::many) store_.forget();
+  if (!store_.explicit_) return store_.forget();  // The call was the whole transaction.
+  // SQLite answers some failures, such as a full disk, by undoing the explicit transaction itself.
+  if (!store_.connection_.inTransaction()) return store_.breakTransaction();
+  // Memtables were written before the call began: all that they have is of the call.
+  if (scope_ == WriteScope::many) return store_.forget();
+  // They were not, and have this call's change among those of earlier calls.
+  const bool indexWasTold = store_.indexChanges_ != indexChangesBefore_;
+  if (indexWasTold) store_.breakTransaction();
 }
 
+/// Ends the explicit transaction as undone. It stays open as an object, so that each further call is refused, and
+/// nothing that the caller takes for a part of it becomes permanent on its own.
 void Store::breakTransaction() noexcept {
   try {
     if (connection_.inTransaction()) connection_.statement("ROLLBACK").run();
@@ -258,6 +274,7 @@ void Store::commit() {
 }
 
 void Store::rollback() {
+  // Also where SQLite has undone it already: then this is how the caller gets out of it.
   requireProcess();
   if (!explicit_) throw Error(Error::Kind::query, "rollbackTransaction: no transaction is open");
   endReading();
@@ -272,10 +289,11 @@ void Store::flush() {
 }
 
 void Store::markDirty(Collection& collection) {
-  ++dirtied_;
+  ++indexChanges_;
   if (std::find(dirty_.begin(), dirty_.end(), &collection) == dirty_.end()) dirty_.push_back(&collection);
 }
 
+/// Collections that were made since then are no more; they must not be flushed either, as their tables are gone.
 void Store::dropSince(std::size_t made) noexcept {
   for (std::size_t i = made; i < made_.size(); ++i) {
     const auto found = collections_.find(made_[i]);
@@ -286,6 +304,7 @@ void Store::dropSince(std::size_t made) noexcept {
   made_.resize(made);
 }
 
+/// All that indexes gathered. The version changes, since blocks of what was undone may be in memory.
 void Store::forget() noexcept {
   for (Collection* collection : dirty_) collection->rollback();
   dirty_.clear();
@@ -314,6 +333,7 @@ Collection& Store::remember(std::int64_t number, const std::string& database, co
 }
 
 Collection* Store::find(const std::string& database, const std::string& name) {
+  // That a collection is known is enough: none is ever removed but with the transaction that made it.
   const auto known = collections_.find(labelOf(database, name));
   if (known != collections_.end()) return known->second.get();
   auto found = connection_.statement("SELECT number FROM collections WHERE database = ?1 AND name = ?2");

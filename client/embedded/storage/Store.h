@@ -32,8 +32,25 @@ class ResultBuffer {
 /// One client's view of a store: transactions, the catalogue of collections, and the knowledge of whether what was kept
 /// in memory still holds.
 ///
+/// A store is one file of SQLite with its log (`StoreFile` opens it). Each collection is a table of documents
+/// (`Collection`) and blobs of its index (`ItemIndex` over `blobs`). SQLite gives transactions, snapshots and recovery;
+/// what it does not know is the state in memory that belongs to them, and this class ties it to them: what indexes have
+/// gathered, which collections there are, which blocks of indexes are known.
+///
 /// A call reads inside a `Reading` and writes inside a `Writing`. Readings nest; one that is open when a write begins
 /// (a receiver of results that writes) is ended after those who read have taken the rest of their results into memory.
+/// An explicit transaction spans calls: then a `Reading` adds nothing, and a `Writing` is a savepoint.
+///
+/// Invariants:
+/// - What an index has gathered is written before SQLite commits, and dropped when SQLite undoes: a collection is
+///   marked as dirty before its index is told of a change, and only those are asked.
+/// - `version` is another whenever the stored bytes may be others than those that were read: others wrote, or something
+///   was undone. Who keeps anything in memory compares it inside the transaction it reads in.
+/// - No write while results are being read from SQLite: a statement would step over rows that change under it.
+/// - Nothing is written to a file that the path no longer leads to, or whose log is not its own (`requireFile`).
+///
+/// Why readers are read out rather than given a connection of their own: results then come from one state, a
+/// transaction's own changes are seen, and a store in memory or an exclusive one has no second connection to give.
 class Store {
  public:
   /// `shared` tells whether others may use the file at the same time.
@@ -62,7 +79,7 @@ class Store {
   /// that fails there is undone alone, but for a failure to write, which undoes the whole transaction.
   class Writing {
    public:
-    Writing(Store& store, WriteScope extent);
+    Writing(Store& store, WriteScope scope);
     Writing(const Writing&) = delete;
     Writing& operator=(const Writing&) = delete;
     ~Writing();
@@ -72,10 +89,11 @@ class Store {
     void undo() noexcept;
 
     Store& store_;
-    WriteScope extent_;
-    std::uint64_t dirtiedBefore_ = 0;
+    WriteScope scope_;
+    // What the store had when this began.
+    std::uint64_t indexChangesBefore_ = 0;
     std::size_t madeBefore_ = 0;
-    int changesBefore_ = 0;
+    int rowChangesBefore_ = 0;
     std::optional<sqlite::Transaction> transaction_{};
   };
 
@@ -84,7 +102,7 @@ class Store {
   void commit();
   void rollback();
 
-  /// Registers a reader that is to be detached before a write, for a scope.
+  /// Registers a reader whose results are to be materialized before a write, for a scope.
   class Registration {
    public:
     Registration(Store& store, ResultBuffer& reader);
@@ -142,7 +160,7 @@ class Store {
     explicit Statements(sqlite::Connection& connection);
     sqlite::Prepared &begin, &commit, &dataVersion;
   } sql_;
-  bool shared_;
+  bool shared_;  ///< if not, no call has to look for what others wrote
   std::int64_t formatVersion_;
   std::unique_ptr<BlobStore> blobs_;
   std::shared_ptr<BlockCache> blocks_;
@@ -150,14 +168,14 @@ class Store {
   bool isLogLost_ = false;
   timespec askedAt_{};  ///< when the path was last looked at before a read
   std::uint64_t version_ = 1;
-  std::int64_t dataVersion_ = -1;
+  std::int64_t dataVersion_ = -1;  ///< SQLite's, which changes when another connection commits
   std::unordered_map<std::string, std::unique_ptr<Collection>> collections_{};
-  std::vector<std::string> made_{};  ///< labels of the collections made in the open transaction
-  std::vector<Collection*> dirty_{};
-  std::uint64_t dirtied_ = 0;
+  std::vector<std::string> made_{};   ///< labels of the collections made in the open transaction
+  std::vector<Collection*> dirty_{};  ///< those whose index may have gathered something
+  std::uint64_t indexChanges_ = 0;    ///< how often an index was about to be changed, to tell whether one was
   std::vector<ResultBuffer*> readers_{};
-  int readings_ = 0;
-  bool readTransaction_ = false;
+  int readings_ = 0;              ///< open ones, nested
+  bool readTransaction_ = false;  ///< whether the outermost of them began a transaction
   std::optional<sqlite::Transaction> explicit_{};
 };
 

@@ -33,7 +33,7 @@ using sqlite::Connection;
 using sqlite::FileGuard;
 using sqlite::Transaction;
 
-constexpr int cachedBytes = 64 * 1024 * 1024;
+constexpr int cachedBytes = 64 * 1024 * 1024;  ///< the pages that a client keeps, as docs/performance.md promises
 constexpr mode_t ownerOnly = S_IRUSR | S_IWUSR;
 
 [[noreturn]] void refuse(const std::string& path, const std::string& why) {
@@ -47,6 +47,7 @@ constexpr mode_t ownerOnly = S_IRUSR | S_IWUSR;
 
 /// The path with the symbolic links of its folders resolved, so that none is left but perhaps the file itself.
 std::string resolveFolder(const std::string& path) {
+  // Resolved once, so that no link that is changed later leads file and log to different folders.
   const std::size_t slash = path.rfind('/');
   const std::string folder = slash == std::string::npos ? "." : path.substr(0, slash + 1);
   const std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
@@ -105,6 +106,7 @@ class Header {
   std::int64_t version() const { return generation::versionIn(number(60)); }
   /// Whether the file ends before the last page it should have.
   bool isTruncated() const {
+    // The number of pages (28) is that of the change (24) for which it was written (92).
     const bool countIsCurrent = number(24) == number(92);
     return countIsCurrent && static_cast<std::uint64_t>(fileSize_) < std::uint64_t{number(28)} * pageSize();
   }
@@ -118,7 +120,7 @@ class Header {
   }
   std::uint64_t pageSize() const {
     const std::uint64_t size = std::uint64_t{bytes_[16]} << 8U | bytes_[17];
-    return size == 1 ? 65536 : size;
+    return size == 1 ? 65536 : size;  // which two bytes cannot hold
   }
 
   std::array<std::uint8_t, 100> bytes_{};
@@ -134,6 +136,7 @@ bool isInterruptedCreation(const std::string& path) {
   std::array<char, 20> head{};
   const ssize_t length = read(descriptor, head.data(), head.size());
   close(descriptor);
+  // The head of a rollback journal: what begins all of them; at 16 the pages that the database had before.
   constexpr std::string_view journalMagic("\xd9\xd5\x05\xf9\x20\xa1\x63\xd7", 8);
   constexpr std::string_view noPages("\0\0\0\0", 4);
   const std::string_view bytes(head.data(), length < 0 ? 0 : static_cast<std::size_t>(length));
@@ -165,6 +168,7 @@ bool inspect(Connection& connection, bool create) {
   if (header.applicationId() != schema::applicationId) refuse(path, "the file is another program's database");
   if (header.version() > schema::version) refuseNewer(path, header.version());
   if (header.version() == 0) refuse(path, "the file is damaged: it has no format version");
+  // With a log, what the header counts may still be in it.
   if (!hasLog(path) && header.isTruncated()) refuse(path, "the file is damaged: its end is missing");
   return true;
 }
@@ -180,10 +184,12 @@ void makeStore(Connection& connection) {
 }
 
 void configure(Connection& connection) {
-  connection.execute("PRAGMA cell_size_check=1");
+  connection.execute("PRAGMA cell_size_check=1");  // A damaged page is noticed when it is read, not when it is used.
   // In pages: SQLite takes a size in bytes by pages of another size, as long as it has not read the file.
   connection.execute("PRAGMA cache_size=" + std::to_string(cachedBytes / schema::pageSize));
+  // A large transaction leaves a large log, which would keep its size until the store is closed.
   connection.execute("PRAGMA journal_size_limit=67108864");
+  // What is removed is overwritten where that takes no writing of further pages.
   connection.execute("PRAGMA secure_delete=FAST");
 }
 
@@ -241,6 +247,7 @@ bool bringUpToDate(const std::string& path, const StoreAddress& address, bool ke
   StoreAddress alone = address;
   alone.exclusive = true;
   alone.synchronousFull = true;
+  // Chance keeps two who wait for each other from giving up and coming back at the same time.
   const int patience = 20 + static_cast<int>(std::random_device()() % 100);
   Connection connection = Connection::openFile(path, std::min(patience, address.timeoutMilliseconds));
   try {
@@ -248,6 +255,7 @@ bool bringUpToDate(const std::string& path, const StoreAddress& address, bool ke
     configure(connection);
     startLog(connection, alone);
     schema::migrate(connection, schema::migrations(), schema::version);
+    // The version has to stand in the file itself, not only in the log.
     connection.execute("PRAGMA wal_checkpoint(TRUNCATE)");
   } catch (const DamageError&) {
     if (keepsLog) connection.keepLogOnClose();
@@ -286,7 +294,7 @@ std::string prepareFile(const StoreAddress& address, NewFile& newFile) {
   if (createEmpty(path)) {
     newFile.made(path);
   } else {
-    isThere(path, status);
+    isThere(path, status);  // What somebody else made meanwhile is looked at like any other.
   }
   return path;
 }
@@ -303,6 +311,7 @@ NewFile::~NewFile() {
   if (path_.empty()) return;
   try {
     Connection connection = Connection::openFile(path_, 0);
+    // Without shared memory, which would put one more file beside it.
     connection.execute("PRAGMA locking_mode=EXCLUSIVE");
     const Connection::FileLock lock(connection, Connection::FileLock::Kind::alone);
     if (connection.fileMoved() || !isUnused(connection)) return;
@@ -328,8 +337,9 @@ Connection openStore(const StoreAddress& address, NewFile& newFile) {
   const std::string path = prepareFile(address, newFile);
   const bool hadLog = hasLog(path);
   const auto deadline = Clock::now() + std::chrono::milliseconds(address.timeoutMilliseconds);
+  // At most twice round, unless others keep the file from being brought up to date.
   for (bool isAsNewAsItGets = false;;) {
-    {
+    {  // The connection is closed before the file is taken alone.
       Connection connection = Connection::openFile(path, address.timeoutMilliseconds);
       enter(connection, address);
       const bool isStore = inspect(connection, address.create);

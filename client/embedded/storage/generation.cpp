@@ -65,6 +65,7 @@ bool fits(Connection& connection) {
   // The snapshot begins with the first statement, and then keeps others from beginning a log that goes on from it.
   const std::uint32_t current = generationIn(connection.integer("PRAGMA user_version"));
   const std::uint32_t ofFile = generationOfFile(connection);
+  // Without a log, or with one whose first page has come into the file.
   if (current == ofFile) return true;
   try {
     auto known = connection.statement(read);
@@ -79,6 +80,7 @@ void renew(Connection& connection) {
   const std::int64_t before = connection.integer("PRAGMA user_version");
   if (versionIn(before) < firstVersion) return;
   std::uint32_t random = 0;
+  // Not 0, which stands for none.
   while ((random & ~mark & ~versionBits) == 0) sqlite3_randomness(sizeof random, &random);
   const std::uint32_t current = (random | mark) & ~versionBits;
   const std::string numbers = inBytes(current, generationIn(before));

@@ -24,6 +24,7 @@ class KeyReader {
   explicit KeyReader(std::string_view key) : rest_(key) {}
 
   void read(std::string_view name, Writer& writer) {
+    // Asked of `typeClass`, so that the numbers stand in one place.
     const int kind = take(1).front();
     if (kind == typeClass({Type::int32, placeholder, 4})) return readNumber(name, writer);
     if (kind == typeClass({Type::string, placeholder, 4})) return writer.appendString(name, takeSized());
@@ -65,6 +66,7 @@ class KeyReader {
     switch (take(1).front()) {
       case 'i': {
         const auto number = takeNumber<std::int64_t>();
+        // Keys do not tell an int32 from an int64 or a double of the same value; the shortest is the likeliest.
         const bool isShort = number == static_cast<std::int32_t>(number);
         return isShort ? writer.appendInt32(name, static_cast<std::int32_t>(number)) : writer.appendInt64(name, number);
       }

@@ -20,6 +20,8 @@ struct Sum {
   std::int64_t sum;
 };
 
+/// Rows are not changed while a statement steps over them, so they are read and then written; 500 sums are little
+/// memory.
 constexpr const char* batchSize = "500";
 
 /// The sums, as `to` has them, of the first documents above `last`, which is moved to the last one. What does not fit
@@ -54,6 +56,7 @@ void coverPlaces(Connection& connection) {
     const Checksum from(1, database, name);
     const Checksum to(2, database, name);
     std::int64_t last = 0;
+    // As long as a batch gets further: one that is all damaged gives no sums, and still moves `last`.
     for (std::int64_t before = -1; before < last;) {
       before = last;
       writeSums(connection, table, nextSums(connection, table, from, to, last));

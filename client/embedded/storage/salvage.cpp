@@ -77,6 +77,8 @@ SalvageRemainder SalvageScan::remainder() {
   const std::string table = schema::documentsTable(collection_.number());
   const std::string walk = "SELECT rid FROM " + table + " NOT INDEXED WHERE rid > 0 ORDER BY rid";
   const std::string byId = "SELECT rid, id FROM " + table + " INDEXED BY sqlite_autoindex_" + table + "_1 ORDER BY id";
+  // What was given before the damage is not noted while it is given, since a scan without damage would pay for it. The
+  // same walk gives it again, up to the same place.
   std::vector<std::int64_t> given;
   eachRow(connection, walk, [&](sqlite::Statement& row) {
     const bool isGiven = row.integer(0) <= *firstDamage_ && (given.empty() || row.integer(0) > given.back());
@@ -88,12 +90,14 @@ SalvageRemainder SalvageScan::remainder() {
   SalvageRemainder result{};
   std::vector<std::int64_t>& rids = result.rids;
   const auto isNew = [&given](std::int64_t rid) { return !std::binary_search(given.begin(), given.end(), rid); };
+  // From the other end of the tree.
   std::int64_t before = std::numeric_limits<std::int64_t>::max();
   eachRow(connection, walk + " DESC", [&](sqlite::Statement& row) {
     const bool isInOrder = row.integer(0) < std::exchange(before, row.integer(0));
     if (isInOrder && isNew(before)) rids.push_back(before);
     return isInOrder;
   });
+  // And what the index of ids names. If it can be walked whole, no document is missing without a name.
   std::string last;
   const auto takeIndexed = [&](sqlite::Statement& row, bool isInOrder) {
     last = row.text(1);
