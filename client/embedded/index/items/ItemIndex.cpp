@@ -305,12 +305,21 @@ void ItemIndex::merge(const Segments& inputs, std::uint32_t level) {
   std::vector<index::TermIterator> iterators;
   for (const auto& segment : inputs) iterators.emplace_back(*segment, *blocks_, false);
   index::MergedTerms terms(std::move(iterators));
+  index::SurplusTerms surplus;
+  const bool isWhole = inputs.size() == segments_.size();
   terms.seekToFirst();
   while (terms.valid()) {
     const std::uint32_t number = nextNumber();
     index::SegmentWriter writer(store_, blobOf(number), options_.blockSize, options_.chunkSize);
-    index::mergeTerms(terms, writer, [&] { return writer.blobs() < mostBlobs; });
+    index::mergeTerms(
+        terms, writer, [&] { return writer.blobs() < mostBlobs; }, isWhole ? nullptr : &surplus);
     if (!writer.empty()) finish(writer, number, level);
+  }
+  for (std::size_t layer = 0; layer < surplus.layers(); ++layer) {
+    const std::uint32_t number = nextNumber();
+    index::SegmentWriter writer(store_, blobOf(number), options_.blockSize, options_.chunkSize);
+    surplus.write(layer, writer);
+    finish(writer, number, level);
   }
   for (const auto& segment : inputs) drop(*segment);
 }

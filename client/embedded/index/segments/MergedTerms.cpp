@@ -2,6 +2,7 @@
 #include "client/embedded/index/segments/MergedTerms.h"
 
 #include <algorithm>
+#include <cstdlib>
 
 namespace database_client::embedded::index {
 
@@ -32,13 +33,23 @@ bool concatenate(const std::vector<TermIterator*>& parts, PostingWriter& joined,
 
 /// Adds up any postings.
 void addUp(const std::vector<TermIterator*>& parts, PostingSum& sum, PostingWriter& added, PostingWriter& deleted,
-           TermCounts& counts) {
+           TermCounts& counts, SurplusTerms* surplus) {
   counts = {};
   for (const TermIterator* part : parts) counts.extra += part->term().counts.extra;
   added.clear();
   deleted.clear();
-  sum.each(
-      parts, [&](Run run) { added.add(run.first, run.length); }, [&](Run run) { deleted.add(run.first, run.length); });
+  const auto add = [&](Run run) { added.add(run.first, run.length); };
+  const auto remove = [&](Run run) { deleted.add(run.first, run.length); };
+  if (surplus == nullptr) {
+    sum.each(parts, add, remove);
+  } else {
+    sum.eachNumber(parts, [&](Run run, int plus, int minus) {
+      const int times = plus - minus;
+      if (times > 0) add(run);
+      if (times < 0) remove(run);
+      if (times > 1 || times < -1) surplus->add(parts.front()->key(), run, times > 0 ? times - 1 : times + 1);
+    });
+  }
   counts.added = added.count();
   counts.deleted = deleted.count();
 }
@@ -88,8 +99,8 @@ void PostingSum::gather(const std::vector<TermIterator*>& parts) {
 }
 
 int PostingSum::multiplicity(int added, int deleted) {
-  // Over all segments a record comes to 0 or 1, over neighbours in time to -1, 0 or 1. Where nothing is deleted
-  // postings are united, so that a query lives with a record that damage added twice.
+  // Over all segments a record comes to 0 or 1. Where nothing is deleted postings are united, so that a query lives
+  // with a record that damage added twice.
   const int times = deleted == 0 ? std::min(added, 1) : added - deleted;
   if (times > 1 || times < -1) damaged("a record counted twice");
   return times;
@@ -171,7 +182,28 @@ void MergedTerms::collect() {
   } while (!heap_.empty() && heap_.front()->key() == group_.front()->key());
 }
 
-void mergeTerms(MergedTerms& terms, TermSink& sink, const std::function<bool()>& mayGoOn) {
+void SurplusTerms::add(std::string_view key, Run run, int times) {
+  const auto count = static_cast<std::size_t>(std::abs(times));
+  if (layers_.size() < count) layers_.resize(count);
+  for (std::size_t i = 0; i < count; ++i) {
+    if (layers_[i].empty() || layers_[i].back().key != key) layers_[i].push_back({std::string(key), {}, {}});
+    Entry& entry = layers_[i].back();
+    (times > 0 ? entry.added : entry.deleted).add(run.first, run.length);
+  }
+}
+
+void SurplusTerms::write(std::size_t layer, TermSink& sink) {
+  for (Entry& entry : layers_[layer]) {
+    Term term;
+    term.counts.added = entry.added.count();
+    term.counts.deleted = entry.deleted.count();
+    term.added = entry.added.finish();
+    term.deleted = entry.deleted.finish();
+    sink.add(entry.key, term);
+  }
+}
+
+void mergeTerms(MergedTerms& terms, TermSink& sink, const std::function<bool()>& mayGoOn, SurplusTerms* surplus) {
   std::string buffer;
   PostingWriter added;
   PostingWriter deleted;
@@ -186,7 +218,7 @@ void mergeTerms(MergedTerms& terms, TermSink& sink, const std::function<bool()>&
     }
     orderByRecord(terms.group(), parts, order);
     Term term;
-    if (!concatenate(parts, added, term.counts)) addUp(parts, sum, added, deleted, term.counts);
+    if (!concatenate(parts, added, term.counts)) addUp(parts, sum, added, deleted, term.counts, surplus);
     term.added = added.finish();
     if (term.counts.deleted != 0) term.deleted = deleted.finish();
     // A tombstone that meets what it deletes goes at once, on whatever level: a sum of nothing is nothing wherever the

@@ -130,7 +130,8 @@ void checkFieldName(std::string_view name) {
 AccumulatedField parseAccumulated(const Element& element) {
   checkFieldName(element.key);
   if (!isOperatorExpression(element.value)) {
-    refuseQuery(code::groupFieldNotAnAccumulator, "the field " + quoted(element.key) + " of $group takes an accumulator", element.key);
+    refuseQuery(code::groupFieldNotAnAccumulator,
+                "the field " + quoted(element.key) + " of $group takes an accumulator", element.key);
   }
   if (element.value.asDocument().count() != 1) {
     refuseQuery(code::groupFieldOfSeveralAccumulators,
@@ -175,11 +176,12 @@ void checkSortByCount(const Value& operand) {
     refuseQuery(code::sortByCountOfDocument, "$sortByCount takes an expression, not a document", "$sortByCount");
   }
   if (operand.type != Type::string) {
-    refuseQuery(code::sortByCountNotAPath, std::string("$sortByCount takes a path or an expression, not ") + kindOf(operand),
-                "$sortByCount");
+    refuseQuery(code::sortByCountNotAPath,
+                std::string("$sortByCount takes a path or an expression, not ") + kindOf(operand), "$sortByCount");
   }
   const bool path = operand.asString().substr(0, 1) == "$";
-  if (!path) refuseQuery(code::sortByCountPathWithoutDollar, "$sortByCount takes a path that begins with $", "$sortByCount");
+  if (!path)
+    refuseQuery(code::sortByCountPathWithoutDollar, "$sortByCount takes a path that begins with $", "$sortByCount");
 }
 
 }  // namespace

@@ -34,8 +34,7 @@ class ItemIndexTest : public testing::Test {
     index_ = std::make_unique<ItemIndex>(store_, 7, options);
   }
   /// With a way to read the documents, so that those added last need not be written.
-  void openWithTail() {
-    ItemIndex::Options options = smallOptions();
+  void openWithTail(ItemIndex::Options options = smallOptions()) {
     options.unindexedLimit = 6;
     options.bulkSize = 3;
     index_ = std::make_unique<ItemIndex>(
@@ -485,12 +484,60 @@ TEST_F(ItemIndexTest, SeveralIndexesShareOneLimitOfMemory) {
 }
 
 /// Random changes, in transactions that commit or not, with the index opened anew in between.
+TEST_F(ItemIndexTest, ALargeTransactionBetweenSmallOnesStaysTrueWhenTheyAreMerged) {
+  ItemIndex::Options options = smallOptions();
+  options.memtableLimit = 100'000;
+  open(options);
+  put(1, R"({"a": [{"name": "x"}]})");
+  commit();
+  put(1, R"({"a": [{"name": "y"}]})");
+  for (int i = 1000; i < 1600; ++i) put(i, R"({"a": [{"name": "z", "value": )" + std::to_string(i) + "}]}");
+  commit();
+  put(1, R"({"a": [{"name": "x"}]})");
+  commit();
+  for (int i = 2; i < 10; ++i) {
+    put(i, R"({"a": [{"name": "w"}]})");
+    commit();
+    EXPECT_EQ(problems(), "");
+  }
+}
+
+TEST_F(ItemIndexTest, ALargeTransactionThatGivesBackWhatSmallOnesTakeStaysTrueWhenTheyAreMerged) {
+  ItemIndex::Options options = smallOptions();
+  options.memtableLimit = 100'000;
+  open(options);
+  put(1, R"({"a": [{"name": "x"}]})");
+  for (int i = 1000; i < 1600; ++i) put(i, R"({"a": [{"name": "z", "value": )" + std::to_string(i) + "}]}");
+  commit();
+  put(1, R"({"a": [{"name": "y"}]})");
+  commit();
+  put(1, R"({"a": [{"name": "x"}]})");
+  for (int i = 2000; i < 2600; ++i) put(i, R"({"a": [{"name": "z", "value": )" + std::to_string(i) + "}]}");
+  commit();
+  put(1, R"({"a": [{"name": "y"}]})");
+  commit();
+  for (int i = 2; i < 12; ++i) {
+    put(i, R"({"a": [{"name": "w"}]})");
+    commit();
+    EXPECT_EQ(problems(), "");
+  }
+  index_->compact();
+  commit();
+  EXPECT_EQ(problems(), "");
+}
+
 class RandomIndexTest : public ItemIndexTest, public testing::WithParamInterface<std::uint32_t> {
  protected:
   void step(RandomDocuments& random, std::uint32_t odd) {
     const auto rid = std::int64_t{random.below(60)} + 1;
     if (documents_.count(rid) != 0 && random.oneIn(3)) return remove(rid);
     put(rid, random.document(odd));
+  }
+  /// As much as makes a segment that does not start on the lowest level.
+  void putMany(RandomDocuments& random, std::uint32_t odd) {
+    for (std::int64_t rid = 1; rid <= 60; ++rid) {
+      if (documents_.count(rid) == 0 || random.oneIn(2)) put(rid, random.document(odd));
+    }
   }
 };
 
@@ -501,10 +548,14 @@ TEST_P(RandomIndexTest, AgreesWithTheDocuments) {
   RandomDocuments random(seed);
   const std::uint32_t odd = random.oneIn(2) ? 0 : 4 + random.below(30);
   const bool snapshot = random.oneIn(2);
-  const auto openAgain = [&] { snapshot ? openWithTail() : open(); };
+  ItemIndex::Options options = smallOptions();
+  // Then a large transaction becomes a large segment.
+  if (random.oneIn(2)) options.memtableLimit = 100'000;
+  const auto openAgain = [&] { snapshot ? openWithTail(options) : open(options); };
   openAgain();
   for (int transaction = 0; transaction < 120; ++transaction) {
     for (std::uint32_t i = random.below(random.oneIn(9) ? 60 : 4) + 1; i > 0; --i) step(random, odd);
+    if (random.oneIn(12)) putMany(random, odd);
     random.oneIn(5) ? undo() : commit();
     if (random.oneIn(10)) openAgain();
     if (random.oneIn(25)) {

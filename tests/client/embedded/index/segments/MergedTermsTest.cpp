@@ -61,31 +61,41 @@ class MergedTermsTest : public SeededTest {
     return terms;
   }
 
-  std::shared_ptr<const Segment> merge(const std::vector<std::shared_ptr<const Segment>>& inputs) {
+  std::vector<std::shared_ptr<const Segment>> merge(const std::vector<std::shared_ptr<const Segment>>& inputs) {
     MergedTerms terms = walk(inputs);
+    SurplusTerms surplus;
+    SegmentWriter writer = nextWriter();
+    mergeTerms(
+        terms, writer, [] { return true; }, &surplus);
+    std::vector<std::shared_ptr<const Segment>> merged{finish(writer)};
+    for (std::size_t layer = 0; layer < surplus.layers(); ++layer) {
+      SegmentWriter further = nextWriter();
+      surplus.write(layer, further);
+      merged.push_back(finish(further));
+    }
+    layers_ += surplus.layers();
+    return merged;
+  }
+
+  /// Merges some segments, whichever, several times, and then all.
+  std::shared_ptr<const Segment> mergeInAnyGrouping(std::vector<std::shared_ptr<const Segment>> segments) {
+    for (std::uint32_t round = below(6); round > 0; --round) {
+      std::shuffle(segments.begin(), segments.end(), random_);
+      const auto last = segments.begin() + below(static_cast<std::uint32_t>(segments.size())) + 1;
+      const auto merged = merge({segments.begin(), last});
+      segments.erase(segments.begin(), last);
+      segments.insert(segments.end(), merged.begin(), merged.end());
+    }
+    MergedTerms terms = walk(segments);
     SegmentWriter writer = nextWriter();
     mergeTerms(terms, writer, [] { return true; });
     return finish(writer);
   }
 
-  /// Merges some neighbours, whichever, until there is one segment.
-  std::shared_ptr<const Segment> mergeInAnyGrouping(std::vector<std::shared_ptr<const Segment>> segments) {
-    while (segments.size() > 1) {
-      const auto count = static_cast<std::uint32_t>(segments.size());
-      const std::uint32_t taken = 2 + below(count - 1);
-      const auto first = segments.begin() + static_cast<std::ptrdiff_t>(below(count - taken + 1));
-      const auto last = first + static_cast<std::ptrdiff_t>(taken);
-      std::vector<std::shared_ptr<const Segment>> inputs(first, last);
-      std::shuffle(inputs.begin(), inputs.end(), random_);
-      *first = merge(inputs);
-      segments.erase(first + 1, last);
-    }
-    return segments.front();
-  }
-
   SpelledTerms spell(const std::shared_ptr<const Segment>& segment) { return index::spell(*segment, blocks_); }
 
   SpelledTerms sums_;
+  std::size_t layers_ = 0;
 
  private:
   SegmentWriter nextWriter() {
@@ -145,6 +155,15 @@ TEST_P(MergedTermsTest, EqualKeysComeTogetherInTheirOrder) {
     found[before] = terms.group().size();
   }
   EXPECT_EQ(found, expected);
+}
+
+TEST_P(MergedTermsTest, WhatComesToMoreThanOneStandsInFurtherSegments) {
+  std::vector<std::shared_ptr<const Segment>> segments;
+  for (int i = 0; i < 40; ++i) {
+    for (const SpelledTerms& changes : transactions()) segments.push_back(write(changes));
+  }
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(spell(mergeInAnyGrouping(segments)), sums_);
+  EXPECT_GT(layers_, 0U);
 }
 
 INSTANTIATE_TEST_SUITE_P(Seeds, MergedTermsTest, testing::Range(1U, 31U));
