@@ -8,7 +8,7 @@
 namespace database_client::embedded {
 
 void refuseMemory(std::string_view stage, const RunLimits& limits) {
-  refuseQuery(code::memoryLimit,
+  refuseQuery(code::queryExceededMemoryLimitNoDiskUseAllowed,
               std::string(stage) + " would need more than " + std::to_string(limits.memory) + " bytes of memory",
               stage);
 }
