@@ -32,6 +32,8 @@ constexpr int streamType = 1000;
 constexpr std::size_t usualRoom = 16 * 1024;
 constexpr std::size_t largestKept = 4 * 1024 * 1024;
 constexpr Clock::time_point never = Clock::time_point::max();
+/// The driver's socket rounds what is left of a time down to whole milliseconds, and so gives up a little before its end.
+constexpr milliseconds earlyWaking{2};
 /// How long a stream waits before it asks whether the result is still wanted.
 constexpr milliseconds patience{100};
 
@@ -441,7 +443,7 @@ bool CheckedStream::giveUp(int error) {
   if (!mongoc_stream_should_retry(stream_.get()) && !mongoc_stream_timed_out(stream_.get())) {
     const std::string end = received_ == 0 ? "the connection ended" : "damaged answer: the connection ended within it";
     fail(error == 0 ? end : end + ": " + std::generic_category().message(error));
-  } else if (Clock::now() >= handshakeEnd_) {
+  } else if (handshakeEnd_ != never && Clock::now() + earlyWaking >= handshakeEnd_) {
     fail("timeout: no end of the handshake within " + std::to_string(handshakeTime_) + " ms", true);
   } else {
     error_ = EAGAIN;
