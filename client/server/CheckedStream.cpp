@@ -32,7 +32,8 @@ constexpr int streamType = 1000;
 constexpr std::size_t usualRoom = 16 * 1024;
 constexpr std::size_t largestKept = 4 * 1024 * 1024;
 constexpr Clock::time_point never = Clock::time_point::max();
-/// The driver's socket rounds what is left of a time down to whole milliseconds, and so gives up a little before its end.
+/// The driver's socket rounds what is left of a time down to whole milliseconds, and so gives up a little before its
+/// end.
 constexpr milliseconds earlyWaking{2};
 /// How long a stream waits before it asks whether the result is still wanted.
 constexpr milliseconds patience{100};

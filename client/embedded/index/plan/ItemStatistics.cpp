@@ -239,15 +239,15 @@ class ItemAggregator {
 bool GroupCounts::add(const std::vector<bson::Byte>& id, std::int64_t count) {
   const std::string key = canonicalKey(viewOf(id).find("_id"));
   if (2 * (groups_.size() + 1) > table_.size()) rehash();
-  std::uint32_t& place = table_[placeOf(key)];
+  const std::size_t at = placeOf(key);
   const std::string_view idBytes(reinterpret_cast<const char*>(id.data()), id.size());
-  if (place == 0) {
+  if (table_[at] == 0) {
     groups_.push_back(
         {bytes_.size(), static_cast<std::uint32_t>(key.size()), static_cast<std::uint32_t>(id.size()), 0});
     bytes_.append(key).append(idBytes);
-    place = static_cast<std::uint32_t>(groups_.size());
+    table_[at] = static_cast<std::uint32_t>(groups_.size());
   }
-  Group& group = groups_[place - 1];
+  Group& group = groups_[table_[at] - 1];
   if (idOf(group) != idBytes) return false;
   group.count += count;
   return true;
@@ -276,7 +276,7 @@ std::string_view GroupCounts::idOf(const Group& group) const {
 }
 
 /// Where the group of the key is, or belongs.
-std::size_t GroupCounts::placeOf(std::string_view key) const {
+std::size_t GroupCounts::placeOf(const std::string& key) const {
   const std::size_t mask = table_.size() - 1;
   std::size_t at = XXH3_64bits(key.data(), key.size()) & mask;
   while (table_[at] != 0 && keyOf(groups_[table_[at] - 1]) != key) at = (at + 1) & mask;
@@ -286,7 +286,7 @@ std::size_t GroupCounts::placeOf(std::string_view key) const {
 void GroupCounts::rehash() {
   table_.assign(std::max<std::size_t>(64, 2 * table_.size()), 0);
   for (std::size_t i = 0; i < groups_.size(); ++i)
-    table_[placeOf(keyOf(groups_[i]))] = static_cast<std::uint32_t>(i + 1);
+    table_[placeOf(std::string(keyOf(groups_[i])))] = static_cast<std::uint32_t>(i + 1);
 }
 
 IndexAnswer answerFromIndex(ItemIndex& index, bson::View stages, std::uint64_t documents, const DocumentReader& read) {

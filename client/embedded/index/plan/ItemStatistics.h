@@ -39,7 +39,7 @@ class GroupCounts {
 
   std::string_view keyOf(const Group& group) const;
   std::string_view idOf(const Group& group) const;
-  std::size_t placeOf(std::string_view key) const;
+  std::size_t placeOf(const std::string& key) const;
   void rehash();
 
   std::string bytes_{};
