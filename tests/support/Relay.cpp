@@ -375,8 +375,11 @@ std::optional<Relay::Moment> Relay::electionWith(const Connection& connection, c
   const bool isRepetition = command.isRetryableWrite() && command.identity() == cutOff_;
   if ((!isPlanned && !isTermOver) || isRepetition) return std::nullopt;
   const std::array<Moment, 3> turns{Moment::unanswered, Moment::refused, Moment::unsent};
-  const Moment moment = isPlanned ? plans_.front().moment : turns[static_cast<std::size_t>(elections_) % turns.size()];
+  Moment moment = isPlanned ? plans_.front().moment : turns[static_cast<std::size_t>(elections_) % turns.size()];
   if (isPlanned) plans_.pop_front();
+  // Of a repeated insert that is refused the client cannot tell whether it was its own first try that is in the way.
+  const bool isAmbiguous = shape_.victims == Shape::Victims::repeatable && command.name == "insert";
+  if (moment == Moment::unsent && isAmbiguous && !isPlanned) moment = Moment::refused;
   cutOff_ = command.identity();
   return isCutOff ? moment : Moment::refused;
 }

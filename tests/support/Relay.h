@@ -24,8 +24,9 @@ struct Shape {
   };
   /// What an election may begin with.
   enum class Victims {
-    /// What a client may repeat: reads, inserts, removals and changes of one document are refused or cut off, the
-    /// commands for users and indexes refused. Updates of many documents are let through.
+    /// What a client may repeat: reads, inserts, removals and changes of one document are refused or cut off (an
+    /// insert never before it is carried out), the commands for users and indexes refused. Updates of many documents
+    /// are let through.
     repeatable,
     /// Anything but the handshake; the connections of other clients end, too.
     all,
