@@ -283,10 +283,15 @@ std::size_t GroupCounts::placeOf(const std::string& key) const {
   return at;
 }
 
+// The groups differ, so that each belongs into the first free place.
 void GroupCounts::rehash() {
   table_.assign(std::max<std::size_t>(64, 2 * table_.size()), 0);
-  for (std::size_t i = 0; i < groups_.size(); ++i)
-    table_[placeOf(std::string(keyOf(groups_[i])))] = static_cast<std::uint32_t>(i + 1);
+  const std::size_t mask = table_.size() - 1;
+  for (std::size_t i = 0; i < groups_.size(); ++i) {
+    std::size_t at = XXH3_64bits(keyOf(groups_[i]).data(), groups_[i].keySize) & mask;
+    while (table_[at] != 0) at = (at + 1) & mask;
+    table_[at] = static_cast<std::uint32_t>(i + 1);
+  }
 }
 
 IndexAnswer answerFromIndex(ItemIndex& index, bson::View stages, std::uint64_t documents, const DocumentReader& read) {
