@@ -361,6 +361,15 @@ Bson Relay::shown(const Connection& connection, const Command& command, const bs
   return changed;
 }
 
+/// The moments take turns. Of a repeated insert that is refused the client cannot tell whether it was its own first try
+/// that is in the way, so that one that may be repeated is not cut off unsent.
+Relay::Moment Relay::nextMoment(const std::string& command) const {
+  const std::array<Moment, 3> turns{Moment::unanswered, Moment::refused, Moment::unsent};
+  const Moment turn = turns[static_cast<std::size_t>(elections_) % turns.size()];
+  const bool isAmbiguous = shape_.victims == Shape::Victims::repeatable && command == "insert";
+  return turn == Moment::unsent && isAmbiguous ? Moment::refused : turn;
+}
+
 std::optional<Relay::Moment> Relay::electionWith(const Connection& connection, const Command& command) {
   const std::lock_guard<std::mutex> lock(mutex_);
   const bool isOfPrimary = shape_.role == Shape::Role::set && isPrimary(connection.member);
@@ -374,12 +383,8 @@ std::optional<Relay::Moment> Relay::electionWith(const Connection& connection, c
   const bool isPlanned = !plans_.empty() && plans_.front().command == command.name;
   const bool isRepetition = command.isRetryableWrite() && command.identity() == cutOff_;
   if ((!isPlanned && !isTermOver) || isRepetition) return std::nullopt;
-  const std::array<Moment, 3> turns{Moment::unanswered, Moment::refused, Moment::unsent};
-  Moment moment = isPlanned ? plans_.front().moment : turns[static_cast<std::size_t>(elections_) % turns.size()];
+  const Moment moment = isPlanned ? plans_.front().moment : nextMoment(command.name);
   if (isPlanned) plans_.pop_front();
-  // Of a repeated insert that is refused the client cannot tell whether it was its own first try that is in the way.
-  const bool isAmbiguous = shape_.victims == Shape::Victims::repeatable && command.name == "insert";
-  if (moment == Moment::unsent && isAmbiguous && !isPlanned) moment = Moment::refused;
   cutOff_ = command.identity();
   return isCutOff ? moment : Moment::refused;
 }

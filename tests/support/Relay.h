@@ -89,6 +89,7 @@ class Relay {
   Bson shown(const Connection& connection, const Command& command, const bson_t* reply);
   std::optional<Bson> ownAnswer(const Connection& connection, const Command& command);
 
+  Moment nextMoment(const std::string& command) const;
   std::optional<Moment> electionWith(const Connection& connection, const Command& command);
   bool mustBeSeen(const Message& reply) const;
   void beginElection(const Connection& cause, Moment moment);
