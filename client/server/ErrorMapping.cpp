@@ -186,9 +186,10 @@ bool isRetryable(Kind kind, const bson_error_t& error, const bson_t* reply) {
 }
 
 // What a server finds out before it touches a document. Anything else may end a write of many after some were done.
-bool comesBeforeAll(Kind kind) {
-  return kind == Kind::query || kind == Kind::authorization || kind == Kind::authentication ||
-         kind == Kind::unsupported;
+bool comesBeforeAll(const ErrorContext& context, Kind kind, int code) {
+  const bool isOfOneDocument = context.appends || code == code::pathNotViable || code == code::immutableField;
+  if (kind == Kind::query) return !isOfOneDocument;
+  return kind == Kind::authorization || kind == Kind::authentication || kind == Kind::unsupported;
 }
 
 bool isOutcomeUnknown(const ErrorContext& context, Kind kind, const bson_error_t& error, std::int64_t written) {
@@ -196,8 +197,8 @@ bool isOutcomeUnknown(const ErrorContext& context, Kind kind, const bson_error_t
   if (context.maybeDone) return true;
   if (connectionStateOf(error) != ConnectionState::intact) return context.unanswered;
   if (error.domain != MONGOC_ERROR_SERVER) return false;
-  if (context.manyDocuments && (written > 0 || !comesBeforeAll(kind))) return true;
   const int code = static_cast<int>(error.code);
+  if (context.manyDocuments && (written > 0 || !comesBeforeAll(context, kind, code))) return true;
   // A refusal by a server that steps down says nothing of an attempt before it.
   return has(brokenOff, code) || ((isStepDown(code) || code == code::maxTimeMsExpired) && context.unanswered);
 }

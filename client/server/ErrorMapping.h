@@ -41,6 +41,7 @@ struct ErrorContext {
   std::vector<std::string> secrets{};  ///< what no message may repeat
   bool write = false;
   bool manyDocuments = false;  ///< a write that takes place document by document
+  bool appends = false;        ///< to lists, of which a server finds out only at the document whether they are some
   bool insertion = false;
   bool ofUsers = false;     ///< one of the commands for users and roles
   bool unanswered = false;  ///< a command went out and no answer came back

@@ -72,6 +72,7 @@ ErrorContext Attempt::context() const {
   result.secrets.push_back(operation_.secret);
   result.write = operation_.write;
   result.manyDocuments = operation_.manyDocuments;
+  result.appends = operation_.appends;
   result.insertion = operation_.insertion;
   result.ofUsers = operation_.ofUsers;
   result.unanswered = events_.unanswered;

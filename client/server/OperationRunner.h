@@ -42,6 +42,7 @@ struct Operation {
   std::string action;  ///< "insert into db.collection"
   bool write = false;
   bool manyDocuments = false;  ///< a write that takes place document by document
+  bool appends = false;        ///< to lists, of which a server finds out only at the document whether they are some
   bool insertion = false;
   bool ofUsers = false;
   bool repeatable = false;  ///< a write that changes nothing more when it takes place once more

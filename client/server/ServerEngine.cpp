@@ -323,6 +323,7 @@ void ServerEngine::update(const Namespace& where, const ObjectProperties& select
   const bool replaces = kind == UpdateKind::replaceFirst;
   Operation operation = writeOperation("update of", where);
   operation.manyDocuments = !replaces;
+  operation.appends = kind == UpdateKind::appendToArrayInAll;
   const BorrowedBson query(DocumentAccess::view(selector));
   const BorrowedBson whole(DocumentAccess::view(document));
   const OwnedBson change = under(kind == UpdateKind::setInAll ? "$set" : "$push", document);

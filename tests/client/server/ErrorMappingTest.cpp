@@ -449,6 +449,16 @@ TEST_F(Failure, WriteOfManyThatOneDocumentEndsIsUnknown) {
   EXPECT_EQ(update(3), "authorization 13");
 }
 
+TEST_F(Failure, WriteOfManyThatMeetsAValueItCannotChangeIsUnknown) {
+  EXPECT_EQ(connect(), "true");
+  server.script("update", {refusal(2, "must be an array but is of type int"), refusal(28, "cannot create field"),
+                           refusal(66, "would modify the immutable field '_id'"), refusal(28, "cannot create field")});
+  EXPECT_EQ(update(9), "query 2 outcomeUnknown");
+  EXPECT_EQ(update(3), "query 28 outcomeUnknown");
+  EXPECT_EQ(update(3), "query 66 outcomeUnknown");
+  EXPECT_EQ(update(1), "query 28");  // one document is replaced or not
+}
+
 TEST_F(Failure, WriteOfManyTellsHowManyWereWritten) {
   EXPECT_EQ(connect(), "true");
   server.script("delete", {refusal(112, "conflict", R"(, "n": 3)")});
