@@ -3,7 +3,6 @@
 
 #include "client/DocumentAccess.h"
 #include "client/bson/View.h"
-#include "client/propertyType.h"
 
 namespace database_client {
 
@@ -36,7 +35,7 @@ bool ElementReader::next() {
 }
 
 PropertyType ElementReader::type() const {
-  return value_ == nullptr ? PropertyType::undefined : propertyType(static_cast<Type>(kind_));
+  return value_ == nullptr ? PropertyType::undefined : bson::propertyTypeOf(static_cast<Type>(kind_));
 }
 
 std::string_view ElementReader::asString() const {
@@ -64,8 +63,7 @@ long long ElementReader::asTime(long long defaultValue) const {
 }
 
 ElementReader ElementReader::children() const {
-  const auto type = static_cast<Type>(kind_);
-  const bool isLevel = type == Type::document || type == Type::array;
+  const bool isLevel = bson::isLevel(static_cast<Type>(kind_));
   return ElementReader(firstEntry(isLevel ? bson::viewAt(value_) : bson::emptyDocument()));
 }
 

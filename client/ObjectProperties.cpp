@@ -11,7 +11,6 @@
 #include "client/bson/Document.h"
 #include "client/bson/validate.h"
 #include "client/json/json.h"
-#include "client/propertyType.h"
 
 namespace database_client {
 
@@ -155,7 +154,7 @@ bool ObjectProperties::copyValue(const std::string& key, const ObjectProperties&
   const bson::Buffer source = other.document().bytes();  // holds the bytes, should `other` be this document
   const Value value = other.document().find(otherKey);
   if (value.data == nullptr) return false;
-  if (value.isDocument() || value.isArray()) {
+  if (value.isLevel()) {
     putLevel(document(), key, value.type, value.asDocument(), other.document().depth() + 1);
   } else {
     std::memcpy(document().put(key, value.type, value.size), value.data, value.size);
@@ -187,7 +186,7 @@ void ObjectProperties::exclude(const std::string& key, ObjectProperties& out) {
   const Value value = document().find(key);
   if (value.data == nullptr) return;
   ObjectProperties taken;
-  if (value.isDocument() || value.isArray()) {
+  if (value.isLevel()) {
     taken = DocumentAccess::adopt(value.asDocument());
   } else {
     taken.copyValue(key, *this, key);
@@ -249,7 +248,7 @@ bool ObjectProperties::contains(const std::string& key) const {
 
 PropertyType ObjectProperties::type(const std::string& key) const {
   const Value value = document().find(key);
-  return value.data == nullptr ? PropertyType::undefined : propertyType(value.type);
+  return value.data == nullptr ? PropertyType::undefined : bson::propertyTypeOf(value.type);
 }
 
 std::list<std::string> ObjectProperties::childKeys() const {
@@ -281,7 +280,7 @@ std::string ObjectProperties::nameAt(const int& index) const {
 
 PropertyType ObjectProperties::typeAt(const int& index) const {
   const Element element = document().at(index);
-  return element.start == nullptr ? PropertyType::undefined : propertyType(element.value.type);
+  return element.start == nullptr ? PropertyType::undefined : bson::propertyTypeOf(element.value.type);
 }
 
 bool ObjectProperties::boolAt(const int& index, bool defaultValue) const {

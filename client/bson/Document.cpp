@@ -38,10 +38,6 @@ bool holds(View level, std::string_view key, std::string_view text) {
   return value.data != nullptr && value.type == Type::string && areEqual(value.asString(), text);
 }
 
-bool isLevel(Type type) {
-  return type == Type::document || type == Type::array;
-}
-
 /// Copies between one and two words: the first and the last, which may overlap.
 template <class Word>
 void copyEnds(Byte* to, const char* from, std::size_t size) {
@@ -167,7 +163,7 @@ int Document::findLastItem(std::string_view key, std::string_view text) {
     const Byte* start = at;
     const auto type = static_cast<Type>(*at);
     at += 1 + bson::shortCString(at + 1).size() + 1;
-    if (isLevel(type) && holds(bson::viewAt(at), key, text)) {
+    if (bson::isLevel(type) && holds(bson::viewAt(at), key, text)) {
       last = level.placeOrdinal = position;
       level.place = static_cast<std::size_t>(start - data);
     }
@@ -341,7 +337,7 @@ bool Document::enter(std::string_view key, Type kind) {
 
 bool Document::enterAt(int index) {
   const Element element = at(index);
-  if (element.start == nullptr || !isLevel(element.value.type)) return false;
+  if (element.start == nullptr || !element.value.isLevel()) return false;
   push(static_cast<std::size_t>(element.value.data - bytes_.data()), element.value.type);
   return true;
 }

@@ -36,10 +36,9 @@ View emptyDocument() {
 std::size_t depth(View document) {
   std::size_t deepest = 0;
   for (const Element& element : document) {
-    const Type type = element.value.type;
-    if (type == Type::document || type == Type::array) {
+    if (element.value.isLevel()) {
       deepest = std::max(deepest, 1 + depth(element.value.asDocument()));
-    } else if (type == Type::codeWithScope) {
+    } else if (element.value.type == Type::codeWithScope) {
       deepest = std::max(deepest, 1 + depth(element.value.scope()));
     }
   }

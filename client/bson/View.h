@@ -1,45 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <iterator>
 #include <string_view>
 
+#include "client/bson/Type.h"  // IWYU pragma: export
+
 /// Reading BSON in place. Everything here trusts its bytes: they were written by `Writer` or passed `validate`.
 namespace database_client::bson {
 
-using Byte = std::uint8_t;
-
-enum class Type : Byte {
-  real = 0x01,
-  string = 0x02,
-  document = 0x03,
-  array = 0x04,
-  binary = 0x05,
-  undefined = 0x06,
-  objectId = 0x07,
-  boolean = 0x08,
-  date = 0x09,
-  null = 0x0A,
-  regex = 0x0B,
-  dbPointer = 0x0C,
-  code = 0x0D,
-  symbol = 0x0E,
-  codeWithScope = 0x0F,
-  int32 = 0x10,
-  timestamp = 0x11,
-  int64 = 0x12,
-  decimal128 = 0x13,
-  maxKey = 0x7F,
-  minKey = 0xFF,
-};
-
 constexpr std::size_t maximumSize = 16 * 1024 * 1024;
 constexpr int maximumDepth = 100;
-constexpr std::size_t objectIdSize = 12;
 /// Binary data of this subtype begin with their length once more.
 constexpr Byte oldBinarySubtype = 2;
 
@@ -60,63 +34,11 @@ void store(Byte* at, Number number) {
 /// The number of bytes of a regular expression, which has no length field.
 std::size_t regexSize(const Byte* value);
 
-/// What a value's size follows from: a number of bytes that each value of its type has, and the length at its start.
-struct Extent {
-  Byte fixed = 0;
-  bool hasLength = false;
-};
-
-constexpr Extent extentOf(Type type) {
-  switch (type) {
-    case Type::int32:
-      return {4, false};
-    case Type::real:
-    case Type::date:
-    case Type::int64:
-    case Type::timestamp:
-      return {8, false};
-    case Type::boolean:
-      return {1, false};
-    case Type::objectId:
-      return {objectIdSize, false};
-    case Type::decimal128:
-      return {16, false};
-    case Type::document:
-    case Type::array:
-    case Type::codeWithScope:
-      return {0, true};
-    case Type::string:
-    case Type::code:
-    case Type::symbol:
-      return {4, true};
-    case Type::binary:
-      return {4 + 1, true};
-    case Type::dbPointer:
-      return {4 + objectIdSize, true};
-    case Type::undefined:
-    case Type::null:
-    case Type::minKey:
-    case Type::maxKey:
-    case Type::regex:
-      break;
-  }
-  return {};
-}
-
-constexpr std::array<Extent, 256> allExtents() {
-  std::array<Extent, 256> table{};
-  for (std::size_t type = 0; type < table.size(); ++type) table[type] = extentOf(static_cast<Type>(type));
-  return table;
-}
-
-/// `extentOf` by type byte.
-constexpr std::array<Extent, 256> extents = allExtents();
-
 /// The number of bytes of a value; 0 for a type byte that BSON does not have.
 inline std::size_t valueSize(Type type, const Byte* value) {
   if (type == Type::regex) return regexSize(value);
-  const Extent extent = extents[static_cast<Byte>(type)];
-  return extent.fixed + (extent.hasLength ? static_cast<std::size_t>(load<std::int32_t>(value)) : 0);
+  const Extent extent = extentOf(type);
+  return extent.size + (extent.hasLength() ? static_cast<std::size_t>(load<std::int32_t>(value)) : 0);
 }
 
 inline std::string_view cString(const Byte* at) {
@@ -158,6 +80,8 @@ struct Value {
 
   bool isDocument() const { return type == Type::document; }
   bool isArray() const { return type == Type::array; }
+  /// A document or an array.
+  bool isLevel() const { return bson::isLevel(type); }
   bool isNumber() const {
     return type == Type::int32 || type == Type::int64 || type == Type::real || type == Type::decimal128;
   }

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "client/bson/validate.h"
 
-#include <array>
 #include <string>
 
 #include "database_client/Error.h"
@@ -15,55 +14,6 @@ constexpr std::ptrdiff_t smallestDocument = 5;
 constexpr int levelsAroundResult = 3;
 /// The largest message that a server sends.
 constexpr std::size_t maximumAnswer = 48'000'000;
-
-/// How many bytes a value has behind its key, or one of the marks.
-constexpr std::int8_t varies = -1;
-constexpr std::int8_t unknown = -2;
-
-struct Kind {
-  Type type;
-  std::int8_t size;
-  const char* name;
-};
-
-constexpr Kind kinds[] = {
-    {Type::real, 8, "double"},
-    {Type::string, varies, "string"},
-    {Type::document, varies, "document"},
-    {Type::array, varies, "array"},
-    {Type::binary, varies, "binary"},
-    {Type::undefined, 0, "undefined"},
-    {Type::objectId, objectIdSize, "object id"},
-    {Type::boolean, 1, "boolean"},
-    {Type::date, 8, "date"},
-    {Type::null, 0, "null"},
-    {Type::regex, varies, "regular expression"},
-    {Type::dbPointer, varies, "DBPointer"},
-    {Type::code, varies, "code"},
-    {Type::symbol, varies, "symbol"},
-    {Type::codeWithScope, varies, "code with scope"},
-    {Type::int32, 4, "int32"},
-    {Type::timestamp, 8, "timestamp"},
-    {Type::int64, 8, "int64"},
-    {Type::decimal128, 16, "decimal128"},
-    {Type::maxKey, 0, "maxKey"},
-    {Type::minKey, 0, "minKey"},
-};
-
-constexpr std::array<std::int8_t, 256> makeSizes() {
-  std::array<std::int8_t, 256> table{};
-  for (auto& size : table) size = unknown;
-  for (const Kind& kind : kinds) table[static_cast<Byte>(kind.type)] = kind.size;
-  return table;
-}
-constexpr std::array<std::int8_t, 256> sizes = makeSizes();
-
-const char* nameOf(Type type) {
-  for (const Kind& kind : kinds) {
-    if (kind.type == type) return kind.name;
-  }
-  return "value";
-}
 
 /// Walks the levels with a stack of its own. `end` is always the terminator of the innermost level, which is a NUL
 /// inside the bytes: whatever runs up to a NUL stops there at the latest.
@@ -136,37 +86,32 @@ class Validator {
   }
 
   const Byte* value(const Byte* element, const Byte* at) {
-    const std::int8_t size = sizes[*element];
-    if (size >= 0) {
-      if (end_ - at < size) failLeft(element, at, size);
+    const Extent extent = extentOf(static_cast<Type>(*element));
+    if (extent.encoding == Encoding::fixed) {
+      if (end_ - at < extent.size) failLeft(element, at, extent.size);
       if (static_cast<Type>(*element) == Type::boolean && *at > 1) {
         fail(element, "the byte is " + std::to_string(*at) + ", expected 0 or 1");
       }
-      return at + size;
+      return at + extent.size;
     }
-    return variable(element, at);
-  }
-
-  const Byte* variable(const Byte* element, const Byte* at) {
-    switch (static_cast<Type>(*element)) {
-      case Type::string:
-      case Type::code:
-      case Type::symbol:
-        return text(element, at, end_);
-      case Type::document:
-      case Type::array:
-        return enter(element, at, end_);
-      case Type::binary:
-        return binary(element, at);
-      case Type::regex:
+    switch (extent.encoding) {
+      case Encoding::none:
+      case Encoding::fixed:
+        break;
+      case Encoding::regex:
         return regexPart(element, regexPart(element, at, "pattern"), "option text");
-      case Type::dbPointer:
+      case Encoding::text:
+        return text(element, at, end_);
+      case Encoding::level:
+        return enter(element, at, end_);
+      case Encoding::binary:
+        return binary(element, at);
+      case Encoding::dbPointer:
         return dbPointer(element, at);
-      case Type::codeWithScope:
+      case Encoding::codeWithScope:
         return codeWithScope(element, at);
-      default:
-        fail(element, "no BSON type has the number " + std::to_string(*element));
     }
+    fail(element, "no BSON type has the number " + std::to_string(*element));
   }
 
   /// A length with its text, within what lies before `limit`.
@@ -275,7 +220,7 @@ class Validator {
       if (static_cast<Type>(*levels_[i].element) == Type::codeWithScope) path += "$scope.";
     }
     path += printable(keyOf(element));
-    std::string message = "malformed document, " + std::string(nameOf(static_cast<Type>(*element)));
+    std::string message = "malformed document, " + std::string(traitsOf(static_cast<Type>(*element)).name);
     message += " under \"" + path + "\": " + reason;
     throw Error(Error::Kind::document, message, {path});
   }

@@ -24,28 +24,22 @@ class KeyReader {
   explicit KeyReader(std::string_view key) : rest_(key) {}
 
   void read(std::string_view name, Writer& writer) {
-    // Asked of `typeClass`, so that the numbers stand in one place.
     const int kind = take(1).front();
-    if (kind == typeClass({Type::int32, placeholder, 4})) return readNumber(name, writer);
-    if (kind == typeClass({Type::string, placeholder, 4})) return writer.appendString(name, takeSized());
-    if (kind == typeClass({Type::document, placeholder, 4})) return readLevel(name, writer, true);
-    if (kind == typeClass({Type::array, placeholder, 4})) return readLevel(name, writer, false);
-    for (const Type type : {Type::objectId, Type::boolean, Type::date, Type::timestamp}) {
-      if (kind == typeClass({type, placeholder, 4}))
-        return append(name, type, take(bson::extentOf(type).fixed), writer);
+    if (kind == bson::sortClassOf(Type::int32)) return readNumber(name, writer);
+    if (kind == bson::sortClassOf(Type::string)) return writer.appendString(name, takeSized());
+    if (kind == bson::sortClassOf(Type::document)) return readLevel(name, writer, true);
+    if (kind == bson::sortClassOf(Type::array)) return readLevel(name, writer, false);
+    for (const Type type :
+         {Type::objectId, Type::boolean, Type::date, Type::timestamp, Type::null, Type::minKey, Type::maxKey}) {
+      if (kind == bson::sortClassOf(type)) return append(name, type, take(bson::extentOf(type).size), writer);
     }
     for (const Type type : {Type::binary, Type::regex, Type::dbPointer}) {
-      if (kind == typeClass({type, placeholder, 4})) return append(name, type, takeSized(), writer);
-    }
-    for (const Type type : {Type::null, Type::minKey, Type::maxKey}) {
-      if (kind == typeClass({type, placeholder, 0})) return append(name, type, {}, writer);
+      if (kind == bson::sortClassOf(type)) return append(name, type, takeSized(), writer);
     }
     throw std::out_of_range("kind");
   }
 
  private:
-  static constexpr Byte placeholder[4] = {};  ///< of a value whose type alone counts
-
   std::string_view take(std::size_t size) {
     if (size > rest_.size()) throw std::out_of_range("size");
     const std::string_view taken = rest_.substr(0, size);

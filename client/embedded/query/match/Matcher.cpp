@@ -113,8 +113,7 @@ bool accepts(const ElementQueryTest& test, const Value& value) {
   if (isMissing(value) || !value.isArray()) return false;
   const View array = value.asDocument();
   return std::any_of(array.begin(), array.end(), [&test](const bson::Element& element) {
-    const bool level = element.value.isDocument() || element.value.isArray();
-    return level && isMatch(*test.query, element.value.asDocument());
+    return element.value.isLevel() && isMatch(*test.query, element.value.asDocument());
   });
 }
 

@@ -100,19 +100,6 @@ Condition parseExists(const Element& element) {
   return isTrue(element.value) ? std::move(exists) : negation(std::move(exists));
 }
 
-struct TypeAlias {
-  std::string_view name;
-  Type type;
-};
-constexpr std::array<TypeAlias, 21> typeAliases = {
-    {{"double", Type::real},        {"string", Type::string},       {"object", Type::document},
-     {"array", Type::array},        {"binData", Type::binary},      {"undefined", Type::undefined},
-     {"objectId", Type::objectId},  {"bool", Type::boolean},        {"date", Type::date},
-     {"null", Type::null},          {"regex", Type::regex},         {"dbPointer", Type::dbPointer},
-     {"javascript", Type::code},    {"symbol", Type::symbol},       {"javascriptWithScope", Type::codeWithScope},
-     {"int", Type::int32},          {"timestamp", Type::timestamp}, {"long", Type::int64},
-     {"decimal", Type::decimal128}, {"minKey", Type::minKey},       {"maxKey", Type::maxKey}}};
-
 void addTypes(std::bitset<256>& types, const Value& operand) {
   const auto add = [&types](Type type) { types.set(static_cast<std::size_t>(type)); };
   if (operand.type == Type::string) {
@@ -121,8 +108,8 @@ void addTypes(std::bitset<256>& types, const Value& operand) {
       for (const Type type : {Type::real, Type::int32, Type::int64, Type::decimal128}) add(type);
       return;
     }
-    for (const TypeAlias& alias : typeAliases) {
-      if (alias.name == name) return add(alias.type);
+    for (const bson::TypeTraits& traits : bson::allTypes) {
+      if (traits.alias == name) return add(traits.type);
     }
     refuseQuery(code::badValue, "$type has the unknown type name " + quoted(name), "$type");
   }
@@ -131,9 +118,9 @@ void addTypes(std::bitset<256>& types, const Value& operand) {
                 std::string("$type takes a number, a name or an array of them, not ") + kindOf(operand), "$type");
   }
   const auto number = exactInteger(operand);
-  for (const TypeAlias& alias : typeAliases) {
+  for (const bson::TypeTraits& traits : bson::allTypes) {
     // A server numbers minKey -1.
-    if (number && static_cast<std::int8_t>(alias.type) == *number) return add(alias.type);
+    if (number && static_cast<std::int8_t>(traits.type) == *number) return add(traits.type);
   }
   refuseQuery(code::badValue, "$type has an unknown number", "$type");
 }

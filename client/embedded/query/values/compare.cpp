@@ -10,16 +10,10 @@ namespace database_client::embedded {
 namespace {
 
 using bson::Byte;
+using bson::Encoding;
 using bson::Type;
 using bson::Value;
 using bson::View;
-
-constexpr int numberClass = 10;
-
-template <class Number>
-int order(Number left, Number right) {
-  return (left > right) - (left < right);
-}
 
 int sign(int number) {
   return order(number, 0);
@@ -62,42 +56,36 @@ int compareSized(const Value& left, const Value& right) {
   return left.size != right.size ? order(left.size, right.size) : compareBytes(left.data, right.data, left.size);
 }
 
-/// Two values of one class, of a type without a value counting as equal.
+int compareFixed(const Value& left, const Value& right) {
+  if (left.isNumber()) return compareNumbers(left, right);
+  if (left.type == Type::date) return order(left.asInt64(), right.asInt64());
+  if (left.type == Type::timestamp) {
+    return order(static_cast<std::uint64_t>(left.asInt64()), static_cast<std::uint64_t>(right.asInt64()));
+  }
+  // The rest are ids and booleans, whose bytes are in their order, and what has no bytes and so is equal.
+  return compareBytes(left.data, right.data, bson::extentOf(left.type).size);
+}
+
+/// Two values of one class, which have one encoding.
 int compareWithinClass(const Value& left, const Value& right) {
-  switch (left.type) {
-    case Type::int32:
-    case Type::int64:
-    case Type::real:
-    case Type::decimal128:
-      return compareNumbers(left, right);
-    case Type::string:
-    case Type::symbol:
-    case Type::code:
-      return sign(left.asString().compare(right.asString()));
-    case Type::document:
-      return compare(left.asDocument(), right.asDocument());
-    case Type::array:
-      return compareArrays(left.asDocument(), right.asDocument());
-    case Type::binary:
-      return compareBinary(left, right);
-    case Type::boolean:
-      return order(left.asBool(), right.asBool());
-    case Type::date:
-      return order(left.asInt64(), right.asInt64());
-    case Type::timestamp:
-      return order(static_cast<std::uint64_t>(left.asInt64()), static_cast<std::uint64_t>(right.asInt64()));
-    case Type::regex:
+  switch (bson::extentOf(left.type).encoding) {
+    case Encoding::none:
+      break;
+    case Encoding::fixed:
+      return compareFixed(left, right);
+    case Encoding::regex:
       return compareRegex(left, right);
-    case Type::codeWithScope:
-      return compareCodeWithScope(left, right);
-    case Type::objectId:
-    case Type::dbPointer:
+    case Encoding::text:
+      return sign(left.asString().compare(right.asString()));
+    case Encoding::level:
+      return left.isArray() ? compareArrays(left.asDocument(), right.asDocument())
+                            : compare(left.asDocument(), right.asDocument());
+    case Encoding::binary:
+      return compareBinary(left, right);
+    case Encoding::dbPointer:
       return compareSized(left, right);
-    case Type::null:
-    case Type::undefined:
-    case Type::minKey:
-    case Type::maxKey:
-      return 0;
+    case Encoding::codeWithScope:
+      return compareCodeWithScope(left, right);
   }
   return 0;
 }
@@ -165,51 +153,6 @@ void appendLevel(std::string& key, View level, bool named) {
 
 }  // namespace
 
-int typeClass(const Value& value) {
-  if (isMissing(value)) return 5;
-  switch (value.type) {
-    case Type::minKey:
-      return 1;
-    case Type::undefined:
-      return 3;
-    case Type::null:
-      return 5;
-    case Type::int32:
-    case Type::int64:
-    case Type::real:
-    case Type::decimal128:
-      return numberClass;
-    case Type::string:
-    case Type::symbol:
-      return 15;
-    case Type::document:
-      return 20;
-    case Type::array:
-      return 25;
-    case Type::binary:
-      return 30;
-    case Type::objectId:
-      return 35;
-    case Type::boolean:
-      return 40;
-    case Type::date:
-      return 45;
-    case Type::timestamp:
-      return 47;
-    case Type::regex:
-      return 50;
-    case Type::dbPointer:
-      return 55;
-    case Type::code:
-      return 60;
-    case Type::codeWithScope:
-      return 65;
-    case Type::maxKey:
-      return 127;
-  }
-  return 127;
-}
-
 int compare(const Value& left, const Value& right) {
   const int classes = typeClass(left) - typeClass(right);
   if (classes != 0) return sign(classes);
@@ -230,37 +173,22 @@ int compare(View left, View right) {
 void appendCanonicalKey(std::string& key, const Value& value) {
   key += static_cast<char>(typeClass(value));
   if (isMissing(value)) return;
-  switch (value.type) {
-    case Type::int32:
-    case Type::int64:
-    case Type::real:
-    case Type::decimal128:
-      return appendNumber(key, value);
-    case Type::string:
-    case Type::symbol:
-    case Type::code:
+  const bson::Extent extent = bson::extentOf(value.type);
+  switch (extent.encoding) {
+    case Encoding::none:
+      return;
+    case Encoding::fixed:
+      return value.isNumber() ? appendNumber(key, value) : appendRaw(key, value.data, extent.size);
+    case Encoding::text:
       return appendSized(key, value.asString());
-    case Type::document:
-    case Type::array:
+    case Encoding::level:
       return appendLevel(key, value.asDocument(), value.isDocument());
-    case Type::codeWithScope:
+    case Encoding::codeWithScope:
       appendSized(key, codeOf(value));
       return appendLevel(key, value.scope(), true);
-    case Type::boolean:
-      key += value.asBool() ? '\1' : '\0';
-      return;
-    case Type::objectId:
-    case Type::date:
-    case Type::timestamp:
-      return appendRaw(key, value.data, value.size);
-    case Type::null:
-    case Type::undefined:
-    case Type::minKey:
-    case Type::maxKey:
-      return;
-    case Type::binary:
-    case Type::regex:
-    case Type::dbPointer:
+    case Encoding::regex:
+    case Encoding::binary:
+    case Encoding::dbPointer:
       return appendSized(key, {reinterpret_cast<const char*>(value.data), value.size});
   }
 }

@@ -21,9 +21,10 @@ inline bool isNullish(const bson::Value& value) {
   return isMissing(value) || value.type == bson::Type::null || value.type == bson::Type::undefined;
 }
 
-/// The place of a type in the order between types; equal for types that compare with each other by value. The numbers
-/// are part of the keys that the store keeps: append, never renumber.
-int typeClass(const bson::Value& value);
+/// The place of a value's type in the order between types (`bson::TypeTraits`).
+inline int typeClass(const bson::Value& value) {
+  return bson::sortClassOf(isMissing(value) ? bson::Type::null : value.type);
+}
 
 /// Less than, equal to or greater than 0, as `left` comes before, with or after `right`.
 int compare(const bson::Value& left, const bson::Value& right);

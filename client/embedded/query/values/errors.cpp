@@ -13,8 +13,7 @@ using bson::Type;
 bool isDeeperThan(bson::View level, int limit);
 
 bool isLevelDeeperThan(const bson::Value& value, int limit) {
-  const bool level = value.isDocument() || value.isArray();
-  if (level) return isDeeperThan(value.asDocument(), limit);
+  if (value.isLevel()) return isDeeperThan(value.asDocument(), limit);
   return value.type == Type::codeWithScope && isDeeperThan(value.scope(), limit);
 }
 
@@ -51,50 +50,7 @@ Error under(std::string_view key, const Error& error) {
 }
 
 const char* kindOf(const bson::Value& value) {
-  switch (value.type) {
-    case Type::real:
-      return "a double";
-    case Type::string:
-      return "a string";
-    case Type::document:
-      return "a document";
-    case Type::array:
-      return "an array";
-    case Type::binary:
-      return "binary data";
-    case Type::undefined:
-      return "undefined";
-    case Type::objectId:
-      return "an object id";
-    case Type::boolean:
-      return "a boolean";
-    case Type::date:
-      return "a date";
-    case Type::null:
-      return "null";
-    case Type::regex:
-      return "a regular expression";
-    case Type::dbPointer:
-      return "a DBPointer";
-    case Type::code:
-    case Type::codeWithScope:
-      return "code";
-    case Type::symbol:
-      return "a symbol";
-    case Type::int32:
-      return "an int32";
-    case Type::timestamp:
-      return "a timestamp";
-    case Type::int64:
-      return "an int64";
-    case Type::decimal128:
-      return "a decimal128";
-    case Type::maxKey:
-      return "maxKey";
-    case Type::minKey:
-      return "minKey";
-  }
-  return "a value";
+  return bson::traitsOf(value.type).phrase;
 }
 
 std::string quoted(std::string_view key) {

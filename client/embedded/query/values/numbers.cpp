@@ -11,11 +11,6 @@ using bson::Value;
 
 constexpr double twoTo63 = 9223372036854775808.0;
 
-template <class Number>
-int order(Number left, Number right) {
-  return (left > right) - (left < right);
-}
-
 int compareDoubles(double left, double right) {
   if (std::isnan(left) || std::isnan(right))
     return static_cast<int>(std::isnan(right)) - static_cast<int>(std::isnan(left));

@@ -9,6 +9,12 @@
 
 namespace database_client::embedded {
 
+/// -1, 0 or 1, as one number is below, equal to or above the other. NaN counts as equal.
+template <class Number>
+int order(Number left, Number right) {
+  return (left > right) - (left < right);
+}
+
 inline bool isInteger(const bson::Value& value) {
   return value.type == bson::Type::int32 || value.type == bson::Type::int64;
 }
