@@ -5,6 +5,8 @@
 
 #include <cstring>
 
+#include "client/bson/hex.h"
+
 namespace database_client {
 
 ObjectId ObjectId::make() {
@@ -16,18 +18,15 @@ ObjectId ObjectId::make() {
 }
 
 bool ObjectId::parse(std::string_view text, ObjectId& id) {
-  if (text.size() != 2 * bson::objectIdSize || !bson_oid_is_valid(text.data(), text.size())) return false;
-  bson_oid_t parsed;
-  bson_oid_init_from_string(&parsed, std::string(text).c_str());
-  std::memcpy(id.bytes.data(), parsed.bytes, id.bytes.size());
+  ObjectId parsed;
+  if (!bson::parseHex(text, parsed.bytes.data(), parsed.bytes.size())) return false;
+  id = parsed;
   return true;
 }
 
 std::string ObjectId::text(const bson::Byte* bytes) {
-  bson_oid_t id;
-  std::memcpy(id.bytes, bytes, sizeof id.bytes);
-  char text[25];
-  bson_oid_to_string(&id, text);
+  std::string text(2 * bson::objectIdSize, '\0');
+  bson::writeHex(bytes, bson::objectIdSize, text.data());
   return text;
 }
 

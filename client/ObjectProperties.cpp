@@ -334,7 +334,7 @@ ObjectProperties DocumentAccess::adopt(bson::Buffer&& trusted) {
 }
 
 ObjectProperties DocumentAccess::adopt(std::vector<Byte>&& trusted) {
-  return adopt(View{trusted.data(), trusted.size()});
+  return adopt(bson::viewOf(trusted));
 }
 
 }  // namespace database_client

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <iterator>
 #include <string_view>
+#include <vector>
 
 #include "client/bson/Type.h"  // IWYU pragma: export
 
@@ -150,6 +151,11 @@ inline View Value::asDocument() const {
 
 inline View viewAt(const Byte* at) {
   return {at, static_cast<std::size_t>(load<std::int32_t>(at))};
+}
+
+/// The document that these bytes are; valid as long as they stay where they are.
+inline View viewOf(const std::vector<Byte>& bytes) {
+  return {bytes.data(), bytes.size()};
 }
 
 /// An empty document.

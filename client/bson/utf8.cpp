@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "client/bson/utf8.h"
 
+#include "client/bson/hex.h"
+
 namespace database_client::bson {
 
 namespace {
@@ -32,8 +34,9 @@ std::size_t characterSize(std::string_view text) {
 }
 
 void escape(std::string& out, unsigned char byte) {
-  constexpr char digits[] = "0123456789ABCDEF";
-  out.append("\\x").append(1, digits[byte >> 4]).append(1, digits[byte & 15]);
+  char digits[2];
+  writeHex(&byte, 1, digits, upperHexDigits);
+  out.append("\\x").append(digits, 2);
 }
 
 }  // namespace

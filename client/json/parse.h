@@ -22,14 +22,7 @@ std::optional<double> parseDouble(std::string_view text);
 /// Sixteen bytes; nothing when digits would be lost.
 std::optional<std::array<bson::Byte, 16>> parseDecimal(std::string_view text);
 
-/// Two digits for each byte.
-bool parseHex(std::string_view text, bson::Byte* bytes, std::size_t size);
-
 /// With hyphens behind the digits 8, 12, 16 and 20.
 std::optional<std::array<bson::Byte, 16>> parseUuid(std::string_view text);
-
-/// Milliseconds since 1970 of "2012-12-24T12:15:30.501Z"; also with an offset ("+01:00", "+0100", "+01"), and with
-/// any number of decimals, of which those beyond milliseconds are 0.
-std::optional<std::int64_t> parseTime(std::string_view text);
 
 }  // namespace database_client::json

@@ -5,14 +5,15 @@
 #include <string>
 #include <string_view>
 
+#include "client/bson/utf8.h"
+
 namespace database_client::json {
 
 /// The options of a regular expression in alphabetical order, as they stand in JSON and in BSON that comes from it.
 /// Options beyond ASCII, which no store knows, keep their order.
 inline std::string sortedOptions(std::string_view options) {
   std::string sorted(options);
-  const auto isAscii = [](char c) { return static_cast<unsigned char>(c) < 0x80; };
-  if (std::all_of(sorted.begin(), sorted.end(), isAscii)) std::sort(sorted.begin(), sorted.end());
+  if (bson::isAscii(sorted)) std::sort(sorted.begin(), sorted.end());
   return sorted;
 }
 

@@ -4,6 +4,8 @@
 #include <algorithm>
 
 #include "client/bson/base64.h"
+#include "client/bson/hex.h"
+#include "client/bson/iso8601.h"
 #include "client/bson/utf8.h"
 #include "client/json/parse.h"
 #include "client/json/regexOptions.h"
@@ -28,7 +30,7 @@ bool appendBytes(const std::optional<Bytes>& bytes, BsonBuilder& out) {
 }
 
 bool appendId(std::string_view digits, BsonBuilder& out) {
-  if (!parseHex(digits, out.room(bson::objectIdSize), bson::objectIdSize)) return false;
+  if (!bson::parseHex(digits, out.room(bson::objectIdSize), bson::objectIdSize)) return false;
   out.advance(bson::objectIdSize);
   return true;
 }
@@ -75,7 +77,8 @@ bool binary(const WrapperFields& fields, BsonBuilder& out) {
   const WrapperField* const digits = fields.find(1, Kind::string, "subType");
   if (fields.count() != 3 || base64 == nullptr || digits == nullptr) return false;
   Byte subtype = 0;
-  if (!parseHex(digits->text.size() == 1 ? "0" + std::string(digits->text) : digits->text, &subtype, 1)) return false;
+  if (!bson::parseHex(digits->text.size() == 1 ? "0" + std::string(digits->text) : digits->text, &subtype, 1))
+    return false;
   const auto bytes = bson::fromBase64(base64->text);
   if (!bytes) return false;
   appendBinary(subtype, bytes->data(), bytes->size(), out);
@@ -120,7 +123,7 @@ bool dbPointer(const WrapperFields& fields, BsonBuilder& out) {
 }
 
 bool date(const WrapperFields& fields, BsonBuilder& out) {
-  if (fields.isSingle(Kind::string)) return appendNumber(parseTime(fields[0].text), out);
+  if (fields.isSingle(Kind::string)) return appendNumber(bson::parseIso8601(fields[0].text), out);
   const WrapperField* const milliseconds = fields.find(1, Kind::string, "$numberLong");
   return fields.count() == 2 && milliseconds != nullptr && appendNumber(parseInt64(milliseconds->text), out);
 }

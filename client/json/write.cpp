@@ -10,6 +10,8 @@
 
 #include "client/bson/ByteBuilder.h"
 #include "client/bson/base64.h"
+#include "client/bson/hex.h"
+#include "client/bson/iso8601.h"
 #include "client/bson/utf8.h"
 #include "client/json/json.h"
 #include "client/json/regexOptions.h"
@@ -26,8 +28,6 @@ using bson::Type;
 using bson::Value;
 using bson::View;
 using bson::Word;
-
-constexpr char hexDigits[] = "0123456789abcdef";
 
 /// The lowest bit that is set marks the first byte that JSON escapes: a control character, a quote or a backslash.
 Word specials(Word word) {
@@ -51,11 +51,7 @@ void putInteger(Text& out, Integer value) {
 }
 
 void putHex(Text& out, const Byte* bytes, std::size_t size) {
-  char* at = out.room(2 * size);
-  for (std::size_t i = 0; i < size; ++i) {
-    *at++ = hexDigits[bytes[i] >> 4];
-    *at++ = hexDigits[bytes[i] & 15];
-  }
+  bson::writeHex(bytes, size, out.room(2 * size));
   out.advance(2 * size);
 }
 
@@ -81,47 +77,7 @@ void putReal(Text& out, double value) {
   out.advance(static_cast<std::size_t>(end - at));
 }
 
-void putDigits(Text& out, unsigned value, std::size_t width) {
-  char* const at = out.room(width);
-  for (std::size_t i = width; i-- > 0; value /= 10) at[i] = static_cast<char>('0' + value % 10);
-  out.advance(width);
-}
-
-constexpr std::int64_t millisecondsOfDay = 86400000;
 constexpr std::int64_t year10000 = 253402300800000;
-
-/// The date of a day counted from 1970-01-01, in the proleptic Gregorian calendar with years that begin in March.
-void putDay(Text& out, unsigned day) {
-  const unsigned shifted = day + 719468;
-  const unsigned era = shifted / 146097;
-  const unsigned dayOfEra = shifted % 146097;
-  const unsigned yearOfEra = (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / 146096) / 365;
-  const unsigned dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
-  const unsigned march = (5 * dayOfYear + 2) / 153;
-  const unsigned month = march < 10 ? march + 3 : march - 9;
-  putDigits(out, era * 400 + yearOfEra + (month <= 2 ? 1 : 0), 4);
-  out.append('-');
-  putDigits(out, month, 2);
-  out.append('-');
-  putDigits(out, dayOfYear - (153 * march + 2) / 5 + 1, 2);
-}
-
-/// From 1970 to 9999.
-void putTime(Text& out, std::int64_t milliseconds) {
-  putDay(out, static_cast<unsigned>(milliseconds / millisecondsOfDay));
-  const auto rest = static_cast<unsigned>(milliseconds % millisecondsOfDay);
-  out.append('T');
-  putDigits(out, rest / 3600000, 2);
-  out.append(':');
-  putDigits(out, rest / 60000 % 60, 2);
-  out.append(':');
-  putDigits(out, rest / 1000 % 60, 2);
-  if (rest % 1000 != 0) {
-    out.append('.');
-    putDigits(out, rest % 1000, 3);
-  }
-  out.append('Z');
-}
 
 void putEscape(Text& out, Byte byte) {
   constexpr char letters[] = "btn\0fr";
@@ -334,7 +290,7 @@ class DocumentWriter {
   void date(std::int64_t milliseconds) {
     if (mode_ == JsonMode::relaxed && milliseconds >= 0 && milliseconds < year10000) {
       out_.append(R"({"$date": ")");
-      putTime(out_, milliseconds);
+      out_.setEnd(bson::writeIso8601(milliseconds, out_.room(bson::longestIso8601)));
       return out_.append(R"("})");
     }
     out_.append(R"({"$date": {"$numberLong": ")");
