@@ -9,6 +9,27 @@
 #include "database_provider/DatabaseProviderInterface.h"
 #include "records/FetchedDocuments.h"
 
+// Providers: records as a collection of the database.
+//
+// A provider is a client and a place, a collection of a database. What it stores is the document that a record hands
+// over (`getD`), and a record that it reads gets the document that was found (`setD`): nothing is converted in between.
+// Beside the records stands the catalogue of category names, one document of the collection "configuration".
+//
+// What holds throughout:
+//
+// - The "_id" belongs to the store and not to the record. It is taken out of what is read and put into what replaces a
+//   record; as text it is 24 hex digits where the store has an object id, else the text that the store has.
+// - A record that is not found is left as it was. Errors come from the client and pass through.
+// - Whatever a client appends to a list is held by a scope until a caller has it (FetchedDocuments), so that a failure
+//   half way frees it.
+//
+// `DatabaseProvider` does all of it for records of any kind. A typed provider (TypedProvider) holds one under the place
+// of its kind, and adds the one thing that it cannot know: which class the records that it reads are of.
+//
+// Names and values are counted by the store, in the pipelines of pipelines.h, since reading every record for them would
+// cost by the store. The embedded engine knows these pipelines by their form and answers them from its index: a stage
+// that is written otherwise gives the same counts, from every record.
+
 namespace database_provider {
 
 /// The provider that does the work of all others: one collection in one database, both named by whoever owns it before

@@ -11,6 +11,29 @@
 #include "records/FilesInfo.h"
 #include "records/UserData.h"
 
+// Records: a document of the database behind an interface of names and values.
+//
+// A record is one document and the views of its sections, four in any record and a fifth in an experiment's. A section
+// is what one view reads and writes: an array of named items under "recordInfo", the source of the data, or all that
+// stands outside of "recordInfo"; layout.h has the grammar. A view (SectionView) loads its section into a copy when it
+// is first asked for, edits the copy, and writes it back when the record is asked for its document. `getD` is that
+// moment: a provider asks a record for its document and stores it, or hands it a document that was fetched.
+//
+// What holds throughout:
+//
+// - Between an edit and `getD` the document is not what the record says; the views are.
+// - A section that was not edited is never written. So a record that was fetched and stored again is the same bytes,
+//   whatever stands in it that this library would not write: fields of other programs, items that are not valid.
+// - An array that was edited is written whole, and then holds what is valid and nothing else.
+// - Views borrow the document. Whoever exchanges it has to attach them, which `setD` does; `clear` attaches them to a
+//   document that nobody sees, and `take` leaves them at the one that it gives away.
+//
+// Why copies and not edits of the document in place: of the stored items those that are not valid do not count, and of
+// one name only the last does, so each operation on the document itself would have to look at all items of its section,
+// and to leave what it must not write. What a copy costs, and when it is made, is the views' to say (ItemsView).
+//
+// Where to begin: layout.h, SectionView, ItemsView; the typed records (TypedRecord) only add their tables of files.
+
 namespace database_provider {
 
 /// A record of no particular kind: it owns the document and the views of its four sections. It supports no kind of file

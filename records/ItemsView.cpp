@@ -42,11 +42,6 @@ class OutsideArray {
   const std::string& array_;
 };
 
-bool areDifferent(std::vector<std::size_t>& hashes) {
-  std::sort(hashes.begin(), hashes.end());
-  return std::adjacent_find(hashes.begin(), hashes.end()) == hashes.end();
-}
-
 }  // namespace
 
 ItemsView::ItemsView(Layout layout) : layout_(std::move(layout)) {}
@@ -78,11 +73,16 @@ void ItemsView::removeItem(const std::string& name) {
   setModified();
 }
 
+/// Reads one item, in the loaded form where the normal one would say the same of it.
+///
+/// Normalizing adds the valid items in their order, each in the place of an earlier one of its name. So the last item
+/// of a name is the one that counts, as long as it is valid, and it can be read as it lies if nothing of it would be
+/// left out or converted; both is what `isCanonical` says. Of any other the normal form has to tell. The empty name is
+/// among these, since an item without a name, which the search does not find, may be kept under it; and so is every
+/// name once so much has been searched that the index of the normal form pays.
 void ItemsView::visit(const std::string& name, const std::function<void(const ObjectProperties&)>& read) const {
   extract();
-  // An item without a name, which the search does not find, may be kept under the empty one.
   if (!isNormal_ && !name.empty() && searched_ < searchesBeforeIndex) {
-    // Of repeated names the last counts.
     const int last = items_.findLastItem(layout_.nameKey, name);
     searched_ += items_.size();
     if (last < 0) return;
@@ -164,7 +164,8 @@ void ItemsView::load(const ObjectProperties& record) const {
   if (!isOpen_) items_ = ObjectProperties();
 }
 
-/// Makes the copy the array alone, as it will be written.
+/// Makes the normal form of the loaded one. Should that fail, for want of memory, the copy is again as it was loaded: a
+/// half of the items would be written back as all of them.
 void ItemsView::normalize() const {
   if (isNormal_) return;
   const bool isAlready = areAllCanonical();
@@ -177,9 +178,11 @@ void ItemsView::normalize() const {
     load(stored);
     throw;
   }
-  searched_ = searched;
+  searched_ = searched;  // What was spent on searches counts in either form.
 }
 
+/// Whether the array is normal already, as what this library wrote is. Two names of one hash count as repeated, which
+/// costs no more than adding the items one by one.
 bool ItemsView::areAllCanonical() const {
   std::vector<std::size_t> names;
   names.reserve(usualCount);
@@ -188,9 +191,11 @@ bool ItemsView::areAllCanonical() const {
     if (!isCanonical(item.children())) return false;
     names.push_back(std::hash<std::string_view>()(textOf(item, layout_.nameKey)));
   }
-  return areDifferent(names);
+  std::sort(names.begin(), names.end());
+  return std::adjacent_find(names.begin(), names.end()) == names.end();
 }
 
+/// Takes the array over as one run of bytes.
 void ItemsView::adopt(const ObjectProperties& stored) const {
   enterArray(stored);
   stored.endArray();
@@ -200,6 +205,7 @@ void ItemsView::adopt(const ObjectProperties& stored) const {
   count_ = nextKey_ = items_.size();
 }
 
+/// Adds the items one by one, as if each were set anew.
 void ItemsView::rebuild(const ObjectProperties& stored) const {
   enterArray(stored);
   const int count = stored.size();
@@ -233,6 +239,7 @@ void ItemsView::writeArray(ObjectProperties& level) const {
   }
 }
 
+/// Closes the gaps between the keys.
 void ItemsView::renumber() const {
   ObjectProperties numbered;
   int count = 0;

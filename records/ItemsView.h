@@ -12,9 +12,25 @@ namespace database_provider {
 
 /// A section that is an array of items, each with a name of its own.
 ///
-/// What is loaded is the document as it stands, which costs no more than its bytes, and single items are read from it.
-/// Once items are listed or edited, the copy is the array alone, in the form in which it is written, so that writing it
-/// back is one copy of its bytes.
+/// The copy of the section has one of two forms. As loaded it is the record's whole document, whose bytes it shares,
+/// entered down to the array; single items are read from it where they lie. Normal it is a document of the array alone,
+/// at the place and in the form in which it will be written: valid items, one for each name, with the fields that the
+/// section knows and no others, so that writing the section back is one copy of bytes. `normalize` makes the second of
+/// the first when items are listed or edited, or when one that is read is not as it would be written.
+///
+/// Invariants:
+///
+/// - `items_` stands inside the array while `isOpen_`; otherwise there is no array, and it is an empty document.
+/// - The loaded form is never written to, and it has an array: without one the empty copy is normal.
+/// - In the normal form keys ascend. Removals leave gaps, which `renumber` closes before the section is written.
+/// - The index is empty, or has the key of every item of the normal form.
+///
+/// Which form it is shows in nothing but time. That is why functions that only read may change it, and are const over
+/// mutable fields; and why a view is for one thread at a time even when it is only read.
+///
+/// Why two forms: the obvious copy is a map from names to values, filled when the section is loaded. Then each read of
+/// one value of a fetched record takes all items apart, and each write builds them again: with 20 descriptions 5.6 µs
+/// in place of 1.9, and 4.6 in place of 0.9.
 class DATABASE_PROVIDER_EXPORT ItemsView : public SectionView {
  protected:
   /// Where the array stands: in "recordInfo", or in `group` there. Items have their name under `nameKey`.

@@ -34,7 +34,7 @@ class Buffer {
     if (!isOnlyOwner() || block_->size - oldSize + newSize > block_->capacity) return grow(offset, oldSize, newSize);
     Byte* here = bytes(block_) + offset;
     moveTail(here + newSize, here + oldSize, block_->size - offset - oldSize);
-    block_->size += newSize - oldSize;
+    block_->size += newSize - oldSize;  // modulo 2^64 where it shrinks
     return bytes(block_);
   }
 
@@ -45,12 +45,21 @@ class Buffer {
     std::size_t capacity;
   };
   /// Blocks are this much larger than their capacity, so that a short tail can be moved as if it were this long.
-  static constexpr std::size_t slack = 8;
+  static constexpr std::size_t slack = sizeof(std::uint64_t);
+
+  /// Moves the last `size` bytes of the document, from what is its end before a splice to what is its end behind it.
+  ///
+  /// A document under construction is written at its end: all that follows is the terminators of the levels that are
+  /// open, a byte each, too few for a call of `memmove` with every value. So a short tail is moved as one word,
+  /// whatever its size. That is right because of four things. The tail ends where the document does, both in its old
+  /// place and in its new one, so a word from its beginning ends at most `slack` bytes behind that end, which is within
+  /// the capacity: all that is read and written belongs to the block. What of the word is not the tail comes from
+  /// behind the old end and goes behind the new one, where nothing is ever looked at. The word is read whole before it
+  /// is written, so that the places may overlap. And the block has no other sharer, who might be reading it.
   static void moveTail(Byte* to, const Byte* from, std::size_t size) {
     if (size > slack) {
       std::memmove(to, from, size);
     } else {
-      // What ends here is a document under construction: all that follows is the ends of the levels around.
       std::uint64_t tail = 0;
       std::memcpy(&tail, from, sizeof tail);
       std::memcpy(to, &tail, sizeof tail);

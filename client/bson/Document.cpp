@@ -78,7 +78,7 @@ Value Document::find(std::string_view name) {
   const Key key(name);
   const std::size_t offset = offsetOf(key);
   if (offset == 0) return {};
-  passOver(current(), offset, key);
+  advanceHint(current(), offset, key);
   return bson::elementAt(bytes_.data() + offset).value;
 }
 
@@ -86,8 +86,9 @@ std::size_t Document::offsetOf(const Key& key) {
   Level& level = current();
   if (level.missing || key.hasNul()) return 0;
   const Byte* data = bytes_.data();
-  // The entry at the hint is the first of its key only when no entry before it can have that key.
-  if (level.hint != 0 && (level.passed & key.bit) == 0 && data[level.hint] != 0 &&
+  // From what costs least to what costs most. The entry at the hint is the first of its key only when no entry before
+  // it can have that key.
+  if (level.hint != 0 && (level.keysBeforeHint & key.bit) == 0 && data[level.hint] != 0 &&
       bson::isKey(data + level.hint + 1, key.text)) {
     return level.hint;
   }
@@ -96,11 +97,12 @@ std::size_t Document::offsetOf(const Key& key) {
   return scan(level, key);
 }
 
+/// Searches from the front, which leaves the hint at the entry found, or at the end with all keys known.
 std::size_t Document::scan(Level& level, const Key& key) {
   const Byte* data = bytes_.data();
   std::size_t steps = 0;
   std::size_t result = 0;
-  level.passed = 0;
+  level.keysBeforeHint = 0;
   level.hint = endOf(level);
   for (const Element& element : bson::viewAt(data + level.start)) {
     ++steps;
@@ -108,25 +110,28 @@ std::size_t Document::scan(Level& level, const Key& key) {
       result = level.hint = static_cast<std::size_t>(element.start - data);
       break;
     }
-    level.passed |= bitOf(element.key);
+    level.keysBeforeHint |= bitOf(element.key);
   }
   if (result == 0) {
-    level.seen = level.passed;
-    level.seenAll = true;
+    level.keys = level.keysBeforeHint;
+    level.keysAreKnown = true;
     level.count = static_cast<int>(steps);
   }
-  // An index pays once a level has been gone through more than twice.
-  level.steps += steps;
-  if (level.steps > stepsBeforeIndex && level.steps > 2 * steps) {
+  // To build the index is to go through the whole level and hash every key. It pays for a level that is large enough,
+  // once searches have gone more than twice as far as this one.
+  level.searched += steps;
+  if (level.searched > stepsBeforeIndex && level.searched > 2 * steps) {
     level.index = std::make_unique<bson::LevelIndex>(data, level.start);
   }
   return result;
 }
 
-void Document::passOver(Level& level, std::size_t offset, const Key& key) {
+/// The entry at `offset` was found. The hint goes behind it only from the entry itself: what lies between the hint and
+/// an entry found by the index has not been looked at, and its keys would be missing from `keysBeforeHint`.
+void Document::advanceHint(Level& level, std::size_t offset, const Key& key) {
   if (offset != level.hint) return;
   level.hint += bson::elementAt(bytes_.data() + offset).size();
-  level.passed |= key.bit;
+  level.keysBeforeHint |= key.bit;
 }
 
 Element Document::at(int index) {
@@ -142,13 +147,13 @@ std::size_t Document::offsetAt(int index) {
     return static_cast<std::size_t>(index) < offsets.size() ? offsets[static_cast<std::size_t>(index)] : 0;
   }
   const Byte* data = bytes_.data();
-  if (level.place == 0 || index < level.placeOrdinal) {
-    level.place = level.start + 4;
-    level.placeOrdinal = 0;
+  if (level.positionOffset == 0 || index < level.position) {
+    level.positionOffset = level.start + 4;
+    level.position = 0;
   }
-  for (; data[level.place] != 0; ++level.placeOrdinal) {
-    if (level.placeOrdinal == index) return level.place;
-    level.place += bson::elementAt(data + level.place).size();
+  for (; data[level.positionOffset] != 0; ++level.position) {
+    if (level.position == index) return level.positionOffset;
+    level.positionOffset += bson::elementAt(data + level.positionOffset).size();
   }
   return 0;
 }
@@ -164,8 +169,8 @@ int Document::findLastItem(std::string_view key, std::string_view text) {
     const auto type = static_cast<Type>(*at);
     at += 1 + bson::shortCString(at + 1).size() + 1;
     if (bson::isLevel(type) && holds(bson::viewAt(at), key, text)) {
-      last = level.placeOrdinal = position;
-      level.place = static_cast<std::size_t>(start - data);
+      last = level.position = position;
+      level.positionOffset = static_cast<std::size_t>(start - data);
     }
     at += bson::valueSize(type, at);
   }
@@ -198,15 +203,11 @@ std::size_t Document::sizeOfMissing() const {
   return size;
 }
 
-void Document::checkDepth(std::string_view key) {
-  if (nested_.size() >= static_cast<std::size_t>(bson::maximumDepth)) refuse(key, "nested deeper than 100 levels");
-}
-
 Byte* Document::put(std::string_view name, Type type, std::size_t size) {
   const Key key(name);
   const std::size_t offset = isKnownAbsent(current(), key) ? 0 : offsetOf(key);
   if (offset == 0) return append(key, type, size);
-  passOver(current(), offset, key);
+  advanceHint(current(), offset, key);
   return overwrite(offset, type, size);
 }
 
@@ -225,11 +226,11 @@ Byte* Document::append(const Key& key, Type type, std::size_t size) {
   if (current().missing) createMissing();
   Level& level = current();
   const std::size_t offset = endOf(level);
-  if (offset == level.start + 4) startCounting(level);
+  if (offset == level.start + 4) markEmpty(level);
   const std::size_t added = elementSize(key.text, size);
   Byte* data = bytes_.splice(offset, 0, added);
   addToLength(level, data, static_cast<std::int64_t>(added));
-  level.seen |= key.bit;
+  level.keys |= key.bit;
   if (level.count >= 0) ++level.count;
   Byte* at = data + offset;
   *at = static_cast<Byte>(type);
@@ -256,7 +257,8 @@ void Document::addToLength(Level& level, Byte* data, std::int64_t delta) noexcep
 void Document::mend(Level& level, Byte* data, std::size_t offset, std::int64_t delta) noexcept {
   addToLength(level, data, delta);
   if (level.hint > offset) level.hint = static_cast<std::size_t>(static_cast<std::int64_t>(level.hint) + delta);
-  if (level.place > offset) level.place = static_cast<std::size_t>(static_cast<std::int64_t>(level.place) + delta);
+  if (level.positionOffset > offset)
+    level.positionOffset = static_cast<std::size_t>(static_cast<std::int64_t>(level.positionOffset) + delta);
   if (level.index) level.index->shift(static_cast<std::uint32_t>(offset), delta);
 }
 
@@ -280,8 +282,8 @@ void Document::erase(std::string_view key) {
 std::size_t Document::eraseAt(std::size_t offset, std::string_view key) {
   Level& level = current();
   level.index.reset();
-  level.steps = 0;
-  level.place = 0;
+  level.searched = 0;
+  level.positionOffset = 0;
   if (level.count > 0) --level.count;
   const Byte* data = resize(offset, bson::elementAt(bytes_.data() + offset).size(), 0);
   for (std::size_t at = offset; data[at] != 0; at += bson::elementAt(data + at).size()) {
@@ -312,14 +314,16 @@ void Document::includeAtRoot(const bson::Buffer& other) {
 // Moving between levels
 
 void Document::begin(std::string_view name, Type kind) {
-  checkDepth(name);
+  if (nested_.size() >= static_cast<std::size_t>(bson::maximumDepth)) refuse(name, "nested deeper than 100 levels");
   const Key key(name);
   const std::size_t offset = isKnownAbsent(current(), key) ? 0 : offsetOf(key);
   if (offset == 0) {
-    create(key, kind);
+    Byte* at = append(key, kind, emptyLevelSize);
+    std::memcpy(at, bson::emptyDocument().data, emptyLevelSize);
+    markEmpty(push(static_cast<std::size_t>(at - bytes_.data()), kind));
     return;
   }
-  passOver(current(), offset, key);
+  advanceHint(current(), offset, key);
   const Value value = bson::elementAt(bytes_.data() + offset).value;
   if (value.type == kind) {
     push(static_cast<std::size_t>(value.data - bytes_.data()), kind);
@@ -351,13 +355,6 @@ void Document::leave() noexcept {
 
 void Document::leaveAll() noexcept {
   while (!nested_.empty()) leave();
-}
-
-/// Appends an empty level and enters it; the key is not there yet.
-void Document::create(const Key& key, Type kind) {
-  Byte* at = append(key, kind, emptyLevelSize);
-  std::memcpy(at, bson::emptyDocument().data, emptyLevelSize);
-  startCounting(push(static_cast<std::size_t>(at - bytes_.data()), kind));
 }
 
 void Document::createMissing() {
