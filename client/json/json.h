@@ -28,7 +28,7 @@
 // before the first byte of BSON is written. libbson reads and writes without one too, but its errors do not say under
 // which key a text went wrong; of it there are only the conversions between decimals and text.
 //
-// Where to begin: `DocumentWriter` in write.cpp, the events of the reader in read.cpp, then typeWrappers.cpp, which has
+// Where to begin: `DocumentWriter` in write.cpp, `DocumentHandler` in read.cpp, then typeWrappers.cpp, which has
 // a row for each type wrapper.
 
 namespace database_client::json {

@@ -29,10 +29,10 @@ constexpr std::size_t longestText = 16 * bson::maximumSize;
 constexpr std::size_t longestPath = 1000;
 
 /// Takes the events of a JSON parser and appends what they mean to the document; json.h has the picture.
-class DocumentReader {
+class DocumentHandler {
  public:
   // cppcheck-suppress uninitMemberVar ; a level is written when it is entered
-  DocumentReader(std::size_t expectedSize, bool mayHoldNul) : out_(expectedSize), mayHoldNul_(mayHoldNul) {}
+  DocumentHandler(std::size_t expectedSize, bool mayHoldNul) : out_(expectedSize), mayHoldNul_(mayHoldNul) {}
 
   std::vector<Byte> take() {
     checkSize();
@@ -52,8 +52,8 @@ class DocumentReader {
 
   bool String(const char* text, rapidjson::SizeType size, bool) {
     const std::string_view content(text, size);
-    if (isInWrapper()) return collectField(Kind::string, content);
-    beginElement(Type::string, Kind::string);
+    if (isInWrapper()) return collectField(JsonType::string, content);
+    beginElement(Type::string, JsonType::string);
     checkText(content);
     appendText(content, out_);
     return true;
@@ -61,33 +61,33 @@ class DocumentReader {
 
   bool RawNumber(const char* text, rapidjson::SizeType size, bool) {
     const std::string_view digits(text, size);
-    if (isInWrapper()) return collectField(Kind::number, digits);
+    if (isInWrapper()) return collectField(JsonType::number, digits);
     const std::size_t element = out_.size();
-    beginElement(Type::undefined, Kind::number);
+    beginElement(Type::undefined, JsonType::number);
     const auto type = appendPlainNumber(digits, out_);
-    if (!type) fail(describe({0, Kind::number, {}, digits}) + " is out of the range of a double");
+    if (!type) fail(describe({0, JsonType::number, {}, digits}) + " is out of the range of a double");
     setType(element, *type);
     return true;
   }
 
   bool Bool(bool value) {
-    if (isInWrapper()) return collectField(Kind::boolean, value ? "true" : "false");
-    beginElement(Type::boolean, Kind::boolean);
+    if (isInWrapper()) return collectField(JsonType::boolean, value ? "true" : "false");
+    beginElement(Type::boolean, JsonType::boolean);
     out_.append(static_cast<Byte>(value ? 1 : 0));
     return true;
   }
 
   bool Null() {
-    if (isInWrapper()) return collectField(Kind::null, {});
-    beginElement(Type::null, Kind::null);
+    if (isInWrapper()) return collectField(JsonType::null, {});
+    beginElement(Type::null, JsonType::null);
     return true;
   }
 
   bool StartObject() {
     if (depth_ == 0) return push(State::document, 0);
-    if (isInWrapper()) return top().state == State::wrapper ? enterNested(Kind::object) : openScope();
+    if (isInWrapper()) return top().state == State::wrapper ? enterNested(JsonType::object) : openScope();
     const std::size_t element = out_.size();
-    beginElement(Type::document, Kind::object);
+    beginElement(Type::document, JsonType::object);
     levels_[depth_++] = {State::undecided, false, element, out_.size(), 0, {}};
     return true;
   }
@@ -101,9 +101,9 @@ class DocumentReader {
   }
 
   bool StartArray() {
-    if (isInWrapper()) return enterNested(Kind::array);
+    if (isInWrapper()) return enterNested(JsonType::array);
     const std::size_t element = out_.size();
-    beginElement(Type::array, Kind::array);
+    beginElement(Type::array, JsonType::array);
     return push(State::array, element);
   }
 
@@ -146,7 +146,7 @@ class DocumentReader {
   void setType(std::size_t element, Type type) { *out_.at(element) = static_cast<Byte>(type); }
 
   /// Type and key of an entry of the innermost level.
-  void beginElement(Type type, Kind kind) {
+  void beginElement(Type type, JsonType kind) {
     if (depth_ == 0) fail(std::string("the text holds ") + nameOf(kind) + ", expected an object");
     checkSize();
     out_.append(static_cast<Byte>(type));
@@ -208,7 +208,7 @@ class DocumentReader {
     if (level.state == State::scope) failWrapper("the key \"" + bson::printable(key) + "\" beside it");
     fieldKey_ = key;
     if (nesting_ != 0 || fields_.count() == 0) return true;
-    const bool beginsScope = wrapper_->type == Type::code && fields_.isSingle(Kind::string) && key == "$scope";
+    const bool beginsScope = wrapper_->type == Type::code && fields_.isSingle(JsonType::string) && key == "$scope";
     if (!beginsScope) failWrapper("the key \"" + bson::printable(key) + "\" beside it");
     constexpr std::int32_t length = 0;
     out_.append(&length, sizeof length);
@@ -217,14 +217,14 @@ class DocumentReader {
     return true;
   }
 
-  bool collectField(Kind kind, std::string_view text) {
+  bool collectField(JsonType kind, std::string_view text) {
     if (top().state == State::scope) failWrapper(std::string("\"$scope\" is ") + nameOf(kind));
     checkText(text);
     fields_.add({nesting_, kind, fieldKey_, text});
     return true;
   }
 
-  bool enterNested(Kind kind) {
+  bool enterNested(JsonType kind) {
     constexpr int deepest = 3;
     collectField(kind, {});
     if (++nesting_ > deepest) failWrapper("deeper objects or arrays");
@@ -260,8 +260,9 @@ class DocumentReader {
   static std::string describe(const WrapperField& field) {
     constexpr std::size_t longest = 50;
     std::string found = nameOf(field.kind);
-    if (field.kind == Kind::string && field.text.size() <= longest) found += " \"" + bson::printable(field.text) + '"';
-    if (field.kind == Kind::number || field.kind == Kind::boolean)
+    if (field.kind == JsonType::string && field.text.size() <= longest)
+      found += " \"" + bson::printable(field.text) + '"';
+    if (field.kind == JsonType::number || field.kind == JsonType::boolean)
       found += ' ' + std::string(field.text.substr(0, longest));
     return found;
   }
@@ -331,10 +332,10 @@ Scan scan(std::string_view text) {
 std::vector<Byte> read(std::string_view text) {
   const std::size_t expectedSize = std::min(text.size() + text.size() / 4 + 64, bson::maximumSize + 64);
   if (text.size() > longestText) {
-    DocumentReader(0, false).fail(std::to_string(text.size()) + " bytes, at most " + std::to_string(longestText));
+    DocumentHandler(0, false).fail(std::to_string(text.size()) + " bytes, at most " + std::to_string(longestText));
   }
   const Scan found = scan(text);
-  DocumentReader reader(expectedSize, found.hasBackslash);
+  DocumentHandler reader(expectedSize, found.hasBackslash);
   if (found.control != text.size()) {
     reader.fail("a control character at offset " + std::to_string(found.control) + ", expected its escape");
   }

@@ -36,29 +36,29 @@ bool appendId(std::string_view digits, BsonBuilder& out) {
 }
 
 bool objectId(const WrapperFields& fields, BsonBuilder& out) {
-  return fields.isSingle(Kind::string) && appendId(fields[0].text, out);
+  return fields.isSingle(JsonType::string) && appendId(fields[0].text, out);
 }
 
 bool text(const WrapperFields& fields, BsonBuilder& out) {
-  if (!fields.isSingle(Kind::string)) return false;
+  if (!fields.isSingle(JsonType::string)) return false;
   appendText(fields[0].text, out);
   return true;
 }
 
 bool int32(const WrapperFields& fields, BsonBuilder& out) {
-  return fields.isSingle(Kind::string) && appendNumber(parseInt32(fields[0].text), out);
+  return fields.isSingle(JsonType::string) && appendNumber(parseInt32(fields[0].text), out);
 }
 
 bool int64(const WrapperFields& fields, BsonBuilder& out) {
-  return fields.isSingle(Kind::string) && appendNumber(parseInt64(fields[0].text), out);
+  return fields.isSingle(JsonType::string) && appendNumber(parseInt64(fields[0].text), out);
 }
 
 bool real(const WrapperFields& fields, BsonBuilder& out) {
-  return fields.isSingle(Kind::string) && appendNumber(parseDouble(fields[0].text), out);
+  return fields.isSingle(JsonType::string) && appendNumber(parseDouble(fields[0].text), out);
 }
 
 bool decimal(const WrapperFields& fields, BsonBuilder& out) {
-  return fields.isSingle(Kind::string) && appendBytes(parseDecimal(fields[0].text), out);
+  return fields.isSingle(JsonType::string) && appendBytes(parseDecimal(fields[0].text), out);
 }
 
 /// The old subtype repeats the length inside.
@@ -73,8 +73,8 @@ void appendBinary(Byte subtype, const void* bytes, std::size_t size, BsonBuilder
 }
 
 bool binary(const WrapperFields& fields, BsonBuilder& out) {
-  const WrapperField* const base64 = fields.find(1, Kind::string, "base64");
-  const WrapperField* const digits = fields.find(1, Kind::string, "subType");
+  const WrapperField* const base64 = fields.find(1, JsonType::string, "base64");
+  const WrapperField* const digits = fields.find(1, JsonType::string, "subType");
   if (fields.count() != 3 || base64 == nullptr || digits == nullptr) return false;
   Byte subtype = 0;
   if (!bson::parseHex(digits->text.size() == 1 ? "0" + std::string(digits->text) : digits->text, &subtype, 1))
@@ -87,22 +87,22 @@ bool binary(const WrapperFields& fields, BsonBuilder& out) {
 
 bool uuid(const WrapperFields& fields, BsonBuilder& out) {
   constexpr Byte uuidSubtype = 4;
-  if (!fields.isSingle(Kind::string)) return false;
+  if (!fields.isSingle(JsonType::string)) return false;
   const auto bytes = parseUuid(fields[0].text);
   if (bytes) appendBinary(uuidSubtype, bytes->data(), bytes->size(), out);
   return bytes.has_value();
 }
 
 bool timestamp(const WrapperFields& fields, BsonBuilder& out) {
-  const WrapperField* const seconds = fields.find(1, Kind::number, "t");
-  const WrapperField* const increment = fields.find(1, Kind::number, "i");
+  const WrapperField* const seconds = fields.find(1, JsonType::number, "t");
+  const WrapperField* const increment = fields.find(1, JsonType::number, "i");
   if (fields.count() != 3 || seconds == nullptr || increment == nullptr) return false;
   return appendNumber(parseUint32(increment->text), out) && appendNumber(parseUint32(seconds->text), out);
 }
 
 bool regex(const WrapperFields& fields, BsonBuilder& out) {
-  const WrapperField* const pattern = fields.find(1, Kind::string, "pattern");
-  const WrapperField* const options = fields.find(1, Kind::string, "options");
+  const WrapperField* const pattern = fields.find(1, JsonType::string, "pattern");
+  const WrapperField* const options = fields.find(1, JsonType::string, "options");
   if (fields.count() != 3 || pattern == nullptr || options == nullptr) return false;
   const auto hasNul = [](std::string_view text) { return text.find('\0') != std::string_view::npos; };
   if (hasNul(pattern->text) || hasNul(options->text)) return false;
@@ -114,26 +114,26 @@ bool regex(const WrapperFields& fields, BsonBuilder& out) {
 }
 
 bool dbPointer(const WrapperFields& fields, BsonBuilder& out) {
-  const WrapperField* const name = fields.find(1, Kind::string, "$ref");
-  const WrapperField* const holder = fields.find(1, Kind::object, "$id");
-  const WrapperField* const id = fields.find(2, Kind::string, "$oid");
+  const WrapperField* const name = fields.find(1, JsonType::string, "$ref");
+  const WrapperField* const holder = fields.find(1, JsonType::object, "$id");
+  const WrapperField* const id = fields.find(2, JsonType::string, "$oid");
   if (fields.count() != 4 || name == nullptr || holder == nullptr || id == nullptr) return false;
   appendText(name->text, out);
   return appendId(id->text, out);
 }
 
 bool date(const WrapperFields& fields, BsonBuilder& out) {
-  if (fields.isSingle(Kind::string)) return appendNumber(bson::parseIso8601(fields[0].text), out);
-  const WrapperField* const milliseconds = fields.find(1, Kind::string, "$numberLong");
+  if (fields.isSingle(JsonType::string)) return appendNumber(bson::parseIso8601(fields[0].text), out);
+  const WrapperField* const milliseconds = fields.find(1, JsonType::string, "$numberLong");
   return fields.count() == 2 && milliseconds != nullptr && appendNumber(parseInt64(milliseconds->text), out);
 }
 
 bool minOrMaxKey(const WrapperFields& fields, BsonBuilder&) {
-  return fields.isSingle(Kind::number) && fields[0].text == "1";
+  return fields.isSingle(JsonType::number) && fields[0].text == "1";
 }
 
 bool undefined(const WrapperFields& fields, BsonBuilder&) {
-  return fields.isSingle(Kind::boolean) && fields[0].text == "true";
+  return fields.isSingle(JsonType::boolean) && fields[0].text == "true";
 }
 
 constexpr TypeWrapper typeWrappers[] = {
@@ -157,12 +157,12 @@ constexpr TypeWrapper typeWrappers[] = {
 
 }  // namespace
 
-const char* nameOf(Kind kind) {
+const char* nameOf(JsonType kind) {
   constexpr const char* names[] = {"a string", "a number", "a boolean", "null", "an object", "an array"};
   return names[static_cast<int>(kind)];
 }
 
-const WrapperField* WrapperFields::find(int depth, Kind kind, std::string_view key) const {
+const WrapperField* WrapperFields::find(int depth, JsonType kind, std::string_view key) const {
   const auto* const end = fields_.data() + std::min(count_, fields_.size());
   const auto* const field = std::find_if(
       fields_.data(), end, [&](const WrapperField& f) { return f.depth == depth && f.kind == kind && f.key == key; });

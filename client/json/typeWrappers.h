@@ -16,13 +16,13 @@ namespace database_client::json {
 
 using BsonBuilder = ByteBuilder<std::vector<bson::Byte>>;
 
-enum class Kind { string, number, boolean, null, object, array };
-const char* nameOf(Kind kind);
+enum class JsonType { string, number, boolean, null, object, array };
+const char* nameOf(JsonType kind);
 
 /// One field of such an object, or of an object in it. A number's text is the number.
 struct WrapperField {
   int depth = 0;
-  Kind kind = Kind::null;
+  JsonType kind = JsonType::null;
   std::string_view key{};
   std::string_view text{};
 };
@@ -39,9 +39,9 @@ class WrapperFields {
   std::size_t count() const { return count_; }
   const WrapperField& operator[](std::size_t i) const { return fields_[i]; }
 
-  bool isSingle(Kind kind) const { return count_ == 1 && fields_[0].kind == kind; }
+  bool isSingle(JsonType kind) const { return count_ == 1 && fields_[0].kind == kind; }
   /// Null when there is none of this kind with this key at this depth.
-  const WrapperField* find(int depth, Kind kind, std::string_view key) const;
+  const WrapperField* find(int depth, JsonType kind, std::string_view key) const;
 
  private:
   std::array<WrapperField, 4> fields_{};
