@@ -21,7 +21,7 @@ namespace {
               {"password", code::badValue});
 }
 
-bool isAscii(std::string_view text) {
+bool isPrintableAscii(std::string_view text) {
   return std::all_of(text.begin(), text.end(), [](char c) { return c >= 0x20 && c < 0x7F; });
 }
 
@@ -50,7 +50,7 @@ std::string toUtf8(const std::u16string& wide) {
 }  // namespace
 
 std::string saslPrepare(const std::string& password) {
-  if (isAscii(password)) return password;
+  if (isPrintableAscii(password)) return password;
   UErrorCode error = U_ZERO_ERROR;
   const std::unique_ptr<UStringPrepProfile, decltype(&usprep_close)> profile(
       usprep_openByType(USPREP_RFC4013_SASLPREP, &error), &usprep_close);

@@ -9,7 +9,7 @@
 #include "database_client/types.h"
 
 /// The types of BSON. What is known of each stands in one row of one table, from which the reader, `validate`, the
-/// order of values, "$type" and the messages take theirs: a type is added here and nowhere else.
+/// order of values, "$type" and the messages take it, so that no two of them can differ over what a type is.
 namespace database_client::bson {
 
 using Byte = std::uint8_t;

@@ -52,10 +52,6 @@ int compareCodeWithScope(const Value& left, const Value& right) {
   return codes != 0 ? sign(codes) : compare(left.scope(), right.scope());
 }
 
-int compareSized(const Value& left, const Value& right) {
-  return left.size != right.size ? order(left.size, right.size) : compareBytes(left.data, right.data, left.size);
-}
-
 int compareFixed(const Value& left, const Value& right) {
   if (left.isNumber()) return compareNumbers(left, right);
   if (left.type == Type::date) return order(left.asInt64(), right.asInt64());
@@ -83,7 +79,7 @@ int compareWithinClass(const Value& left, const Value& right) {
     case Encoding::binary:
       return compareBinary(left, right);
     case Encoding::dbPointer:
-      return compareSized(left, right);
+      return left.size != right.size ? order(left.size, right.size) : compareBytes(left.data, right.data, left.size);
     case Encoding::codeWithScope:
       return compareCodeWithScope(left, right);
   }

@@ -8,20 +8,14 @@
 namespace database_client::embedded {
 namespace {
 
-using bson::Type;
-
-bool isDeeperThan(bson::View level, int limit);
-
-bool isLevelDeeperThan(const bson::Value& value, int limit) {
-  if (value.isLevel()) return isDeeperThan(value.asDocument(), limit);
-  return value.type == Type::codeWithScope && isDeeperThan(value.scope(), limit);
-}
-
 /// Recursion ends at the limit, so the depth of the argument does not matter.
 bool isDeeperThan(bson::View level, int limit) {
   if (limit < 0) return true;
-  return std::any_of(level.begin(), level.end(),
-                     [limit](const bson::Element& element) { return isLevelDeeperThan(element.value, limit - 1); });
+  return std::any_of(level.begin(), level.end(), [limit](const bson::Element& element) {
+    const bson::Value& value = element.value;
+    if (value.isLevel()) return isDeeperThan(value.asDocument(), limit - 1);
+    return value.type == bson::Type::codeWithScope && isDeeperThan(value.scope(), limit - 1);
+  });
 }
 
 }  // namespace
