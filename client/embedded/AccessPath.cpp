@@ -22,7 +22,7 @@ class Scan : public AccessPath {
  public:
   Scan(Collection& collection, bool recheck) : collection_(collection), rows_(collection), recheck_(recheck) {}
   bool next() override { return rows_.next(); }
-  std::int64_t rid() const override { return rows_.rid(); }
+  RecordNumber rid() const override { return rows_.rid(); }
   bool recheck() const override { return recheck_; }
   View body() override { return rows_.body(); }
   std::string idKey() override { return collection_.idKeyOf(rid()); }
@@ -37,7 +37,7 @@ class ScanBeyondDamage : public AccessPath {
  public:
   ScanBeyondDamage(Collection& collection, bool recheck) : rows_(collection), recheck_(recheck) {}
   bool next() override { return rows_.next(); }
-  std::int64_t rid() const override { return rows_.rid(); }
+  RecordNumber rid() const override { return rows_.rid(); }
   bool recheck() const override { return recheck_; }
   View body() override { return rows_.body(); }
   std::string idKey() override { return rows_.idKey(); }
@@ -54,7 +54,7 @@ class ById : public AccessPath {
     index_ = "_id";
   }
   bool next() override { return !std::exchange(asked_, true) && row_.find(); }
-  std::int64_t rid() const override { return row_.rid(); }
+  RecordNumber rid() const override { return row_.rid(); }
   bool recheck() const override { return recheck_; }
   View body() override { return row_.body(); }
   std::string idKey() override { return row_.key(); }
@@ -78,7 +78,7 @@ class ByIds : public AccessPath {
     rids_.erase(std::unique(rids_.begin(), rids_.end()), rids_.end());
   }
   bool next() override { return ++at_ < rids_.size() + 1; }
-  std::int64_t rid() const override { return rids_[at_ - 1]; }
+  RecordNumber rid() const override { return rids_[at_ - 1]; }
   bool recheck() const override { return recheck_; }
   View body() override { return reader_.require(rid()); }
   std::string idKey() override { return collection_.idKeyOf(rid()); }
@@ -86,7 +86,7 @@ class ByIds : public AccessPath {
  private:
   Collection& collection_;
   RowReader reader_;
-  std::vector<std::int64_t> rids_{};
+  std::vector<RecordNumber> rids_{};
   std::size_t at_ = 0;
   bool recheck_;
 };
@@ -101,7 +101,7 @@ class ByItems : public AccessPath {
     if (found) candidate_ = *found;
     return found.has_value();
   }
-  std::int64_t rid() const override { return candidate_.rid; }
+  RecordNumber rid() const override { return candidate_.rid; }
   bool recheck() const override { return candidate_.recheck; }
   View body() override { return reader_.require(candidate_.rid); }
   std::string idKey() override { return collection_.idKeyOf(candidate_.rid); }

@@ -55,7 +55,7 @@ class AccessPath {
 
   /// Moves to the next candidate; false at the end.
   virtual bool next() = 0;
-  virtual std::int64_t rid() const = 0;
+  virtual RecordNumber rid() const = 0;
   /// Whether the candidate is to be compared with the query; else it matches.
   virtual bool recheck() const = 0;
   /// The candidate's document; valid until `next`.

@@ -88,7 +88,7 @@ View Cursor::body() {
   return body_;
 }
 
-std::int64_t Cursor::rid() const {
+RecordNumber Cursor::rid() const {
   return candidates_->rid();
 }
 

@@ -49,7 +49,7 @@ class Cursor : public ResultBuffer {
   /// Moves to the next match; false at the end.
   bool next();
   /// Of the current match; not after `materialize`.
-  std::int64_t rid() const;
+  RecordNumber rid() const;
   /// The current document; valid until `next` or `materialize`. Reads it, where the plan did not have to.
   bson::View body();
 

@@ -52,25 +52,25 @@ Store::WriteScope scopeOf(const Filter& filter) {
   return filter.namesOneId() ? Store::WriteScope::one : Store::WriteScope::many;
 }
 
-std::vector<std::int64_t> matchingRids(Collection* collection, const Filter& filter, const CursorUse& use = {}) {
+std::vector<RecordNumber> matchingRids(Collection* collection, const Filter& filter, const CursorUse& use = {}) {
   Cursor cursor(collection, filter, {}, use);
-  std::vector<std::int64_t> rids;
+  std::vector<RecordNumber> rids;
   while (cursor.next()) rids.push_back(cursor.rid());
   return rids;
 }
 
 /// The stored document in bytes of our own, since writing it moves what was read.
-std::vector<Byte> copyOf(RowReader& reader, std::int64_t rid) {
+std::vector<Byte> copyOf(RowReader& reader, RecordNumber rid) {
   const View stored = reader.require(rid);
   return {stored.data, stored.data + stored.size};
 }
 
-void apply(Collection& collection, std::int64_t rid, View stored, const Update& change) {
+void apply(Collection& collection, RecordNumber rid, View stored, const Update& change) {
   const std::vector<Byte> changed = change.apply(stored);
   if (!changed.empty()) collection.replace(rid, stored, viewOf(changed));
 }
 
-void removeOne(Collection& collection, std::int64_t rid) {
+void removeOne(Collection& collection, RecordNumber rid) {
   std::vector<Byte> stored;
   try {
     RowReader reader(collection);
@@ -87,7 +87,7 @@ void insertNew(Collection& collection, View document) {
 
 /// False when nothing matches; so does `updateAll`.
 bool updateFirst(Collection* collection, const Filter& selector, const Update& change) {
-  std::int64_t rid = 0;
+  RecordNumber rid = 0;
   std::vector<Byte> stored;
   {
     Cursor cursor(collection, selector, {0, 1});
@@ -102,10 +102,10 @@ bool updateFirst(Collection* collection, const Filter& selector, const Update& c
 
 bool updateAll(Collection* collection, const Filter& selector, const Update& change) {
   // All matches are known before the first changes, so that none is met twice.
-  const std::vector<std::int64_t> rids = matchingRids(collection, selector);
+  const std::vector<RecordNumber> rids = matchingRids(collection, selector);
   if (rids.empty()) return false;
   RowReader reader(*collection);
-  for (const std::int64_t rid : rids) {
+  for (const RecordNumber rid : rids) {
     collection->checkWanted();
     const std::vector<Byte> stored = copyOf(reader, rid);
     apply(*collection, rid, viewOf(stored), change);
@@ -171,8 +171,8 @@ void EmbeddedEngine::remove(const Namespace& where, const ObjectProperties& quer
   Store::Writing writing(store_, scopeOf(filter));
   requireWrite(where, "remove");
   Collection* collection = store_.find(where.database, where.collection);
-  const std::vector<std::int64_t> rids = matchingRids(collection, filter, {true, false, unreadable()});
-  for (const std::int64_t rid : rids) {
+  const std::vector<RecordNumber> rids = matchingRids(collection, filter, {true, false, unreadable()});
+  for (const RecordNumber rid : rids) {
     collection->checkWanted();
     removeOne(*collection, rid);
   }

@@ -81,7 +81,7 @@ DocumentScan scanOf(Collection& collection) {
     RowScan rows(collection);
     while (rows.next()) {
       collection.checkWanted();
-      take(rows.rid(), rows.body());
+      take(rowId(rows.rid()), rows.body());
     }
   };
 }

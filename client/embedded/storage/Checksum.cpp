@@ -23,7 +23,7 @@ std::int64_t asSigned(std::uint64_t sum) {
 Checksum::Checksum(std::int64_t version, const std::string& database, const std::string& collection)
     : coversPlace_(version > 1), seed_(hashOf(database + "." + collection)) {}
 
-std::int64_t Checksum::of(std::int64_t rid, const void* body, std::size_t size) const {
+std::int64_t Checksum::of(RecordNumber rid, const void* body, std::size_t size) const {
   // Exclusive or with a hash of the place, and not a hash of both in a row: bodies of format 1 keep their part of the
   // sum.
   const std::uint64_t place = coversPlace_ ? XXH3_64bits_withSeed(&rid, sizeof rid, seed_) : 0;

@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <string>
 
+#include "client/embedded/index/segments/recordNumber.h"
+
 namespace database_client::embedded {
 
 /// The sums that stand beside the documents of one collection. They cover the document's place as well as its bytes, so
@@ -14,7 +16,7 @@ class Checksum {
   /// In a store of the given version of the format: the first one covers the bytes alone.
   Checksum(std::int64_t version, const std::string& database, const std::string& collection);
 
-  std::int64_t of(std::int64_t rid, const void* body, std::size_t size) const;
+  std::int64_t of(RecordNumber rid, const void* body, std::size_t size) const;
 
  private:
   bool coversPlace_;

@@ -18,11 +18,6 @@ namespace {
 
 constexpr std::size_t smallestDocument = 5;  // the length of 4 bytes, and the end
 
-/// As the index counts; a row's number is positive.
-RecordNumber recordOf(std::int64_t rid) {
-  return static_cast<RecordNumber>(rid);
-}
-
 /// Users and roles have no items, and are asked for by their "_id" alone.
 bool isAdministration(const std::string& database, const std::string& name) {
   return database == "admin" && (name == "system.users" || name == "system.roles");
@@ -55,7 +50,7 @@ Collection::Collection(Store& store, std::int64_t number, const std::string& dat
     index_ = std::make_unique<ItemIndex>(
         store.blobs(), number, ItemIndex::Options(),
         [this](RecordNumber after, const std::function<void(RecordNumber, View)>& receive) {
-          RowScan rows(*this, static_cast<std::int64_t>(after));
+          RowScan rows(*this, after);
           while (rows.next()) {
             store_.checkIndexing();
             View body;
@@ -63,7 +58,7 @@ Collection::Collection(Store& store, std::int64_t number, const std::string& dat
               body = rows.body();
             } catch (const DamageError&) {  // The index has it as one that may have anything.
             }
-            receive(recordOf(rows.rid()), body);
+            receive(rows.rid(), body);
           }
         },
         store.blocks());
@@ -72,16 +67,17 @@ Collection::Collection(Store& store, std::int64_t number, const std::string& dat
 
 Collection::~Collection() = default;
 
-View Collection::whole(std::int64_t rid, std::int64_t sum, sqlite::Blob body) const {
+View Collection::whole(RecordNumber rid, std::int64_t sum, sqlite::Blob body) const {
   // The size that BSON begins with is covered by the sum, and compared all the same: bytes that fit their sum by chance
   // would be read past their end otherwise.
   const bool isSound = body.size >= smallestDocument && checksum_.of(rid, body.data, body.size) == sum;
   return isSound && bson::load<std::uint32_t>(body.data) == body.size ? View{body.data, body.size} : View{};
 }
 
-View Collection::trusted(std::int64_t rid, std::int64_t sum, sqlite::Blob body) const {
+View Collection::trusted(RecordNumber rid, std::int64_t sum, sqlite::Blob body) const {
   const View found = whole(rid, sum, body);
-  if (found.data == nullptr) refuse("a document of " + label() + " is damaged (record " + std::to_string(rid) + ")");
+  if (found.data == nullptr)
+    refuse("a document of " + label() + " is damaged (record " + std::to_string(rowId(rid)) + ")");
   return found;
 }
 
@@ -95,22 +91,23 @@ void Collection::markDirty() {
 }
 
 /// The numbers of records are given out here, since the sums cover them.
-std::int64_t Collection::lastRid() {
+RecordNumber Collection::lastRid() {
   if (ridVersion_ != store_.version()) {
-    lastRid_ = std::max<std::int64_t>(0, store_.connection().integer(sql_.estimate));
+    lastRid_ = recordNumber(std::max<std::int64_t>(0, store_.connection().integer(sql_.estimate)));
     ridVersion_ = store_.version();
   }
-  if (lastRid_ == std::numeric_limits<std::int64_t>::max()) refuse("the last record of " + label() + " is damaged");
+  if (rowId(lastRid_) == std::numeric_limits<std::int64_t>::max())
+    refuse("the last record of " + label() + " is damaged");
   return lastRid_;
 }
 
 bool Collection::insert(View document) {
   // Whether the "_id" is taken the unique index tells, in the insert itself: asking before would be a second look-up.
   const std::string key = canonicalKey(document.find("_id"));
-  const std::int64_t rid = lastRid() + 1;
+  const RecordNumber rid = lastRid() + 1;
   store_.connection()
       .statement(sql_.insert)
-      .bind(1, rid)
+      .bind(1, rowId(rid))
       .bindBlob(2, key.data(), key.size())
       .bind(3, checksum_.of(rid, document.data, document.size))
       .bindBlob(4, document.data, document.size)
@@ -120,41 +117,41 @@ bool Collection::insert(View document) {
   if (!index_) return true;
   // The row comes first: should the index read the documents that it has not seen yet, this is one of them.
   markDirty();
-  index_->add(recordOf(rid), document);
+  index_->add(rid, document);
   return true;
 }
 
-void Collection::replace(std::int64_t rid, View before, View after) {
+void Collection::replace(RecordNumber rid, View before, View after) {
   store_.connection()
       .statement(sql_.update)
-      .bind(1, rid)
+      .bind(1, rowId(rid))
       .bind(2, checksum_.of(rid, after.data, after.size))
       .bindBlob(3, after.data, after.size)
       .run();
   if (!index_) return;
   markDirty();
-  index_->replace(recordOf(rid), before, after);
+  index_->replace(rid, before, after);
 }
 
-void Collection::remove(std::int64_t rid, View body) {
+void Collection::remove(RecordNumber rid, View body) {
   // The index comes first: `body` may point into the row.
   if (index_) {
     markDirty();
-    index_->remove(recordOf(rid), body);
+    index_->remove(rid, body);
   }
-  store_.connection().statement(sql_.remove).bind(1, rid).run();
+  store_.connection().statement(sql_.remove).bind(1, rowId(rid)).run();
 }
 
 void Collection::checkWanted() const {
   store_.connection().cancellation().check();
 }
 
-void Collection::removeUnreadable(std::int64_t rid) {
+void Collection::removeUnreadable(RecordNumber rid) {
   if (index_) {
     markDirty();
-    index_->removeUnreadable(recordOf(rid));
+    index_->removeUnreadable(rid);
   }
-  store_.connection().statement(sql_.remove).bind(1, rid).run();
+  store_.connection().statement(sql_.remove).bind(1, rowId(rid)).run();
 }
 
 long long Collection::count() {
@@ -171,24 +168,24 @@ sqlite::Connection& Collection::connection() const {
   return store_.connection();
 }
 
-std::optional<std::int64_t> Collection::ridOf(const bson::Value& id) {
+std::optional<RecordNumber> Collection::ridOf(const bson::Value& id) {
   return ridOfKey(canonicalKey(id));
 }
 
-std::optional<std::int64_t> Collection::ridOfKey(const std::string& key) {
+std::optional<RecordNumber> Collection::ridOfKey(const std::string& key) {
   auto found = store_.connection().statement(sql_.ridOfId);
   found.bindBlob(1, key.data(), key.size());
   if (!found.step()) return std::nullopt;
-  return found.integer(0);
+  return recordNumber(found.integer(0));
 }
 
-std::string Collection::storedIdKey(std::int64_t rid) {
+std::string Collection::storedIdKey(RecordNumber rid) {
   auto found = store_.connection().statement(sql_.idOf);
-  if (!found.bind(1, rid).step()) return {};
+  if (!found.bind(1, rowId(rid)).step()) return {};
   return std::string(found.text(0));
 }
 
-std::string Collection::idKeyOf(std::int64_t rid) {
+std::string Collection::idKeyOf(RecordNumber rid) {
   // The key beside a document has no sum. That the index of ids leads from it to the record makes it likely to be
   // whole.
   try {
@@ -216,17 +213,17 @@ void Collection::rebuildIndex() {
 RowReader::RowReader(Collection& collection)
     : collection_(collection), statement_(collection.store_.connection().statement(collection.sql_.read)) {}
 
-View RowReader::read(std::int64_t rid) {
+View RowReader::read(RecordNumber rid) {
   statement_.reset();
-  if (!statement_.bind(1, rid).step()) return {};
+  if (!statement_.bind(1, rowId(rid)).step()) return {};
   return collection_.trusted(rid, statement_.integer(0), statement_.blob(1));
 }
 
-View RowReader::require(std::int64_t rid) {
+View RowReader::require(RecordNumber rid) {
   const View found = read(rid);
   if (found.data == nullptr) {
-    collection_.refuse("an index of " + collection_.label() + " is damaged: it names record " + std::to_string(rid) +
-                       ", which is not there");
+    collection_.refuse("an index of " + collection_.label() + " is damaged: it names record " +
+                       std::to_string(rowId(rid)) + ", which is not there");
   }
   return found;
 }
@@ -252,17 +249,17 @@ View RowById::body() const {
   return collection_.trusted(rid(), statement_.integer(1), statement_.blob(2));
 }
 
-RowScan::RowScan(Collection& collection, std::int64_t after)
+RowScan::RowScan(Collection& collection, RecordNumber after)
     : collection_(collection),
       statement_(collection.store_.connection().statement(collection.sql_.scan)),
       last_(after) {
-  statement_.bind(1, after);
+  statement_.bind(1, rowId(after));
 }
 
 bool RowScan::next() {
   if (!statement_.step()) return false;
   // A damaged tree may lead back to where it came from; without this a scan would not end.
-  isOutOfOrder_ = rid() <= last_;
+  isOutOfOrder_ = statement_.integer(0) <= rowId(last_);
   if (isOutOfOrder_)
     collection_.refuse("the records of " + collection_.label() + " are damaged: they are out of order");
   last_ = rid();

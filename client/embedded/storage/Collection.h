@@ -9,6 +9,7 @@
 
 #include "client/bson/View.h"
 #include "client/embedded/index/items/ItemIndex.h"
+#include "client/embedded/index/segments/recordNumber.h"  // IWYU pragma: export
 #include "client/embedded/sqlite/Connection.h"
 #include "client/embedded/storage/Checksum.h"
 
@@ -39,20 +40,20 @@ class Collection {
   /// False, and nothing done, when the "_id" is taken.
   bool insert(bson::View document);
   /// Puts `after` in the place of `before`, which has the same "_id".
-  void replace(std::int64_t rid, bson::View before, bson::View after);
-  void remove(std::int64_t rid, bson::View body);
+  void replace(RecordNumber rid, bson::View before, bson::View after);
+  void remove(RecordNumber rid, bson::View body);
   /// Removes a document that cannot be read. What the index has of it is not known, so it is built anew, in time
   /// proportional to the collection, before the transaction ends.
-  void removeUnreadable(std::int64_t rid);
+  void removeUnreadable(RecordNumber rid);
 
   long long count();
   /// About as many as there are documents, at once.
   std::uint64_t estimate();
-  std::optional<std::int64_t> ridOf(const bson::Value& id);
+  std::optional<RecordNumber> ridOf(const bson::Value& id);
   /// The key of the "_id" of a record, for when the document itself cannot be read; empty where it is not known.
-  std::string idKeyOf(std::int64_t rid);
+  std::string idKeyOf(RecordNumber rid);
   /// The bytes of the id as they stand beside a document, whether or not it is found by them.
-  std::string storedIdKey(std::int64_t rid);
+  std::string storedIdKey(RecordNumber rid);
   sqlite::Connection& connection() const;
 
   /// Writes what the index gathered.
@@ -73,10 +74,10 @@ class Collection {
   void markDirty();
   [[noreturn]] void refuse(const std::string& what) const;
   /// The bytes, where they and their place are those that were written; else a null `data`.
-  bson::View whole(std::int64_t rid, std::int64_t sum, sqlite::Blob body) const;
-  bson::View trusted(std::int64_t rid, std::int64_t sum, sqlite::Blob body) const;
-  std::int64_t lastRid();
-  std::optional<std::int64_t> ridOfKey(const std::string& key);
+  bson::View whole(RecordNumber rid, std::int64_t sum, sqlite::Blob body) const;
+  bson::View trusted(RecordNumber rid, std::int64_t sum, sqlite::Blob body) const;
+  RecordNumber lastRid();
+  std::optional<RecordNumber> ridOfKey(const std::string& key);
 
   Store& store_;
   std::int64_t number_;
@@ -84,7 +85,7 @@ class Collection {
   std::string name_;
   bool holdsCredentials_;
   Checksum checksum_;
-  std::int64_t lastRid_ = 0;  ///< no record has a greater number, as long as the store has `ridVersion_`
+  RecordNumber lastRid_ = 0;  ///< no record has a greater number, as long as the store has `ridVersion_`
   std::uint64_t ridVersion_ = 0;
   std::unique_ptr<ItemIndex> index_;
   struct Statements {
@@ -98,9 +99,9 @@ class RowReader {
  public:
   explicit RowReader(Collection& collection);
   /// Null `data` when there is no such document; valid until the next call.
-  bson::View read(std::int64_t rid);
+  bson::View read(RecordNumber rid);
   /// The same where an index says that there is one: Error{storage} when there is none.
-  bson::View require(std::int64_t rid);
+  bson::View require(RecordNumber rid);
 
  private:
   Collection& collection_;
@@ -113,7 +114,7 @@ class RowById {
   RowById(Collection& collection, const bson::Value& id);
   /// False when there is none; Error{storage} where damage led to a document of another "_id".
   bool find();
-  std::int64_t rid() const { return statement_.integer(0); }
+  RecordNumber rid() const { return recordNumber(statement_.integer(0)); }
   const std::string& key() const { return key_; }
   /// Valid as long as this object.
   bson::View body() const;
@@ -127,18 +128,18 @@ class RowById {
 /// Passes over all documents above a record number, in insertion order.
 class RowScan {
  public:
-  explicit RowScan(Collection& collection, std::int64_t after = 0);
+  explicit RowScan(Collection& collection, RecordNumber after = 0);
   bool next();
   /// Whether `next` threw since records were not in their order: then some may be where nobody looks for them.
   bool isOutOfOrder() const { return isOutOfOrder_; }
-  std::int64_t rid() const { return statement_.integer(0); }
+  RecordNumber rid() const { return recordNumber(statement_.integer(0)); }
   /// Valid until `next`.
   bson::View body() const;
 
  private:
   const Collection& collection_;
   sqlite::Statement statement_;
-  std::int64_t last_;
+  RecordNumber last_;
   bool isOutOfOrder_ = false;
 };
 

@@ -28,7 +28,7 @@ bool eachRow(sqlite::Connection& connection, const std::string& sql, const Take&
   }
 }
 
-void sortOnce(std::vector<std::int64_t>& rids) {
+void sortOnce(std::vector<RecordNumber>& rids) {
   std::sort(rids.begin(), rids.end());
   rids.erase(std::unique(rids.begin(), rids.end()), rids.end());
 }
@@ -56,9 +56,9 @@ bool SalvageScan::nextBeyondDamage() {
   try {
     auto row = collection_.connection().statement("SELECT rid FROM " + schema::documentsTable(collection_.number()) +
                                                   " WHERE rid > ?1 ORDER BY rid LIMIT 1");
-    if (isInOrder && !row.bind(1, rid_).step()) return end();
-    if (isInOrder && row.integer(0) > rid_) {
-      rid_ = row.integer(0);
+    if (isInOrder && !row.bind(1, rowId(rid_)).step()) return end();
+    if (isInOrder && row.integer(0) > rowId(rid_)) {
+      rid_ = recordNumber(row.integer(0));
       rows_.emplace(collection_, rid_);
       isAhead_ = true;
       givenSince_.push_back(rid_);
@@ -79,29 +79,31 @@ SalvageRemainder SalvageScan::remainder() {
   const std::string byId = "SELECT rid, id FROM " + table + " INDEXED BY sqlite_autoindex_" + table + "_1 ORDER BY id";
   // What was given before the damage is not noted while it is given, since a scan without damage would pay for it. The
   // same walk gives it again, up to the same place.
-  std::vector<std::int64_t> given;
+  std::vector<RecordNumber> given;
   eachRow(connection, walk, [&](sqlite::Statement& row) {
-    const bool isGiven = row.integer(0) <= *firstDamage_ && (given.empty() || row.integer(0) > given.back());
-    if (isGiven) given.push_back(row.integer(0));
+    const std::int64_t id = row.integer(0);
+    const bool isGiven = id <= rowId(*firstDamage_) && (given.empty() || id > rowId(given.back()));
+    if (isGiven) given.push_back(recordNumber(id));
     return isGiven;
   });
   given.insert(given.end(), givenSince_.begin(), givenSince_.end());
   sortOnce(given);
   SalvageRemainder result{};
-  std::vector<std::int64_t>& rids = result.rids;
-  const auto isNew = [&given](std::int64_t rid) { return !std::binary_search(given.begin(), given.end(), rid); };
+  std::vector<RecordNumber>& rids = result.rids;
+  const auto isNew = [&given](RecordNumber rid) { return !std::binary_search(given.begin(), given.end(), rid); };
   // From the other end of the tree.
   std::int64_t before = std::numeric_limits<std::int64_t>::max();
   eachRow(connection, walk + " DESC", [&](sqlite::Statement& row) {
     const bool isInOrder = row.integer(0) < std::exchange(before, row.integer(0));
-    if (isInOrder && isNew(before)) rids.push_back(before);
+    if (isInOrder && isNew(recordNumber(before))) rids.push_back(recordNumber(before));
     return isInOrder;
   });
   // And what the index of ids names. If it can be walked whole, no document is missing without a name.
   std::string last;
   const auto takeIndexed = [&](sqlite::Statement& row, bool isInOrder) {
     last = row.text(1);
-    if (isInOrder && isNew(row.integer(0))) result.idKeys.emplace(row.integer(0), last);
+    const RecordNumber rid = recordNumber(row.integer(0));
+    if (isInOrder && isNew(rid)) result.idKeys.emplace(rid, last);
     return isInOrder;
   };
   isComplete_ = eachRow(connection, byId, [&](sqlite::Statement& row) { return takeIndexed(row, row.text(1) > last); });

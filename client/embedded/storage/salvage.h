@@ -13,8 +13,8 @@ namespace database_client::embedded {
 
 /// The records that can still be named, once the scan has come to a page that cannot be read.
 struct SalvageRemainder {
-  std::vector<std::int64_t> rids{};
-  std::unordered_map<std::int64_t, std::string> idKeys{};  ///< of all that the index of ids names
+  std::vector<RecordNumber> rids{};
+  std::unordered_map<RecordNumber, std::string> idKeys{};  ///< of all that the index of ids names
   std::size_t at = 0;
 };
 
@@ -28,7 +28,7 @@ class SalvageScan {
   /// that nothing leads to any more.
   bool next();
   /// 0 where it is not known.
-  std::int64_t rid() const { return rid_; }
+  RecordNumber rid() const { return rid_; }
   /// Throws `DamageError` where it cannot be read. Valid until `next`.
   bson::View body();
   /// The key of its "_id"; empty where it is not known.
@@ -44,9 +44,9 @@ class SalvageScan {
   RowReader reader_;
   std::optional<RowScan> rows_;
   std::optional<SalvageRemainder> remainder_{};
-  std::int64_t rid_ = 0;
-  std::optional<std::int64_t> firstDamage_{};  ///< the record that was given before it
-  std::vector<std::int64_t> givenSince_{};
+  RecordNumber rid_ = 0;
+  std::optional<RecordNumber> firstDamage_{};  ///< the record that was given before it
+  std::vector<RecordNumber> givenSince_{};
   bool isComplete_ = true;  ///< whether each document can still be named
   bool isAhead_ = false;    ///< whether the scan is to begin behind the current record
 };
