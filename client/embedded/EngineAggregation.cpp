@@ -17,12 +17,9 @@ namespace database_client::embedded {
 
 using bson::Byte;
 using bson::View;
+using bson::viewOf;
 
 namespace {
-
-View viewOf(const std::vector<Byte>& bytes) {
-  return {bytes.data(), bytes.size()};
-}
 
 /// The condition of a first $match, which a plan can answer; {} where there is none.
 View leadingMatch(const Pipeline& pipeline) {

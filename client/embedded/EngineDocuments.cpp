@@ -23,12 +23,9 @@ using bson::Byte;
 using bson::Element;
 using bson::Type;
 using bson::View;
+using bson::viewOf;
 
 namespace {
-
-View viewOf(const std::vector<Byte>& bytes) {
-  return {bytes.data(), bytes.size()};
-}
 
 void requireId(View document) {
   std::size_t ids = 0;

@@ -11,6 +11,7 @@ using bson::Element;
 using bson::Type;
 using bson::Value;
 using bson::View;
+using bson::viewOf;
 using bson::Writer;
 
 namespace {
@@ -42,7 +43,7 @@ std::string newUuid() {
 }
 
 View groupOf(const Value& value) {
-  const bool isLevel = value.data != nullptr && (value.isDocument() || value.isArray());
+  const bool isLevel = value.data != nullptr && value.isLevel();
   return isLevel ? value.asDocument() : bson::emptyDocument();
 }
 
@@ -89,8 +90,7 @@ std::vector<bson::Byte> write(const User& user) {
   writer.appendString("user", user.name);
   writer.appendString("db", user.database);
   if (user.credentials) writeCredentials(writer, *user.credentials);
-  writer.appendDocument("customData", user.customData.empty() ? bson::emptyDocument()
-                                                              : View{user.customData.data(), user.customData.size()});
+  writer.appendDocument("customData", user.customData.empty() ? bson::emptyDocument() : viewOf(user.customData));
   writer.beginArray("roles");
   for (std::size_t i = 0; i < user.grants.size(); ++i) {
     writer.beginDocument(bson::IndexKey(i));
@@ -110,7 +110,7 @@ class IdValue {
     writer.appendString("_id", id);
     bytes_ = writer.take();
   }
-  Value value() const { return View{bytes_.data(), bytes_.size()}.find("_id"); }
+  Value value() const { return viewOf(bytes_).find("_id"); }
 
  private:
   std::vector<bson::Byte> bytes_;
@@ -123,10 +123,6 @@ std::vector<bson::Byte> ownDataRoleDocument() {
   writer.appendString("db", ownDataDatabase);
   appendOwnDataPrivileges(writer);
   return writer.take();
-}
-
-View viewOf(const std::vector<bson::Byte>& bytes) {
-  return {bytes.data(), bytes.size()};
 }
 
 }  // namespace

@@ -18,12 +18,9 @@ using bson::Element;
 using bson::Type;
 using bson::Value;
 using bson::View;
+using bson::viewOf;
 
 namespace {
-
-View viewOf(const std::vector<Byte>& bytes) {
-  return {bytes.data(), bytes.size()};
-}
 
 void requireDocument(const Value& operand, int code, const char* stage) {
   if (operand.isDocument()) return;

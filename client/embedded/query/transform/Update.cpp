@@ -20,6 +20,7 @@ using bson::IndexKey;
 using bson::Type;
 using bson::Value;
 using bson::View;
+using bson::viewOf;
 using bson::Writer;
 
 /// The paths that an update changes, in the order in which a server creates those that are absent.
@@ -30,10 +31,6 @@ namespace {
 using Tree = PathTree<Value>;
 
 constexpr std::size_t maximumPadding = 1'500'000;
-
-View viewOf(const std::vector<Byte>& bytes) {
-  return {bytes.data(), bytes.size()};
-}
 
 bool sameBytes(View left, View right) {
   return left.size == right.size && std::equal(left.data, left.data + left.size, right.data);
