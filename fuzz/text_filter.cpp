@@ -6,18 +6,18 @@
 #include <cstdlib>
 #include <string>
 
-#include "tools/filter/Parser.h"
-#include "tools/filter/Query.h"
+#include "selection/Parser.h"
+#include "selection/Query.h"
 
-namespace recordctl = database_provider::recordctl;
+namespace selection = database_provider::selection;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string text(data, data + size);
   try {
-    const database_provider::ObjectProperties query = recordctl::queryOf(recordctl::parseFilter(text));
+    const database_provider::ObjectProperties query = selection::queryOf(selection::parseFilter(text));
     const bool isBlank = text.find_first_not_of(" \t\r\n") == std::string::npos;
     if (query.isEmpty() != isBlank) std::abort();
-  } catch (const recordctl::FilterError& error) {
+  } catch (const selection::FilterError& error) {
     if (error.position() > text.size() || error.show(text).empty()) std::abort();
   } catch (const database_client::Error& error) {
     if (error.kind() != database_client::Error::Kind::document) std::abort();

@@ -11,11 +11,13 @@
 #include "tools/core/Session.h"
 #include "tools/terminal/Interrupt.h"
 #include "tools/terminal/Terminal.h"
-#include "tools/values/Text.h"
+#include "values/Text.h"
 
 namespace database_provider::recordctl {
 
 namespace {
+
+using values::printableLines;
 
 using database_client::Error;
 namespace code = database_client::code;

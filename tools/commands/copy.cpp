@@ -10,11 +10,13 @@
 #include "tools/input/Import.h"
 #include "tools/terminal/Interrupt.h"
 #include "tools/terminal/Progress.h"
-#include "tools/values/Text.h"
+#include "values/Text.h"
 
 namespace database_provider::recordctl {
 
 namespace {
+
+using values::printable;
 
 struct CopyOptions {
   std::string from{};

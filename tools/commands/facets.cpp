@@ -10,11 +10,15 @@
 #include "tools/core/Catalogue.h"
 #include "tools/terminal/Interrupt.h"
 #include "tools/terminal/Table.h"
-#include "tools/values/Text.h"
+#include "values/Text.h"
 
 namespace database_provider::recordctl {
 
 namespace {
+
+using values::displayWidth;
+using values::lowered;
+using values::printable;
 
 using Facet = std::pair<std::string, long long>;
 

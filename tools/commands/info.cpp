@@ -10,11 +10,13 @@
 #include "tools/commands/commands.h"
 #include "tools/core/StoreParts.h"
 #include "tools/terminal/Table.h"
-#include "tools/values/Time.h"
+#include "values/Time.h"
 
 namespace database_provider::recordctl {
 
 namespace {
+
+using values::formatTime;
 
 using database_client::AccessControl;
 using database_client::CollectionSize;

@@ -5,11 +5,13 @@
 #include "tools/commands/commands.h"
 #include "tools/commands/options.h"
 #include "tools/core/Network.h"
-#include "tools/values/Text.h"
+#include "values/Text.h"
 
 namespace database_provider::recordctl {
 
 namespace {
+
+using values::printable;
 
 using database_client::DeploymentStep;
 

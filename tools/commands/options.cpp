@@ -3,13 +3,15 @@
 
 #include <iostream>
 
+#include "selection/Parser.h"
+#include "selection/Query.h"
 #include "tools/core/Catalogue.h"
-#include "tools/filter/Parser.h"
-#include "tools/filter/Query.h"
 #include "tools/values/Errors.h"
-#include "tools/values/Text.h"
+#include "values/Text.h"
 
 namespace database_provider::recordctl {
+
+using values::printable;
 
 void KindOption::addTo(const Command& command) {
   command.choice("--kind", "KIND", name, {"experiment", "scenario"}, "experiment (the default) or scenario");
@@ -32,7 +34,8 @@ void SelectionOptions::addLimitsTo(const Command& command) {
 
 void SelectionOptions::tellUnmatched(Session& session) const {
   if (where.empty()) return;
-  tellAside(session, whyUnmatched(parseFilter(where), kind.kind(), session.store(Access::existing)), isStrict);
+  tellAside(session, whyUnmatched(selection::parseFilter(where), kind.kind(), session.store(Access::existing)),
+            isStrict);
 }
 
 void tellAside(Session& session, const std::vector<std::string>& sentences, bool isStrict) {
@@ -42,8 +45,8 @@ void tellAside(Session& session, const std::vector<std::string>& sentences, bool
 
 Selection SelectionOptions::selection() const {
   try {
-    return {filterOf(where), limit, skip};
-  } catch (const FilterError& error) {
+    return {selection::filterOf(where), limit, skip};
+  } catch (const selection::FilterError& error) {
     throw UsageError(error.show(where));
   }
 }

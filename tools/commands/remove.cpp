@@ -7,11 +7,13 @@
 #include "tools/commands/options.h"
 #include "tools/terminal/Interrupt.h"
 #include "tools/terminal/Terminal.h"
-#include "tools/values/Text.h"
+#include "values/Text.h"
 
 namespace database_provider::recordctl {
 
 namespace {
+
+using values::inQuotes;
 
 struct RemoveOptions {
   std::vector<std::string> ids{};

@@ -8,11 +8,14 @@
 #include "tools/core/StoreParts.h"
 #include "tools/input/InputFile.h"
 #include "tools/terminal/Terminal.h"
-#include "tools/values/Text.h"
+#include "values/Text.h"
 
 namespace database_provider::recordctl {
 
 namespace {
+
+using values::inQuotes;
+using values::printable;
 
 struct SettingsOptions {
   std::string user{};

@@ -6,11 +6,14 @@
 #include "tools/commands/options.h"
 #include "tools/core/descriptionText.h"
 #include "tools/input/Columns.h"
-#include "tools/values/Text.h"
+#include "values/Text.h"
 
 namespace database_provider::recordctl {
 
 namespace {
+
+using values::inQuotes;
+using values::printable;
 
 struct ShowOptions {
   std::string id{};

@@ -10,11 +10,14 @@
 #include "tools/core/Network.h"
 #include "tools/terminal/Table.h"
 #include "tools/terminal/Terminal.h"
-#include "tools/values/Text.h"
+#include "values/Text.h"
 
 namespace database_provider::recordctl {
 
 namespace {
+
+using values::inQuotes;
+using values::splitEscaped;
 
 using Role = UsersDatabaseInterface::Role;
 

@@ -6,12 +6,18 @@
 
 #include "tools/core/descriptionText.h"
 #include "tools/values/Nearest.h"
-#include "tools/values/Text.h"
+#include "values/Text.h"
 
 namespace database_provider::recordctl {
 
 namespace {
 
+using values::inQuotes;
+using values::lowered;
+using values::Time;
+
+using selection::Expression;
+using selection::Value;
 using Kind = Expression::Kind;
 
 // Of the form in which the library asks for descriptions, which a store in a file answers without reading a record.

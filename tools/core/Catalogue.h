@@ -7,10 +7,13 @@
 #include <string>
 #include <vector>
 
+#include "selection/Expression.h"
 #include "tools/core/Records.h"
-#include "tools/filter/Expression.h"
 
 namespace database_provider::recordctl {
+
+using selection::Field;
+using selection::Name;
 
 /// The names that the records of a kind have. A store in a file answers it from its index; a server reads all records.
 struct Catalogue {
@@ -35,6 +38,6 @@ std::string unknownName(const Name& name, const Catalogue& catalogue);
 
 /// What in a filter that selects nothing no record can ever meet: names that no record has, values of a kind that the
 /// name never has, texts that are no id. A sentence for each; none where everything in it could be.
-std::vector<std::string> whyUnmatched(const Expression& filter, RecordKind kind, DataBaseClient& client);
+std::vector<std::string> whyUnmatched(const selection::Expression& filter, RecordKind kind, DataBaseClient& client);
 
 }  // namespace database_provider::recordctl

@@ -11,12 +11,15 @@
 
 #include "tools/values/Errors.h"
 #include "tools/values/Nearest.h"
-#include "tools/values/Number.h"
-#include "tools/values/Text.h"
+#include "values/Number.h"
+#include "values/Text.h"
 
 namespace database_provider::recordctl {
 
 namespace {
+
+using values::inQuotes;
+using values::parseInteger;
 
 /// Nobody means an empty text; it comes from a variable of a script that is not set.
 std::string whyEmpty(const std::string& value) {

@@ -5,11 +5,15 @@
 
 #include "tools/core/descriptionText.h"
 #include "tools/values/Errors.h"
-#include "tools/values/Text.h"
+#include "values/Text.h"
 
 namespace database_provider::recordctl {
 
 namespace {
+
+using values::inQuotes;
+using values::splitEscaped;
+using values::unescaped;
 
 Name parseName(const std::string& text) {
   const auto parts = splitEscaped(text, ':');

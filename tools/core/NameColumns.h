@@ -4,9 +4,9 @@
 #include <string>
 #include <vector>
 
+#include "selection/Expression.h"
 #include "tools/core/Catalogue.h"
 #include "tools/core/Records.h"
-#include "tools/filter/Expression.h"
 #include "tools/terminal/Table.h"
 
 namespace database_provider::recordctl {

@@ -8,11 +8,13 @@
 #include <string_view>
 #include <vector>
 
-#include "tools/values/Text.h"
+#include "values/Text.h"
 
 namespace database_provider::recordctl {
 
 namespace {
+
+using values::splitEscaped;
 
 constexpr std::string_view plainScheme = "mongodb://";
 constexpr std::string_view serviceScheme = "mongodb+srv://";

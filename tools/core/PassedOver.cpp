@@ -5,11 +5,13 @@
 #include <iostream>
 #include <utility>
 
-#include "tools/values/Text.h"
+#include "values/Text.h"
 
 namespace database_provider::recordctl {
 
 namespace {
+
+using values::printable;
 
 /// The id as it is written on a command line, or as JSON where it is of another kind.
 std::string nameOf(const ObjectProperties& id) {

@@ -13,13 +13,18 @@
 #include "tools/core/Network.h"
 #include "tools/terminal/Interrupt.h"
 #include "tools/terminal/Terminal.h"
-#include "tools/values/Number.h"
-#include "tools/values/Text.h"
 #include "users/UsersDatabase.h"
+#include "values/Number.h"
+#include "values/Text.h"
 
 namespace database_provider::recordctl {
 
 namespace {
+
+using values::inQuotes;
+using values::parseInteger;
+using values::printable;
+using values::printableJson;
 
 constexpr int largestPort = 65535;
 constexpr const char* administrator = "admin";

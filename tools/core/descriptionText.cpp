@@ -1,12 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/core/descriptionText.h"
 
-#include "tools/values/Number.h"
-#include "tools/values/Time.h"
+#include "values/Number.h"
+#include "values/Time.h"
 
 namespace database_provider::recordctl {
 
 namespace {
+
+using values::formatReal;
+using values::formatTime;
 
 PropertyType typeOf(const DatabaseRecordInterface& record, const std::string& name) {
   auto type = PropertyType::undefined;

@@ -3,11 +3,13 @@
 
 #include <iostream>
 
-#include "tools/values/Text.h"
+#include "values/Text.h"
 
 namespace database_provider::recordctl {
 
 namespace {
+
+using values::excerpt;
 
 constexpr std::size_t toldInFull = 20;
 constexpr std::size_t longestReason = 500;

@@ -7,11 +7,16 @@
 #include <utility>
 
 #include "tools/values/Errors.h"
-#include "tools/values/Text.h"
+#include "values/Text.h"
 
 namespace database_provider::recordctl {
 
 namespace {
+
+using values::inQuotes;
+using values::lowered;
+using values::splitEscaped;
+using values::unescaped;
 
 constexpr std::array<std::pair<const char*, ObjectType>, 5> kinds = {{{"xml", ObjectType::xmlObject},
                                                                       {"media", ObjectType::mediaObject},

@@ -7,11 +7,14 @@
 #include <utility>
 
 #include "tools/values/Errors.h"
-#include "tools/values/Text.h"
+#include "values/Text.h"
 
 namespace database_provider::recordctl {
 
 namespace {
+
+using values::inQuotes;
+using values::isUtf8;
 
 constexpr std::size_t smallestGrowth = 1U << 12U;
 

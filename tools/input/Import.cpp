@@ -13,11 +13,13 @@
 #include "tools/input/IdCheck.h"
 #include "tools/input/StagedFile.h"
 #include "tools/terminal/Interrupt.h"
-#include "tools/values/Text.h"
+#include "values/Text.h"
 
 namespace database_provider::recordctl {
 
 namespace {
+
+using values::inQuotes;
 
 std::uint64_t totalSize(const std::vector<InputSource>& sources) {
   std::uint64_t total = 0;

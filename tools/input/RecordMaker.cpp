@@ -12,6 +12,8 @@ namespace database_provider::recordctl {
 
 namespace {
 
+using values::Time;
+
 std::string kindName(PropertyType type) {
   switch (type) {
     case PropertyType::group:

@@ -11,12 +11,16 @@
 
 #include "tools/terminal/Interrupt.h"
 #include "tools/values/Errors.h"
-#include "tools/values/Number.h"
-#include "tools/values/Text.h"
+#include "values/Number.h"
+#include "values/Text.h"
 
 namespace database_provider::recordctl {
 
 namespace {
+
+using values::inQuotes;
+using values::parseReal;
+using values::splitEscaped;
 
 namespace fs = std::filesystem;
 

@@ -5,11 +5,15 @@
 #include <numeric>
 #include <utility>
 
-#include "tools/values/Text.h"
+#include "values/Text.h"
 
 namespace database_provider::recordctl {
 
 namespace {
+
+using values::displayWidth;
+using values::printable;
+using values::shortened;
 
 constexpr std::size_t rowsThatGiveTheWidths = 500;
 constexpr std::size_t gap = 2;

@@ -14,11 +14,13 @@
 
 #include "tools/terminal/Interrupt.h"
 #include "tools/values/Errors.h"
-#include "tools/values/Number.h"
+#include "values/Number.h"
 
 namespace database_provider::recordctl {
 
 namespace {
+
+using values::parseInteger;
 
 constexpr std::size_t usualWidth = 80;
 

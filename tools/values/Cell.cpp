@@ -7,13 +7,25 @@
 #include <limits>
 #include <utility>
 
-#include "tools/values/Number.h"
-#include "tools/values/Text.h"
-#include "tools/values/Time.h"
+#include "values/Number.h"
+#include "values/Text.h"
+#include "values/Time.h"
 
 namespace database_provider::recordctl {
 
 namespace {
+
+using values::formatReal;
+using values::formatTime;
+using values::inQuotes;
+using values::parseInteger;
+using values::parseNonFinite;
+using values::parseReal;
+using values::parseTime;
+using values::printable;
+using values::shortened;
+using values::Time;
+using values::wholeNumber;
 
 constexpr std::array<std::pair<const char*, ColumnType>, 6> types = {{{"string", ColumnType::string},
                                                                       {"bool", ColumnType::boolean},

@@ -7,7 +7,7 @@
 #include <string>
 #include <variant>
 
-#include "tools/values/Time.h"
+#include "values/Time.h"
 
 namespace database_provider::recordctl {
 
@@ -35,7 +35,7 @@ struct Cell {
     std::string kind;
   };
 
-  std::variant<std::monostate, bool, std::int64_t, double, Time, std::string, Other> value{};
+  std::variant<std::monostate, bool, std::int64_t, double, values::Time, std::string, Other> value{};
   std::string typed{};  ///< a number as it was typed, where that is known
 
   /// Nothing at all, or an empty text.
@@ -43,7 +43,7 @@ struct Cell {
 };
 
 /// What a cell becomes; as the alternatives of `setDescription` are.
-using Converted = std::variant<std::string, bool, int, std::int64_t, double, Time>;
+using Converted = std::variant<std::string, bool, int, std::int64_t, double, values::Time>;
 
 /// A cell that does not fit its column; the message says what was expected and what was found.
 class ConversionError : public std::runtime_error {

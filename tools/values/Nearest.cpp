@@ -5,11 +5,14 @@
 #include <cstddef>
 #include <limits>
 
-#include "tools/values/Text.h"
+#include "values/Text.h"
 
 namespace database_provider::recordctl {
 
 namespace {
+
+using values::inQuotes;
+using values::lowered;
 
 // Comparing takes time that grows with the square of the length, and nobody mistypes longer names.
 constexpr std::size_t longestCompared = 100;

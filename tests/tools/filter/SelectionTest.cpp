@@ -7,12 +7,13 @@
 #include <string>
 #include <vector>
 
+#include "selection/Query.h"
 #include "tests/tools/commands/RecordctlContract.h"
 #include "tools/core/Records.h"
-#include "tools/filter/Query.h"
 
 using namespace database_provider;
 using namespace database_provider::recordctl;
+using selection::filterOf;
 
 namespace {
 

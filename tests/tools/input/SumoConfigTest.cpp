@@ -10,9 +10,10 @@
 #include "tests/tools/input/TemporaryFile.h"
 #include "tools/input/SumoConfig.h"
 #include "tools/values/Errors.h"
-#include "tools/values/Number.h"
+#include "values/Number.h"
 
 using namespace database_provider::recordctl;
+using database_provider::values::formatReal;
 
 namespace {
 

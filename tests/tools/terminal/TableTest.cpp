@@ -7,9 +7,10 @@
 #include <vector>
 
 #include "tools/terminal/Table.h"
-#include "tools/values/Text.h"
+#include "values/Text.h"
 
 using namespace database_provider::recordctl;
+using database_provider::values::displayWidth;
 
 namespace {
 

@@ -4,10 +4,13 @@
 #include <string>
 
 #include "tools/values/Cell.h"
-#include "tools/values/Number.h"
-#include "tools/values/Time.h"
+#include "values/Number.h"
+#include "values/Time.h"
 
 using namespace database_provider::recordctl;
+using database_provider::values::formatReal;
+using database_provider::values::formatTime;
+using database_provider::values::Time;
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-namespace database_provider::recordctl {
+namespace database_provider::values {
 
 /// The whole number that a text of digits, with a minus before them or not, stands for; nothing beyond 64 bits.
 std::optional<std::int64_t> parseInteger(std::string_view text);
@@ -23,4 +23,4 @@ std::string formatReal(double value);
 /// A double that is a whole number within 64 bits.
 std::optional<std::int64_t> wholeNumber(double value);
 
-}  // namespace database_provider::recordctl
+}  // namespace database_provider::values

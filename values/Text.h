@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-namespace database_provider::recordctl {
+namespace database_provider::values {
 
 /// The text in quotes, for messages: as `excerpt` shows it.
 std::string inQuotes(std::string_view text);
@@ -48,4 +48,4 @@ std::vector<std::string> splitEscaped(std::string_view text, char separator);
 /// The text without the backslashes that `splitEscaped` obeys.
 std::string unescaped(std::string_view text);
 
-}  // namespace database_provider::recordctl
+}  // namespace database_provider::values

@@ -1,21 +1,27 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/filter/Parser.h"
+#include "selection/Parser.h"
 
 #include <algorithm>
 #include <array>
 #include <optional>
 #include <utility>
 
-#include "tools/filter/Pattern.h"
-#include "tools/values/Number.h"
-#include "tools/values/Text.h"
-#include "tools/values/Time.h"
+#include "selection/Pattern.h"
+#include "values/Number.h"
+#include "values/Text.h"
+#include "values/Time.h"
 
-namespace database_provider::recordctl {
+namespace database_provider::selection {
 
 namespace {
 
 using database_client::OperationType;
+using values::inQuotes;
+using values::parseInteger;
+using values::parseNonFinite;
+using values::parseReal;
+using values::parseTime;
+using values::Time;
 using Kind = Expression::Kind;
 
 constexpr std::array<std::string_view, 5> keywords = {"and", "or", "not", "has", "in"};
@@ -260,4 +266,4 @@ Expression parseFilter(std::string_view text) {
   return Parser(text).parse();
 }
 
-}  // namespace database_provider::recordctl
+}  // namespace database_provider::selection

@@ -3,9 +3,9 @@
 
 #include <string>
 
-#include "tools/values/Time.h"
+#include "values/Time.h"
 
-using namespace database_provider::recordctl;
+using namespace database_provider::values;
 
 namespace {
 

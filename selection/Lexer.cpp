@@ -1,14 +1,21 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/filter/Lexer.h"
+#include "selection/Lexer.h"
 
 #include <algorithm>
 #include <array>
 
-#include "tools/values/Text.h"
+#include "values/Text.h"
 
-namespace database_provider::recordctl {
+namespace database_provider::selection {
 
 namespace {
+
+using values::displayWidth;
+using values::excerpt;
+using values::inQuotes;
+using values::isContinuation;
+using values::isUtf8;
+using values::printable;
 
 bool isDigit(char c) {
   return c >= '0' && c <= '9';
@@ -109,4 +116,4 @@ Token Lexer::nextValue() {
   return isWord ? word(true) : next();
 }
 
-}  // namespace database_provider::recordctl
+}  // namespace database_provider::selection

@@ -4,10 +4,10 @@
 #include <cstddef>
 #include <string_view>
 
-#include "tools/filter/Expression.h"
-#include "tools/filter/Lexer.h"
+#include "selection/Expression.h"
+#include "selection/Lexer.h"
 
-namespace database_provider::recordctl {
+namespace database_provider::selection {
 
 /// How deep parentheses and "not" may nest, so that the query stays within the depth of a document.
 constexpr int maximalFilterDepth = 20;
@@ -18,6 +18,6 @@ constexpr std::size_t maximalConditions = 1'000;
 constexpr std::size_t maximalListValues = 10'000;
 
 /// Reads a filter, whose grammar docs/filters.md gives; an empty text selects everything. Throws `FilterError`.
-Expression parseFilter(std::string_view text);
+DATABASE_PROVIDER_EXPORT Expression parseFilter(std::string_view text);
 
-}  // namespace database_provider::recordctl
+}  // namespace database_provider::selection

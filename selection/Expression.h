@@ -7,9 +7,9 @@
 #include <vector>
 
 #include "database_client/types.h"
-#include "tools/values/Time.h"
+#include "values/Time.h"
 
-namespace database_provider::recordctl {
+namespace database_provider::selection {
 
 /// What a name in a filter stands for.
 enum class Field {
@@ -27,7 +27,7 @@ struct Name {
 /// A value as it was typed: its text, and what the text stands for where it was not quoted.
 struct Value {
   std::string text{};
-  std::variant<std::string, bool, std::int64_t, double, Time> typed{};
+  std::variant<std::string, bool, std::int64_t, double, values::Time> typed{};
 };
 
 /// A filter in text, taken apart.
@@ -49,4 +49,4 @@ struct Expression {
   std::vector<Expression> operands{};
 };
 
-}  // namespace database_provider::recordctl
+}  // namespace database_provider::selection

@@ -6,10 +6,12 @@
 #include <string>
 #include <string_view>
 
-namespace database_provider::recordctl {
+#include "database_provider/export.h"
+
+namespace database_provider::selection {
 
 /// A filter that cannot be read: why, and at which byte of its text.
-class FilterError : public std::runtime_error {
+class DATABASE_PROVIDER_EXPORT FilterError : public std::runtime_error {
  public:
   FilterError(const std::string& reason, std::size_t position) : std::runtime_error(reason), position_(position) {}
 
@@ -58,4 +60,4 @@ class Lexer {
 /// Whether a text may stand without quotes.
 bool standsBare(std::string_view text);
 
-}  // namespace database_provider::recordctl
+}  // namespace database_provider::selection

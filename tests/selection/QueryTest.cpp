@@ -3,10 +3,10 @@
 
 #include <string>
 
-#include "tools/filter/Parser.h"
-#include "tools/filter/Query.h"
+#include "selection/Parser.h"
+#include "selection/Query.h"
 
-using namespace database_provider::recordctl;
+using namespace database_provider::selection;
 
 namespace {
 

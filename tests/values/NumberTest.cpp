@@ -5,9 +5,9 @@
 #include <limits>
 #include <string>
 
-#include "tools/values/Number.h"
+#include "values/Number.h"
 
-using namespace database_provider::recordctl;
+using namespace database_provider::values;
 
 TEST(Number, WholeNumbersReachTheEndsOf64Bits) {
   EXPECT_EQ(parseInteger("9223372036854775807"), std::numeric_limits<std::int64_t>::max());

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/filter/Pattern.h"
+#include "selection/Pattern.h"
 
 #define PCRE2_CODE_UNIT_WIDTH 8
 #include <pcre2.h>
@@ -7,7 +7,7 @@
 #include <array>
 #include <memory>
 
-namespace database_provider::recordctl {
+namespace database_provider::selection {
 
 namespace {
 
@@ -29,4 +29,4 @@ std::optional<std::string> whyNoPattern(std::string_view text) {
   return messageOf(error);
 }
 
-}  // namespace database_provider::recordctl
+}  // namespace database_provider::selection

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/values/Text.h"
+#include "values/Text.h"
 
 #include <algorithm>
 #include <cstdint>
 #include <cwchar>
 #include <optional>
 
-namespace database_provider::recordctl {
+namespace database_provider::values {
 
 namespace {
 
@@ -197,4 +197,4 @@ std::string unescaped(std::string_view text) {
   return result;
 }
 
-}  // namespace database_provider::recordctl
+}  // namespace database_provider::values

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-namespace database_provider::recordctl {
+namespace database_provider::values {
 
 /// Milliseconds since the epoch, UTC.
 struct Time {
@@ -20,4 +20,4 @@ std::optional<long long> parseTime(std::string_view text);
 /// The text that `parseTime` reads as this count of milliseconds; beyond the years 0 to 9999 it stays a number.
 std::string formatTime(long long count);
 
-}  // namespace database_provider::recordctl
+}  // namespace database_provider::values

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/values/Number.h"
+#include "values/Number.h"
 
 #include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <limits>
 
-namespace database_provider::recordctl {
+namespace database_provider::values {
 
 namespace {
 
@@ -68,4 +68,4 @@ std::optional<std::int64_t> wholeNumber(double value) {
   return static_cast<std::int64_t>(value);
 }
 
-}  // namespace database_provider::recordctl
+}  // namespace database_provider::values

@@ -4,11 +4,14 @@
 #include <clocale>
 #include <string>
 
-#include "tools/filter/Parser.h"
-#include "tools/values/Number.h"
-#include "tools/values/Time.h"
+#include "selection/Parser.h"
+#include "values/Number.h"
+#include "values/Time.h"
 
-using namespace database_provider::recordctl;
+using namespace database_provider::selection;
+using database_provider::values::formatReal;
+using database_provider::values::formatTime;
+using database_provider::values::Time;
 
 namespace {
 

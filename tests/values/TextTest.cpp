@@ -3,9 +3,9 @@
 
 #include <clocale>
 
-#include "tools/values/Text.h"
+#include "values/Text.h"
 
-using namespace database_provider::recordctl;
+using namespace database_provider::values;
 
 namespace {
 

@@ -1,17 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/filter/Query.h"
+#include "selection/Query.h"
 
 #include <limits>
 #include <utility>
 #include <vector>
 
 #include "records/layout.h"
-#include "tools/filter/Parser.h"
+#include "selection/Parser.h"
 
-namespace database_provider::recordctl {
+namespace database_provider::selection {
 
 namespace {
 
+using values::Time;
 using Kind = Expression::Kind;
 
 template <class... Cases>
@@ -178,4 +179,4 @@ DatabaseFilter filterOf(const std::string& text) {
   return filter;
 }
 
-}  // namespace database_provider::recordctl
+}  // namespace database_provider::selection

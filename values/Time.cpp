@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/values/Time.h"
+#include "values/Time.h"
 
 #include <date/date.h>
 
 #include <chrono>
 #include <cstdio>
 
-namespace database_provider::recordctl {
+namespace database_provider::values {
 
 namespace {
 
@@ -149,4 +149,4 @@ std::string formatTime(long long count) {
   return result + "Z";
 }
 
-}  // namespace database_provider::recordctl
+}  // namespace database_provider::values
