@@ -17,8 +17,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const database_provider::ObjectProperties query = selection::queryOf(selection::parseFilter(text));
     const bool isBlank = text.find_first_not_of(" \t\r\n") == std::string::npos;
     if (query.isEmpty() != isBlank) std::abort();
-  } catch (const selection::FilterError& error) {
-    if (error.position() > text.size() || error.show(text).empty()) std::abort();
+  } catch (const database_provider::SelectionError& error) {
+    if (error.position() > text.size() || error.text() != text || error.reason().empty()) std::abort();
   } catch (const database_client::Error& error) {
     if (error.kind() != database_client::Error::Kind::document) std::abort();
   }

@@ -4,18 +4,15 @@
 #include <algorithm>
 #include <array>
 
+#include "database_provider/Selection.h"
 #include "values/Text.h"
 
 namespace database_provider::selection {
 
 namespace {
 
-using values::displayWidth;
-using values::excerpt;
 using values::inQuotes;
-using values::isContinuation;
 using values::isUtf8;
-using values::printable;
 
 bool isDigit(char c) {
   return c >= '0' && c <= '9';
@@ -48,13 +45,8 @@ bool isCut(std::string_view symbol, std::string_view text) {
 
 }  // namespace
 
-std::string FilterError::show(std::string_view text) const {
-  constexpr std::size_t longest = 100;  // bytes on either side of the place
-  std::size_t begin = position_ > longest ? position_ - longest : 0;
-  while (begin < position_ && isContinuation(text[begin])) ++begin;
-  const std::string before = (begin > 0 ? "\u2026" : "") + printable(text.substr(begin, position_ - begin));
-  return std::string("in the filter: ") + what() + "\n  " + before + excerpt(text.substr(position_), longest) + "\n  " +
-         std::string(displayWidth(before), ' ') + "^";
+void Lexer::fail(const std::string& reason, std::size_t position) const {
+  throw SelectionError(reason, std::string(text_), position);
 }
 
 bool standsBare(std::string_view text) {
@@ -66,7 +58,7 @@ void Lexer::skipBlanks() {
 }
 
 Token Lexer::token(Token::Kind kind, std::string text, std::size_t start) const {
-  if (!isUtf8(text)) throw FilterError("this is not UTF-8", start);
+  if (!isUtf8(text)) fail("this is not UTF-8", start);
   return {kind, std::move(text), start, text_.substr(start, position_ - start)};
 }
 
@@ -86,7 +78,7 @@ Token Lexer::quoted() {
     if (text_[position_] == '\\' && position_ + 1 < text_.size()) ++position_;
     content += text_[position_++];
   }
-  if (position_ == text_.size()) throw FilterError("this quote is not closed", start);
+  if (position_ == text_.size()) fail("this quote is not closed", start);
   ++position_;
   return token(Token::Kind::quoted, std::move(content), start);
 }
@@ -99,7 +91,7 @@ Token Lexer::symbol() {
     position_ += symbol.size();
     return token(Token::Kind::symbol, std::string(symbol), start);
   }
-  throw FilterError("unexpected " + inQuotes(rest.substr(0, 1)) + "; a text that holds it stands in quotes", start);
+  fail("unexpected " + inQuotes(rest.substr(0, 1)) + "; a text that holds it stands in quotes", start);
 }
 
 Token Lexer::next() {

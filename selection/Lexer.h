@@ -2,26 +2,10 @@
 #pragma once
 
 #include <cstddef>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 
-#include "database_provider/export.h"
-
 namespace database_provider::selection {
-
-/// A filter that cannot be read: why, and at which byte of its text.
-class DATABASE_PROVIDER_EXPORT FilterError : public std::runtime_error {
- public:
-  FilterError(const std::string& reason, std::size_t position) : std::runtime_error(reason), position_(position) {}
-
-  std::size_t position() const noexcept { return position_; }
-  /// The reason, the text, and a mark under the column.
-  std::string show(std::string_view text) const;
-
- private:
-  std::size_t position_;
-};
 
 struct Token {
   enum class Kind { word, quoted, symbol, end };
@@ -34,7 +18,8 @@ struct Token {
   bool isSymbol(std::string_view symbol) const { return kind == Kind::symbol && text == symbol; }
 };
 
-/// Cuts a filter into words, quoted texts and symbols, one at a time. The text must outlive the lexer and its tokens.
+/// Cuts a filter into words, quoted texts and symbols, one at a time; what is none of these is a `SelectionError`. The
+/// text must outlive the lexer and its tokens.
 class Lexer {
  public:
   explicit Lexer(std::string_view text) : text_(text) {}
@@ -43,6 +28,8 @@ class Lexer {
   Token next();
   /// The next token where a value stands: a word that begins like a number or a date may hold ":" and "+" as well.
   Token nextValue();
+  /// Throws `SelectionError` with this reason, for a place in the text.
+  [[noreturn]] void fail(const std::string& reason, std::size_t position) const;
   /// Whether the next byte is `c`, without blanks in between.
   bool touches(char c) const { return position_ < text_.size() && text_[position_] == c; }
 

@@ -85,8 +85,8 @@ class Parser {
    public:
     explicit Deeper(Parser& parser) : parser_(parser) {
       if (++parser_.depth_ > maximalFilterDepth)
-        throw FilterError("more than " + std::to_string(maximalFilterDepth) + " levels of parentheses and not",
-                          parser_.token_.position);
+        parser_.lexer_.fail("more than " + std::to_string(maximalFilterDepth) + " levels of parentheses and not",
+                            parser_.token_.position);
     }
     ~Deeper() { --parser_.depth_; }
     Deeper(const Deeper&) = delete;
@@ -104,7 +104,7 @@ class Parser {
       reason += " (written in small letters)";
     else if (isKeyword(token_))
       reason += " (a text of that kind stands in quotes)";
-    throw FilterError(reason, token_.position);
+    lexer_.fail(reason, token_.position);
   }
 
   void expect(std::string_view symbol) {
@@ -141,7 +141,7 @@ class Parser {
   Expression primary() {
     if (token_.isSymbol("(")) return inParentheses();
     if (++conditions_ > maximalConditions)
-      throw FilterError("more than " + std::to_string(maximalConditions) + " conditions", token_.position);
+      lexer_.fail("more than " + std::to_string(maximalConditions) + " conditions", token_.position);
     if (token_.isWord("has")) return existence();
     Expression result;
     result.name = name();
@@ -162,8 +162,7 @@ class Parser {
     Expression result;
     result.kind = Kind::has;
     result.name = name();
-    if (result.name.field == Field::id)
-      throw FilterError("every record has an id; a name stands in quotes", at.position);
+    if (result.name.field == Field::id) lexer_.fail("every record has an id; a name stands in quotes", at.position);
     return result;
   }
 
@@ -208,7 +207,7 @@ class Parser {
     if (found == operators.end()) fail("expected a comparison");
     const bool isPattern = found->operation == OperationType::matches || found->operation == OperationType::notMatches;
     if (isPattern && result.name.field == Field::id)
-      throw FilterError("an id is compared whole, not with a pattern", token_.position);
+      lexer_.fail("an id is compared whole, not with a pattern", token_.position);
     result.kind = Kind::comparison;
     result.operation = found->operation;
     result.options = found->options;
@@ -225,7 +224,7 @@ class Parser {
     do {
       token_ = lexer_.nextValue();
       if (result.values.size() == maximalListValues)
-        throw FilterError("more than " + std::to_string(maximalListValues) + " values in a list", token_.position);
+        lexer_.fail("more than " + std::to_string(maximalListValues) + " values in a list", token_.position);
       result.values.push_back(value());
       advance();
     } while (token_.isSymbol(","));
@@ -241,7 +240,7 @@ class Parser {
 
   Value pattern() const {
     const std::string content = text();
-    if (const auto reason = whyNoPattern(content)) throw FilterError("this is no pattern: " + *reason, token_.position);
+    if (const auto reason = whyNoPattern(content)) lexer_.fail("this is no pattern: " + *reason, token_.position);
     return {content, content};
   }
 

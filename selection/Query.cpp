@@ -173,10 +173,4 @@ ObjectProperties queryOf(const Expression& expression) {
   return expression.operands.empty() ? ObjectProperties() : grouping("$and", expression.operands);
 }
 
-DatabaseFilter filterOf(const std::string& text) {
-  DatabaseFilter filter;
-  filter.fromObjectProperties(queryOf(parseFilter(text)));
-  return filter;
-}
-
 }  // namespace database_provider::selection

@@ -3,16 +3,11 @@
 
 #include <database_provider/database_provider.h>
 
-#include <string>
-
 #include "selection/Expression.h"
 
 namespace database_provider::selection {
 
 /// The query document that selects the records for which the expression holds.
 DATABASE_PROVIDER_EXPORT ObjectProperties queryOf(const Expression& expression);
-
-/// The filter of a text. Throws `FilterError`.
-DATABASE_PROVIDER_EXPORT DatabaseFilter filterOf(const std::string& text);
 
 }  // namespace database_provider::selection

@@ -4,11 +4,13 @@
 #include <clocale>
 #include <string>
 
+#include "database_provider/Selection.h"
 #include "selection/Parser.h"
 #include "values/Number.h"
 #include "values/Time.h"
 
 using namespace database_provider::selection;
+using database_provider::SelectionError;
 using database_provider::values::formatReal;
 using database_provider::values::formatTime;
 using database_provider::values::Time;
@@ -74,8 +76,8 @@ std::string shown(const Expression& expression) {
 std::string parsed(const std::string& text) {
   try {
     return shown(parseFilter(text));
-  } catch (const FilterError& error) {
-    return std::to_string(error.position()) + ": " + error.what();
+  } catch (const SelectionError& error) {
+    return std::to_string(error.position()) + ": " + error.reason();
   }
 }
 
@@ -228,9 +230,10 @@ TEST(FilterParser, OfALongFilterThePlaceIsShown) {
   try {
     parseFilter(text);
     FAIL() << "no error";
-  } catch (const FilterError& error) {
-    EXPECT_EQ(error.show(text), "in the filter: more than 10000 values in a list\n  \u2026" + repeated("2,", 50) +
-                                    "2)\n  " + std::string(101, ' ') + "^");
+  } catch (const SelectionError& error) {
+    EXPECT_STREQ(error.what(), ("in the filter: more than 10000 values in a list\n  \u2026" + repeated("2,", 50) +
+                                "2)\n  " + std::string(101, ' ') + "^")
+                                   .c_str());
   }
 }
 
@@ -240,10 +243,10 @@ TEST(FilterParser, AMarkStandsUnderTheColumn) {
   try {
     parseFilter(text);
     FAIL() << "no error";
-  } catch (const FilterError& error) {
-    EXPECT_EQ(error.show(text),
-              "in the filter: expected a value, found \"and\" (a text of that kind stands in quotes)\n"
-              "  gr\u00f6\u00dfe > and x=1\n"
-              "          ^");
+  } catch (const SelectionError& error) {
+    EXPECT_STREQ(error.what(),
+                 "in the filter: expected a value, found \"and\" (a text of that kind stands in quotes)\n"
+                 "  gr\u00f6\u00dfe > and x=1\n"
+                 "          ^");
   }
 }

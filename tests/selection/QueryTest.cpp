@@ -80,8 +80,3 @@ TEST(FilterQuery, TheDeepestTextFitsADocument) {
   for (int i = 0; i < maximalFilterDepth; ++i) text = "not " + text;
   EXPECT_NO_THROW(database_client::ObjectProperties::fromJson(query(text)));
 }
-
-TEST(FilterQuery, AFilterHoldsTheQuery) {
-  for (const char* text : {"", "a=x", "not (a=1 or b in (2, 3))", "has a or not has b", "id!=7"})
-    EXPECT_EQ(filterOf(text).toObjectProeprties().toJson(), query(text)) << text;
-}

@@ -13,10 +13,10 @@ void explain(Session& session, const SelectionOptions& options) {
   const RecordPlace place = placeOf(options.kind.kind());
   const Selection selection = options.selection();
   const ObjectProperties plan =
-      session.store(Access::existing).explain(place.database, place.collection, selection.filter.toObjectProeprties());
+      session.store(Access::existing).explain(place.database, place.collection, selection.query());
   if (session.json()) return writeJson(plan);
   const std::string index = plan.valueAsString("index", "");
-  std::cout << "query     " << selection.filter.toObjectProeprties().toJson() << '\n'
+  std::cout << "query     " << selection.query().toJson() << '\n'
             << "index     " << (index.empty() ? "none: every record is read" : index) << '\n'
             << "examined  " << plan.valueAsInt64("examined", 0) << '\n'
             << "returned  " << plan.valueAsInt64("returned", 0) << '\n';

@@ -51,7 +51,7 @@ void takeNamesOf(const DatabaseRecordInterface& record, std::set<NameOfItem>& aw
 /// The header must be there before the first record, so names are looked for first: in records, until each that the
 /// store has was met. Of a selection that may be the last record; of all records the first ones give the order, and
 /// what is rarer stands behind, by name.
-NameColumns columnsOf(Session& session, RecordKind kind, const Selection& selection) {
+NameColumns columnsOf(Session& session, RecordKind kind, const RecordQuery& query) {
   constexpr std::size_t firstRecords = 1000;
   DataBaseClient& client = session.store(Access::existing);
   const RecordPlace place = placeOf(kind);
@@ -62,13 +62,12 @@ NameColumns columnsOf(Session& session, RecordKind kind, const Selection& select
   for (const Field field : {Field::category, Field::description}) {
     for (const std::string& name : namesInUse(kind, client, field)) awaited.emplace(field, name);
   }
-  const ObjectProperties query = selection.filter.toObjectProeprties();
-  const bool isWhole = query.isEmpty() && selection.limit == 0 && selection.skip == 0;
+  const bool isWhole = query.selection.selectsAll() && query.limit == 0 && query.skip == 0;
   ObjectProperties projection;
   projection.setValueBool(layout::path::category, true);
   projection.setValueBool(layout::path::description, true);
   std::size_t count = 0;
-  client.findEach(place.database, place.collection, query, projection, selection.limit, selection.skip,
+  client.findEach(place.database, place.collection, query.selection.query(), projection, query.limit, query.skip,
                   [&](ObjectProperties& document) {
                     checkInterrupt();
                     const StoredRecord stored = recordOf(kind, std::move(document));
@@ -84,13 +83,13 @@ NameColumns columnsOf(Session& session, RecordKind kind, const Selection& select
 }
 
 /// Whether there was a record; so does `exportRecords`.
-bool exportCsv(Session& session, RecordKind kind, const Selection& selection) {
+bool exportCsv(Session& session, RecordKind kind, const RecordQuery& query) {
   bool isAny = false;
-  const NameColumns columns = columnsOf(session, kind, selection);
+  const NameColumns columns = columnsOf(session, kind, query);
   std::vector<std::string> cells;
   for (const Table::Column& column : columns.headings()) cells.push_back(column.heading);
   writeCsvLine(cells);
-  forEachRecord(kind, session.store(Access::existing), selection, [&](const StoredRecord& stored) {
+  forEachRecord(kind, session.store(Access::existing), query, [&](const StoredRecord& stored) {
     isAny = true;
     cells.clear();
     for (Table::Cell& cell : columns.rowOf(stored)) cells.push_back(std::move(cell.text));
@@ -99,9 +98,9 @@ bool exportCsv(Session& session, RecordKind kind, const Selection& selection) {
   return isAny;
 }
 
-bool exportRecords(Session& session, RecordKind kind, const Selection& selection) {
+bool exportRecords(Session& session, RecordKind kind, const RecordQuery& query) {
   bool isAny = false;
-  forEachDocument(kind, session.store(Access::existing), selection, ObjectProperties(),
+  forEachDocument(kind, session.store(Access::existing), query, ObjectProperties(),
                   [&isAny](const ObjectProperties& document) {
                     isAny = true;
                     std::cout << document.toJson(database_client::JsonMode::canonical) << '\n';
@@ -138,9 +137,8 @@ void runExport(Session& session, const ExportOptions& options) {
   }
   if (session.json() && options.format == "csv") throw UsageError("--json: CSV is none; leave one of the two out");
   const RecordKind kind = options.selection.kind.kind();
-  const Selection selection = options.selection.selection();
-  const bool isAny =
-      options.format == "csv" ? exportCsv(session, kind, selection) : exportRecords(session, kind, selection);
+  const RecordQuery query = options.selection.query();
+  const bool isAny = options.format == "csv" ? exportCsv(session, kind, query) : exportRecords(session, kind, query);
   if (!isAny) options.selection.tellUnmatched(session);
 }
 

@@ -99,7 +99,7 @@ ObjectProperties pipelineOf(const FacetOptions& options, const Selection& select
                                                                   {"$project", itemFields()},
                                                                   {"$match", nameMatch(options.name)},
                                                                   {"$group", countByValue()}};
-  ObjectProperties selected = selection.filter.toObjectProeprties();
+  ObjectProperties selected = selection.query();
   if (!selected.isEmpty()) stages.insert(stages.begin(), {"$match", std::move(selected)});
   ObjectProperties result;
   result.beginArray("pipeline");

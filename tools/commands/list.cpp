@@ -111,7 +111,7 @@ NameColumns usualColumns(Session& session, RecordKind kind) {
 
 void list(Session& session, const ListOptions& options) {
   const RecordKind kind = options.selection.kind.kind();
-  const Selection selection = options.selection.selection();
+  const RecordQuery query = options.selection.query();
   std::optional<NameColumns> given;
   if (!options.columns.empty()) given = NameColumns::parse(options.columns);
   DataBaseClient& client = session.store(Access::existing);
@@ -119,7 +119,7 @@ void list(Session& session, const ListOptions& options) {
   RecordTable table(given ? *given : usualColumns(session, kind), given.has_value(),
                     [&] { return Catalogue::of(kind, client); });
   std::size_t count = 0;
-  forEachRecord(kind, client, selection, [&](StoredRecord stored) {
+  forEachRecord(kind, client, query, [&](StoredRecord stored) {
     ++count;
     if (session.json())
       writeJson(toJson(stored, given));

@@ -4,7 +4,6 @@
 #include <iostream>
 
 #include "selection/Parser.h"
-#include "selection/Query.h"
 #include "tools/core/Catalogue.h"
 #include "tools/values/Errors.h"
 #include "values/Text.h"
@@ -45,9 +44,9 @@ void tellAside(Session& session, const std::vector<std::string>& sentences, bool
 
 Selection SelectionOptions::selection() const {
   try {
-    return {selection::filterOf(where), limit, skip};
-  } catch (const selection::FilterError& error) {
-    throw UsageError(error.show(where));
+    return database_provider::where(where);
+  } catch (const SelectionError& error) {
+    throw UsageError(error.what());
   }
 }
 

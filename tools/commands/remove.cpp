@@ -34,29 +34,16 @@ std::set<std::string> distinct(const std::vector<std::string>& ids) {
   return result;
 }
 
-DatabaseFilter filterOfIds(const std::set<std::string>& ids) {
-  ObjectProperties query;
-  query.beginGroup("_id");
-  query.beginArray("$in");
-  int index = 0;
-  for (const std::string& id : ids) query.setValueId(std::to_string(index++), id);
-  query.endArray();
-  query.endGroup();
-  DatabaseFilter result;
-  result.fromObjectProperties(query);
-  return result;
-}
-
 /// What is to go. An empty filter never stands for everything; whoever means that says so.
-DatabaseFilter filterOf(const RemoveOptions& options, const std::set<std::string>& ids) {
+Selection selectionOf(const RemoveOptions& options, const std::set<std::string>& ids) {
   const bool hasFilter = !options.selection.where.empty();
   if (static_cast<int>(!options.ids.empty()) + static_cast<int>(hasFilter) + static_cast<int>(options.all) > 1)
     throw UsageError("IDs, --where and --all exclude each other");
-  if (!ids.empty()) return filterOfIds(ids);
-  DatabaseFilter filter = options.selection.selection().filter;
-  if (!options.all && filter.toObjectProeprties().isEmpty())
+  if (!ids.empty()) return Selection::ofIds({ids.begin(), ids.end()});
+  const Selection selection = options.selection.selection();
+  if (!options.all && selection.selectsAll())
     throw UsageError("what is to be removed? Give IDs, --where FILTER, or --all for every record");
-  return filter;
+  return selection;
 }
 
 std::string records(long long count) {
@@ -103,9 +90,9 @@ void tell(const Session& session, const RemoveOptions& options, long long count)
 }
 
 /// Removes what was counted; a request to stop is answered with what became of it.
-void removeSelected(const DatabaseProviderInterface& provider, const DatabaseFilter& filter) {
+void removeSelected(const DatabaseProviderInterface& provider, const Selection& selection) {
   try {
-    provider.remove(filter);
+    provider.remove(selection.filter());
   } catch (const database_client::Error& error) {
     if (wasInterrupted())
       std::cerr << "recordctl: "
@@ -117,12 +104,12 @@ void removeSelected(const DatabaseProviderInterface& provider, const DatabaseFil
 
 void remove(Session& session, const RemoveOptions& options) {
   const std::set<std::string> ids = distinct(options.ids);
-  const DatabaseFilter filter = filterOf(options, ids);
+  const Selection selection = selectionOf(options, ids);
   const RecordKind kind = options.selection.kind.kind();
   const RecordPlace place = placeOf(kind);
   const auto provider = session.provider(kind, Access::existing);
   DataBaseClient& client = session.store(Access::existing);
-  const ObjectProperties query = filter.toObjectProeprties();
+  const ObjectProperties& query = selection.query();
   const long long count = client.count(place.database, place.collection, query);
   const bool areAllThere = count == static_cast<long long>(ids.size());
   const std::set<std::string> missing = areAllThere ? std::set<std::string>() : missingOf(client, place, ids);
@@ -135,7 +122,7 @@ void remove(Session& session, const RemoveOptions& options) {
     std::cerr << "recordctl: nothing was removed\n";
     return tell(session, options, 0);
   }
-  removeSelected(*provider, filter);
+  removeSelected(*provider, selection);
   client.setCancellation({});  // what was done is told, whatever comes now
   tell(session, options, count - client.count(place.database, place.collection, query));
   tellMissing(session, missing);

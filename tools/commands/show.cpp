@@ -89,11 +89,10 @@ void writeUserBlock(const DatabaseRecordInterface& record) {
 }
 
 void show(Session& session, const ShowOptions& options) {
-  Selection selection;
-  selection.filter.setId(OperationType::equal, options.id);
-  selection.limit = 1;
+  DatabaseFilter byId;
+  byId.setId(OperationType::equal, options.id);
   bool isFound = false;
-  forEachDocument(options.kind.kind(), session.store(Access::existing), selection, ObjectProperties(),
+  forEachDocument(options.kind.kind(), session.store(Access::existing), {byId, 1, 0}, ObjectProperties(),
                   [&](ObjectProperties& document) {
                     isFound = true;
                     if (session.json()) {

@@ -34,20 +34,20 @@ StoredRecord recordOf(RecordKind kind, ObjectProperties&& document) {
   return result;
 }
 
-void forEachDocument(RecordKind kind, DataBaseClient& client, const Selection& selection,
+void forEachDocument(RecordKind kind, DataBaseClient& client, const RecordQuery& query,
                      const ObjectProperties& projection, const std::function<void(ObjectProperties&)>& receive) {
   const RecordPlace place = placeOf(kind);
-  client.findEach(place.database, place.collection, selection.filter.toObjectProeprties(), projection, selection.limit,
-                  selection.skip, [&](ObjectProperties& document) {
+  client.findEach(place.database, place.collection, query.selection.query(), projection, query.limit, query.skip,
+                  [&](ObjectProperties& document) {
                     checkInterrupt();
                     receive(document);
                     return true;
                   });
 }
 
-void forEachRecord(RecordKind kind, DataBaseClient& client, const Selection& selection,
+void forEachRecord(RecordKind kind, DataBaseClient& client, const RecordQuery& query,
                    const std::function<void(StoredRecord)>& receive) {
-  forEachDocument(kind, client, selection, ObjectProperties(),
+  forEachDocument(kind, client, query, ObjectProperties(),
                   [&](ObjectProperties& document) { receive(recordOf(kind, std::move(document))); });
 }
 

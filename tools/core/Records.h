@@ -31,19 +31,19 @@ struct StoredRecord {
 };
 StoredRecord recordOf(RecordKind kind, ObjectProperties&& document);
 
-/// What selects records: at most `limit` (0: all) of those that the filter selects, after the first `skip`.
-struct Selection {
-  DatabaseFilter filter{};
+/// Which records are read: at most `limit` (0: all) of those selected, after the first `skip`.
+struct RecordQuery {
+  Selection selection{};
   int limit = 0;
   int skip = 0;
 };
 
-/// Hands over the records that a selection holds, in the store's order, one at a time.
-void forEachRecord(RecordKind kind, DataBaseClient& client, const Selection& selection,
+/// Hands over the records of a query, in the store's order, one at a time.
+void forEachRecord(RecordKind kind, DataBaseClient& client, const RecordQuery& query,
                    const std::function<void(StoredRecord)>& receive);
 
 /// As `forEachRecord`, the documents as they are stored. `projection` as in `DataBaseClient::find`.
-void forEachDocument(RecordKind kind, DataBaseClient& client, const Selection& selection,
+void forEachDocument(RecordKind kind, DataBaseClient& client, const RecordQuery& query,
                      const ObjectProperties& projection, const std::function<void(ObjectProperties&)>& receive);
 
 }  // namespace database_provider::recordctl

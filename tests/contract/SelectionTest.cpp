@@ -3,17 +3,18 @@
 
 #include <algorithm>
 #include <chrono>
+#include <list>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "selection/Query.h"
-#include "tests/tools/commands/RecordctlContract.h"
-#include "tools/core/Records.h"
+#include "database_provider/database_provider.h"
+#include "tests/contract/Contract.h"
 
-using namespace database_provider;
-using namespace database_provider::recordctl;
-using selection::filterOf;
+namespace database_test {
+
+using namespace database_provider;  // the tests of the library read like a program that uses it
 
 namespace {
 
@@ -92,46 +93,46 @@ const std::vector<Row>& rows() {
 }
 
 /// Nine records, each with a letter of its own in its user block, on every engine.
-class FilterSelection : public database_test::EngineTest {
+class FilterSelection : public EngineTest {
  protected:
   void SetUp() override {
     EngineTest::SetUp();
-    if (!IsSkipped()) addRecords();
+    if (IsSkipped()) return;
+    experiments->setDatabaseClient(&client);
+    addRecords();
   }
 
-  /// The letters of the records that a filter selects, sorted, since a server promises no order.
-  std::string selected(const std::string& text) {
+  /// The letters of the records that are selected, sorted, since a server promises no order.
+  std::string selected(const Selection& selection) {
+    std::list<std::string> ids;
+    experiments->read(selection.filter(), ids, 0, 0);
     std::string letters;
-    forEachRecord(RecordKind::experiment, client, {filterOf(text)}, [&](const StoredRecord& stored) {
-      letters += stored.record->getUserRecord().valueAsString("letter", "?");
-    });
+    for (const std::string& id : ids) letters += letters_.at(id);
     std::sort(letters.begin(), letters.end());
     return letters;
   }
 
-  std::string idOf(const std::string& letter) {
-    std::string id;
-    forEachRecord(RecordKind::experiment, client, {}, [&](const StoredRecord& stored) {
-      if (stored.record->getUserRecord().valueAsString("letter", "") == letter) id = stored.id;
-    });
-    return id;
+  std::string idOf(char letter) const {
+    const auto found =
+        std::find_if(letters_.begin(), letters_.end(), [&](const auto& known) { return known.second == letter; });
+    return found == letters_.end() ? "" : found->first;
   }
+
+  std::unique_ptr<ExperimentDatabaseInterface> experiments{createExperimentDatabase()};
 
  private:
   using Record = DatabaseRecordInterface;
 
   template <class Fill>
-  void add(const char* letter, const Fill& fill) {
-    const auto record = newRecordOf(RecordKind::experiment);
-    ObjectProperties block;
-    block.setValueString("letter", letter);
-    record->setUserRecrod(block);
+  void add(char letter, const Fill& fill) {
+    const std::unique_ptr<ExperimentDatabaseRecordInterface> record(createExperimentDatabaseRecord());
     fill(*record);
     std::string id;
-    providerOf(RecordKind::experiment, client)->writeRecord(record.get(), id);
+    experiments->writeRecord(record.get(), id);
+    letters_[id] = letter;
   }
 
-  void addPlot(const char* letter, const char* site, const char* variety, double yield, int year) {
+  void addPlot(char letter, const char* site, const char* variety, double yield, int year) {
     add(letter, [&](Record& record) {
       record.setCategory("site", site);
       record.setCategory("variety", variety);
@@ -141,53 +142,70 @@ class FilterSelection : public database_test::EngineTest {
   }
 
   void addRecords() {
-    addPlot("a", "Waseca", "Trebi", 48.5, 1931);
-    add("b", [](Record& record) {
+    addPlot('a', "Waseca", "Trebi", 48.5, 1931);
+    add('b', [](Record& record) {
       record.setCategory("site", "Waseca");
       record.setCategory("variety", "No. 457");
       setDescription(record, "yield", 30);
       setDescription(record, "year", 1932);
     });
-    addPlot("c", "Morris", "Trebi", 29.9, 1932);
-    add("d", [](Record& record) {
+    addPlot('c', "Morris", "Trebi", 29.9, 1932);
+    add('d', [](Record& record) {
       record.setCategory("site", "Morris");
       setDescription(record, "yield", 5'000'000'000LL);
     });
-    add("e", [](Record& record) {
+    add('e', [](Record& record) {
       record.setCategory("Site", "Duluth");
       record.setCategory("variety", "trebi");
       setDescription(record, "year", "1932");
     });
-    add("f", [](Record& record) {
+    add('f', [](Record& record) {
       record.setCategory("year", "1932");
       record.setCategory("variety", "Manchuria");
       setDescription(record, "site", "Waseca");
     });
-    add("g", [](Record& record) {
+    add('g', [](Record& record) {
       record.setCategory("plot", "30");
       setDescription(record, "begin", std::chrono::milliseconds(1'580'464'800'000));  // 2020-01-31T10:00:00Z
       setDescription(record, "checked", true);
     });
-    add("h", [](Record&) {});
-    add("i", [](Record& record) {
+    add('h', [](Record&) {});
+    add('i', [](Record& record) {
       record.setCategory("soil type", "clay|loam");
       record.setCategory("a.b", "$x");
       setDescription(record, "count", 30LL);
     });
   }
+
+  std::map<std::string, char> letters_;  ///< of the records, by id
 };
 
 }  // namespace
 
 TEST_P(FilterSelection, SelectsTheExpectedRecords) {
-  for (const Row& row : rows()) EXPECT_EQ(selected(row.filter), row.letters) << row.filter;
+  for (const Row& row : rows()) EXPECT_EQ(selected(where(row.filter)), row.letters) << row.filter;
 }
 
 TEST_P(FilterSelection, AnIdSelectsItsRecord) {
-  EXPECT_EQ(selected("id=" + idOf("c")), "c");
-  EXPECT_EQ(selected("id in (" + idOf("h") + ", " + idOf("b") + ")"), "bh");
-  EXPECT_EQ(selected("not id=" + idOf("c")), "abdefghi");
-  EXPECT_EQ(selected("id!=" + idOf("c")), "abdefghi");
+  EXPECT_EQ(selected(where("id=" + idOf('c'))), "c");
+  EXPECT_EQ(selected(where("id in (" + idOf('h') + ", " + idOf('b') + ")")), "bh");
+  EXPECT_EQ(selected(where("not id=" + idOf('c'))), "abdefghi");
+  EXPECT_EQ(selected(where("id!=" + idOf('c'))), "abdefghi");
 }
 
-INSTANTIATE_TEST_SUITE_P(Engines, FilterSelection, ::testing::ValuesIn(recordctlEngines()), database_test::engineName);
+TEST_P(FilterSelection, GivenIdsSelectTheirRecords) {
+  EXPECT_EQ(selected(Selection::ofIds({idOf('h'), "none", idOf('b')})), "bh");
+  EXPECT_EQ(selected(Selection::ofIds({})), "");
+}
+
+TEST_P(FilterSelection, BothOfTwoSelectionsHold) {
+  const Selection some = Selection::ofIds({idOf('a'), idOf('b'), idOf('c')});
+  EXPECT_EQ(selected(where("site=Waseca") && some), "ab");
+  EXPECT_EQ(selected(where("site=Waseca or yield<30") && where("year=1932") && some), "bc");
+  EXPECT_EQ(selected(Selection() && some), "abc");
+  EXPECT_EQ(selected(some && Selection::ofIds({})), "");
+}
+
+INSTANTIATE_TEST_SUITE_P(Engines, FilterSelection, ::testing::ValuesIn(engineNames()), engineName);
+
+}  // namespace database_test
