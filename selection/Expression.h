@@ -30,12 +30,20 @@ struct Value {
   std::variant<std::string, bool, std::int64_t, double, values::Time> typed{};
 };
 
+/// What the time names that `created` is compared with: a second, or a day where it is a date alone. In seconds since
+/// the epoch; `end` is the first one behind it.
+struct Moment {
+  long long first = 0;
+  long long end = 0;
+};
+
 /// A filter in text, taken apart.
 struct Expression {
   enum class Kind {
     comparison,  ///< `name`, `operation` and its `options`, one value
     oneOf,       ///< `name` has one of the values
     has,         ///< there is such a name
+    created,     ///< the time in the record's id has the relation `operation` to `moment`
     all,         ///< every operand holds; without operands, always
     any,         ///< one of the operands holds
     negation,    ///< the one operand does not hold
@@ -46,6 +54,7 @@ struct Expression {
   database_client::OperationType operation = database_client::OperationType::equal;
   std::string options{};
   std::vector<Value> values{};
+  Moment moment{};
   std::vector<Expression> operands{};
 };
 

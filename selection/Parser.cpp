@@ -20,6 +20,7 @@ using values::inQuotes;
 using values::parseInteger;
 using values::parseNonFinite;
 using values::parseReal;
+using values::parseRelativeTime;
 using values::parseTime;
 using values::Time;
 using Kind = Expression::Kind;
@@ -38,6 +39,8 @@ struct Operator {
   std::string_view symbol;
   OperationType operation;
   const char* options;
+
+  bool isPattern() const { return operation == OperationType::matches || operation == OperationType::notMatches; }
 };
 
 constexpr std::array<Operator, 10> operators = {{{"=", OperationType::equal, ""},
@@ -51,26 +54,37 @@ constexpr std::array<Operator, 10> operators = {{{"=", OperationType::equal, ""}
                                                  {"!~", OperationType::notMatches, ""},
                                                  {"!~i", OperationType::notMatches, "i"}}};
 
+constexpr std::string_view dateForm = "0000-00-00";
+
 /// Four digits, two and two: whoever writes that means a date.
 bool looksLikeDate(std::string_view text) {
-  constexpr std::string_view form = "0000-00-00";
-  if (text.size() < form.size()) return false;
-  return std::equal(form.begin(), form.end(), text.begin(),
+  if (text.size() < dateForm.size()) return false;
+  return std::equal(dateForm.begin(), dateForm.end(), text.begin(),
                     [](char expected, char c) { return expected == '0' ? c >= '0' && c <= '9' : c == expected; });
 }
 
-std::optional<Value> typedValue(const std::string& text) {
+/// Of a text that is a time: whether it is a date alone.
+bool isDate(std::string_view text) {
+  return looksLikeDate(text) && text.size() == dateForm.size();
+}
+
+std::optional<Time> timeOf(const std::string& text, Time now) {
+  if (const auto time = parseTime(text)) return Time{*time};
+  return parseRelativeTime(text, now);
+}
+
+std::optional<Value> typedValue(const std::string& text, Time now) {
   if (text == "true" || text == "false") return Value{text, text == "true"};
   if (const auto integer = parseInteger(text)) return Value{text, *integer};
   if (const auto real = parseReal(text)) return Value{text, *real};
   if (const auto real = parseNonFinite(text)) return Value{text, *real};
-  if (const auto time = parseTime(text)) return Value{text, Time{*time}};
+  if (const auto time = timeOf(text, now)) return Value{text, *time};
   return std::nullopt;
 }
 
 class Parser {
  public:
-  explicit Parser(std::string_view text) : lexer_(text) { advance(); }
+  Parser(std::string_view text, Time now) : lexer_(text), now_(now) { advance(); }
 
   Expression parse() {
     if (token_.kind == Token::Kind::end) return {};
@@ -143,6 +157,7 @@ class Parser {
     if (++conditions_ > maximalConditions)
       lexer_.fail("more than " + std::to_string(maximalConditions) + " conditions", token_.position);
     if (token_.isWord("has")) return existence();
+    if (isAtCreated()) return creation();
     Expression result;
     result.name = name();
     return condition(std::move(result));
@@ -158,12 +173,42 @@ class Parser {
 
   Expression existence() {
     advance();
+    if (isAtCreated()) lexer_.fail("created is the time in a record's id; a name stands in quotes", token_.position);
     const Token at = token_;
     Expression result;
     result.kind = Kind::has;
     result.name = name();
     if (result.name.field == Field::id) lexer_.fail("every record has an id; a name stands in quotes", at.position);
     return result;
+  }
+
+  /// `created:NAME` is left to the names, which say what may stand before a colon.
+  bool isAtCreated() const { return token_.isWord("created") && !lexer_.touches(':'); }
+
+  Expression creation() {
+    advance();
+    if (token_.isWord("in"))
+      lexer_.fail("created is compared with one time: created=A or created=B; a name stands in quotes",
+                  token_.position);
+    const Operator& found = comparison();
+    if (found.isPattern()) lexer_.fail("a time is compared with another, not with a pattern", token_.position);
+    Expression result;
+    result.kind = Kind::created;
+    result.operation = found.operation;
+    token_ = lexer_.nextValue();
+    result.moment = moment();
+    advance();
+    return result;
+  }
+
+  Moment moment() const {
+    constexpr long long secondsOfDay = 86'400;
+    const bool isWord = token_.kind == Token::Kind::word;
+    const auto time = isWord ? timeOf(token_.text, now_) : std::nullopt;
+    if (!time) fail("expected a date, a time or a time ago such as now-30d");
+    const long long count = time->milliseconds;
+    const long long second = count / 1000 - (count % 1000 < 0 ? 1 : 0);
+    return {second, second + (isDate(token_.text) ? secondsOfDay : 1)};
   }
 
   Name name() {
@@ -201,20 +246,24 @@ class Parser {
 
   Expression condition(Expression result) {
     if (token_.isWord("in")) return membership(std::move(result));
-    if (token_.kind != Token::Kind::symbol) fail("expected a comparison");
+    const Operator& found = comparison();
+    if (found.isPattern() && result.name.field == Field::id)
+      lexer_.fail("an id is compared whole, not with a pattern", token_.position);
+    result.kind = Kind::comparison;
+    result.operation = found.operation;
+    result.options = found.options;
+    token_ = lexer_.nextValue();
+    result.values.push_back(found.isPattern() ? pattern() : value());
+    advance();
+    return result;
+  }
+
+  /// The operator at hand, which stays there.
+  const Operator& comparison() const {
     const auto found = std::find_if(operators.begin(), operators.end(),
                                     [this](const Operator& candidate) { return token_.isSymbol(candidate.symbol); });
     if (found == operators.end()) fail("expected a comparison");
-    const bool isPattern = found->operation == OperationType::matches || found->operation == OperationType::notMatches;
-    if (isPattern && result.name.field == Field::id)
-      lexer_.fail("an id is compared whole, not with a pattern", token_.position);
-    result.kind = Kind::comparison;
-    result.operation = found->operation;
-    result.options = found->options;
-    token_ = lexer_.nextValue();
-    result.values.push_back(isPattern ? pattern() : value());
-    advance();
-    return result;
+    return *found;
   }
 
   Expression membership(Expression result) {
@@ -247,7 +296,7 @@ class Parser {
   Value value() const {
     std::string content = text();
     if (token_.kind == Token::Kind::quoted) return {content, content};
-    if (auto typed = typedValue(content)) return *typed;
+    if (auto typed = typedValue(content, now_)) return *typed;
     if (looksLikeDate(content)) fail("expected a date or time such as 2020-01-31T10:00:00Z");
     if (!standsBare(content)) fail("expected a value (a text with such characters stands in quotes)");
     return {content, content};
@@ -255,14 +304,15 @@ class Parser {
 
   Lexer lexer_;
   Token token_;
+  Time now_;
   int depth_ = 0;
   std::size_t conditions_ = 0;
 };
 
 }  // namespace
 
-Expression parseFilter(std::string_view text) {
-  return Parser(text).parse();
+Expression parseFilter(std::string_view text, Time now) {
+  return Parser(text, now).parse();
 }
 
 }  // namespace database_provider::selection

@@ -24,6 +24,7 @@
 #include "database_provider/export.h"
 #include "selection/Expression.h"
 #include "selection/Lexer.h"
+#include "values/Time.h"
 
 namespace database_provider::selection {
 
@@ -35,7 +36,8 @@ constexpr int maximalFilterDepth = 20;
 constexpr std::size_t maximalConditions = 1'000;
 constexpr std::size_t maximalListValues = 10'000;
 
-/// Reads a filter, whose grammar docs/filters.md gives; an empty text selects everything. Throws `SelectionError`.
-DATABASE_PROVIDER_EXPORT Expression parseFilter(std::string_view text);
+/// Reads a filter, whose grammar docs/filters.md gives; an empty text selects everything. `now` is what "now" stands
+/// for in it. Throws `SelectionError`.
+DATABASE_PROVIDER_EXPORT Expression parseFilter(std::string_view text, values::Time now = values::currentTime());
 
 }  // namespace database_provider::selection

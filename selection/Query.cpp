@@ -1,7 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "selection/Query.h"
 
+#include <algorithm>
+#include <array>
+#include <cstdio>
 #include <limits>
+#include <optional>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -146,6 +151,47 @@ ObjectProperties membership(const Expression& condition) {
       [&] { return item(layout::path::description, name.text, in(condition.values, setTyped)); });
 }
 
+/// The least id that is made in a second of the epoch.
+std::string firstIdOf(long long second) {
+  std::array<char, 25> text{};
+  const int length =
+      std::snprintf(text.data(), text.size(), "%08llx0000000000000000", static_cast<unsigned long long>(second));
+  return {text.data(), static_cast<std::size_t>(length)};
+}
+
+/// The object ids made from one second on and before another. An object id begins with the second in which it was made,
+/// 32 bits of it, the highest byte first, so that the ids of a time are a range; and a store compares an object id with
+/// no other kind of value.
+ObjectProperties idsMade(std::optional<long long> from, std::optional<long long> before) {
+  constexpr long long endOfSeconds = 1LL << 32U;
+  constexpr const char* lastId = "ffffffffffffffffffffffff";
+  ObjectProperties ids;
+  if (from && *from < endOfSeconds) ids.setValueId("$gte", firstIdOf(std::max(*from, 0LL)));
+  if (from && *from >= endOfSeconds) ids.setValueId("$gt", lastId);
+  if (before && *before < endOfSeconds) ids.setValueId("$lt", firstIdOf(std::max(*before, 0LL)));
+  if (before && *before >= endOfSeconds) ids.setValueId("$lte", lastId);
+  ObjectProperties result;
+  result.include("_id", ids);
+  return result;
+}
+
+ObjectProperties creation(OperationType operation, const Moment& moment) {
+  switch (operation) {
+    case OperationType::less:
+      return idsMade({}, moment.first);
+    case OperationType::lessOrEqual:
+      return idsMade({}, moment.end);
+    case OperationType::greater:
+      return idsMade(moment.end, {});
+    case OperationType::greaterOrEqual:
+      return idsMade(moment.first, {});
+    case OperationType::notEqual:
+      return group("$or", {idsMade({}, moment.first), idsMade(moment.end, {})});
+    default:
+      return idsMade(moment.first, moment.end);
+  }
+}
+
 ObjectProperties grouping(const char* key, const std::vector<Expression>& operands) {
   std::vector<ObjectProperties> parts;
   parts.reserve(operands.size());
@@ -163,6 +209,8 @@ ObjectProperties queryOf(const Expression& expression) {
       return membership(expression);
     case Kind::has:
       return existence(expression.name);
+    case Kind::created:
+      return creation(expression.operation, expression.moment);
     case Kind::any:
       return grouping("$or", expression.operands);
     case Kind::negation:

@@ -3,6 +3,7 @@
 
 #include <date/date.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 
@@ -111,6 +112,24 @@ std::optional<minutes> readOffset(Scanner& scanner) {
   return sign == '-' ? -offset : offset;
 }
 
+/// How many milliseconds a letter behind a number stands for.
+std::optional<long long> unitOf(char letter) {
+  switch (letter) {
+    case 's':
+      return 1000;
+    case 'm':
+      return 60'000;
+    case 'h':
+      return 3'600'000;
+    case 'd':
+      return millisecondsOfDay;
+    case 'w':
+      return 7 * millisecondsOfDay;
+    default:
+      return std::nullopt;
+  }
+}
+
 }  // namespace
 
 std::optional<long long> parseTime(std::string_view text) {
@@ -128,6 +147,26 @@ std::optional<long long> parseTime(std::string_view text) {
   }
   if (!scanner.atEnd()) return std::nullopt;
   return result.count();
+}
+
+Time currentTime() {
+  const auto sinceEpoch = std::chrono::system_clock::now().time_since_epoch();
+  return {std::chrono::duration_cast<milliseconds>(sinceEpoch).count()};
+}
+
+std::optional<Time> parseRelativeTime(std::string_view text, Time now) {
+  constexpr std::string_view word = "now";
+  constexpr std::size_t mostDigits = 9;  // of which weeks stay within 64 bits
+  if (text.substr(0, word.size()) != word) return std::nullopt;
+  text.remove_prefix(word.size());
+  if (text.empty()) return now;
+  if (text.size() < 3 || text.size() > mostDigits + 2 || text.front() != '-') return std::nullopt;
+  const std::string_view digits = text.substr(1, text.size() - 2);
+  const auto unit = unitOf(text.back());
+  if (!unit || !std::all_of(digits.begin(), digits.end(), isDigit)) return std::nullopt;
+  long long count = 0;
+  for (const char digit : digits) count = count * 10 + (digit - '0');
+  return Time{now.milliseconds - count * *unit};
 }
 
 std::string formatTime(long long count) {

@@ -17,6 +17,13 @@ struct Time {
 /// is UTC; what is finer than a millisecond is cut off. Nothing for any other text, and for days that no calendar has.
 std::optional<long long> parseTime(std::string_view text);
 
+/// The current time.
+Time currentTime();
+
+/// The time that "now" names, or a text such as "now-30d": so many seconds (s), minutes (m), hours (h), days (d) or
+/// weeks (w) before it, in up to nine digits. Nothing for any other text.
+std::optional<Time> parseRelativeTime(std::string_view text, Time now);
+
 /// The text that `parseTime` reads as this count of milliseconds; beyond the years 0 to 9999 it stays a number.
 std::string formatTime(long long count);
 

@@ -206,6 +206,90 @@ TEST_P(FilterSelection, BothOfTwoSelectionsHold) {
   EXPECT_EQ(selected(some && Selection::ofIds({})), "");
 }
 
+/// Records whose ids were made at known seconds, each named by a letter, and two whose ids are no object ids.
+class CreatedSelection : public EngineTest {
+ protected:
+  void SetUp() override {
+    EngineTest::SetUp();
+    if (IsSkipped()) return;
+    for (const char* id : {"{'$oid':'000000010000000000000001'}",    // a: 1970-01-01T00:00:01Z
+                           "{'$oid':'69a8c77fffffffffffffffff'}",    // b: the last id of 2026-03-04
+                           "{'$oid':'69a8c7800000000000000000'}",    // c: the first one of 2026-03-05
+                           "{'$oid':'69a954207f00000000000001'}",    // d: 2026-03-05T10:00:00Z
+                           "{'$oid':'69a954210000000000000000'}",    // e: a second later
+                           "{'$oid':'69aa19000000000000000000'}",    // f: 2026-03-06
+                           "{'$oid':'ffffffffffffffffffffffff'}",    // g: 2106-02-07T06:28:15Z
+                           "'69a954207f0000000000000x'", "'2026'"})  // x, y
+      insert(id);
+  }
+
+  std::string selected(const std::string& text) {
+    std::string letters;
+    client.findEach("experiment", "records", where(text).query(), {}, 0, 0, [&](ObjectProperties& record) {
+      letters += record.valueAsString("letter", "?");
+      return true;
+    });
+    std::sort(letters.begin(), letters.end());
+    return letters;
+  }
+
+ private:
+  void insert(const std::string& id) {
+    const std::string letters = "abcdefgxy";
+    std::string inserted;
+    const ObjectProperties record = document("{'_id':" + id + ",'letter':'" + letters.at(count_++) + "'}");
+    ASSERT_TRUE(client.insert("experiment", "records", &record, inserted));
+  }
+
+  std::size_t count_ = 0;
+};
+
+TEST_P(CreatedSelection, TheSecondOfATimeIsCompared) {
+  EXPECT_EQ(selected("created<2026-03-05T10:00:00Z"), "abc");
+  EXPECT_EQ(selected("created<=2026-03-05T10:00:00Z"), "abcd");
+  EXPECT_EQ(selected("created>2026-03-05T10:00:00Z"), "efg");
+  EXPECT_EQ(selected("created>=2026-03-05T10:00:00Z"), "defg");
+  EXPECT_EQ(selected("created=2026-03-05T10:00:00.7Z"), "d");
+  EXPECT_EQ(selected("created!=2026-03-05T10:00:00Z"), "abcefg");
+}
+
+TEST_P(CreatedSelection, TheDayOfADateIsCompared) {
+  EXPECT_EQ(selected("created<2026-03-05"), "ab");
+  EXPECT_EQ(selected("created<=2026-03-05"), "abcde");
+  EXPECT_EQ(selected("created>2026-03-05"), "fg");
+  EXPECT_EQ(selected("created>=2026-03-05"), "cdefg");
+  EXPECT_EQ(selected("created=2026-03-05"), "cde");
+  EXPECT_EQ(selected("created!=2026-03-05"), "abfg");
+}
+
+TEST_P(CreatedSelection, ConditionsAreJoined) {
+  EXPECT_EQ(selected("created>=2026-03-05 and created<2026-03-05T10:00:01Z"), "cd");
+  EXPECT_EQ(selected("created<1971-01-01 or created>2100-01-01"), "ag");
+  EXPECT_EQ(selected("created>=2026-03-05 and id=69a954207f00000000000001"), "d");
+}
+
+TEST_P(CreatedSelection, IdsThatAreNoObjectIdsHaveNoTime) {
+  EXPECT_EQ(selected("created>=1960-01-01"), "abcdefg");
+  EXPECT_EQ(selected("created<2200-01-01"), "abcdefg");
+  EXPECT_EQ(selected("created!=1999-01-01"), "abcdefg");
+  EXPECT_EQ(selected("created<1960-01-01"), "");
+  EXPECT_EQ(selected("created>2200-01-01"), "");
+  EXPECT_EQ(selected("not created<2026-03-05"), "cdefgxy");
+}
+
+TEST_P(CreatedSelection, ARecordThatWasJustWrittenIsNew) {
+  const std::unique_ptr<ExperimentDatabaseInterface> experiments(createExperimentDatabase());
+  experiments->setDatabaseClient(&client);
+  const std::unique_ptr<ExperimentDatabaseRecordInterface> record(createExperimentDatabaseRecord());
+  record->setCategory("site", "Waseca");
+  std::string id;
+  ASSERT_TRUE(experiments->writeRecord(record.get(), id));
+  std::list<std::string> ids;
+  experiments->read(where("created>now-1h and created<2100-01-01").filter(), ids, 0, 0);
+  EXPECT_EQ(ids, std::list<std::string>{id});
+}
+
 INSTANTIATE_TEST_SUITE_P(Engines, FilterSelection, ::testing::ValuesIn(engineNames()), engineName);
+INSTANTIATE_TEST_SUITE_P(Engines, CreatedSelection, ::testing::ValuesIn(engineNames()), engineName);
 
 }  // namespace database_test

@@ -52,6 +52,12 @@ std::string joined(const char* word, const Parts& parts) {
   return result + ")";
 }
 
+std::string shown(Moment moment) {
+  return "[" + formatTime(moment.first * 1000) + ", " + formatTime(moment.end * 1000) + ")";
+}
+
+constexpr Time now{1'772'704'800'500};  // 2026-03-05T10:00:00.5Z
+
 std::string shown(const Expression& expression) {
   static const char* const operations[] = {"=", "!=", "<", "<=", ">", ">=", "", "", "~", "!~"};
   switch (expression.kind) {
@@ -62,6 +68,9 @@ std::string shown(const Expression& expression) {
       return shown(expression.name) + " " + joined("in", expression.values);
     case Expression::Kind::has:
       return "has " + shown(expression.name);
+    case Expression::Kind::created:
+      return std::string("#created ") + operations[static_cast<int>(expression.operation)] + " " +
+             shown(expression.moment);
     case Expression::Kind::negation:
       return joined("not", expression.operands);
     case Expression::Kind::any:
@@ -75,7 +84,7 @@ std::string shown(const Expression& expression) {
 /// The tree of a text, or what is wrong with it and where.
 std::string parsed(const std::string& text) {
   try {
-    return shown(parseFilter(text));
+    return shown(parseFilter(text, now));
   } catch (const SelectionError& error) {
     return std::to_string(error.position()) + ": " + error.reason();
   }
@@ -170,6 +179,54 @@ TEST(FilterParser, IdIsTheRecordsIdUnlessQuotedOrForced) {
   EXPECT_EQ(parsed("category:id=abc"), "category:id = 'abc'");
   EXPECT_EQ(parsed("id ~ a"), "3: an id is compared whole, not with a pattern");
   EXPECT_EQ(parsed("has id"), "4: every record has an id; a name stands in quotes");
+}
+
+TEST(FilterParser, CreatedIsComparedWithTheSecondThatATimeNames) {
+  EXPECT_EQ(parsed("created>=2026-03-05T10:00:00Z"), "#created >= [2026-03-05T10:00:00Z, 2026-03-05T10:00:01Z)");
+  EXPECT_EQ(parsed("created = 2026-03-05T12:00+02:00"), "#created = [2026-03-05T10:00:00Z, 2026-03-05T10:00:01Z)");
+  EXPECT_EQ(parsed("created<2026-03-05T10:00:00.999Z"), "#created < [2026-03-05T10:00:00Z, 2026-03-05T10:00:01Z)");
+  EXPECT_EQ(parsed("created<now"), "#created < [2026-03-05T10:00:00Z, 2026-03-05T10:00:01Z)");
+  EXPECT_EQ(parsed("created>now-90m"), "#created > [2026-03-05T08:30:00Z, 2026-03-05T08:30:01Z)");
+  EXPECT_EQ(parsed("created!=1969-12-31T23:59:59.5Z"), "#created != [1969-12-31T23:59:59Z, 1970-01-01T00:00:00Z)");
+}
+
+TEST(FilterParser, CreatedIsComparedWithTheDayOfADateAlone) {
+  EXPECT_EQ(parsed("created<2026-03-05"), "#created < [2026-03-05T00:00:00Z, 2026-03-06T00:00:00Z)");
+  EXPECT_EQ(parsed("created=1969-12-31"), "#created = [1969-12-31T00:00:00Z, 1970-01-01T00:00:00Z)");
+  EXPECT_EQ(parsed("created<now-20000d"), "#created < [1971-06-02T10:00:00Z, 1971-06-02T10:00:01Z)");
+}
+
+TEST(FilterParser, CreatedIsANameWhereItIsQuotedOrForced) {
+  EXPECT_EQ(parsed("\"created\"=2026-03-05"), "created = 2026-03-05T00:00:00Z");
+  EXPECT_EQ(parsed("category:created=x"), "category:created = 'x'");
+  EXPECT_EQ(parsed("description:created in (1, 2)"), "description:created (in 1 2)");
+  EXPECT_EQ(parsed("has category:created"), "has category:created");
+  EXPECT_EQ(parsed("has 'created'"), "has created");
+  EXPECT_EQ(parsed("a=created"), "a = 'created'");
+  EXPECT_EQ(parsed("Created=1"), "Created = 1");
+}
+
+TEST(FilterParser, CreatedTakesTimesAlone) {
+  EXPECT_EQ(parsed("created in (2026-03-05)"),
+            "8: created is compared with one time: created=A or created=B; a name stands in quotes");
+  EXPECT_EQ(parsed("has created"), "4: created is the time in a record's id; a name stands in quotes");
+  EXPECT_EQ(parsed("created ~ 2026"), "8: a time is compared with another, not with a pattern");
+  const std::string expected = "8: expected a date, a time or a time ago such as now-30d, found ";
+  EXPECT_EQ(parsed("created<5"), expected + "\"5\"");
+  EXPECT_EQ(parsed("created<'2026-03-05'"), expected + "\"'2026-03-05'\"");
+  EXPECT_EQ(parsed("created<2026-02-30"), expected + "\"2026-02-30\"");
+  EXPECT_EQ(parsed("created<now-30"), expected + "\"now-30\"");
+  EXPECT_EQ(parsed("created<"), expected + "the end");
+  EXPECT_EQ(parsed("created"), "7: expected a comparison, found the end");
+  EXPECT_EQ(parsed("created:x=1"), R"x(0: before a colon stands category or description, found "created")x");
+}
+
+TEST(FilterParser, ATimeAgoIsAValueToo) {
+  EXPECT_EQ(parsed("started>now-1h"), "started > 2026-03-05T09:00:00.500Z");
+  EXPECT_EQ(parsed("started in (now, now-1d)"), "started (in 2026-03-05T10:00:00.500Z 2026-03-04T10:00:00.500Z)");
+  EXPECT_EQ(parsed("state='now'"), "state = 'now'");
+  EXPECT_EQ(parsed("state=nowhere"), "state = 'nowhere'");
+  EXPECT_EQ(parsed("state=now-30"), "state = 'now-30'");
 }
 
 TEST(FilterParser, KeywordsAreSmallLettersOnly) {

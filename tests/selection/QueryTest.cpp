@@ -26,6 +26,18 @@ std::string either(const std::string& onCategory, const std::string& onDescripti
   return R"({"$or": [)" + category(onCategory) + ", " + description(onDescription) + "]}";
 }
 
+std::string id(const std::string& second) {
+  return R"({"$oid": ")" + second + R"(0000000000000000"})";
+}
+
+std::string ids(const std::string& operation, const std::string& second) {
+  return R"({"_id": {")" + operation + R"(": )" + id(second) + "}}";
+}
+
+std::string ids(const std::string& from, const std::string& first, const std::string& before, const std::string& end) {
+  return R"({"_id": {")" + from + R"(": )" + id(first) + R"(, ")" + before + R"(": )" + id(end) + "}}";
+}
+
 }  // namespace
 
 TEST(FilterQuery, AnEmptyTextIsTheEmptyQuery) {
@@ -65,6 +77,38 @@ TEST(FilterQuery, AnIdIsAnObjectIdWhereItHasTheForm) {
   EXPECT_EQ(query("id=42"), R"({"_id": "42"})");
   EXPECT_EQ(query("id in (42, 6b0193fea39dd677b205ee81)"),
             R"({"_id": {"$in": ["42", {"$oid": "6b0193fea39dd677b205ee81"}]}})");
+}
+
+TEST(FilterQuery, CreatedIsARangeOfObjectIds) {
+  EXPECT_EQ(query("created<2026-03-05T10:00:00Z"), ids("$lt", "69a95420"));
+  EXPECT_EQ(query("created<=2026-03-05T10:00:00Z"), ids("$lt", "69a95421"));
+  EXPECT_EQ(query("created>2026-03-05T10:00:00Z"), ids("$gte", "69a95421"));
+  EXPECT_EQ(query("created>=2026-03-05T10:00:00Z"), ids("$gte", "69a95420"));
+  EXPECT_EQ(query("created=2026-03-05T10:00:00Z"), ids("$gte", "69a95420", "$lt", "69a95421"));
+  EXPECT_EQ(query("created!=2026-03-05T10:00:00Z"),
+            R"({"$or": [)" + ids("$lt", "69a95420") + ", " + ids("$gte", "69a95421") + "]}");
+}
+
+TEST(FilterQuery, ADateOfCreatedIsItsDay) {
+  EXPECT_EQ(query("created=2026-03-05"), ids("$gte", "69a8c780", "$lt", "69aa1900"));
+  EXPECT_EQ(query("created<=2026-03-05"), ids("$lt", "69aa1900"));
+  EXPECT_EQ(query("created>2026-03-05"), ids("$gte", "69aa1900"));
+}
+
+TEST(FilterQuery, ATimeThatNoObjectIdCanHoldIsBeforeOrBehindAll) {
+  const std::string last = R"({"$oid": "ffffffffffffffffffffffff"}}})";
+  EXPECT_EQ(query("created<1960-01-01"), ids("$lt", "00000000"));
+  EXPECT_EQ(query("created>=1960-01-01"), ids("$gte", "00000000"));
+  EXPECT_EQ(query("created<2200-01-01"), R"({"_id": {"$lte": )" + last);
+  EXPECT_EQ(query("created>=2200-01-01"), R"({"_id": {"$gt": )" + last);
+  EXPECT_EQ(query("created<2106-02-07T06:28:15Z"), ids("$lt", "ffffffff"));
+  EXPECT_EQ(query("created<=2106-02-07T06:28:15Z"), R"({"_id": {"$lte": )" + last);
+}
+
+TEST(FilterQuery, ATimeAgoIsTheTimeItNamesAndTheTextThatWasTyped) {
+  const database_provider::values::Time now{1'772'704'800'000};
+  EXPECT_EQ(queryOf(parseFilter("a>now-1h", now)).toJson(),
+            either(R"({"$gt": "now-1h"})", R"({"$gt": {"$date": "2026-03-05T09:00:00Z"}})"));
 }
 
 TEST(FilterQuery, ChainsAreFlat) {

@@ -15,6 +15,14 @@ std::string reread(const std::string& text) {
   return time ? formatTime(*time) : "-";
 }
 
+constexpr Time now{1'772'704'800'000};  // 2026-03-05T10:00:00Z
+
+/// The time that a text names at `now`; "-" for a text that names none.
+std::string relative(const std::string& text) {
+  const auto time = parseRelativeTime(text, now);
+  return time ? formatTime(time->milliseconds) : "-";
+}
+
 }  // namespace
 
 TEST(Time, ADateAloneIsMidnightUtc) {
@@ -66,4 +74,32 @@ TEST(Time, TheEdgesOfTheCalendarAreWrittenOut) {
   EXPECT_EQ(formatTime(253'402'300'799'999), "9999-12-31T23:59:59.999Z");
   EXPECT_EQ(formatTime(253'402'300'800'000), "253402300800000");
   EXPECT_EQ(formatTime(-1), "1969-12-31T23:59:59.999Z");
+}
+
+TEST(Time, NowIsTheTimeThatIsGiven) {
+  EXPECT_EQ(relative("now"), "2026-03-05T10:00:00Z");
+}
+
+TEST(Time, ATimeAgoCountsBackFromNow) {
+  EXPECT_EQ(relative("now-1s"), "2026-03-05T09:59:59Z");
+  EXPECT_EQ(relative("now-90m"), "2026-03-05T08:30:00Z");
+  EXPECT_EQ(relative("now-24h"), "2026-03-04T10:00:00Z");
+  EXPECT_EQ(relative("now-30d"), "2026-02-03T10:00:00Z");
+  EXPECT_EQ(relative("now-2w"), "2026-02-19T10:00:00Z");
+  EXPECT_EQ(relative("now-0d"), "2026-03-05T10:00:00Z");
+}
+
+TEST(Time, TheLongestTimeAgoIsStillATime) {
+  EXPECT_EQ(parseRelativeTime("now-999999999w", now)->milliseconds, 1'772'704'800'000 - 999'999'999LL * 604'800'000);
+  EXPECT_EQ(relative("now-1000000000s"), "-");
+}
+
+TEST(Time, NothingElseIsATimeAgo) {
+  for (const char* text : {"", "no", "Now", "nowhere", "now-", "now-d", "now-30", "now-3x", "now-3D", "now--3d",
+                           "now+3d", "now-1.5d", "now -3d", "now-3d "})
+    EXPECT_EQ(relative(text), "-") << text;
+}
+
+TEST(Time, TheCurrentTimeIsBehindThatOfThisTest) {
+  EXPECT_GT(currentTime().milliseconds, now.milliseconds - 3 * 365 * 86'400'000LL);
 }
