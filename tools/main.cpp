@@ -7,6 +7,7 @@
 #include <stdexcept>
 
 #include "database_client/codes.h"
+#include "database_provider/version.h"
 #include "tools/commands/commands.h"
 #include "tools/core/Session.h"
 #include "tools/terminal/Interrupt.h"
@@ -73,7 +74,7 @@ constexpr const char* footer =
 
 ExitStatus run(int argc, const char* const* argv) {
   const CommandLine commandLine("recordctl", "Keeps records of experiments and scenarios in a document store.",
-                                RECORDCTL_VERSION);
+                                DATABASE_PROVIDER_VERSION);
   Session session;
   if (const char* store = std::getenv("RECORDCTL_STORE")) session.options.store = store;
   addGlobalOptions(commandLine.root(), session.options);

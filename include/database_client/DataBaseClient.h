@@ -114,6 +114,15 @@ class DATABASE_CLIENT_EXPORT DataBaseClient {
   /// Opens a connection and proves it with a ping; an open one is closed first. `authDatabase` is where the user is
   /// kept; an empty `user` means no credentials. False when the store cannot be reached or refuses the user: `failure`
   /// tells why. Arguments that make no sense (a malformed address, a port out of range) throw Error{query}.
+  ///
+  /// A file may have options behind a "?", joined by "&": `file:runs.db?synchronous=normal&timeout=500`. The first
+  /// value of each is the default; others, and other options, throw Error{query}.
+  ///
+  ///     synchronous=full|normal    normal: a write is not waited for until it is on disk, a loss of power may undo the
+  ///                                last ones
+  ///     exclusive=false|true       true: nobody else can open the file meanwhile, and no lock is taken for each call
+  ///     create=true|false          false: the file must be there, and hold a store
+  ///     timeout=30000              milliseconds to wait for what another client locks, up to a day
   virtual bool connect(const std::string& authDatabase, const std::string& host, const int& port,
                        const std::string& user, const std::string& password);
   /// Closes the connection; true, also when there was none.

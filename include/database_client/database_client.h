@@ -11,3 +11,4 @@
 #include "database_client/ObjectProperties.h"  // IWYU pragma: export
 #include "database_client/codes.h"             // IWYU pragma: export
 #include "database_client/types.h"             // IWYU pragma: export
+#include "database_client/version.h"           // IWYU pragma: export

@@ -22,3 +22,4 @@
 #include "database_provider/descriptions.h"                       // IWYU pragma: export
 #include "database_provider/export.h"                             // IWYU pragma: export
 #include "database_provider/types.h"                              // IWYU pragma: export
+#include "database_provider/version.h"                            // IWYU pragma: export

@@ -6,10 +6,12 @@
 #include <database_provider/database_provider.h>
 
 #include <iostream>
+#include <list>
 #include <memory>
 #include <string>
 
 static_assert(database_client::code::duplicateKey == 11000, "the codes are installed");
+static_assert(DATABASE_PROVIDER_VERSION_MAJOR == DATABASE_CLIENT_VERSION_MAJOR, "the versions are installed");
 
 int main() {
   const std::unique_ptr<database_provider::ExperimentDatabaseInterface> experiments(createExperimentDatabase());
@@ -27,6 +29,10 @@ int main() {
 
   const std::unique_ptr<database_provider::ExperimentDatabaseRecordInterface> found(createExperimentDatabaseRecord());
   experiments->readRecord(found.get(), id);
+  std::list<std::string> ids;
+  experiments->read(database_provider::where("site=Waseca and created>now-1h").filter(), ids, 0, 0);
+  if (ids != std::list<std::string>{id} || database_provider::version() != std::string(DATABASE_PROVIDER_VERSION))
+    return 1;
   std::cout << "site=" << found->categoryValue("site", "absent") << '\n';
   return found->categoryValue("site", "") == "Waseca" ? 0 : 1;
 }
