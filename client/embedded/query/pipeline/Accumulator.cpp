@@ -6,14 +6,18 @@
 #include <string>
 #include <unordered_set>
 
+#include "client/embedded/query/expression/joiningOperators.h"
 #include "client/embedded/query/values/NumberSum.h"
 #include "client/embedded/query/values/OwnedValue.h"
+#include "client/embedded/query/values/StandardDeviation.h"
 #include "client/embedded/query/values/errors.h"
 
 namespace database_client::embedded {
 
+using bson::Byte;
 using bson::IndexKey;
 using bson::Value;
+using bson::View;
 using bson::Writer;
 
 namespace {
@@ -24,7 +28,10 @@ class Sum : public Accumulator {
     sum_.add(value);
     return 0;
   }
-  void write(std::string_view key, Writer& out) override { sum_.writeTotal(key, out); }
+  void write(std::string_view key, Writer& out) override {
+    std::array<Byte, 16> room{};
+    out.append(key, sum_.total(room.data()));
+  }
 
  private:
   NumberSum sum_;
@@ -36,10 +43,29 @@ class Average : public Accumulator {
     sum_.add(value);
     return 0;
   }
-  void write(std::string_view key, Writer& out) override { sum_.writeAverage(key, out); }
+  void write(std::string_view key, Writer& out) override {
+    std::array<Byte, 16> room{};
+    out.append(key, sum_.average(room.data()));
+  }
 
  private:
   NumberSum sum_;
+};
+
+template <StandardDeviation::Of of>
+class Deviation : public Accumulator {
+ public:
+  std::size_t add(const Value& value) override {
+    deviation_.add(value);
+    return 0;
+  }
+  void write(std::string_view key, Writer& out) override {
+    const auto result = deviation_.result(of);
+    result ? out.appendDouble(key, *result) : out.appendNull(key);
+  }
+
+ private:
+  StandardDeviation deviation_;
 };
 
 /// Keeps one value; null without any.
@@ -125,6 +151,24 @@ class AddToSet : public Push {
   std::unordered_set<std::string> keys_;
 };
 
+class MergeObjects : public Accumulator {
+ public:
+  std::size_t add(const Value& value) override {
+    if (isNullish(value)) return 0;
+    if (!value.isDocument()) {
+      refuseQuery(code::mergeObjectsOfNoDocument, std::string("$mergeObjects takes documents, not ") + kindOf(value),
+                  "$mergeObjects");
+    }
+    const std::size_t before = merged_.size();
+    merged_ = mergedDocument({merged_.data(), merged_.size()}, value.asDocument());
+    return std::max(merged_.size(), before) - before;
+  }
+  void write(std::string_view key, Writer& out) override { out.appendDocument(key, {merged_.data(), merged_.size()}); }
+
+ private:
+  std::vector<Byte> merged_ = Writer().take();
+};
+
 template <class Kind>
 std::unique_ptr<Accumulator> make() {
   return std::make_unique<Kind>();
@@ -134,18 +178,21 @@ struct NamedMaker {
   std::string_view name;
   AccumulatorMaker maker;
 };
-constexpr std::array<NamedMaker, 8> makers = {{{"$sum", make<Sum>},
-                                               {"$avg", make<Average>},
-                                               {"$min", make<Minimum>},
-                                               {"$max", make<Maximum>},
-                                               {"$first", make<First>},
-                                               {"$last", make<Last>},
-                                               {"$push", make<Push>},
-                                               {"$addToSet", make<AddToSet>}}};
+constexpr std::array<NamedMaker, 11> makers = {{{"$sum", make<Sum>},
+                                                {"$avg", make<Average>},
+                                                {"$min", make<Minimum>},
+                                                {"$max", make<Maximum>},
+                                                {"$first", make<First>},
+                                                {"$last", make<Last>},
+                                                {"$push", make<Push>},
+                                                {"$addToSet", make<AddToSet>},
+                                                {"$mergeObjects", make<MergeObjects>},
+                                                {"$stdDevPop", make<Deviation<StandardDeviation::Of::population>>},
+                                                {"$stdDevSamp", make<Deviation<StandardDeviation::Of::sample>>}}};
 
-constexpr std::array<std::string_view, 16> knownToServers = {
-    "$accumulator", "$bottom", "$bottomN", "$count",      "$firstN",    "$lastN",      "$maxN",         "$median",
-    "$minN",        "$top",    "$topN",    "$percentile", "$stdDevPop", "$stdDevSamp", "$mergeObjects", "$function"};
+constexpr std::array<std::string_view, 12> knownToServers = {"$accumulator", "$bottom", "$bottomN",    "$firstN",
+                                                             "$lastN",       "$maxN",   "$median",     "$minN",
+                                                             "$top",         "$topN",   "$percentile", "$function"};
 
 }  // namespace
 

@@ -25,8 +25,8 @@ class Accumulator {
 
 using AccumulatorMaker = std::unique_ptr<Accumulator> (*)();
 
-/// The maker of $sum $avg $min $max $first $last $push $addToSet. Throws Error{unsupported} for another one that a
-/// server knows, Error{query} with 15952 for any other name.
+/// The maker of $sum $avg $min $max $first $last $push $addToSet $mergeObjects $stdDevPop $stdDevSamp. Throws
+/// Error{unsupported} for another one that a server knows, Error{query} with 15952 for any other name.
 AccumulatorMaker accumulatorNamed(std::string_view name);
 
 }  // namespace database_client::embedded

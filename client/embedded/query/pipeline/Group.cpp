@@ -9,9 +9,8 @@
 #include <vector>
 
 #include "client/bson/Writer.h"
+#include "client/embedded/query/expression/Expression.h"
 #include "client/embedded/query/pipeline/Accumulator.h"
-#include "client/embedded/query/pipeline/SortStage.h"
-#include "client/embedded/query/transform/Expression.h"
 #include "client/embedded/query/values/OwnedValue.h"
 #include "client/embedded/query/values/errors.h"
 
@@ -127,6 +126,17 @@ void checkFieldName(std::string_view name) {
     refuseQuery(code::groupFieldWithDollar, "the field " + quoted(name) + " of $group has a $", name);
 }
 
+/// {$count: {}} means {$sum: 1}.
+AccumulatedField parseCounted(std::string_view name, const Value& operand) {
+  if (!operand.isDocument() || !operand.asDocument().empty()) {
+    refuseQuery(code::failedToParse, "$count takes an empty document in $group", "$count");
+  }
+  Writer one;
+  one.appendInt32("", 1);
+  const std::vector<Byte> bytes = one.take();
+  return {std::string(name), accumulatorNamed("$sum"), parseExpression(View{bytes.data(), bytes.size()}.find(""))};
+}
+
 AccumulatedField parseAccumulated(const Element& element) {
   checkFieldName(element.key);
   if (!isOperatorExpression(element.value)) {
@@ -139,49 +149,9 @@ AccumulatedField parseAccumulated(const Element& element) {
   }
   const auto at = element.value.asDocument().begin();
   return parseUnder(element.key, [&] {
+    if (at->key == "$count") return parseCounted(element.key, at->value);
     return AccumulatedField{std::string(element.key), accumulatorNamed(at->key), parseExpression(at->value)};
   });
-}
-
-/// $group and then $sort, as one stage.
-class SortByCountStage : public Stage {
- public:
-  SortByCountStage(StagePtr group, StagePtr sort) : group_(std::move(group)), sort_(std::move(sort)) {}
-  std::unique_ptr<StageRun> start(StageRun& next, const RunLimits& limits) const override {
-    auto sort = sort_->start(next, limits);
-    auto group = group_->start(*sort, limits);
-    return std::make_unique<PairRun>(std::move(group), std::move(sort));
-  }
-
- private:
-  class PairRun : public StageRun {
-   public:
-    PairRun(std::unique_ptr<StageRun> first, std::unique_ptr<StageRun> second)
-        : second_(std::move(second)), first_(std::move(first)) {}
-    bool take(View document) override { return first_->take(document); }
-    void end() override { first_->end(); }
-
-   private:
-    std::unique_ptr<StageRun> second_;
-    std::unique_ptr<StageRun> first_;
-  };
-
-  StagePtr group_;
-  StagePtr sort_;
-};
-
-void checkSortByCount(const Value& operand) {
-  if (operand.isDocument()) {
-    if (isOperatorExpression(operand)) return;
-    refuseQuery(code::sortByCountOfDocument, "$sortByCount takes an expression, not a document", "$sortByCount");
-  }
-  if (operand.type != Type::string) {
-    refuseQuery(code::sortByCountNotAPath,
-                std::string("$sortByCount takes a path or an expression, not ") + kindOf(operand), "$sortByCount");
-  }
-  const bool path = operand.asString().substr(0, 1) == "$";
-  if (!path)
-    refuseQuery(code::sortByCountPathWithoutDollar, "$sortByCount takes a path that begins with $", "$sortByCount");
 }
 
 }  // namespace
@@ -202,22 +172,6 @@ StagePtr parseGroup(const Value& operand) {
   }
   if (specification.id == nullptr) refuseQuery(code::groupWithoutId, "$group needs \"_id\"", "_id");
   return std::make_unique<GroupStage>(std::move(specification));
-}
-
-StagePtr parseSortByCount(const Value& operand) {
-  checkSortByCount(operand);
-  Writer group;
-  group.append("_id", operand);
-  group.beginDocument("count");
-  group.appendInt32("$sum", 1);
-  group.end();
-  Writer sort;
-  sort.appendInt32("count", -1);
-  const std::vector<Byte> groupBytes = group.take();
-  const std::vector<Byte> sortBytes = sort.take();
-  return std::make_unique<SortByCountStage>(
-      parseGroup({Type::document, groupBytes.data(), groupBytes.size()}),
-      parseSort({Type::document, sortBytes.data(), sortBytes.size()}, std::nullopt));
 }
 
 }  // namespace database_client::embedded

@@ -8,7 +8,5 @@ namespace database_client::embedded {
 
 /// $group. Holds a state for each group, never the documents.
 StagePtr parseGroup(const bson::Value& operand);
-/// $sortByCount: $group by the operand with a count, then by the count from the greatest on.
-StagePtr parseSortByCount(const bson::Value& operand);
 
 }  // namespace database_client::embedded

@@ -9,6 +9,7 @@
 
 #include "client/embedded/query/pipeline/Facet.h"
 #include "client/embedded/query/pipeline/Group.h"
+#include "client/embedded/query/pipeline/GroupThenSort.h"
 #include "client/embedded/query/pipeline/PipelineRun.h"
 #include "client/embedded/query/pipeline/SortStage.h"
 #include "client/embedded/query/pipeline/Unwind.h"
@@ -23,8 +24,7 @@ using bson::View;
 namespace {
 
 /// Stages that a server knows and this store does not.
-constexpr std::array<std::string_view, 32> unsupportedStages = {"$bucket",
-                                                                "$bucketAuto",
+constexpr std::array<std::string_view, 30> unsupportedStages = {"$bucketAuto",
                                                                 "$changeStream",
                                                                 "$changeStreamSplitLargeEvent",
                                                                 "$collStats",
@@ -47,7 +47,6 @@ constexpr std::array<std::string_view, 32> unsupportedStages = {"$bucket",
                                                                 "$querySettings",
                                                                 "$rankFusion",
                                                                 "$redact",
-                                                                "$replaceWith",
                                                                 "$sample",
                                                                 "$search",
                                                                 "$searchMeta",
@@ -96,6 +95,7 @@ StagePtr parseStage(const std::vector<Pipeline::Description>& stages, std::size_
   if (name == "$sort") return parseSort(operand, keptBySort(stages, at + 1));
   if (name == "$unwind") return parseUnwind(operand);
   if (name == "$sortByCount") return parseSortByCount(operand);
+  if (name == "$bucket") return parseBucket(operand);
   if (name == "$facet") return parseFacet(operand, [](View inside) { return parseStages(describe(inside)); });
   const bool known = std::find(unsupportedStages.begin(), unsupportedStages.end(), name) != unsupportedStages.end();
   if (known) refuseUnsupported(name, "stage");

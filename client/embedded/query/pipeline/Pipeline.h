@@ -25,8 +25,8 @@ namespace database_client::embedded {
 class Stage;
 
 /// An aggregation, parsed once. Its stages are `$match $project $unwind $group $sort $limit $skip $count $addFields
-/// $set $unset $sortByCount $replaceRoot $facet`; expressions are field paths, $$ROOT, $$CURRENT, literals, $literal,
-/// and documents and arrays of these. It keeps no reference to the bytes it was made of.
+/// $set $unset $sortByCount $bucket $replaceRoot $replaceWith $facet`; what they compute is an `Expression`. It keeps
+/// no reference to the bytes it was made of.
 ///
 /// Documents flow one at a time. $group and $sort hold what they need, at most `memoryLimit` bytes each, else
 /// Error{query} with code 292; a $sort before a $limit keeps only the documents that can still come out. $group puts

@@ -278,6 +278,7 @@ StagePtr parseSimpleStage(std::string_view name, const Value& operand) {
   if (name == "$addFields" || name == "$set") return parseAddFields(operand);
   if (name == "$unset") return parseUnset(operand);
   if (name == "$replaceRoot") return parseReplaceRoot(operand);
+  if (name == "$replaceWith") return std::make_unique<ReplaceRootStage>(parseExpression(operand));
   if (name == "$limit") return std::make_unique<LimitStage>(parseLimit(operand));
   if (name == "$skip") return std::make_unique<SkipStage>(parseSkip(operand));
   if (name == "$count") return parseCount(operand);

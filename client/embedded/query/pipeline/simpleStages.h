@@ -9,8 +9,8 @@
 
 namespace database_client::embedded {
 
-/// The stages that hold nothing but a number: $match $project $addFields $set $unset $replaceRoot $limit $skip $count;
-/// null for any other name.
+/// The stages that hold nothing but a number: $match $project $addFields $set $unset $replaceRoot $replaceWith $limit
+/// $skip $count; null for any other name.
 StagePtr parseSimpleStage(std::string_view name, const bson::Value& operand);
 
 /// Operands of $limit and $skip.

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 
+#include "client/bson/Writer.h"
 #include "client/embedded/query/values/errors.h"
 #include "client/embedded/query/values/numbers.h"
 

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "client/bson/View.h"
-#include "client/embedded/query/transform/Expression.h"
+#include "client/embedded/query/expression/Expression.h"
 #include "client/embedded/query/values/PathTree.h"
 
 /// What $project, $addFields and $unset do to a document, and the projection of `find`.

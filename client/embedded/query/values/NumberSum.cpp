@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "client/embedded/query/values/NumberSum.h"
 
-#include <array>
 #include <cmath>
 #include <limits>
 
@@ -9,9 +8,9 @@
 
 namespace database_client::embedded {
 
+using bson::Byte;
 using bson::Type;
 using bson::Value;
-using bson::Writer;
 
 namespace {
 
@@ -23,10 +22,15 @@ double addExactly(double left, double right, double& error) {
   return sum;
 }
 
-void appendDecimal(std::string_view key, const Decimal& number, Writer& out) {
-  std::array<bson::Byte, 16> bytes{};
-  number.store(bytes.data());
-  out.append(key, {Type::decimal128, bytes.data(), bytes.size()});
+template <class Number>
+Value stored(Byte* room, Type type, Number number) {
+  bson::store(room, number);
+  return {type, room, sizeof number};
+}
+
+Value stored(Byte* room, const Decimal& number) {
+  number.store(room);
+  return {Type::decimal128, room, 16};
 }
 
 template <class Number>
@@ -77,26 +81,19 @@ Decimal NumberSum::asDecimal() const {
   return compensation_ == 0 ? sum : sum.plus(Decimal::fromDouble(compensation_));
 }
 
-void NumberSum::writeTotal(std::string_view key, Writer& out) const {
-  if (anyDecimal_) {
-    appendDecimal(key, asDecimal(), out);
-  } else if (anyDouble_ || !holds<std::int64_t>(integers_)) {
-    out.appendDouble(key, asDouble());
-  } else if (anyInt64_ || !holds<std::int32_t>(integers_)) {
-    out.appendInt64(key, static_cast<std::int64_t>(integers_));
-  } else {
-    out.appendInt32(key, static_cast<std::int32_t>(integers_));
+Value NumberSum::total(Byte* room) const {
+  if (anyDecimal_) return stored(room, asDecimal());
+  if (anyDouble_ || !holds<std::int64_t>(integers_)) return stored(room, Type::real, asDouble());
+  if (anyInt64_ || !holds<std::int32_t>(integers_)) {
+    return stored(room, Type::int64, static_cast<std::int64_t>(integers_));
   }
+  return stored(room, Type::int32, static_cast<std::int32_t>(integers_));
 }
 
-void NumberSum::writeAverage(std::string_view key, Writer& out) const {
-  if (count_ == 0) {
-    out.appendNull(key);
-  } else if (anyDecimal_) {
-    appendDecimal(key, asDecimal().dividedBy(count_), out);
-  } else {
-    out.appendDouble(key, asDouble() / static_cast<double>(count_));
-  }
+Value NumberSum::average(Byte* room) const {
+  if (count_ == 0) return {Type::null, room, 0};
+  if (anyDecimal_) return stored(room, asDecimal().dividedBy(count_));
+  return stored(room, Type::real, asDouble() / static_cast<double>(count_));
 }
 
 }  // namespace database_client::embedded

@@ -4,7 +4,6 @@
 #include <cstdint>
 
 #include "client/bson/View.h"
-#include "client/bson/Writer.h"
 #include "client/embedded/query/values/Decimal.h"
 
 namespace database_client::embedded {
@@ -17,9 +16,10 @@ class NumberSum {
 
   /// An int32 where all were and the sum is one; an int64 where the sum of integers is one; else a double, or a
   /// decimal128 if any was.
-  void writeTotal(std::string_view key, bson::Writer& out) const;
+  /// The 16 bytes of `room` take the number.
+  bson::Value total(bson::Byte* room) const;
   /// A double, or a decimal128 if any was; null without a number.
-  void writeAverage(std::string_view key, bson::Writer& out) const;
+  bson::Value average(bson::Byte* room) const;
 
  private:
   void addDouble(double number);

@@ -28,6 +28,11 @@ int compareWithDouble(std::int64_t left, double right) {
 
 }  // namespace
 
+double doubleOf(const Value& number) {
+  if (number.type == Type::real) return number.asDouble();
+  return isInteger(number) ? static_cast<double>(integerOf(number)) : Decimal::load(number.data).toDouble();
+}
+
 Decimal decimalOf(const Value& number) {
   if (number.type == Type::decimal128) return Decimal::load(number.data);
   return number.type == Type::real ? Decimal::fromDouble(number.asDouble()) : Decimal::fromInteger(integerOf(number));

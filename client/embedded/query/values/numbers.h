@@ -22,6 +22,8 @@ inline bool isInteger(const bson::Value& value) {
 inline std::int64_t integerOf(const bson::Value& value) {
   return value.type == bson::Type::int32 ? value.asInt32() : value.asInt64();
 }
+/// The double nearest to any number.
+double doubleOf(const bson::Value& number);
 /// Any number, rounded to 34 digits.
 Decimal decimalOf(const bson::Value& number);
 

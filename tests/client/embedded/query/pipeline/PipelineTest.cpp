@@ -4,40 +4,19 @@
 #include <cstring>
 
 #include "client/embedded/query/pipeline/Pipeline.h"
+#include "tests/client/embedded/query/pipeline/runPipeline.h"
 #include "tests/client/embedded/query/support.h"
 
 namespace database_client::embedded {
 namespace {
 
 using testing::bytes;
-using testing::outcome;
+using testing::Documents;
+using testing::run;
 using testing::show;
 using testing::view;
 
-using Documents = std::vector<std::string>;
-
-/// The documents that come out, "{…} {…}", or kind and code of the error.
-std::string run(const std::string& stages, const Documents& documents,
-                std::size_t memory = Pipeline::defaultMemoryLimit) {
-  return outcome([&] {
-    const testing::Bytes specification = bytes("{\"p\": " + stages + "}");
-    const Pipeline pipeline(view(specification).find("p").asDocument(), memory);
-    std::string results;
-    pipeline.run(
-        [&](const Pipeline::Receiver& receive) {
-          for (const std::string& document : documents) {
-            if (!receive(view(bytes(document)))) return;
-          }
-        },
-        [&](bson::View result) {
-          results += (results.empty() ? "" : " ") + show(result);
-          return true;
-        });
-    return results;
-  });
-}
-
-/// The same for one stage.
+/// What comes out of one stage.
 std::string stage(const std::string& text, const Documents& documents) {
   return run("[" + text + "]", documents);
 }
@@ -86,7 +65,7 @@ TEST(Pipeline, UnknownStagesAreRefused) {
 }
 
 TEST(Pipeline, StagesOfAServerThatAreNotSupportedAreNamed) {
-  for (const char* name : {"$lookup", "$out", "$merge", "$bucket", "$sample", "$geoNear", "$redact"}) {
+  for (const char* name : {"$lookup", "$out", "$merge", "$bucketAuto", "$sample", "$geoNear", "$redact"}) {
     const std::string stages = "[{\"" + std::string(name) + "\": {}}]";
     EXPECT_EQ(run(stages, {}), "unsupported 0");
     EXPECT_NE(messageOf(stages).find(name), std::string::npos);
@@ -219,11 +198,11 @@ TEST(ProjectStage, KnowsLiteralsTheWholeDocumentAndComposites) {
 }
 
 TEST(ProjectStage, RefusesOtherExpressionsByName) {
-  EXPECT_EQ(stage(R"({"$project": {"x": {"$add": [1, 2]}}})", {}), "unsupported 0");
+  EXPECT_EQ(stage(R"({"$project": {"x": {"$reduce": {}}}})", {}), "unsupported 0");
   EXPECT_EQ(stage(R"({"$project": {"x": {"$function": {}}}})", {}), "unsupported 0");
   EXPECT_EQ(stage(R"({"$project": {"x": "$$NOW"}})", {}), "unsupported 0");
   EXPECT_EQ(stage(R"({"$project": {"x": "$$foo"}})", {}), "query 17276");
-  EXPECT_NE(messageOf(R"([{"$project": {"x": {"$add": [1, 2]}}}])").find("$add"), std::string::npos);
+  EXPECT_NE(messageOf(R"([{"$project": {"x": {"$reduce": {}}}}])").find("$reduce"), std::string::npos);
 }
 
 TEST(Pipeline, ErrorsNameTheStageByNumberAndName) {
@@ -235,6 +214,18 @@ TEST(Pipeline, ErrorsNameTheStageByNumberAndName) {
   EXPECT_EQ(messageOf(R"([{"$nope": 1}])"), "\"0.$nope\": unknown stage \"$nope\"");
   EXPECT_EQ(messageOf(R"([{"$facet": {"f": [{"$sort": {"a": 2}}]}}])"),
             "\"0.$facet.f.0.$sort.a\": $sort takes 1 or -1 under \"a\"");
+}
+
+TEST(ProjectStage, ComputesWithOperators) {
+  const Documents documents = {R"({"_id": 1, "a": [1, 2, 3], "b": 2})", R"({"_id": 2})"};
+  EXPECT_EQ(stage(R"({"$project": {"n": {"$size": {"$ifNull": ["$a", []]}}, "x": {"$arrayElemAt": ["$a", "$b"]}}})",
+                  documents),
+            R"({"_id": 1, "n": 3, "x": 3} {"_id": 2, "n": 0, "x": null})");
+  EXPECT_EQ(stage(R"({"$project": {"a": {"$cond": [{"$isArray": "$a"}, "$$REMOVE", "none"]}}})", documents),
+            R"({"_id": 1} {"_id": 2, "a": "none"})");
+  EXPECT_EQ(stage(R"({"$set": {"a": {"$map": {"input": "$a", "in": {"$gt": ["$$this", "$b"]}}}, "b": "$$REMOVE"}})",
+                  documents),
+            R"({"_id": 1, "a": [false, false, true]} {"_id": 2, "a": null})");
 }
 
 TEST(ProjectStage, RefusesMalformedPaths) {
@@ -299,6 +290,13 @@ TEST(ReplaceRootStage, RefusesAnythingElse) {
   EXPECT_EQ(stage(R"({"$replaceRoot": 1})", {}), "query 40229");
   EXPECT_EQ(stage(R"({"$replaceRoot": {"x": 1}})", {}), "query 40230");
   EXPECT_EQ(stage(R"({"$replaceRoot": {}})", {}), "query 40231");
+}
+
+TEST(ReplaceWithStage, TakesTheExpressionItself) {
+  EXPECT_EQ(stage(R"({"$replaceWith": "$a"})", {R"({"a": {"b": 1}})"}), R"({"b": 1})");
+  EXPECT_EQ(stage(R"({"$replaceWith": {"$mergeObjects": [{"b": 0, "c": 2}, "$a"]}})", {R"({"a": {"b": 1}})"}),
+            R"({"b": 1, "c": 2})");
+  EXPECT_EQ(stage(R"({"$replaceWith": "$a"})", {"{}"}), "query 40228");
 }
 
 // --- $unwind -----------------------------------------------------------------------------------------------------
@@ -421,7 +419,7 @@ TEST(GroupStage, ChecksItsFields) {
   EXPECT_EQ(stage(R"({"$group": {"_id": null, "$a": {"$sum": 1}}})", {}), "query 40236");
   EXPECT_EQ(stage(R"({"$group": {"_id": null, "x": {"$sum": 1, "$avg": 1}}})", {}), "query 40238");
   EXPECT_EQ(stage(R"({"$group": {"_id": null, "x": {"$foo": 1}}})", {}), "query 15952");
-  EXPECT_EQ(stage(R"({"$group": {"_id": null, "x": {"$stdDevPop": "$a"}}})", {}), "unsupported 0");
+  EXPECT_EQ(stage(R"({"$group": {"_id": null, "x": {"$median": "$a"}}})", {}), "unsupported 0");
   EXPECT_EQ(stage(R"({"$group": {"_id": null, "x": {"$accumulator": {}}}})", {}), "unsupported 0");
 }
 
@@ -433,6 +431,35 @@ TEST(GroupStage, HoldsABoundedAmountOfMemory) {
   EXPECT_EQ(run(R"([{"$group": {"_id": null, "b": {"$push": "$b"}}}])", documents, 10000), "query 292");
   EXPECT_EQ(run(R"([{"$group": {"_id": null, "b": {"$addToSet": "$b"}}}, {"$project": {"b": 0}}])", documents, 10000),
             R"({"_id": null})");
+}
+
+TEST(GroupStage, TakesExpressionsAsIdAndInAccumulators) {
+  EXPECT_EQ(stage(R"({"$group": {"_id": {"$mod": ["$a", 2]}, "n": {"$sum": {"$multiply": ["$a", 10]}}}})",
+                  {R"({"a": 1})", R"({"a": 2})", R"({"a": 3})"}),
+            R"({"_id": 1, "n": 40} {"_id": 0, "n": 20})");
+  EXPECT_EQ(stage(R"({"$group": {"_id": {"big": {"$gt": ["$a", 1]}}, "n": {"$count": {}}}})",
+                  {R"({"a": 1})", R"({"a": 2})", "{}"}),
+            R"({"_id": {"big": false}, "n": 2} {"_id": {"big": true}, "n": 1})");
+  EXPECT_EQ(stage(R"({"$group": {"_id": null, "n": {"$count": 1}}})", {}), "query 9");
+}
+
+TEST(Deviation, IgnoresWhatIsNoNumber) {
+  EXPECT_EQ(accumulate("$stdDevSamp", {"1", "\"x\"", "", "null", "3"}), "1.4142135623730951");
+  EXPECT_EQ(accumulate("$stdDevPop", {"1", "\"x\"", "3"}), "1.0");
+}
+
+TEST(Deviation, OfTooFewNumbersIsNull) {
+  EXPECT_EQ(accumulate("$stdDevSamp", {"1"}), "null");
+  EXPECT_EQ(accumulate("$stdDevSamp", {"null"}), "null");
+  EXPECT_EQ(accumulate("$stdDevPop", {"1"}), "0.0");
+  EXPECT_EQ(accumulate("$stdDevPop", {}), "");
+}
+
+TEST(MergeObjectsAccumulator, LetsTheLaterValueWin) {
+  EXPECT_EQ(accumulate("$mergeObjects", {R"({"a": 1, "b": 1})", "null", "", R"({"c": 3, "a": 2})"}),
+            R"({"a": 2, "b": 1, "c": 3})");
+  EXPECT_EQ(accumulate("$mergeObjects", {"null"}), "{}");
+  EXPECT_EQ(accumulate("$mergeObjects", {"1"}), "query 40400");
 }
 
 TEST(Sum, PassesOverWhatIsNoNumber) {
@@ -610,6 +637,36 @@ TEST(SortByCountStage, ChecksItsOperand) {
   EXPECT_EQ(stage(R"({"$sortByCount": "a"})", {}), "query 40148");
   EXPECT_EQ(stage(R"({"$sortByCount": {"x": 1}})", {}), "query 40147");
   EXPECT_EQ(stage(R"({"$sortByCount": 1})", {}), "query 40149");
+}
+
+TEST(BucketStage, GroupsByTheBoundaryBelow) {
+  const Documents documents = {R"({"a": 5})", R"({"a": 0})", R"({"a": 9.5})", R"({"a": 10})", R"({"a": 4})"};
+  EXPECT_EQ(stage(R"({"$bucket": {"groupBy": "$a", "boundaries": [0, 5, 10], "default": "other"}})", documents),
+            R"({"_id": 0, "count": 2} {"_id": 5, "count": 2} {"_id": "other", "count": 1})");
+  EXPECT_EQ(stage(R"({"$bucket": {"groupBy": {"$multiply": ["$a", 2]}, "boundaries": [0, {"$add": [10, 11]}],
+                                  "output": {"all": {"$push": "$a"}}}})",
+                  documents),
+            R"({"_id": 0, "all": [5, 0, 9.5, 10, 4]})");
+  EXPECT_EQ(stage(R"({"$bucket": {"groupBy": "$a", "boundaries": [0, 5]}})", documents), "query 40066");
+  EXPECT_EQ(stage(R"({"$bucket": {"groupBy": "$a", "boundaries": [0, 5], "default": {"$literal": "$x"}}})", {"{}"}),
+            R"({"_id": "$x", "count": 1})");
+}
+
+TEST(BucketStage, ChecksItsOperands) {
+  const auto bucket = [](const std::string& options) { return stage("{\"$bucket\": " + options + "}", {}); };
+  EXPECT_EQ(bucket(R"({"groupBy": "$a", "boundaries": ["$b", 5]})"), "query 40191");
+  EXPECT_EQ(bucket(R"({"groupBy": "$a", "boundaries": [5]})"), "query 40192");
+  EXPECT_EQ(bucket(R"({"groupBy": "$a", "boundaries": [5, "x"]})"), "query 40193");
+  EXPECT_EQ(bucket(R"({"groupBy": "$a", "boundaries": [5, 5.0]})"), "query 40194");
+  EXPECT_EQ(bucket(R"({"groupBy": "$a", "boundaries": [0, 5], "default": "$b"})"), "query 40195");
+  EXPECT_EQ(bucket(R"({"groupBy": "$a", "boundaries": [0, 5], "output": 1})"), "query 40196");
+  EXPECT_EQ(bucket(R"({"groupBy": "$a", "boundaries": [0, 5], "x": 1})"), "query 40197");
+  EXPECT_EQ(bucket(R"({"groupBy": "$a"})"), "query 40198");
+  EXPECT_EQ(bucket(R"({"boundaries": [0, 5]})"), "query 40198");
+  EXPECT_EQ(bucket(R"({"groupBy": "$a", "boundaries": [0, 5], "default": 3})"), "query 40199");
+  EXPECT_EQ(bucket(R"({"groupBy": "$a", "boundaries": 1})"), "query 40200");
+  EXPECT_EQ(bucket("1"), "query 40201");
+  EXPECT_EQ(bucket(R"({"groupBy": "a", "boundaries": [0, 5]})"), "query 40202");
 }
 
 // --- $facet ------------------------------------------------------------------------------------------------------
