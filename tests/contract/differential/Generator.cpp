@@ -169,6 +169,123 @@ std::string Generator::expressionPath() {
   return grammar_.hasPathsThroughArrays ? path() : name();
 }
 
+std::string Generator::operands(const std::string& first, const std::string& second) {
+  return "[" + first + "," + second + "]";
+}
+
+std::string Generator::variable(const std::string& name) {
+  return grammar_.hasPathsThroughArrays && chance(40) ? "'$$" + name + ".a'" : "'$$" + name + "'";
+}
+
+/// What stands for an expression where it may be missing.
+std::string Generator::present(const std::string& expression) {
+  return grammar_.hasOddOperands ? expression : "{'$ifNull':" + operands(expression, scalar()) + "}";
+}
+
+std::string Generator::number(int depth) {
+  static const Choices constants{"0", "1", "-3", "2.5", "{'$numberInt':'2147483647'}", "{'$numberLong':'4000000000'}"};
+  static const Choices ofTwo{"$add", "$subtract", "$multiply", "$min", "$max", "$sum", "$avg"};
+  static const Choices ofOne{"$abs", "$floor", "$ceil", "$trunc", "$round"};
+  static const Choices divisors{"2", "-3", "0.5", "{'$numberLong':'7'}"};
+  if (depth == 0 || chance(25)) {
+    if (chance(30)) return oneOf(constants);
+    const std::string path = "'$" + name() + "'";
+    return "{'$cond':[{'$in':[{'$type':" + path + "},['int','double']]}," + path + "," + oneOf(constants) + "]}";
+  }
+  switch (below(6)) {
+    case 0:
+      return "{'" + oneOf(ofOne) + "':" + number(depth - 1) + "}";
+    case 1:
+      return "{'" + oneOf({"$divide", "$mod"}) + "':" + operands(number(depth - 1), oneOf(divisors)) + "}";
+    case 2:
+      return "{'$size':" + list(depth - 1) + "}";
+    case 3:
+      return "{'$cond':[" + truth(depth - 1) + "," + number(depth - 1) + "," + number(depth - 1) + "]}";
+    default:
+      return "{'" + oneOf(ofTwo) + "':" + operands(number(depth - 1), number(depth - 1)) + "}";
+  }
+}
+
+std::string Generator::truth(int depth) {
+  static const Choices comparisons{"$eq", "$ne", "$lt", "$lte", "$gt", "$gte"};
+  if (depth == 0 || chance(40)) {
+    return "{'" + oneOf(comparisons) + "':" + operands(expression(depth > 0 ? depth - 1 : 0), expression(0)) + "}";
+  }
+  switch (below(6)) {
+    case 0:
+      return "{'$not':[" + expression(depth - 1) + "]}";
+    case 1:
+      return "{'$in':" + operands("{'$ifNull':" + operands(expression(depth - 1), "0") + "}", list(depth - 1)) + "}";
+    case 2:
+      return "{'" + oneOf({"$isArray", "$isNumber"}) + "':[" + expression(depth - 1) + "]}";
+    default:
+      return "{'" + oneOf({"$and", "$or"}) + "':" + operands(truth(depth - 1), expression(depth - 1)) + "}";
+  }
+}
+
+std::string Generator::list(int depth) {
+  if (depth == 0 || chance(30)) {
+    const std::string path = "'$" + name() + "'";
+    return "{'$cond':[{'$isArray':[" + path + "]}," + path + ",[" + scalar() + "," + present(path) + "]]}";
+  }
+  switch (below(4)) {
+    case 0: {
+      const std::string in = oneOf({variable("each"), "{'x':" + variable("each") + "}", "{'$eq':['$$each','$a']}"});
+      return "{'$map':{'input':" + list(depth - 1) + ",'as':'each','in':" + in + "}}";
+    }
+    case 1:
+      return "{'$concatArrays':" + operands(list(depth - 1), list(depth - 1)) + "}";
+    default: {
+      const std::string condition = oneOf({variable("this"), "{'$gt':['$$this',1]}",
+                                           "{'$ne':[" + variable("this") + ",'$b']}", "{'$isNumber':'$$this'}"});
+      return "{'$filter':{'input':" + list(depth - 1) + ",'cond':" + condition + "}}";
+    }
+  }
+}
+
+std::string Generator::expression(int depth) {
+  if (depth == 0 || chance(20)) return chance(30) ? scalar() : present("'$" + expressionPath() + "'");
+  switch (below(9)) {
+    case 0:
+      return truth(depth - 1);
+    case 1:
+      return list(depth - 1);
+    case 2:
+      return present("{'$arrayElemAt':" + operands(list(depth - 1), std::to_string(below(4) - 2)) + "}");
+    case 3:
+      return "{'$ifNull':" + operands(expression(depth - 1), expression(depth - 1)) + "}";
+    case 4:
+      return "{'$switch':{'branches':[{'case':" + truth(depth - 1) + ",'then':" + expression(depth - 1) +
+             "}],'default':" + expression(depth - 1) + "}}";
+    case 5: {
+      const std::string in =
+          oneOf({variable("x"), "{'$ifNull':" + operands("'$$x'", present("'$b'")) + "}", "{'y':" + variable("x") + "}",
+                 "{'$let':{'vars':{'x':" + present("'$a'") + "},'in':['$$x']}}"});
+      return "{'$let':{'vars':{'x':" + expression(depth - 1) + "},'in':" + in + "}}";
+    }
+    case 6:
+      return "{'$type':" + expression(depth - 1) + "}";
+    default:
+      return number(depth - 1);
+  }
+}
+
+/// A number or a truth value alone would be a flag in a $project.
+std::string Generator::computation() {
+  switch (below(4)) {
+    case 0:
+      return "[{'$addFields':{'x':" + expression(3) + ",'a':" + expression(2) + "}}]";
+    case 1:
+      return "[{'$sort':{'_id':1}},{'$group':{'_id':{'t':" + truth(2) + "},'n':{'" +
+             (grammar_.hasOddOperands ? "$sum" : "$max") + "':" + number(2) + "},'low':{'$min':" + expression(2) +
+             "},'high':{'$max':" + expression(2) + "}}}]";
+    case 2:
+      return "[{'$match':" + filter(1) + "},{'$project':{'x':[" + expression(2) + "],'y':{'z':[" + number(3) + "]}}}]";
+    default:
+      return "[{'$project':{'x':[" + expression(3) + "],'y':[" + number(3) + "]}}]";
+  }
+}
+
 std::string Generator::group() {
   const std::string key = name();
   const std::string guard = grammar_.hasEmptyKeys ? "" : "{'$match':{'" + key + "':{'$ne':[]}}},";

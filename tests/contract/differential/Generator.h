@@ -19,6 +19,8 @@ struct Grammar {
   bool hasPatterns = true;            ///< "$regex", which looks at texts alone
   bool hasNewFields = true;           ///< `$addFields`, which replaces what is there
   bool hasNestedSeeds = true;         ///< keys that an insert takes from an "$and"
+  bool hasOperators = true;           ///< in expressions
+  bool hasOddOperands = true;         ///< of operators: odd values, missing ones, sums of many
 };
 
 /// Random documents, filters, updates and pipelines as JSON with single quotes. Few names and values, so that they
@@ -37,6 +39,8 @@ class Generator {
   /// The one key of an append.
   std::string addition();
   std::string pipeline();
+  /// A pipeline that computes. Operators get operands that they take, so that it does not fail.
+  std::string computation();
   /// One of 0 .. count - 1.
   int below(int count);
 
@@ -57,6 +61,13 @@ class Generator {
   std::string comparison();
   std::string scalarList();
   std::string expressionPath();
+  std::string expression(int depth);
+  std::string number(int depth);
+  std::string truth(int depth);
+  std::string list(int depth);
+  std::string variable(const std::string& name);
+  std::string present(const std::string& expression);
+  std::string operands(const std::string& first, const std::string& second);
   std::string group();
   std::string stage();
 

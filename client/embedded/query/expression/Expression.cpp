@@ -118,7 +118,7 @@ class Composite : public Expression {
       } else if (type_ == Type::array) {
         out.appendNull(part.key);
       }
-      scratch.checkSize(out.size());
+      Scratch::checkSize(out.size());
     }
     return scratch.keep(type_, out.take());
   }

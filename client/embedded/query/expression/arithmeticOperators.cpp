@@ -189,7 +189,7 @@ Value roundedInteger(const Arguments& arguments, const Value& number, std::int64
   Int128 unit = 1;
   for (std::int64_t i = 0; i > places && i > -digits - 1; --i) unit *= 10;
   const Int128 integer = integerOf(number);
-  const Int128 rounded = toMultiple<Int128>(integer, unit, integer % unit, integer / unit % 2 != 0, rounding);
+  const auto rounded = toMultiple<Int128>(integer, unit, integer % unit, integer / unit % 2 != 0, rounding);
   const bool fits =
       rounded >= std::numeric_limits<std::int64_t>::min() && rounded <= std::numeric_limits<std::int64_t>::max();
   if (!fits)

@@ -5,6 +5,7 @@
 #include <array>
 #include <string>
 #include <unordered_set>
+#include <vector>
 
 #include "client/embedded/query/expression/joiningOperators.h"
 #include "client/embedded/query/values/NumberSum.h"
@@ -17,7 +18,6 @@ namespace database_client::embedded {
 using bson::Byte;
 using bson::IndexKey;
 using bson::Value;
-using bson::View;
 using bson::Writer;
 
 namespace {

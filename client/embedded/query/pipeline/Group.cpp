@@ -18,7 +18,6 @@ namespace database_client::embedded {
 
 using bson::Byte;
 using bson::Element;
-using bson::Type;
 using bson::Value;
 using bson::View;
 using bson::Writer;

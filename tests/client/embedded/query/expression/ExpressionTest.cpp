@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "client/bson/Writer.h"
-#include "client/embedded/query/values/compare.h"
 #include "client/embedded/query/expression/Expression.h"
+#include "client/embedded/query/values/compare.h"
 #include "tests/client/embedded/query/support.h"
 
 namespace database_client::embedded {
