@@ -52,8 +52,9 @@ Value Scratch::keepText(std::string_view text) {
 }
 
 Byte* Scratch::room() {
-  if (usedCells_ == cells_.size()) cells_.emplace_back();
-  return cells_[usedCells_++].data();
+  const std::size_t block = usedCells_ / cellsInBlock;
+  if (block == cells_.size()) cells_.push_back(std::make_unique<CellBlock>());
+  return (*cells_[block])[usedCells_++ % cellsInBlock].data();
 }
 
 void Scratch::release(const Mark& mark) {

@@ -4,7 +4,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <deque>
+#include <memory>
 #include <string_view>
 #include <vector>
 
@@ -17,8 +17,7 @@ bson::Value nullValue();
 bson::Value booleanValue(bool value);
 
 /// What an evaluation works with besides the document: room for the values that it computes, and the variables in
-/// scope. A number takes a cell that the next document uses again, so that arithmetic allocates nothing after the first
-/// one.
+/// scope. A number takes a cell, which is used again after `clear` or `release`.
 class Scratch {
  public:
   /// How many bytes the values of one evaluation may take.
@@ -60,6 +59,8 @@ class Scratch {
 
  private:
   static constexpr std::size_t cellSize = 16;
+  static constexpr std::size_t cellsInBlock = 16;
+  using CellBlock = std::array<std::array<bson::Byte, cellSize>, cellsInBlock>;
 
   template <class Number>
   bson::Value keepNumber(bson::Type type, Number number) {
@@ -68,10 +69,11 @@ class Scratch {
     return {type, at, sizeof number};
   }
 
-  // Deques, since what is kept must not move when more comes.
-  std::deque<std::vector<bson::Byte>> kept_;
+  // What is kept must not move when more comes: the bytes of a vector do not when the vector does, cells lie in blocks.
+  // Nothing is allocated before it is needed, since stages make a scratch for each document.
+  std::vector<std::vector<bson::Byte>> kept_;
   std::size_t keptBytes_ = 0;
-  std::deque<std::array<bson::Byte, cellSize>> cells_;
+  std::vector<std::unique_ptr<CellBlock>> cells_;
   std::size_t usedCells_ = 0;
   std::vector<bson::Value> variables_;
 };
