@@ -17,8 +17,8 @@
 
 #include "client/bson/Writer.h"
 #include "client/embedded/index/items/ItemIndex.h"
-#include "client/embedded/index/plan/ItemStatistics.h"
 #include "client/embedded/index/plan/Planner.h"
+#include "client/embedded/index/plan/answerFromIndex.h"
 #include "client/embedded/index/segments/BlobStore.h"
 #include "client/embedded/query/match/Matcher.h"
 #include "client/embedded/sqlite/Connection.h"
@@ -393,8 +393,8 @@ void aggregate(benchmark::State& state, const Bytes& stages) {
   const DocumentReader read = [&store](std::int64_t rid) { return store.read(rid); };
   for (auto _ : state) {
     groups = 0;
-    const IndexAnswer answer = answerFromIndex(store.index(), viewOf(stages), store.documents(), read);
-    answer.groups.give(answer.countKey, [&groups](Bytes&&) { return ++groups > 0; });
+    const IndexAnswer answer = answerFromIndex(store.index(), viewOf(stages), {store.documents(), read, {}});
+    answer.documents([&groups](bson::View) { return ++groups > 0; });
     if (answer.stages == 0) state.SkipWithError("the index was not used");
   }
   state.counters["groups"] = groups;

@@ -9,7 +9,7 @@
 #include "client/embedded/AccessPath.h"
 #include "client/embedded/Cursor.h"
 #include "client/embedded/EmbeddedEngine.h"
-#include "client/embedded/index/plan/ItemStatistics.h"
+#include "client/embedded/index/plan/answerFromIndex.h"
 #include "client/embedded/query/pipeline/Pipeline.h"
 #include "client/embedded/query/values/errors.h"
 
@@ -30,8 +30,9 @@ View leadingMatch(const Pipeline& pipeline) {
 IndexAnswer tryIndex(Collection* collection, View stages) {
   if (collection == nullptr || collection->index() == nullptr) return {};
   RowReader reader(*collection);
-  const auto read = [&reader](std::int64_t rid) { return reader.read(rid); };
-  return answerFromIndex(*collection->index(), stages, collection->estimate(), read);
+  const DocumentSource documents{collection->estimate(), [&reader](std::int64_t rid) { return reader.read(rid); },
+                                 [collection] { return static_cast<std::uint64_t>(collection->count()); }};
+  return answerFromIndex(*collection->index(), stages, documents);
 }
 
 /// Where damage keeps the index from answering, and the read is to go on, the documents have to.
@@ -42,12 +43,6 @@ IndexAnswer askIndex(Collection* collection, View stages, bool passesOverDamage)
     if (!passesOverDamage) throw;
     return {};
   }
-}
-
-Pipeline::Source sourceOf(const IndexAnswer& answer) {
-  return [&answer](const Pipeline::Receiver& take) {
-    answer.groups.give(answer.countKey, [&take](std::vector<Byte>&& group) { return take(viewOf(group)); });
-  };
 }
 
 /// Each document is copied, since a receiver that writes moves what was read.
@@ -73,7 +68,7 @@ void EmbeddedEngine::aggregate(const Namespace& where, const ObjectProperties& s
   const auto hand = [&receive](View document) { return receive(DocumentAccess::adopt(document)); };
   const IndexAnswer answer = askIndex(collection, specification, unreadable() != nullptr);
   if (answer.stages > 0) {
-    pipeline.run(sourceOf(answer), hand, answer.stages);
+    pipeline.run(answer.documents, hand, answer.stages);
     return;
   }
   const View condition = leadingMatch(pipeline);

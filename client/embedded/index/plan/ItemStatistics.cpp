@@ -12,8 +12,8 @@
 #include "client/embedded/index/items/ItemExtractor.h"
 #include "client/embedded/index/items/ItemPaths.h"
 #include "client/embedded/index/plan/IndexCondition.h"
-#include "client/embedded/index/plan/Planner.h"
 #include "client/embedded/index/plan/StatisticsPattern.h"
+#include "client/embedded/index/plan/cost.h"
 #include "client/embedded/query/match/Matcher.h"
 #include "client/embedded/query/pipeline/Pipeline.h"
 #include "client/embedded/query/values/compare.h"
@@ -58,18 +58,16 @@ std::vector<bson::Byte> idOfValue(const bson::Value& value) {
 /// One aggregation answered from the index. Each step returns false when the index cannot tell.
 class ItemAggregator {
  public:
-  ItemAggregator(ItemIndex& index, const StatisticsPattern& pattern, bson::View stages, const DocumentReader& read)
-      : index_(index),
-        pattern_(pattern),
-        stages_(stages),
-        read_(read),
-        paths_(index.flushAndSnapshot().paths),
-        scan_(index) {}
+  ItemAggregator(ItemIndex& index, const StatisticsPattern& pattern, const DocumentSource& documents)
+      : index_(index), pattern_(pattern), documents_(documents), paths_(index.flushAndSnapshot().paths), scan_(index) {}
 
-  bool run(std::uint64_t documents) {
+  bool run() {
     if (paths_.neverUsed(pattern_.path)) return true;
     if (paths_.state(pattern_.path, path_) != ItemPaths::State::tracked || !paths_.isClean(path_)) return false;
-    if (pattern_.hasFilter && !select(documents)) return false;
+    if (pattern_.hasFilter) {
+      selected_ = selectRecords(index_, pattern_.filter, documents_);
+      if (!selected_) return false;
+    }
     const bool counted = pattern_.kind == StatisticsPattern::Kind::namesAndTypes ? countNames() : countValues();
     return counted && countIrregular();
   }
@@ -77,19 +75,6 @@ class ItemAggregator {
   GroupCounts takeGroups() { return std::move(groups_); }
 
  private:
-  /// Finds the documents that pass the filter.
-  bool select(std::uint64_t documents) {
-    const Matcher matcher(pattern_.filter);
-    Plan plan = embedded::plan(index_, matcher.query(), {documents, 0, true});
-    if (!plan.usesIndex) return false;
-    for (auto rid = plan.maybe.next(0); rid; rid = plan.maybe.next(*rid + 1)) {
-      const bson::View document = read_(static_cast<std::int64_t>(*rid));
-      if (document.data != nullptr && matcher.matches(document)) plan.sure.add(*rid);
-    }
-    selected_ = std::move(plan.sure);
-    return true;
-  }
-
   bool countNames() {
     const index::KeyRange range = index::allOf(path_, TermKind::name);
     return countTerms(range, [this](std::string_view key, std::int64_t count) {
@@ -100,17 +85,31 @@ class ItemAggregator {
   bool countValues() {
     const Matcher matcher(pattern_.nameFilter);
     index::TextProbe probe;
+    std::vector<index::KeyRange> ranges;
     for (const std::string& name : index::namesUnder(scan_, path_)) {
       if (!probe.accepts(matcher.query().condition, name)) continue;
       names_.push_back(name);
-      if (!countValuesOf(index::allNamed(path_, TermKind::value, name))) return false;
+      ranges.push_back(index::allNamed(path_, TermKind::value, name));
     }
     if (matcher.matches(bson::emptyDocument())) {
       namelessToo_ = true;
       const std::string prefix = index::KeyBuilder().start(path_, TermKind::value).noName().key();
-      if (!countValuesOf({prefix, index::afterPrefix(prefix)})) return false;
+      ranges.push_back({prefix, index::afterPrefix(prefix)});
+    }
+    if (isReadSooner(ranges)) return false;
+    for (const index::KeyRange& range : ranges) {
+      if (!countValuesOf(range)) return false;
     }
     return countLookedUp();
+  }
+
+  /// Whether there are so few documents to be counted that the stages are through with them before the terms of all
+  /// others have been passed over.
+  bool isReadSooner(const std::vector<index::KeyRange>& ranges) const {
+    if (!selected_) return false;
+    std::uint64_t postings = 0;
+    for (const index::KeyRange& range : ranges) postings += scan_.estimate(range.low, range.high);
+    return index::cost::aggregating(selected_->count()) < index::cost::passing(postings);
   }
 
   bool countValuesOf(const index::KeyRange& range) {
@@ -159,7 +158,7 @@ class ItemAggregator {
     ItemPaths paths = paths_;
     ItemExtractor extractor(paths);
     for (auto rid = lookedUp_.next(0); rid; rid = lookedUp_.next(*rid + 1)) {
-      const bson::View document = read_(static_cast<std::int64_t>(*rid));
+      const bson::View document = documents_.read(static_cast<std::int64_t>(*rid));
       if (document.data == nullptr) continue;
       extractor.extract(document);
       for (const ItemExtractor::Place& place : extractor.places()) {
@@ -211,7 +210,7 @@ class ItemAggregator {
     pipeline.run(
         [&](const Pipeline::Receiver& give) {
           for (auto rid = records.next(0); rid; rid = records.next(*rid + 1)) {
-            const bson::View document = read_(static_cast<std::int64_t>(*rid));
+            const bson::View document = documents_.read(static_cast<std::int64_t>(*rid));
             if (document.data != nullptr && !give(document)) return;
           }
         },
@@ -220,8 +219,7 @@ class ItemAggregator {
 
   ItemIndex& index_;
   const StatisticsPattern& pattern_;
-  bson::View stages_;
-  const DocumentReader& read_;
+  const DocumentSource& documents_;
   const ItemPaths& paths_;
   index::TermScan scan_;
   ItemPaths::Id path_ = ItemPaths::root;
@@ -294,11 +292,11 @@ void GroupCounts::rehash() {
   }
 }
 
-IndexAnswer answerFromIndex(ItemIndex& index, bson::View stages, std::uint64_t documents, const DocumentReader& read) {
+ItemCounts countItems(ItemIndex& index, bson::View stages, const DocumentSource& documents) {
   const StatisticsPattern pattern = index::recogniseStatistics(stages);
   if (pattern.kind == StatisticsPattern::Kind::none) return {};
-  ItemAggregator aggregator(index, pattern, stages, read);
-  if (!aggregator.run(documents)) return {};
+  ItemAggregator aggregator(index, pattern, documents);
+  if (!aggregator.run()) return {};
   return {pattern.answered, pattern.countKey, aggregator.takeGroups()};
 }
 

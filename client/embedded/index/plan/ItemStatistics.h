@@ -9,12 +9,9 @@
 
 #include "client/bson/View.h"
 #include "client/embedded/index/items/ItemIndex.h"
+#include "client/embedded/index/plan/selectRecords.h"
 
 namespace database_client::embedded {
-
-/// Reads a document by its record number for as long as the call; the view is valid until the next call. Its `data` is
-/// null when there is no such document.
-using DocumentReader = std::function<bson::View(std::int64_t rid)>;
 
 /// Takes the bytes of one group; false asks for no more.
 using GroupReceiver = std::function<bool(std::vector<bson::Byte>&&)>;
@@ -47,8 +44,8 @@ class GroupCounts {
   std::vector<std::uint32_t> table_{};  ///< number of a group + 1; 0: free
 };
 
-/// What the index tells by itself of a pipeline.
-struct IndexAnswer {
+/// Items counted by the index.
+struct ItemCounts {
   std::size_t stages = 0;  ///< how many of the first stages were answered
   std::string countKey{};
   GroupCounts groups{};
@@ -65,10 +62,11 @@ struct IndexAnswer {
 ///     false}},
 ///     {$match: {name: {$regex: …, $options: …}}}, {$group: {_id: "$value", count: {$sum: 1}}}
 ///
-/// each also with {$match: …} before it, as far as the index answers that. Stages that follow are the caller's.
+/// each also with {$match: …} before it, as far as the index answers that and it does not select so few records that
+/// reading them is cheaper. Stages that follow are the caller's.
 ///
 /// No stage is answered when the pipeline begins differently or the index cannot tell. Only documents of an unusual
 /// shape are read.
-IndexAnswer answerFromIndex(ItemIndex& index, bson::View stages, std::uint64_t documents, const DocumentReader& read);
+ItemCounts countItems(ItemIndex& index, bson::View stages, const DocumentSource& documents);
 
 }  // namespace database_client::embedded

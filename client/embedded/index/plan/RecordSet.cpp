@@ -28,12 +28,15 @@ std::size_t RecordSet::lowerBound(Rid number) const {
   return static_cast<std::size_t>(at - pages_.begin());
 }
 
+std::size_t RecordSet::findOutOfPlace(Rid number) const {
+  const std::size_t at = lowerBound(number);
+  return at < pages_.size() && pages_[at]->number == number ? at : pages_.size();
+}
+
 RecordSet::Page& RecordSet::page(Rid number) {
   if (last_ < pages_.size() && pages_[last_]->number == number) return *pages_[last_];
-  // Where no page is missing, a page's place follows from its number.
-  const Rid guess = pages_.empty() ? 0 : number - pages_.front()->number;
-  const bool isThere = guess < pages_.size() && pages_[guess]->number == number;
-  last_ = isThere ? guess : lowerBound(number);
+  const std::size_t found = find(number);
+  last_ = found < pages_.size() ? found : lowerBound(number);
   if (last_ == pages_.size() || pages_[last_]->number != number) {
     auto fresh = std::make_unique<Page>();
     fresh->number = number;
@@ -73,8 +76,8 @@ void RecordSet::unite(const RecordSet& other) {
 void RecordSet::intersect(const RecordSet& other) {
   std::vector<std::unique_ptr<Page>> kept;
   for (auto& ours : pages_) {
-    const std::size_t at = other.lowerBound(ours->number);
-    if (at == other.pages_.size() || other.pages_[at]->number != ours->number) continue;
+    const std::size_t at = other.find(ours->number);
+    if (at == other.pages_.size()) continue;
     for (std::size_t i = 0; i < ours->words.size(); ++i) ours->words[i] &= other.pages_[at]->words[i];
     kept.push_back(std::move(ours));
   }
@@ -83,15 +86,10 @@ void RecordSet::intersect(const RecordSet& other) {
 
 void RecordSet::subtract(const RecordSet& other) {
   for (auto& ours : pages_) {
-    const std::size_t at = other.lowerBound(ours->number);
-    if (at == other.pages_.size() || other.pages_[at]->number != ours->number) continue;
+    const std::size_t at = other.find(ours->number);
+    if (at == other.pages_.size()) continue;
     for (std::size_t i = 0; i < ours->words.size(); ++i) ours->words[i] &= ~other.pages_[at]->words[i];
   }
-}
-
-bool RecordSet::contains(Rid rid) const {
-  const std::size_t at = lowerBound(rid / pageSize);
-  return at < pages_.size() && pages_[at]->number == rid / pageSize && (pages_[at]->words[wordOf(rid)] & bitOf(rid));
 }
 
 std::uint64_t RecordSet::count() const {
@@ -103,11 +101,12 @@ std::uint64_t RecordSet::count() const {
 }
 
 std::uint64_t RecordSet::countRange(Rid first, Rid count) const {
+  if (count == 1) return contains(first) ? 1 : 0;
   std::uint64_t total = 0;
   while (count > 0) {
     const Rid inPage = std::min(count, pageSize - first % pageSize);
-    const std::size_t at = lowerBound(first / pageSize);
-    const bool present = at < pages_.size() && pages_[at]->number == first / pageSize;
+    const std::size_t at = find(first / pageSize);
+    const bool present = at < pages_.size();
     for (Rid done = 0; present && done < inPage;) {
       const Rid bit = (first + done) % 64;
       const Rid inWord = std::min(inPage - done, 64 - bit);

@@ -23,7 +23,10 @@ class RecordSet {
   void subtract(const RecordSet& other);
   void clear() { pages_.clear(); }
 
-  bool contains(Rid rid) const;
+  bool contains(Rid rid) const {
+    const std::size_t at = find(rid / pageSize);
+    return at < pages_.size() && (pages_[at]->words[wordOf(rid)] & bitOf(rid)) != 0;
+  }
   bool empty() const { return !next(0); }
   std::uint64_t count() const;
   /// The members from `first` on, `count` numbers long.
@@ -42,6 +45,13 @@ class RecordSet {
   static std::uint64_t bitOf(Rid rid) { return std::uint64_t{1} << (rid % 64); }
   Page& page(Rid number);
   std::size_t lowerBound(Rid number) const;
+  /// Where the page is; the number of pages when there is none.
+  std::size_t find(Rid number) const {
+    // Where no page is missing, a page's place follows from its number.
+    const std::size_t guess = pages_.empty() ? 0 : number - pages_.front()->number;
+    return guess < pages_.size() && pages_[guess]->number == number ? guess : findOutOfPlace(number);
+  }
+  std::size_t findOutOfPlace(Rid number) const;
   template <class Change>
   void changeRange(Rid first, Rid count, Change change);
 

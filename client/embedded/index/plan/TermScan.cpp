@@ -23,6 +23,16 @@ MergedTerms TermScan::merged(std::string_view low) const {
   return terms;
 }
 
+std::string_view TermScan::lastBlock(std::string_view low, std::string_view high) const {
+  for (const auto& segment : segments_) {
+    const auto& all = segment->blocks();
+    const auto behind = std::lower_bound(all.begin(), all.end(), high,
+                                         [](const auto& block, std::string_view key) { return block.firstKey < key; });
+    if (behind != all.begin() && (behind - 1)->firstKey > low) low = (behind - 1)->firstKey;
+  }
+  return low;
+}
+
 void TermScan::collect(std::string_view low, std::string_view high, RecordSet& records) const {
   eachTerm(low, high, [&](std::string_view, auto&& eachRun) {
     eachRun([&](Run run) { records.addRange(run.first, run.length); });

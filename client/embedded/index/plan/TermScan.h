@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <vector>
 
 #include "client/embedded/index/items/ItemIndex.h"
@@ -32,11 +33,18 @@ class TermScan {
     }
   }
 
-  /// Gives the parts of each term from `low` to below `high` together, in the order of the keys.
+  using Parts = std::vector<TermIterator*>;
+
+  /// Gives the parts of each term from `low` to below `high` together, in the order of the keys. A receiver that
+  /// returns false gets no more.
   template <class Receive>
   void eachGroup(std::string_view low, std::string_view high, Receive receive) const {
     for (MergedTerms terms = merged(low); terms.valid() && terms.key() < high; terms.next()) {
-      receive(terms.key(), terms.group());
+      if constexpr (std::is_void_v<std::invoke_result_t<Receive&, std::string_view, const Parts&>>) {
+        receive(terms.key(), terms.group());
+      } else if (!receive(terms.key(), terms.group())) {
+        return;
+      }
     }
   }
 
@@ -49,10 +57,29 @@ class TermScan {
         receive(part.key(), [&](auto&& take) { part.forEachAdded(take); });
       });
     }
-    eachGroup(low, high, [&](std::string_view key, const std::vector<TermIterator*>& parts) {
+    eachGroup(low, high, [&](std::string_view key, const Parts& parts) {
       receive(key, [&](auto&& take) { eachSummed(parts, take); });
     });
   }
+
+  /// Gives the runs of the records that have a term, all of whose parts these are.
+  template <class Take>
+  static void eachSummed(const Parts& parts, Take take) {
+    if (isPlain(parts)) {
+      for (const TermIterator* part : parts) part->forEachAdded(take);
+      return;
+    }
+    PostingSum().each(parts, take, [](Run) {});
+  }
+  /// Whether no part deletes anything, so that each record is in one of them.
+  static bool isPlain(const Parts& parts) {
+    return std::all_of(parts.begin(), parts.end(),
+                       [](const TermIterator* part) { return part->term().counts.deleted == 0; });
+  }
+
+  /// Where to begin reading for the last terms below `high`: a key not below `low` from which on there is about a block
+  /// in each segment, and no more. It begins a block, unless it is `low`.
+  std::string_view lastBlock(std::string_view low, std::string_view high) const;
 
   /// Adds the records that have any term from `low` to below `high`.
   void collect(std::string_view low, std::string_view high, RecordSet& records) const;
@@ -63,17 +90,6 @@ class TermScan {
   MergedTerms merged(std::string_view low) const;
   static std::uint64_t estimateIn(const Segment& segment, BlockCache& blocks, std::string_view low,
                                   std::string_view high);
-
-  template <class Take>
-  static void eachSummed(const std::vector<TermIterator*>& parts, Take take) {
-    const bool plain = std::all_of(parts.begin(), parts.end(),
-                                   [](const TermIterator* part) { return part->term().counts.deleted == 0; });
-    if (plain) {
-      for (const TermIterator* part : parts) part->forEachAdded(take);
-      return;
-    }
-    PostingSum().each(parts, take, [](Run) {});
-  }
 
   ItemIndex::Segments segments_;
   BlockCache& blocks_;

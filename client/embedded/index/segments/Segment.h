@@ -144,10 +144,14 @@ class TermIterator {
   const TermView& term() const { return term_; }
   const Segment& segment() const { return *segment_; }
 
-  /// Gives every run of record numbers that the term adds, or deletes.
+  /// Gives every run of record numbers that the term adds, or deletes, in ascending order. A receiver that returns
+  /// false gets no more.
   template <class Receive>
   void forEachAdded(Receive receive) const {
-    if (term_.addedSize == 0 && term_.counts.added == 1) return receive(Run{term_.only, 1});
+    if (term_.addedSize == 0 && term_.counts.added == 1) {
+      give(receive, Run{term_.only, 1});
+      return;
+    }
     eachRunOf(term_.added, term_.outsideAt, term_.addedSize, receive);
   }
   template <class Receive>
@@ -178,7 +182,9 @@ class TermIterator {
       at += piece;
       size -= piece;
       ByteReader reader(buffer);
-      while (!reader.atEnd() && (size == 0 || reader.left() >= 20)) receive(readRun(reader, end));
+      while (!reader.atEnd() && (size == 0 || reader.left() >= 20)) {
+        if (!give(receive, readRun(reader, end))) return;
+      }
       buffer.erase(0, buffer.size() - reader.left());
     }
   }

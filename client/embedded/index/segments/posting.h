@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <type_traits>
 
 #include "client/embedded/index/segments/bytes.h"
 #include "client/embedded/index/segments/recordNumber.h"
@@ -69,10 +70,24 @@ inline Run readRun(ByteReader& reader, RecordNumber& end) {
   return run;
 }
 
+/// Whether the receiver wants more: always, unless it says otherwise.
+template <class Receive>
+bool give(Receive& receive, Run run) {
+  if constexpr (std::is_void_v<std::invoke_result_t<Receive&, Run>>) {
+    receive(run);
+    return true;
+  } else {
+    return receive(run);
+  }
+}
+
+/// Gives the runs to the receiver, until it returns false where it returns anything.
 template <class Receive>
 void eachRun(std::string_view posting, Receive receive) {
   ByteReader reader(posting);
-  for (RecordNumber end = 0; !reader.atEnd();) receive(readRun(reader, end));
+  for (RecordNumber end = 0; !reader.atEnd();) {
+    if (!give(receive, readRun(reader, end))) return;
+  }
 }
 
 }  // namespace database_client::embedded::index

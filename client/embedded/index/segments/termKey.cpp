@@ -41,42 +41,16 @@ double notAbove(std::int64_t number) {
   return above ? std::nextafter(near, -std::numeric_limits<double>::infinity()) : near;
 }
 
-struct Number {
-  std::uint64_t ordered = 0;
-  std::uint32_t rest = 0;  // an int64 above the double below it; less than 1024, the distance of doubles below 2^63
-  NumberTag tag = NumberTag::real;
-};
-
-Number ofInt64(std::int64_t value) {
-  const double below = notAbove(value);
-  const auto rest = static_cast<std::uint32_t>(value - static_cast<std::int64_t>(below));
-  return {orderedBits(below), rest, NumberTag::int64};
-}
-
-std::optional<Number> ofDouble(double value) {
+std::optional<EncodedNumber> ofDouble(double value) {
   const auto bits = bson::load<std::uint64_t>(reinterpret_cast<const bson::Byte*>(&value));
   if (std::isnan(value)) {
     // A payload has room for these two; the bits of others would be lost, and statistics give
     // values back as they were.
     if (bits != plainNan && bits != minusNan) return std::nullopt;
-    return Number{0, 0, bits == plainNan ? NumberTag::real : NumberTag::negativeNan};
+    return EncodedNumber{0, 0, bits == plainNan ? NumberTag::real : NumberTag::negativeNan};
   }
-  if (bits == signBit) return Number{orderedBits(0.0), 0, NumberTag::negativeZero};
-  return Number{orderedBits(value), 0, NumberTag::real};
-}
-
-/// nullopt for what no payload can give back.
-std::optional<Number> numberOf(const bson::Value& value) {
-  switch (value.type) {
-    case bson::Type::int32:
-      return Number{orderedBits(value.asInt32()), 0, NumberTag::int32};
-    case bson::Type::int64:
-      return ofInt64(value.asInt64());
-    case bson::Type::real:
-      return ofDouble(value.asDouble());
-    default:
-      return std::nullopt;
-  }
+  if (bits == signBit) return EncodedNumber{orderedBits(0.0), 0, NumberTag::negativeZero};
+  return EncodedNumber{orderedBits(value), 0, NumberTag::real};
 }
 
 /// 80 and above, so that it comes behind every `NumberTag`: an int64 between two doubles is above the lower one.
@@ -86,7 +60,7 @@ void putRest(std::string& out, std::uint32_t rest) {
 }
 
 ValueClass encodeNumber(const bson::Value& value, std::string& payload) {
-  const std::optional<Number> number = numberOf(value);
+  const std::optional<EncodedNumber> number = encodedNumber(value);
   if (!number) return ValueClass::opaque;
   putBigEndian(payload, number->ordered, 8);
   if (number->rest != 0) {
@@ -109,32 +83,12 @@ ValueClass encodeText(std::string_view text, std::string& payload) {
   return ValueClass::longString;
 }
 
-void appendNumber(bson::Writer& out, std::string_view key, std::string_view payload) {
-  if (payload.size() < 9) damaged("a number");
-  const double below = fromOrderedBits(bigEndian(payload.substr(0, 8)));
-  const std::string_view tail = payload.substr(8);
-  if (tail.size() == 2) {
-    const auto rest = static_cast<std::int64_t>(bigEndian(tail) & 0x7FFF);
-    return out.appendInt64(key, static_cast<std::int64_t>(below) + rest);
-  }
-  switch (static_cast<NumberTag>(tail[0])) {
-    case NumberTag::int32:
-      return out.appendInt32(key, static_cast<std::int32_t>(below));
-    case NumberTag::int64:
-      return out.appendInt64(key, static_cast<std::int64_t>(below));
-    case NumberTag::negativeZero:
-      return out.appendDouble(key, -0.0);
-    case NumberTag::negativeNan:  // `below` is the NaN of the lowest place in the order
-      return out.appendDouble(key, -below);
-    case NumberTag::real:
-    case NumberTag::end:
-      return out.appendDouble(key, below);
-  }
-  damaged("the kind of a number");
-}
-
 void require(std::string_view payload, std::size_t size) {
   if (payload.size() != size) damaged("the size of a value");
+}
+
+const bson::Byte* bytesOf(std::string_view payload) {
+  return reinterpret_cast<const bson::Byte*>(payload.data());
 }
 
 /// Reads an escaped text and its end. A single 00 is the end, unless FF follows: a value's class, a type's flag and the
@@ -165,6 +119,64 @@ std::uint64_t bigEndian(std::string_view bytes) {
   std::uint64_t number = 0;
   for (const char byte : bytes) number = number << 8 | static_cast<unsigned char>(byte);
   return number;
+}
+
+double EncodedNumber::asDouble() const {
+  if (isInteger()) return static_cast<double>(asInteger());
+  return tag == NumberTag::negativeZero ? -0.0 : fromOrderedBits(ordered);
+}
+
+std::int64_t EncodedNumber::asInteger() const {
+  return static_cast<std::int64_t>(fromOrderedBits(ordered)) + rest;
+}
+
+void EncodedNumber::append(bson::Writer& out, std::string_view key) const {
+  switch (tag) {
+    case NumberTag::int32:
+      return out.appendInt32(key, static_cast<std::int32_t>(asInteger()));
+    case NumberTag::int64:
+      return out.appendInt64(key, asInteger());
+    case NumberTag::negativeZero:
+      return out.appendDouble(key, -0.0);
+    case NumberTag::negativeNan:  // the NaN of the lowest place in the order, which has no sign
+      return out.appendDouble(key, -fromOrderedBits(ordered));
+    case NumberTag::real:
+    case NumberTag::end:
+      return out.appendDouble(key, fromOrderedBits(ordered));
+  }
+  damaged("the kind of a number");
+}
+
+EncodedNumber encodedInteger(std::int64_t value) {
+  const double below = notAbove(value);
+  const auto rest = static_cast<std::uint32_t>(value - static_cast<std::int64_t>(below));
+  return {orderedBits(below), rest, NumberTag::int64};
+}
+
+std::optional<EncodedNumber> encodedNumber(const bson::Value& value) {
+  switch (value.type) {
+    case bson::Type::int32:
+      return EncodedNumber{orderedBits(value.asInt32()), 0, NumberTag::int32};
+    case bson::Type::int64:
+      return encodedInteger(value.asInt64());
+    case bson::Type::real:
+      return ofDouble(value.asDouble());
+    default:
+      return std::nullopt;
+  }
+}
+
+EncodedNumber numberIn(std::string_view payload) {
+  if (payload.size() < 9) damaged("a number");
+  const std::uint64_t ordered = __builtin_bswap64(bson::load<std::uint64_t>(bytesOf(payload)));
+  const std::string_view tail = payload.substr(8);
+  if (tail.size() == 2) return {ordered, static_cast<std::uint32_t>(bigEndian(tail) & 0x7FFF), NumberTag::int64};
+  return {ordered, 0, static_cast<NumberTag>(tail[0])};
+}
+
+std::int64_t dateIn(std::string_view payload) {
+  require(payload, 8);
+  return static_cast<std::int64_t>(bigEndian(payload) ^ signBit);
 }
 
 ValueClass encodeValue(const bson::Value& value, std::string& payload) {
@@ -198,15 +210,14 @@ void appendDecoded(bson::Writer& out, std::string_view key, ValueClass kind, std
     case ValueClass::null:
       return out.appendNull(key);
     case ValueClass::number:
-      return appendNumber(out, key, payload);
+      return numberIn(payload).append(out, key);
     case ValueClass::string:
       return out.appendString(key, payload);
     case ValueClass::boolean:
       require(payload, 1);
       return out.appendBool(key, payload[0] != '\0');
     case ValueClass::date:
-      require(payload, 8);
-      return out.appendDate(key, static_cast<std::int64_t>(bigEndian(payload) ^ signBit));
+      return out.appendDate(key, dateIn(payload));
     case ValueClass::objectId:
       require(payload, bson::objectIdSize);
       return out.appendObjectId(key, reinterpret_cast<const bson::Byte*>(payload.data()));
@@ -219,8 +230,8 @@ void appendDecoded(bson::Writer& out, std::string_view key, ValueClass kind, std
 }
 
 std::optional<NumberBounds> boundsOfNumber(const bson::Value& value) {
-  std::optional<Number> number = numberOf(value);
-  if (!number && value.type == bson::Type::real) number = Number{};  // a NaN of another form equals every NaN
+  std::optional<EncodedNumber> number = encodedNumber(value);
+  if (!number && value.type == bson::Type::real) number = EncodedNumber{};  // a NaN of another form equals every NaN
   if (!number) return std::nullopt;
   NumberBounds bounds;
   putBigEndian(bounds.before, number->ordered, 8);

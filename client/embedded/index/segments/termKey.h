@@ -60,6 +60,33 @@ ValueClass encodeValue(const bson::Value& value, std::string& payload);
 inline bool isLookedUp(ValueClass kind) {
   return kind == ValueClass::opaque || kind == ValueClass::longString;
 }
+/// A number as a payload has it. `ordered` and then `rest` order numbers as queries do; NaN has 0.
+struct EncodedNumber {
+  std::uint64_t ordered = 0;  ///< the greatest double that is not above the number
+  std::uint32_t rest = 0;     ///< how far an int64 is above that; less than 1024, the distance of doubles below 2^63
+  NumberTag tag = NumberTag::real;
+
+  bool isNan() const { return ordered == 0; }
+  bool isBelow(const EncodedNumber& other) const {
+    return ordered != other.ordered ? ordered < other.ordered : rest < other.rest;
+  }
+  bool equals(const EncodedNumber& other) const { return ordered == other.ordered && rest == other.rest; }
+  /// The nearest double.
+  double asDouble() const;
+  /// Of the tags `int32` and `int64`.
+  std::int64_t asInteger() const;
+  bool isInteger() const { return tag == NumberTag::int32 || tag == NumberTag::int64; }
+  void append(bson::Writer& out, std::string_view key) const;
+};
+/// nullopt for what no payload can give back: no number, a decimal128, a NaN of an unusual form.
+std::optional<EncodedNumber> encodedNumber(const bson::Value& value);
+/// That of an int64.
+EncodedNumber encodedInteger(std::int64_t value);
+/// The number in a payload of its class.
+EncodedNumber numberIn(std::string_view payload);
+/// The milliseconds in a payload of a date.
+std::int64_t dateIn(std::string_view payload);
+
 /// Appends what was encoded, if it is not missing and not looked up.
 void appendDecoded(bson::Writer& out, std::string_view key, ValueClass kind, std::string_view payload);
 

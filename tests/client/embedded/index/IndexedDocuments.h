@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "client/embedded/index/items/ItemIndex.h"
+#include "client/embedded/index/plan/selectRecords.h"
 #include "tests/client/embedded/index/MemoryBlobStore.h"
 #include "tests/client/embedded/index/documents.h"
 
@@ -43,6 +44,18 @@ class IndexedDocuments : public testing::Test {
     documents_.erase(rid);
   }
 
+  /// The documents as those of a collection, whose reading is counted in `read_`.
+  DocumentSource source() {
+    const auto read = [this](std::int64_t rid) {
+      ++read_;
+      const auto found = documents_.find(rid);
+      return found == documents_.end() ? bson::View{} : viewOf(found->second);
+    };
+    const auto last = documents_.empty() ? 0 : static_cast<std::uint64_t>(documents_.rbegin()->first);
+    return {last, read, [this] { return static_cast<std::uint64_t>(documents_.size()); }};
+  }
+
+  int read_ = 0;
   MemoryBlobStore store_;
   std::unique_ptr<ItemIndex> index_;
   std::map<std::int64_t, Bytes> documents_;

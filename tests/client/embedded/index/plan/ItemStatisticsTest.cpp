@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <set>
 
-#include "client/embedded/index/plan/ItemStatistics.h"
+#include "client/embedded/index/plan/answerFromIndex.h"
 #include "client/embedded/query/pipeline/Pipeline.h"
 #include "client/embedded/query/values/compare.h"
 #include "database_client/Error.h"
@@ -43,17 +43,14 @@ class ItemStatisticsTest : public IndexedDocuments {
   std::string answered(bson::View stages) {
     read_ = 0;
     std::set<std::string> groups;
-    const DocumentReader read = [this](std::int64_t rid) {
-      ++read_;
-      return viewOf(documents_.at(rid));
-    };
-    const IndexAnswer answer = answerFromIndex(*index_, stages, documents_.size(), read);
+    const IndexAnswer answer = answerFromIndex(*index_, stages, source());
     answeredStages_ = answer.stages;
-    answer.groups.give(answer.countKey, [&](Bytes&& group) {
-      groups.insert(toJson(viewOf(group)));
+    if (answeredStages_ == 0) return "scan";
+    answer.documents([&](bson::View group) {
+      groups.insert(toJson(group));
       return true;
     });
-    return answeredStages_ == 0 ? "scan" : joined(groups);
+    return joined(groups);
   }
 
   std::string scanned(bson::View stages) const {
@@ -76,7 +73,6 @@ class ItemStatisticsTest : public IndexedDocuments {
     return text;
   }
 
-  int read_ = 0;
   std::size_t answeredStages_ = 0;
 };
 

@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "client/embedded/index/plan/selectRecords.h"
+
+#include <utility>
+
+#include "client/embedded/index/plan/Planner.h"
+#include "client/embedded/index/plan/cost.h"
+#include "client/embedded/query/match/Matcher.h"
+
+namespace database_client::embedded {
+
+std::optional<RecordSet> selectRecords(ItemIndex& index, bson::View condition, const DocumentSource& documents) {
+  const Matcher matcher(condition);
+  Plan plan = embedded::plan(index, matcher.query(), {documents.last, 0, false});
+  if (!plan.usesIndex) return std::nullopt;
+  const std::uint64_t unsure = plan.maybe.count();
+  if (index::cost::reading(unsure) > index::cost::scanning(static_cast<double>(documents.last))) return std::nullopt;
+  for (auto rid = plan.maybe.next(0); rid; rid = plan.maybe.next(*rid + 1)) {
+    const bson::View document = documents.read(static_cast<std::int64_t>(*rid));
+    if (document.data != nullptr && matcher.matches(document)) plan.sure.add(*rid);
+  }
+  return std::move(plan.sure);
+}
+
+}  // namespace database_client::embedded

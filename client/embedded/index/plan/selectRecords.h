@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+
+#include "client/bson/View.h"
+#include "client/embedded/index/items/ItemIndex.h"
+#include "client/embedded/index/plan/RecordSet.h"
+
+namespace database_client::embedded {
+
+/// The documents of an index, for as long as a call.
+struct DocumentSource {
+  std::uint64_t last = 0;  ///< no record has a greater number
+  /// The document of a record, valid until the next call. Its `data` is null when there is no such document.
+  std::function<bson::View(std::int64_t rid)> read{};
+  /// How many documents there are, in time that grows with them.
+  std::function<std::uint64_t()> count{};
+};
+
+/// The records that meet a condition, for whoever asks the index about them and reads no document: the index says which
+/// they are, and of those it is not sure of the documents are read. nullopt when the index does not know the condition,
+/// or is sure of so few that reading all documents is cheaper.
+std::optional<RecordSet> selectRecords(ItemIndex& index, bson::View condition, const DocumentSource& documents);
+
+}  // namespace database_client::embedded
