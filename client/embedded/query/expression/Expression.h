@@ -30,6 +30,7 @@ namespace database_client::embedded {
 
 class VariableScope;
 
+/// A node of the tree.
 class Expression {
  public:
   Expression() = default;

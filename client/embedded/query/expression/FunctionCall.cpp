@@ -75,8 +75,9 @@ bool areConstant(const std::vector<ExpressionPtr>& operands) {
                      [](const ExpressionPtr& operand) { return operand->isConstant(); });
 }
 
-const char* argumentKind(const Value& value) {
-  return isMissing(value) ? "missing" : kindOf(value);
+void refuseOperand(const Arguments& arguments, int code, const char* taken, const Value& value) {
+  const std::string name(arguments.name);
+  refuseQuery(code, name + " takes " + taken + ", not " + (isMissing(value) ? "missing" : kindOf(value)), name);
 }
 
 }  // namespace database_client::embedded

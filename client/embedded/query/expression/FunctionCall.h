@@ -54,7 +54,7 @@ std::vector<ExpressionPtr> parseOperands(const bson::Value& operand, VariableSco
 void checkOperandCount(std::string_view name, std::size_t count, std::size_t minimum, std::size_t maximum);
 bool areConstant(const std::vector<ExpressionPtr>& operands);
 
-/// The kind of a value, which may be missing, in the words of error messages.
-const char* argumentKind(const bson::Value& value);
+/// Throws Error{query}: the operator takes `taken`, and not this value, which may be missing.
+[[noreturn]] void refuseOperand(const Arguments& arguments, int code, const char* taken, const bson::Value& value);
 
 }  // namespace database_client::embedded

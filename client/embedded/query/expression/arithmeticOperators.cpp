@@ -19,11 +19,6 @@ using bson::Value;
 
 namespace {
 
-[[noreturn]] void refuseOperand(const Arguments& arguments, int code, const char* taken, const Value& value) {
-  const std::string name(arguments.name);
-  refuseQuery(code, name + " takes " + taken + ", not " + argumentKind(value), name);
-}
-
 /// Operators that compute with doubles or integers alone.
 void refuseDecimal(const Arguments& arguments, const Value& value) {
   if (value.type == Type::decimal128) refuseUnsupported(std::string(arguments.name) + " of a decimal128", "expression");

@@ -23,9 +23,7 @@ bool isArray(const Value& value) {
 }
 
 View arrayOf(const Arguments& arguments, const Value& value, int code) {
-  if (!isArray(value)) {
-    refuseQuery(code, std::string(arguments.name) + " takes an array, not " + argumentKind(value), arguments.name);
-  }
+  if (!isArray(value)) refuseOperand(arguments, code, "an array", value);
   return value.asDocument();
 }
 
@@ -42,9 +40,7 @@ Value elementAt(const Arguments& arguments) {
   if (arguments.anyNullish()) return nullValue();
   const View array = arrayOf(arguments, arguments[0], code::elementOfNoArray);
   if (!arguments[1].isNumber()) {
-    refuseQuery(code::elementIndexNotANumber,
-                std::string("$arrayElemAt takes a number as the position, not ") + argumentKind(arguments[1]),
-                arguments.name);
+    refuseOperand(arguments, code::elementIndexNotANumber, "a number as the position", arguments[1]);
   }
   const auto index = exactInteger(arguments[1]);
   if (!index || *index < std::numeric_limits<std::int32_t>::min() ||

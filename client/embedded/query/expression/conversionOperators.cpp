@@ -103,7 +103,7 @@ Value toText(const Value& value, Scratch& scratch) {
       return scratch.keepText(ObjectId::text(value.data));
     case Type::date:
     case Type::decimal128:
-      refuseUnsupported(std::string("the conversion of ") + kindOf(value) + " to a string", "expression");
+      refuseUnsupported(std::string("$toString of ") + kindOf(value), "expression");
     default:
       refuseConversion(value, "a string");
   }
@@ -134,7 +134,7 @@ Value toDate(const Value& value, Scratch& scratch) {
       return scratch.keepDate(*milliseconds);
     }
     case Type::string:
-      refuseUnsupported("the conversion of a string to a date", "expression");
+      refuseUnsupported("$toDate of a string", "expression");
     default:
       refuseConversion(value, "a date");
   }
@@ -169,7 +169,7 @@ Conversion conversionTo(Type type) {
     case Type::int64:
       return toInt64;
     case Type::decimal128:
-      refuseUnsupported("the conversion to a decimal128", "expression");
+      refuseUnsupported("$toDecimal", "expression");
     default:
       return nullptr;
   }

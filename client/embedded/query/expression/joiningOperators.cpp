@@ -21,11 +21,6 @@ using bson::Writer;
 
 namespace {
 
-[[noreturn]] void refuseOperand(const Arguments& arguments, int code, const char* taken, const Value& value) {
-  const std::string name(arguments.name);
-  refuseQuery(code, name + " takes " + taken + ", not " + argumentKind(value), name);
-}
-
 Value joinedText(const Arguments& arguments) {
   std::string text;
   for (const Value& value : arguments) {

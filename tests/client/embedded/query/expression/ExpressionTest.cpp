@@ -458,43 +458,43 @@ TEST(BindingOperators, LetChecksItsOperands) {
 }
 
 TEST(BindingOperators, Map) {
-  expectAll(
-      {{R"({"$map": {"input": "$a", "in": {"$multiply": ["$$this", 2]}}})", "[2, 4, 6]"},
-       {R"({"$map": {"input": "$a", "as": "x", "in": "$$x.y"}})", "[null, null, null]"},
-       {R"({"$map": {"input": "$nothing", "in": 1}})", "null"},
-       {R"({"$map": {"input": [], "in": 1}})", "[]"},
-       {R"({"$map": {"input": "$a", "as": "x", "in": {"$map": {"input": "$a", "as": "y", "in": {"$add": ["$$x", "$$y"]}}}}})",
-        "[[2, 3, 4], [3, 4, 5], [4, 5, 6]]"},
-       {R"({"$map": {"input": "$a", "in": {"$let": {"vars": {"x": {"$add": ["$$this", 1]}}, "in": ["$$x"]}}}})",
-        "[[2], [3], [4]]"},
-       {R"({"$map": {"input": 5, "in": 1}})", "query 16883"},
-       {R"({"$map": 1})", "query 16878"},
-       {R"({"$map": {"input": [], "in": 1, "x": 1}})", "query 16879"},
-       {R"({"$map": {"in": 1}})", "query 16880"},
-       {R"({"$map": {"input": []}})", "query 16882"},
-       {R"({"$map": {"input": [], "as": "X", "in": 1}})", "query 9"},
-       {R"({"$map": {"input": [], "as": 5, "in": 1}})", "query 9"}},
-      R"({"a": [1, 2, 3]})");
+  expectAll({{R"({"$map": {"input": "$a", "in": {"$multiply": ["$$this", 2]}}})", "[2, 4, 6]"},
+             {R"({"$map": {"input": "$a", "as": "x", "in": "$$x.y"}})", "[null, null, null]"},
+             {R"({"$map": {"input": "$nothing", "in": 1}})", "null"},
+             {R"({"$map": {"input": [], "in": 1}})", "[]"},
+             {R"({"$map": {"input": "$a", "as": "x", "in":
+             {"$map": {"input": "$a", "as": "y", "in": {"$add": ["$$x", "$$y"]}}}}})",
+              "[[2, 3, 4], [3, 4, 5], [4, 5, 6]]"},
+             {R"({"$map": {"input": "$a", "in": {"$let": {"vars": {"x": {"$add": ["$$this", 1]}}, "in": ["$$x"]}}}})",
+              "[[2], [3], [4]]"},
+             {R"({"$map": {"input": 5, "in": 1}})", "query 16883"},
+             {R"({"$map": 1})", "query 16878"},
+             {R"({"$map": {"input": [], "in": 1, "x": 1}})", "query 16879"},
+             {R"({"$map": {"in": 1}})", "query 16880"},
+             {R"({"$map": {"input": []}})", "query 16882"},
+             {R"({"$map": {"input": [], "as": "X", "in": 1}})", "query 9"},
+             {R"({"$map": {"input": [], "as": 5, "in": 1}})", "query 9"}},
+            R"({"a": [1, 2, 3]})");
 }
 
 TEST(BindingOperators, Filter) {
-  expectAll(
-      {{R"({"$filter": {"input": "$a", "cond": {"$gt": ["$$this", 1]}}})", "[2, 3, 4]"},
-       {R"({"$filter": {"input": "$a", "as": "x", "cond": {"$gt": ["$$x", 1]}, "limit": 2}})", "[2, 3]"},
-       {R"({"$filter": {"input": "$a", "cond": true, "limit": null}})", "[1, 2, 3, 4]"},
-       {R"({"$filter": {"input": "$a", "cond": "$$this.b"}})", "[]"},
-       {R"({"$filter": {"input": "$nothing", "cond": true}})", "null"},
-       {R"({"$filter": {"input": "$a", "as": "x", "cond": {"$in": ["$$x", {"$map": {"input": "$a", "as": "x", "in": {"$add": ["$$x", 2]}}}]}}})",
-        "[3, 4]"},
-       {R"({"$filter": {"input": 5, "cond": true}})", "query 28651"},
-       {R"({"$filter": {"input": [], "cond": true, "limit": 0}})", "query 327392"},
-       {R"({"$filter": {"input": [], "cond": true, "limit": 1.5}})", "query 327391"},
-       {R"({"$filter": {"input": [], "cond": true, "limit": "x"}})", "query 327391"},
-       {R"({"$filter": 1})", "query 28646"},
-       {R"({"$filter": {"input": [], "cond": 1, "x": 1}})", "query 28647"},
-       {R"({"$filter": {"cond": 1}})", "query 28648"},
-       {R"({"$filter": {"input": []}})", "query 28650"}},
-      R"({"a": [1, 2, 3, 4]})");
+  expectAll({{R"({"$filter": {"input": "$a", "cond": {"$gt": ["$$this", 1]}}})", "[2, 3, 4]"},
+             {R"({"$filter": {"input": "$a", "as": "x", "cond": {"$gt": ["$$x", 1]}, "limit": 2}})", "[2, 3]"},
+             {R"({"$filter": {"input": "$a", "cond": true, "limit": null}})", "[1, 2, 3, 4]"},
+             {R"({"$filter": {"input": "$a", "cond": "$$this.b"}})", "[]"},
+             {R"({"$filter": {"input": "$nothing", "cond": true}})", "null"},
+             {R"({"$filter": {"input": "$a", "as": "x", "cond":
+             {"$in": ["$$x", {"$map": {"input": "$a", "as": "x", "in": {"$add": ["$$x", 2]}}}]}}})",
+              "[3, 4]"},
+             {R"({"$filter": {"input": 5, "cond": true}})", "query 28651"},
+             {R"({"$filter": {"input": [], "cond": true, "limit": 0}})", "query 327392"},
+             {R"({"$filter": {"input": [], "cond": true, "limit": 1.5}})", "query 327391"},
+             {R"({"$filter": {"input": [], "cond": true, "limit": "x"}})", "query 327391"},
+             {R"({"$filter": 1})", "query 28646"},
+             {R"({"$filter": {"input": [], "cond": 1, "x": 1}})", "query 28647"},
+             {R"({"$filter": {"cond": 1}})", "query 28648"},
+             {R"({"$filter": {"input": []}})", "query 28650"}},
+            R"({"a": [1, 2, 3, 4]})");
 }
 
 // --- conversion --------------------------------------------------------------------------------------------------

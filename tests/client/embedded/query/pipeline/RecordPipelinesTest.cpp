@@ -31,7 +31,8 @@ std::string item(const std::string& name) {
 
 std::string number(const std::string& name) {
   return R"({"$let": {"vars": {"value": )" + item(name) +
-         R"(}, "in": {"$cond": [{"$and": [{"$isNumber": "$$value"}, {"$gte": ["$$value", {"$numberDouble": "-Infinity"}]}]},)"
+         R"(}, "in": {"$cond": [{"$and": [{"$isNumber": "$$value"}, )"
+         R"({"$gte": ["$$value", {"$numberDouble": "-Infinity"}]}]},)"
          R"( "$$value", null]}}})";
 }
 
@@ -46,7 +47,8 @@ std::string key(const std::string& name) {
 
 std::string bin(const std::string& value, const std::string& low, const std::string& width, int last) {
   return R"({"$let": {"vars": {"x": )" + value +
-         R"(}, "in": {"$cond": [{"$eq": ["$$x", null]}, null, {"$min": [{"$floor": {"$divide": [{"$subtract": ["$$x", )" +
+         R"(}, "in": {"$cond": [{"$eq": ["$$x", null]}, null, )"
+         R"({"$min": [{"$floor": {"$divide": [{"$subtract": ["$$x", )" +
          low + "]}, " + width + "]}}, " + std::to_string(last) + "]}]}}}";
 }
 
@@ -121,9 +123,8 @@ const Documents& oddDocuments() {
       withValue(8, R"({"x": 1})"),
       withValue(9, R"({"$date": {"$numberLong": "1000"}})"),
       withValue(10, R"("")"),
-      record(
-          "11",
-          R"([1, "N", null, [{"name": "N", "value": 9}], {"value": 8}, {"name": "n", "value": 7}, {"name": "N", "value": 2.5}])"),
+      record("11", R"([1, "N", null, [{"name": "N", "value": 9}], {"value": 8}, {"name": "n", "value": 7}, )"
+                   R"({"name": "N", "value": 2.5}])"),
       record("12", R"([{"name": "N", "value": "first"}, {"name": "N", "value": 1}])"),
       R"({"_id": 13})",
       R"({"_id": 14, "info": {"items": null}})",
