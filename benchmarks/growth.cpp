@@ -10,6 +10,7 @@
 
 #include <benchmark/benchmark.h>
 #include <database_provider/database_provider.h>
+#include <sqlite3.h>
 
 #include <algorithm>
 #include <array>
@@ -265,6 +266,141 @@ long long findById(Store& store) {
   return record->descriptionAsDouble("description 3", -1) < 0 ? 0 : 1;
 }
 
+// Pipelines over items, as forms over records ask for them.
+
+std::string itemOf(const std::string& path, const std::string& name) {
+  return R"({"$let": {"vars": {"item": {"$arrayElemAt": [{"$filter": {"input": {"$cond": [{"$isArray": ["$)" + path +
+         R"("]}, "$)" + path + R"(", []]}, "as": "item", "cond": {"$eq": ["$$item.name", {"$literal": ")" + name +
+         R"("}]}}}, 0]}}, "in": "$$item.value"}})";
+}
+std::string categoryOf(const std::string& name) {
+  return R"({"$ifNull": [)" + itemOf("recordInfo.category", name) + ", null]}";
+}
+std::string numberOf(const std::string& name) {
+  return R"({"$let": {"vars": {"value": )" + itemOf("recordInfo.description", name) +
+         R"(}, "in": {"$cond": [{"$and": [{"$isNumber": "$$value"}, {"$gte": ["$$value", )" +
+         R"({"$numberDouble": "-Infinity"}]}]}, "$$value", null]}}})";
+}
+/// Of 40 bins from 0 to 10,000.
+std::string binOf(const std::string& name) {
+  return R"({"$let": {"vars": {"x": )" + numberOf(name) + R"(}, "in": {"$cond": [{"$eq": ["$$x", null]}, null, )" +
+         R"({"$min": [{"$floor": {"$divide": [{"$subtract": ["$$x", {"$numberDouble": "0"}]}, )" +
+         R"({"$numberDouble": "250"}]}}, 39]}]}}})";
+}
+std::string firstBy(const std::string& name, int direction) {
+  return R"({"$project": {"_id": 0, "record": "$$ROOT", "value0": )" + itemOf("recordInfo.description", name) +
+         R"(}}, {"$addFields": {"missing0": {"$lte": ["$value0", null]}}}, {"$sort": {"missing0": 1, "value0": )" +
+         std::to_string(direction) + R"(}}, {"$limit": 10}, {"$replaceRoot": {"newRoot": "$record"}})";
+}
+std::string groupedBy(const std::vector<std::string>& by, const std::string& value) {
+  std::string project = R"("_id": 0)";
+  std::string id;
+  for (std::size_t i = 0; i < by.size(); ++i) {
+    const std::string name = "by" + std::to_string(i);
+    project += ", \"" + name + "\": " + by[i];
+    id += (i == 0 ? "" : ", ") + ("\"" + name + "\": \"$" + name + "\"");
+  }
+  if (!value.empty()) project += R"(, "value0": )" + value;
+  const std::string figures =
+      R"(, "count0": {"$sum": {"$cond": [{"$eq": ["$value0", null]}, 0, 1]}}, "min0": {"$min": "$value0"}, )"
+      R"("mean0": {"$avg": "$value0"}, "std0": {"$stdDevSamp": "$value0"}, "max0": {"$max": "$value0"})";
+  return R"({"$project": {)" + project + R"(}}, {"$group": {"_id": {)" + id + R"(}, "count": {"$sum": 1})" +
+         (value.empty() ? "" : figures) + "}}";
+}
+std::string valuesOf(const std::string& name) {
+  return R"({"$project": {"recordInfo.category": true, "_id": false}}, {"$unwind": "$recordInfo.category"}, )"
+         R"({"$project": {"name": "$recordInfo.category.name", "value": "$recordInfo.category.value", "_id": false}}, )"
+         R"({"$match": {"name": {"$regex": "^)" +
+         name + R"($", "$options": "i"}}}, {"$group": {"_id": "$value", "count": {"$sum": 1}}})";
+}
+/// Of the descriptions below a bound, which are evenly spread from 0 to 10,000.
+std::string below(int bound) {
+  return R"({"$match": {"recordInfo.description": {"$elemMatch": {"name": "description 3", "value": {"$lt": )" +
+         std::to_string(bound) + "}}}}}, ";
+}
+
+long long aggregate(Store& store, const std::string& stages) {
+  const ObjectProperties document = ObjectProperties::fromJson(R"({"pipeline": [)" + stages + "]}");
+  long long results = 0;
+  store.client().aggregateEach(Store::database, Store::collection, document,
+                               [&results](ObjectProperties&) { return ++results > 0; });
+  return results;
+}
+
+/// What of the records the pipelines ask for, as columns of one SQLite table with an index for each question that has
+/// all the question needs: the least that SQL can take.
+class Columns {
+ public:
+  explicit Columns(Store& store, std::int64_t size) : path_(freshPath("columns_" + std::to_string(size))) {
+    if (sqlite3_open(path_.c_str(), &connection_) != SQLITE_OK) throw std::runtime_error("no database for SQL");
+    run("PRAGMA synchronous=OFF");
+    run("PRAGMA cache_size=-65536");
+    run("CREATE TABLE records(rid INTEGER PRIMARY KEY, sample TEXT, project TEXT, d3 REAL, d5 REAL, body BLOB)");
+    run("BEGIN");
+    std::int64_t rid = 0;
+    store.client().findEach(Store::database, Store::collection, {}, {}, static_cast<int>(size), 0,
+                            [&](ObjectProperties& record) {
+                              insert(++rid, record);
+                              return true;
+                            });
+    for (const char* columns : {"d3", "d5", "sample, d3", "sample, project", "d3, sample"}) {
+      run("CREATE INDEX records_" + std::to_string(++indexes_) + " ON records(" + columns + ")");
+    }
+    run("COMMIT");
+  }
+  Columns(const Columns&) = delete;
+  Columns& operator=(const Columns&) = delete;
+  ~Columns() {
+    sqlite3_close(connection_);
+    std::filesystem::remove(path_);
+  }
+
+  /// The number of rows.
+  long long run(const std::string& statement) {
+    long long rows = 0;
+    const auto count = [](void* number, int, char**, char**) {
+      ++*static_cast<long long*>(number);
+      return 0;
+    };
+    if (sqlite3_exec(connection_, statement.c_str(), count, &rows, nullptr) != SQLITE_OK) {
+      throw std::runtime_error(statement + ": " + sqlite3_errmsg(connection_));
+    }
+    return rows;
+  }
+
+ private:
+  void insert(std::int64_t rid, const ObjectProperties& record) {
+    using database_client::EnteredScope;
+    const std::string body(2300, 'b');  // about what a record has
+    std::string values;
+    const EnteredScope info = EnteredScope::group(record, "recordInfo");
+    {
+      const EnteredScope categories = EnteredScope::array(record, "category");
+      for (const int i : {2, 0}) {
+        const EnteredScope item = EnteredScope::at(record, i);
+        values += ", '" + record.valueAsString("value", "") + "'";
+      }
+    }
+    const EnteredScope descriptions = EnteredScope::array(record, "description");
+    for (const int i : {3, 5}) {
+      const EnteredScope item = EnteredScope::at(record, i);
+      values += ", " + std::to_string(record.valueAsDouble("value", 0));
+    }
+    run("INSERT INTO records VALUES(" + std::to_string(rid) + values + ", '" + body + "')");
+  }
+
+  std::string path_;
+  sqlite3* connection_ = nullptr;
+  int indexes_ = 0;
+};
+
+Columns& columnsOf(std::int64_t size) {
+  static std::map<std::int64_t, std::unique_ptr<Columns>> all;
+  auto& columns = all[size];
+  if (!columns) columns = std::make_unique<Columns>(storeOf(size), size);
+  return *columns;
+}
+
 // Benchmarks. "per" is the records that one iteration deals with, "found" what it returns.
 
 void add(benchmark::State& state, Store& store) {
@@ -345,6 +481,38 @@ void registerQuery(const std::string& name, const DatabaseFilter& filter) {
   registerRead(name + ": first page of 20", [filter](Store& store) { return readRecords(store, filter, 20, 0); });
 }
 
+/// A pipeline, and the same question in SQL.
+void registerPipeline(const std::string& name, const std::string& stages, const std::string& sql) {
+  registerRead(name, [stages](Store& store) { return aggregate(store, stages); });
+  benchmark::RegisterBenchmark((name + ", SQL").c_str(), [sql](benchmark::State& state) {
+    Columns& columns = columnsOf(state.range(0));
+    long long found = 0;
+    for (auto _ : state) found = columns.run(sql);
+    state.counters["found"] = static_cast<double>(found);
+  })->Apply(sizes);
+}
+
+void registerPipelines() {
+  const std::string figures = "count(*), count(d3), min(d3), avg(d3), avg(d3 * d3), max(d3) FROM records ";
+  const std::string sample = categoryOf("Sample");
+  registerPipeline("first 10 by a description", firstBy("description 5", 1),
+                   "SELECT rid, body FROM records ORDER BY d5 LIMIT 10");
+  registerPipeline("last 10 by a description", firstBy("description 5", -1),
+                   "SELECT rid, body FROM records ORDER BY d5 DESC LIMIT 10");
+  registerPipeline("first 10 by a description, of a twentieth", below(500) + firstBy("description 5", 1),
+                   "SELECT rid, body FROM records WHERE d3 < 500 ORDER BY d5 LIMIT 10");
+  registerPipeline("figures of a description by a category", groupedBy({sample}, numberOf("description 3")),
+                   "SELECT sample, " + figures + "GROUP BY sample");
+  registerPipeline("histogram of a description", groupedBy({binOf("description 3")}, ""),
+                   "SELECT min(39, CAST(d3 / 250 AS INTEGER)) AS bin, count(*) FROM records GROUP BY bin");
+  registerPipeline("cross table of two categories", groupedBy({sample, categoryOf("Project")}, ""),
+                   "SELECT sample, project, count(*) FROM records GROUP BY sample, project");
+  registerPipeline("category statistics, of a hundredth", below(100) + valuesOf("Sample"),
+                   "SELECT sample, count(*) FROM records WHERE d3 < 100 GROUP BY sample");
+  registerPipeline("category statistics, of four fifths", below(8000) + valuesOf("Sample"),
+                   "SELECT sample, count(*) FROM records WHERE d3 < 8000 GROUP BY sample");
+}
+
 void registerFilling(const std::string& name, const ItemKeys& keys) {
   benchmark::RegisterBenchmark(name.c_str(), [keys](benchmark::State& state) { fill(state, keys); })
       ->Apply(sizes)
@@ -364,6 +532,7 @@ void registerAll() {
                 }));
   registerRead("category statistics", categoryStatistics);
   registerRead("description names", descriptionNames);
+  registerPipelines();
   registerRead("first page of 20", [](Store& store) { return readRecords(store, {}, 20, 0); });
   registerRead("page of 20 behind 5,000", [](Store& store) { return readRecords(store, {}, 20, 5000); });
   registerRead("find by id", findById);

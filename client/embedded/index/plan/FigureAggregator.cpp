@@ -8,6 +8,7 @@
 #include "client/bson/Writer.h"
 #include "client/embedded/index/plan/cost.h"
 #include "client/embedded/index/segments/bytes.h"
+#include "client/embedded/query/pipeline/Pipeline.h"
 #include "client/embedded/query/values/compare.h"
 
 namespace database_client::embedded {
@@ -25,6 +26,8 @@ namespace {
 /// More have to go through a $group, which knows how much memory it may take.
 constexpr std::size_t mostGroups = 100'000;
 constexpr std::size_t mostCombinations = std::size_t{1} << 22;
+/// Terms of one record each take less time than the look at the clock that a check costs.
+constexpr std::uint64_t termsBetweenChecks = 64;
 
 template <class Kind>
 KeyRange rangeOf(const index::ItemColumn& column, Kind kind) {
@@ -121,6 +124,7 @@ FigureAggregator::FigureAggregator(ItemIndex& index, const index::GroupedFigures
 
 std::optional<std::vector<std::vector<bson::Byte>>> FigureAggregator::run() {
   if (!prepare() || !readRecords() || !combineCodes() || !countRecords()) return std::nullopt;
+  if (groups_.size() * measures_.size() * sizeof(FigureSums) > Pipeline::defaultMemoryLimit) return std::nullopt;
   sums_.resize(groups_.size() * measures_.size());
   if (!readsAll_) {
     for (std::size_t i = 0; i < measures_.size(); ++i) addUp(i);
@@ -209,8 +213,9 @@ void FigureAggregator::addCodes(Key& key, std::uint32_t weight) {
   const KeyRange range = rangeOf(key.column, key.by.kind);
   double binBefore = std::numeric_limits<double>::quiet_NaN();
   Code code = 0;
+  std::uint64_t terms = 0;
   scan_.eachTerm(range.low, range.high, [&](std::string_view term, auto&& eachRun) {
-    scan_.checkWanted();
+    if (++terms % termsBetweenChecks == 0) scan_.checkWanted();
     if (key.codes.size() > mostGroups) return;
     const std::string_view encoded = term.substr(key.column.valueAt());
     if (key.by.bins) {
@@ -279,7 +284,7 @@ bool FigureAggregator::countRecords() {
       ++counted;
     }
   }
-  if (!selected_ && counted < documents_.last) groups_[nulls].count += allRecords() - counted;
+  if (!selected_ && counted < documents_.last) groups_[nulls].count += std::max(allRecords(), counted) - counted;
   return groups_.size() <= mostGroups;
 }
 
@@ -296,8 +301,9 @@ void FigureAggregator::addUp(std::size_t measure) {
   const Measure& added = measures_[measure];
   const Kind kind = added.measure.kind;
   const KeyRange range = rangeOf(added.column, kind);
+  std::uint64_t terms = 0;
   scan_.eachTerm(range.low, range.high, [&](std::string_view term, auto&& eachRun) {
-    scan_.checkWanted();
+    if (++terms % termsBetweenChecks == 0) scan_.checkWanted();
     const std::optional<EncodedNumber> number = numberOfTerm(term.substr(added.column.valueAt()), kind);
     if (!number) return;
     eachRun([&](Run run) {
