@@ -5,6 +5,8 @@
 #include <list>
 #include <memory>
 
+#include "tests/support/quotes.h"
+
 namespace database_test {
 
 using database_client::ObjectProperties;
@@ -54,30 +56,31 @@ std::string told(const std::string& separator, const Read& read) {
 }  // namespace
 
 ObjectProperties document(const std::string& text) {
-  std::string json = text;
-  std::replace(json.begin(), json.end(), '\'', '"');
-  return ObjectProperties::fromJson(json);
+  return ObjectProperties::fromJson(doubleQuoted(text));
 }
 
 std::string text(const ObjectProperties& document) {
-  std::string shown;
-  bool isQuoted = false;
-  for (const char c : document.toJson()) {
-    if (c == '"') isQuoted = !isQuoted;
-    if (c != ' ' || isQuoted) shown += c == '"' ? '\'' : c;
-  }
-  return shown;
+  return singleQuoted(document.toJson());
+}
+
+std::string numbered(const std::string& text, std::size_t number) {
+  return "{'_id':" + std::to_string(number) + (text == "{}" ? "" : ",") + text.substr(1);
 }
 
 void StoreContract::SetUp() {
   EngineTest::SetUp();
   if (IsSkipped()) return;
   const std::string name = ::testing::UnitTest::GetInstance()->current_test_info()->name();
-  const std::string reason = knownWrong(engine(), name.substr(0, name.find('/')));
+  const std::string reason = knownWrong(engine(), rowName().empty() ? name.substr(0, name.find('/')) : rowName());
   if (!reason.empty()) GTEST_SKIP() << engine() << " answers wrong: " << reason;
 }
 
-void StoreContract::given(std::initializer_list<const char*> documents) {
+std::string StoreContract::rowName() {
+  const std::size_t end = GetParam().find('_');
+  return end == std::string::npos ? "" : GetParam().substr(end + 1);
+}
+
+void StoreContract::given(const std::vector<const char*>& documents) {
   for (const char* one : documents) ASSERT_EQ(inserted(one), "ok") << one;
 }
 

@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include <initializer_list>
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -17,14 +17,20 @@ database_client::ObjectProperties document(const std::string& text);
 /// The relaxed JSON of a document, with single quotes for double ones and no blanks between its parts.
 std::string text(const database_client::ObjectProperties& document);
 
+/// A text of a document without an "_id", with the number as one.
+std::string numbered(const std::string& text, std::size_t number);
+
 /// The tests of one collection. Each verb tells what came of it in one short text: what was found, "ok", or the error's
 /// code, its kind where there is no code.
 class StoreContract : public EngineTest {
  protected:
   void SetUp() override;
 
+  /// The row that the parameter names behind the engine, "embedded_NanEqualsItself"; empty where it names none.
+  static std::string rowName();
+
   /// Inserts documents, one after the other, and fails the test when one is refused.
-  void given(std::initializer_list<const char*> documents);
+  void given(const std::vector<const char*>& documents);
   std::string inserted(const std::string& text);
   /// `operation` as `update` takes it, 1, 3 or 9; `flags` 1 inserts when nothing matches.
   std::string updated(const std::string& selector, const std::string& text, int operation, int flags = 0);
@@ -52,6 +58,21 @@ class StoreContract : public EngineTest {
   std::string aggregatedInAnyOrder(const std::string& stages);
 };
 
+/// A parameter for each engine and each row of a table.
+template <typename Rows>
+std::vector<std::string> rowsOfEngines(const Rows& rows) {
+  std::vector<std::string> parameters;
+  for (const std::string& engine : engineNames()) {
+    for (const auto& row : rows) parameters.push_back(engine + "_" + row.name);
+  }
+  return parameters;
+}
+
+template <typename Rows>
+const auto& rowNamed(const Rows& rows, const std::string& name) {
+  return *std::find_if(rows.begin(), rows.end(), [&](const auto& row) { return row.name == name; });
+}
+
 /// "ok", or how it failed.
 template <typename Action>
 std::string outcome(const Action& action) {
@@ -66,7 +87,7 @@ std::string outcome(const Action& action) {
 /// An answer that a test server is known to give wrong. Such a test is skipped there, with the reason.
 struct WrongAnswer {
   std::string engine;  ///< the start of its name, so that "secantus" means both ways to run it
-  std::string test;
+  std::string test;    ///< or the row of a table
   std::string reason;
 };
 const std::vector<WrongAnswer>& knownWrongAnswers();

@@ -41,27 +41,7 @@ class FilterContract : public StoreContract {
   }
 };
 
-class FilterRowContract : public FilterContract {
- protected:
-  static const FilterRow& row() {
-    const std::string name = GetParam().substr(GetParam().find('_') + 1);
-    return *std::find_if(filterRows().begin(), filterRows().end(), [&](const auto& one) { return one.name == name; });
-  }
-  void SetUp() override {
-    FilterContract::SetUp();
-    if (IsSkipped()) return;
-    const std::string reason = knownWrong(engine(), row().name);
-    if (!reason.empty()) GTEST_SKIP() << engine() << " answers wrong: " << reason;
-  }
-};
-
-std::vector<std::string> rowsOfEngines() {
-  std::vector<std::string> parameters;
-  for (const std::string& engine : engineNames()) {
-    for (const FilterRow& row : filterRows()) parameters.push_back(engine + "_" + row.name);
-  }
-  return parameters;
-}
+class FilterRowContract : public FilterContract {};
 
 ObjectFilter twoConditions() {
   ObjectFilter filter;
@@ -73,7 +53,8 @@ ObjectFilter twoConditions() {
 }  // namespace
 
 TEST_P(FilterRowContract, SelectsItsRecords) {
-  for (const ObjectProperties& query : row().queries()) EXPECT_EQ(selected(query), row().expected) << text(query);
+  const FilterRow& row = rowNamed(filterRows(), rowName());
+  for (const ObjectProperties& query : row.queries()) EXPECT_EQ(selected(query), row.expected) << text(query);
 }
 
 TEST_P(FilterContract, ExcludedConditionsMoveToTheOtherFilter) {
@@ -99,6 +80,6 @@ TEST_P(FilterContract, AnEmptyFilterRemovesEverythingOnlyWhereItIsMeant) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Engines, FilterContract, ::testing::ValuesIn(engineNames()), engineName);
-INSTANTIATE_TEST_SUITE_P(Engines, FilterRowContract, ::testing::ValuesIn(rowsOfEngines()), engineName);
+INSTANTIATE_TEST_SUITE_P(Engines, FilterRowContract, ::testing::ValuesIn(rowsOfEngines(filterRows())), engineName);
 
 }  // namespace database_test
