@@ -59,9 +59,9 @@ void addCommands(const Command& root, Session& session) {
 }
 
 void addGlobalOptions(const Command& root, GlobalOptions& options) {
-  root.textOption("--store", "ADDRESS", options.store,
-                  "file:PATH, a host, HOST:PORT or mongodb://...; else RECORDCTL_STORE");
-  root.textOption("--user", "NAME", options.login.user, "who asks; without it nobody in particular");
+  root.option("--store", "ADDRESS", options.store,
+              "file:PATH, a host, HOST:PORT or mongodb://...; else RECORDCTL_STORE", Traits::emptyToo());
+  root.option("--user", "NAME", options.login.user, "who asks; without it nobody in particular", Traits::emptyToo());
   root.option("--password-file", "FILE", options.login.passwordFile,
               "a file with the password; else RECORDCTL_PASSWORD or a prompt");
   root.flag("--json", options.json, "results as JSON, an object a line");

@@ -28,7 +28,7 @@ void addCategoriesCommand(const Command& commands, Session& session) {
   auto options = std::make_shared<CategoriesOptions>();
   const Command command = commands.add("categories", "The categories that records are meant to have");
   const Command set = command.add("set", "Replace the configured categories");
-  set.textArgument("NAMES", options->names, "A,B,C in their order; an empty text for none");
+  set.argument("NAMES", options->names, "A,B,C in their order; an empty text for none", Traits::emptyToo());
   options->kind.addTo(set);
   set.run([&session, options] { setCategories(session, *options); });
 }

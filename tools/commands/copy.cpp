@@ -228,11 +228,12 @@ void addCopy(const Command& commands, Session& session) {
   const Command command = commands.add("copy", "Copy records, configuration and settings to another store");
   command.argument("FROM", options->from, "a store, as --store takes it");
   command.argument("TO", options->to, "another one; what it has already stays");
-  command.choice("--on-difference", "WHAT", options->onDifference, {"keep", "replace"},
-                 "what becomes of a document that TO has otherwise: keep (the default), which is told, or replace");
+  command.option("--on-difference", "WHAT", options->onDifference,
+                 "what becomes of a document that TO has otherwise: keep (the default), which is told, or replace",
+                 Traits::oneOf({"keep", "replace"}));
   command.flag("--skip-damaged", options->skipDamaged, "pass over what cannot be read in FROM, and say what that is");
-  command.textOption("--from-user", "NAME", options->fromUser,
-                     "who asks FROM, where that is not --user; an empty text for nobody in particular");
+  command.option("--from-user", "NAME", options->fromUser,
+                 "who asks FROM, where that is not --user; an empty text for nobody in particular", Traits::emptyToo());
   command.option("--from-password-file", "FILE", options->fromPasswordFile, "the password of --from-user");
   command.run([&session, options] { copy(session, *options); });
 }

@@ -149,9 +149,10 @@ void addExport(const Command& commands, Session& session) {
   const Command command = commands.add("export", "Write records to standard output");
   options->selection.addTo(command);
   options->selection.addLimitsTo(command);
-  command.choice("--format", "FORMAT", options->format, {"records", "csv"},
+  command.option("--format", "FORMAT", options->format,
                  "records (the default): complete, a document of extended JSON a line; csv: id, categories, "
-                 "descriptions");
+                 "descriptions",
+                 Traits::oneOf({"records", "csv"}));
   command.flag("--all", options->all,
                "records of both kinds, configured categories and settings; import takes them all");
   command.run([&session, options] { runExport(session, *options); });

@@ -187,7 +187,7 @@ void addFacets(const Command& commands, Session& session) {
   const Command command = commands.add("facets", "How many records have each value of a category");
   command.argument("NAME", options->name, "the category, in either case");
   options->selection.addTo(command);
-  command.count("--limit", options->limit, "only so many values, the widest; 0, the default, for all");
+  command.option("--limit", "N", options->limit, "only so many values, the widest; 0, the default, for all");
   command.run([&session, options] { showFacets(session, *options); });
 }
 

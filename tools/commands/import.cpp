@@ -72,17 +72,17 @@ void runImport(Session& session, const ImportOptions& options) {
 void addImport(const Command& commands, Session& session) {
   auto options = std::make_shared<ImportOptions>();
   const Command command = commands.add("import", "Make records of the rows of files");
-  command.arguments("FILE", options->files, "JSON, JSON Lines or CSV; - is standard input");
+  command.argument("FILE", options->files, "JSON, JSON Lines or CSV; - is standard input");
   options->kind.addTo(command);
   command.option("--format", "FORMAT", options->format, "json, jsonl, csv or records; else the file's ending tells it");
-  command.options("--category", "A,B", options->categories, "columns that become categories: site,variety");
-  command.options(
-      "--description", "A:TYPE,B:TYPE", options->descriptions,
-      "columns that become descriptions, with a type (string, bool, int, long, double, time): yield:double");
-  command.choice("--time-unit", "UNIT", options->timeUnit, {"s", "ms"},
-                 "what a number in a column of times counts since 1970: s or ms; without it, small ones are bad rows");
-  command.options("--file", "KIND:HOST:COLUMN", options->fileColumns,
-                  "a column of paths that become references to files (xml, media, archive, document, extraXml)");
+  command.option("--category", "A,B", options->categories, "columns that become categories: site,variety");
+  command.option("--description", "A:TYPE,B:TYPE", options->descriptions,
+                 "columns that become descriptions, with a type (string, bool, int, long, double, time): yield:double");
+  command.option("--time-unit", "UNIT", options->timeUnit,
+                 "what a number in a column of times counts since 1970: s or ms; without it, small ones are bad rows",
+                 Traits::oneOf({"s", "ms"}));
+  command.option("--file", "KIND:HOST:COLUMN", options->fileColumns,
+                 "a column of paths that become references to files (xml, media, archive, document, extraXml)");
   command.option("--source-host", "HOST", options->sourceHost, "the data server that the experiments' data lies on");
   command.flag("--keep-ids", options->keepIds, "keep the ids of exported records");
   command.flag("--all-or-nothing", options->allOrNothing, "write nothing unless every row is good");

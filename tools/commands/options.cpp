@@ -13,7 +13,8 @@ namespace database_provider::recordctl {
 using values::printable;
 
 void KindOption::addTo(const Command& command) {
-  command.choice("--kind", "KIND", name, {"experiment", "scenario"}, "experiment (the default) or scenario");
+  command.option("--kind", "KIND", name, "experiment (the default) or scenario",
+                 Traits::oneOf({"experiment", "scenario"}));
 }
 
 RecordKind KindOption::kind() const {
@@ -22,13 +23,14 @@ RecordKind KindOption::kind() const {
 
 void SelectionOptions::addTo(const Command& command) {
   kind.addTo(command);
-  command.textOption("--where", "FILTER", where, "only records that this filter selects: site=Waseca and yield>30");
+  command.option("--where", "FILTER", where, "only records that this filter selects: site=Waseca and yield>30",
+                 Traits::emptyToo());
   command.flag("--strict", isStrict, "names and values that no record can have are wrong use");
 }
 
 void SelectionOptions::addLimitsTo(const Command& command) {
-  command.count("--limit", limit, "at most so many records; 0, the default, for all");
-  command.count("--skip", skip, "pass over so many records first");
+  command.option("--limit", "N", limit, "at most so many records; 0, the default, for all");
+  command.option("--skip", "N", skip, "pass over so many records first");
 }
 
 void SelectionOptions::tellUnmatched(Session& session) const {

@@ -134,7 +134,7 @@ void addRemove(const Command& commands, Session& session) {
   auto options = std::make_shared<RemoveOptions>();
   options->selection.isStrict = true;
   const Command command = commands.add("remove", "Remove records");
-  command.optionalArguments("ID", options->ids, "ids of records");
+  command.argument("ID", options->ids, "ids of records", Traits::optional());
   options->selection.addTo(command);
   command.flag("--all", options->all, "every record");
   command.flag("--yes,-y", options->yes, "do not ask");

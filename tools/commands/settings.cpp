@@ -108,13 +108,13 @@ void addSettings(const Command& commands, Session& session) {
   const Command command = commands.add("settings", "Blocks of settings that users keep");
   const Command setting = addFor(command, "set", "Store a block", *options);
   setting.argument("TAG", options->tag, "the block's name");
-  setting.optionalArgument("JSON", options->json, "the block; - (the default) reads standard input");
+  setting.argument("JSON", options->json, "the block; - (the default) reads standard input", Traits::optional());
   setting.run([&session, options] { set(session, *options); });
   const Command getting = addFor(command, "get", "Write a block, or the names of all", *options);
-  getting.optionalArgument("TAG", options->tag, "the block's name");
+  getting.argument("TAG", options->tag, "the block's name", Traits::optional());
   getting.run([&session, options] { get(session, *options); });
   const Command removing = addFor(command, "remove", "Remove a block", *options);
-  removing.optionalArgument("TAG", options->tag, "the block's name");
+  removing.argument("TAG", options->tag, "the block's name", Traits::optional());
   removing.flag("--all", options->all, "every block of the user");
   removing.run([&session, options] { remove(session, *options); });
 }

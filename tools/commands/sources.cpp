@@ -98,7 +98,7 @@ void showSources(Session& session, const std::string& host) {
 void addSources(const Command& commands, Session& session) {
   auto host = std::make_shared<std::string>();
   const Command command = commands.add("sources", "Experiments whose data lies on a host");
-  command.requiredOption("--host", "HOST", *host, "the host, exactly as the records name it");
+  command.option("--host", "HOST", *host, "the host, exactly as the records name it", Traits::required());
   command.run([&session, host] { showSources(session, *host); });
 }
 

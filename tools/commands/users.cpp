@@ -233,8 +233,8 @@ void changePassword(Session& session, const UserOptions& options) {
 }
 
 void addRights(const Command& command, UserOptions& options) {
-  command.options("--role", "ROLE:DATABASE", options.roles,
-                  "read or readWrite, on experiment or base: readWrite:experiment");
+  command.option("--role", "ROLE:DATABASE", options.roles,
+                 "read or readWrite, on experiment or base: readWrite:experiment");
   command.option("--data", "JSON", options.data, "data that is kept with the user");
 }
 

@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 #include <string_view>
+#include <type_traits>
 
 #include "tools/values/Errors.h"
 #include "tools/values/Nearest.h"
@@ -24,17 +25,6 @@ using values::parseInteger;
 /// Nobody means an empty text; it comes from a variable of a script that is not set.
 std::string whyEmpty(const std::string& value) {
   return value.empty() ? "the value is empty" : "";
-}
-
-template <class Value>
-CLI::Option* addOption(CLI::App& app, const std::string& name, const std::string& form, Value& value,
-                       const std::string& help) {
-  return app.add_option(name, value, help)->type_name(form);
-}
-
-template <class Value>
-CLI::Option* addArgument(CLI::App& app, const std::string& name, Value& value, const std::string& help) {
-  return addOption(app, name, "", value, help)->check(whyEmpty, "");
 }
 
 /// The command that was reached, and what was typed for it: "users add ".
@@ -130,6 +120,27 @@ std::string anyOf(const std::vector<std::string>& choices) {
   return result;
 }
 
+CLI::Option* addOption(CLI::App& app, const std::string& name, const std::string& form, const Variable& variable,
+                       const std::string& help, const Traits& traits) {
+  const auto add = [&](auto reference) {
+    auto& value = reference.get();
+    if constexpr (std::is_same_v<decltype(value), int&>) {
+      const auto take = [name, &value](const std::string& text) { value = countOf(name, text); };
+      return app.add_option_function<std::string>(name, take, help);
+    } else {
+      CLI::Option* option = app.add_option(name, value, help);
+      return traits.mayBeEmpty || !traits.choices.empty() ? option : option->check(whyEmpty, "");
+    }
+  };
+  CLI::Option* option = std::visit(add, variable)->type_name(form);
+  if (traits.choices.empty()) return option;
+  const auto whyNoChoice = [choices = traits.choices](const std::string& text) {
+    const bool isOne = std::find(choices.begin(), choices.end(), text) != choices.end();
+    return isOne ? std::string() : "expected " + anyOf(choices) + ", found " + inQuotes(text);
+  };
+  return option->check(whyNoChoice, "");
+}
+
 /// The parser takes what follows "--name=" for its value, which is the empty text.
 void addWithValue(std::vector<std::string>& arguments, const std::string& argument) {
   const bool isEmptied = argument.size() > 3 && argument.compare(0, 2, "--") == 0 && argument.back() == '=' &&
@@ -165,65 +176,16 @@ Command Command::add(const std::string& name, const std::string& help) const {
   return Command(*command);
 }
 
-void Command::argument(const std::string& name, std::string& value, const std::string& help) const {
-  addArgument(*app_, name, value, help)->required();
+void Command::argument(const std::string& name, Variable value, const std::string& help, const Traits& traits) const {
+  addOption(*app_, name, "", value, help, traits)->required(traits.isRequired.value_or(true));
 }
 
-void Command::textArgument(const std::string& name, std::string& value, const std::string& help) const {
-  addOption(*app_, name, "", value, help)->required();
-}
-
-void Command::optionalArgument(const std::string& name, std::string& value, const std::string& help) const {
-  addArgument(*app_, name, value, help);
-}
-
-void Command::arguments(const std::string& name, std::vector<std::string>& values, const std::string& help) const {
-  addArgument(*app_, name, values, help)->required();
-}
-
-void Command::optionalArguments(const std::string& name, std::vector<std::string>& values,
-                                const std::string& help) const {
-  addArgument(*app_, name, values, help);
-}
-
-void Command::option(const std::string& name, const std::string& form, std::string& value,
-                     const std::string& help) const {
-  addOption(*app_, name, form, value, help)->check(whyEmpty, "");
-}
-
-void Command::textOption(const std::string& name, const std::string& form, std::string& value,
-                         const std::string& help) const {
-  addOption(*app_, name, form, value, help);
-}
-
-void Command::textOption(const std::string& name, const std::string& form, std::optional<std::string>& value,
-                         const std::string& help) const {
-  addOption(*app_, name, form, value, help);
-}
-
-void Command::requiredOption(const std::string& name, const std::string& form, std::string& value,
-                             const std::string& help) const {
-  addOption(*app_, name, form, value, help)->check(whyEmpty, "")->required();
-}
-
-/// One value for each time the option is given, so that arguments may follow it.
-void Command::options(const std::string& name, const std::string& form, std::vector<std::string>& values,
-                      const std::string& help) const {
-  addOption(*app_, name, form, values, help)->check(whyEmpty, "")->allow_extra_args(false);
-}
-
-void Command::choice(const std::string& name, const std::string& form, std::string& value,
-                     const std::vector<std::string>& choices, const std::string& help) const {
-  const auto check = [choices](const std::string& text) {
-    const bool isOne = std::find(choices.begin(), choices.end(), text) != choices.end();
-    return isOne ? std::string() : "expected " + anyOf(choices) + ", found " + inQuotes(text);
-  };
-  addOption(*app_, name, form, value, help)->check(check, "");
-}
-
-void Command::count(const std::string& name, int& value, const std::string& help) const {
-  const auto take = [name, &value](const std::string& text) { value = countOf(name, text); };
-  app_->add_option_function<std::string>(name, take, help)->type_name("N");
+void Command::option(const std::string& name, const std::string& form, Variable value, const std::string& help,
+                     const Traits& traits) const {
+  CLI::Option* option = addOption(*app_, name, form, value, help, traits);
+  option->required(traits.isRequired.value_or(false));
+  // One value for each time the option is given, so that arguments may follow it.
+  if (std::holds_alternative<std::reference_wrapper<std::vector<std::string>>>(value)) option->allow_extra_args(false);
 }
 
 void Command::flag(const std::string& name, bool& value, const std::string& help) const {

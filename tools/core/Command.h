@@ -4,6 +4,8 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <utility>
+#include <variant>
 #include <vector>
 
 namespace CLI {
@@ -11,6 +13,24 @@ class App;
 }
 
 namespace database_provider::recordctl {
+
+/// Where the value of an argument or option goes: a text, one that may be left out, all of several, or a number that is
+/// not negative.
+using Variable = std::variant<std::reference_wrapper<std::string>, std::reference_wrapper<std::optional<std::string>>,
+                              std::reference_wrapper<std::vector<std::string>>, std::reference_wrapper<int>>;
+
+/// In what an argument or option differs from the usual one: an argument has to be given, an option has not, and an
+/// empty text is wrong use.
+struct Traits {
+  std::optional<bool> isRequired{};
+  bool mayBeEmpty = false;
+  std::vector<std::string> choices{};  ///< where there are any, the value is one of them
+
+  static Traits required() { return {true}; }
+  static Traits optional() { return {false}; }
+  static Traits emptyToo() { return {std::nullopt, true}; }
+  static Traits oneOf(std::vector<std::string> choices) { return {std::nullopt, false, std::move(choices)}; }
+};
 
 /// A command of the command line, to which its arguments and options are added. The variables given here are set when
 /// the command line is read, before `run` is called; they must live until then. Cheap to copy.
@@ -21,26 +41,10 @@ class Command {
   /// A command of its own below this one, which then needs one of them. Options of this one may stand behind it too.
   Command add(const std::string& name, const std::string& help) const;
 
-  // An empty value is wrong use, but for the two whose names say "text".
-  void argument(const std::string& name, std::string& value, const std::string& help) const;
-  void textArgument(const std::string& name, std::string& value, const std::string& help) const;
-  void optionalArgument(const std::string& name, std::string& value, const std::string& help) const;
-  void arguments(const std::string& name, std::vector<std::string>& values, const std::string& help) const;
-  void optionalArguments(const std::string& name, std::vector<std::string>& values, const std::string& help) const;
-
-  /// "--name VALUE"; `form` is what the help shows for the value.
-  void option(const std::string& name, const std::string& form, std::string& value, const std::string& help) const;
-  void textOption(const std::string& name, const std::string& form, std::string& value, const std::string& help) const;
-  void textOption(const std::string& name, const std::string& form, std::optional<std::string>& value,
-                  const std::string& help) const;
-  void requiredOption(const std::string& name, const std::string& form, std::string& value,
-                      const std::string& help) const;
-  /// An option that may be given more than once.
-  void options(const std::string& name, const std::string& form, std::vector<std::string>& values,
-               const std::string& help) const;
-  void choice(const std::string& name, const std::string& form, std::string& value,
-              const std::vector<std::string>& choices, const std::string& help) const;
-  void count(const std::string& name, int& value, const std::string& help) const;
+  void argument(const std::string& name, Variable value, const std::string& help, const Traits& traits = {}) const;
+  /// "--name VALUE"; `form` is what the help shows for the value. For several values it is given more than once.
+  void option(const std::string& name, const std::string& form, Variable value, const std::string& help,
+              const Traits& traits = {}) const;
   void flag(const std::string& name, bool& value, const std::string& help) const;
   /// What the help says at its end.
   void footer(const std::string& text) const;
