@@ -69,11 +69,19 @@ char InputFile::take() {
   return buffer_[next_++];
 }
 
-std::string_view InputFile::takeChunk() {
+std::string_view InputFile::peekChunk() {
   if (!hasMore()) return {};
-  const std::string_view result(buffer_.data() + next_, end_ - next_);
-  consumed_ += result.size();
-  next_ = end_;
+  return {buffer_.data() + next_, end_ - next_};
+}
+
+void InputFile::skip(std::size_t count) {
+  next_ += count;
+  consumed_ += count;
+}
+
+std::string_view InputFile::takeChunk() {
+  const std::string_view result = peekChunk();
+  skip(result.size());
   return result;
 }
 

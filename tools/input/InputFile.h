@@ -30,7 +30,11 @@ class InputFile {
   char peek() { return hasMore() ? buffer_[next_] : '\0'; }
   /// As `peek`, and passes on to the byte behind it.
   char take();
-  /// What is buffered, at least one byte unless at the end; passes on behind it.
+  /// What is buffered, at least one byte unless at the end.
+  std::string_view peekChunk();
+  /// Passes on behind so many bytes of what is buffered.
+  void skip(std::size_t count);
+  /// What is buffered; passes on behind it.
   std::string_view takeChunk();
   /// The next line without its end; false at the end of the file.
   bool takeLine(std::string& line);

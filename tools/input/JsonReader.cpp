@@ -6,8 +6,8 @@
 #include <rapidjson/reader.h>
 
 #include <algorithm>
+#include <limits>
 #include <string_view>
-#include <utility>
 
 #include "tools/values/Errors.h"
 
@@ -15,25 +15,35 @@ namespace database_provider::recordctl {
 
 namespace {
 
-// Numbers as they were typed, since a category takes that text; iterative, since the file may nest as it likes.
+// A row is parsed once, straight into its document. To find its end in an array takes no parser: brackets outside of
+// texts tell it. Only a row of which no document can be made is looked at again, by a parser that keeps nothing, to
+// tell what is no JSON, which ends the reading of an array, from what is JSON and no document.
+
+// Iterative, since the file may nest as it likes; numbers as texts, whose range then does not matter.
 constexpr unsigned parseFlags = rapidjson::kParseStopWhenDoneFlag | rapidjson::kParseNumbersAsStringsFlag |
                                 rapidjson::kParseValidateEncodingFlag | rapidjson::kParseIterativeFlag;
 
-/// A file as the parser wants its input, keeping what the parser took.
+/// The parser takes eight bytes a level. What is nested deeper than this is no document, JSON or not.
+constexpr int deepestLooked = 10'000;
+
+/// What was taken from a file, and then the file, as the parser wants its input; keeps what the parser takes.
 class Recording {
  public:
   using Ch = char;
 
-  Recording(InputFile& file, std::string& taken) : file_(file), taken_(taken), begin_(file.position()) {}
+  Recording(InputFile& file, std::string& taken) : file_(file), taken_(taken) {}
 
-  char Peek() const { return file_.peek(); }
+  char Peek() const { return next_ < taken_.size() ? taken_[next_] : file_.peek(); }
   char Take() {
-    if (taken_.size() >= maximalRowSize)
-      throw UsageError(file_.path() + ": a row is longer than " + maximalRowSizeText);
-    taken_ += file_.peek();
-    return file_.take();
+    if (next_ == taken_.size()) {
+      if (taken_.size() >= maximalRowSize)
+        throw UsageError(file_.path() + ": a row is longer than " + maximalRowSizeText);
+      taken_ += file_.peek();
+      file_.take();
+    }
+    return taken_[next_++];
   }
-  std::size_t Tell() const { return static_cast<std::size_t>(file_.position() - begin_); }
+  std::size_t Tell() const { return next_; }
 
   // The parser's output side, for parsing in place, which does not happen.
   static char* PutBegin() { return nullptr; }
@@ -43,18 +53,22 @@ class Recording {
  private:
   InputFile& file_;
   std::string& taken_;
-  std::uint64_t begin_;
+  std::size_t next_ = 0;
 };
 
-/// Notes the keys of the outermost level and the numbers under them, of no more keys than a row may have.
+std::string tooManyNames() {
+  return "more than " + std::to_string(maximalNames) + " names";
+}
+
+/// Notes the keys of the outermost level, of no more keys than a row may have.
 class RowHandler : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, RowHandler> {
  public:
-  explicit RowHandler(Row& row) : row_(row) {}
+  RowHandler(Row& row, int deepest) : row_(row), deepest_(deepest) {}
 
   /// What is wrong with the row; empty when nothing is.
   std::string problem() const {
     if (!isObject_) return "expected an object";
-    return hasTooManyKeys_ ? "more than " + std::to_string(maximalNames) + " names" : "";
+    return hasTooManyKeys_ ? tooManyNames() : "";
   }
 
   bool Key(const char* text, rapidjson::SizeType length, bool) {
@@ -63,19 +77,12 @@ class RowHandler : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, RowHan
     if (!hasTooManyKeys_) row_.keys.emplace_back(text, length);
     return true;
   }
-  bool RawNumber(const char* text, rapidjson::SizeType length, bool) {
-    if (depth_ == 1 && isObject_ && !hasTooManyKeys_) row_.numbers[row_.keys.back()].assign(text, length);
-    return true;
-  }
   bool StartObject() {
-    if (depth_++ == 0) isObject_ = true;
-    return true;
+    isObject_ = isObject_ || depth_ == 0;
+    return ++depth_ <= deepest_;
   }
   bool EndObject(rapidjson::SizeType) { return leave(); }
-  bool StartArray() {
-    ++depth_;
-    return true;
-  }
+  bool StartArray() { return ++depth_ <= deepest_; }
   bool EndArray(rapidjson::SizeType) { return leave(); }
 
  private:
@@ -85,19 +92,73 @@ class RowHandler : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, RowHan
   }
 
   Row& row_;
+  int deepest_;
   int depth_ = 0;
   bool isObject_ = false;
   bool hasTooManyKeys_ = false;
 };
 
-/// Reads one value into the row; the result tells whether it is JSON.
+bool isNotJson(const rapidjson::ParseResult& result) {
+  return result.IsError() && result.Code() != rapidjson::kParseErrorTermination;
+}
+
+/// Looks at a value that is no document; the result tells whether it is JSON, or ends below `deepest` levels.
 template <class Stream>
-rapidjson::ParseResult readValue(Stream& stream, Row& row) {
-  RowHandler handler(row);
+rapidjson::ParseResult lookAt(Stream& stream, Row& row, int deepest) {
+  RowHandler handler(row, deepest);
   rapidjson::Reader reader;
   const rapidjson::ParseResult result = reader.Parse<parseFlags>(stream, handler);
-  if (!result.IsError()) row.problem = handler.problem();
+  if (!isNotJson(result)) row.problem = handler.problem();
   return result;
+}
+
+/// Makes the row's document and takes its keys from that; false where the text is no document.
+bool parse(Row& row) {
+  try {
+    row.parsed = ObjectProperties::fromJson(row.json);
+  } catch (const database_client::Error&) {
+    row.refusal = std::current_exception();
+    return false;
+  }
+  for (database_client::ElementReader value(row.parsed); value.next();) {
+    if (row.keys.size() == maximalNames) {
+      row.problem = tooManyNames();
+      break;
+    }
+    row.keys.emplace_back(value.key());
+  }
+  return true;
+}
+
+/// Takes bytes up to the end of the object that begins here; false where that is not seen, because the file ends
+/// before, the row is too long, or a text has a character that only JSON which is none has there.
+bool takeObject(InputFile& file, std::string& text) {
+  std::size_t depth = 0;
+  bool isInText = false;
+  bool isEscaped = false;
+  while (file.hasMore() && text.size() < maximalRowSize) {
+    const std::string_view chunk = file.peekChunk().substr(0, maximalRowSize - text.size());
+    const auto takeTo = [&](std::size_t end) {
+      text.append(chunk, 0, end);
+      file.skip(end);
+    };
+    for (std::size_t i = 0; i < chunk.size(); ++i) {
+      const char c = chunk[i];
+      if (isInText) {
+        if (static_cast<unsigned char>(c) < ' ') return takeTo(i), false;
+        isInText = isEscaped || c != '"';
+        isEscaped = !isEscaped && c == '\\';
+      } else if (c == '"') {
+        isInText = true;
+      } else if (c == '{' || c == '[') {
+        ++depth;
+      } else if ((c == '}' || c == ']') && --depth == 0) {
+        return takeTo(i + 1), true;
+      }
+    }
+    takeTo(chunk.size());
+  }
+  return false;
 }
 
 std::string reasonOf(const rapidjson::ParseResult& result) {
@@ -156,30 +217,35 @@ bool JsonArrayReader::next(Row& row) {
   row = Row();
   row.number = rows_ + 1;
   row.line = line_;
+  const bool isWhole = file_.peek() == '{' && takeObject(file_, row.json);
+  if (isWhole && parse(row)) {
+    line_ += countLineEnds(row.json);
+    ++rows_;
+    return true;
+  }
   Recording stream(file_, row.json);
-  const rapidjson::ParseResult result = readValue(stream, row);
-  line_ += countLineEnds(std::string_view(row.json).substr(0, result.IsError() ? result.Offset() : row.json.size()));
-  if (result.IsError()) fail(reasonOf(result));
+  const rapidjson::ParseResult result = lookAt(stream, row, isWhole ? deepestLooked : std::numeric_limits<int>::max());
+  line_ += countLineEnds(std::string_view(row.json).substr(0, isNotJson(result) ? result.Offset() : row.json.size()));
+  if (isNotJson(result)) fail(reasonOf(result));
   ++rows_;
   return true;
 }
 
 bool JsonLinesReader::next(Row& row) {
-  std::string line;
-  do {
-    if (!file_.takeLine(line)) return false;
-    ++line_;
-  } while (line.find_first_not_of(" \t\r") == std::string::npos);
   row = Row();
+  do {
+    if (!file_.takeLine(row.json)) return false;
+    ++line_;
+  } while (row.json.find_first_not_of(" \t\r") == std::string::npos);
   row.number = ++rows_;
   row.line = line_;
-  rapidjson::MemoryStream stream(line.data(), line.size());
-  const rapidjson::ParseResult result = readValue(stream, row);
-  std::string reason = result.IsError() ? reasonOf(result) : "";
-  if (reason.empty() && line.find_first_not_of(" \t\r", stream.Tell()) != std::string::npos)
+  if (parse(row)) return true;
+  rapidjson::MemoryStream stream(row.json.data(), row.json.size());
+  const rapidjson::ParseResult result = lookAt(stream, row, deepestLooked);
+  std::string reason = isNotJson(result) ? reasonOf(result) : "";
+  if (!result.IsError() && row.json.find_first_not_of(" \t\r", stream.Tell()) != std::string::npos)
     reason = "something follows the object";
   if (!reason.empty()) row.problem = "not JSON: " + reason;
-  row.json = std::move(line);
   return true;
 }
 

@@ -27,32 +27,30 @@ std::string kindName(PropertyType type) {
   }
 }
 
-Cell cellOf(const ObjectProperties& document, const Row& row, const std::string& name) {
-  switch (document.type(name)) {
+bool isNumber(PropertyType type) {
+  return type == PropertyType::int32 || type == PropertyType::int64 || type == PropertyType::real;
+}
+
+Cell cellOf(const database_client::ElementReader& value) {
+  switch (value.type()) {
     case PropertyType::undefined:
     case PropertyType::null:
       return {};
     case PropertyType::boolean:
-      return {document.valueAsBool(name, false)};
+      return {value.asBool(false)};
     case PropertyType::string:
-      return {document.valueAsString(name, "")};
+      return {std::string(value.asString())};
     case PropertyType::time:
-      return {Time{document.valueAsTime(name, 0)}};
+      return {Time{value.asTime(0)}};
     case PropertyType::int32:
+      return {std::int64_t{value.asInt32(0)}};
     case PropertyType::int64:
+      return {value.asInt64(0)};
     case PropertyType::real:
-      break;
+      return {value.asDouble(0)};
     default:
-      return {Cell::Other{kindName(document.type(name))}};
+      return {Cell::Other{kindName(value.type())}};
   }
-  const auto typed = row.numbers.find(name);
-  Cell result;
-  if (document.type(name) == PropertyType::real)
-    result.value = document.valueAsDouble(name, 0);
-  else
-    result.value = std::int64_t{document.valueAsInt64(name, 0)};
-  if (typed != row.numbers.end()) result.typed = typed->second;
-  return result;
 }
 
 void setConverted(DatabaseRecordInterface& record, const std::string& name, const Converted& value) {
@@ -69,22 +67,12 @@ void setConverted(DatabaseRecordInterface& record, const std::string& name, cons
   std::visit(Set{record, name}, value);
 }
 
-/// Calls `step` and names the column of what it finds wrong.
-template <class Step>
-void forColumn(const std::string& name, const Step& step) {
-  try {
-    step();
-  } catch (const ConversionError& error) {
-    throw BadRow(name, error.what());
-  } catch (const database_client::Error& error) {
-    throw BadRow(name, error.what());
-  }
-}
-
 }  // namespace
 
 RecordMaker::RecordMaker(RecordKind kind, Columns columns, std::string sourceHost)
-    : kind_(kind), columns_(std::move(columns)), names_(columns_.names()), sourceHost_(std::move(sourceHost)) {}
+    : kind_(kind), columns_(std::move(columns)), sourceHost_(std::move(sourceHost)) {
+  for (const std::string& name : columns_.names()) names_.emplace(name, names_.size());
+}
 
 std::unique_ptr<DatabaseRecordInterface> RecordMaker::newRecord() const {
   if (kind_ == RecordKind::scenario) return newRecordOf(kind_);
@@ -104,35 +92,58 @@ void RecordMaker::checkKeys(const Row& row) const {
       throw BadRow(key, "a plain row cannot have this key; records that were exported are --format records");
   }
   if (!row.cells.empty()) return;
-  std::vector<std::string_view> keys(row.keys.begin(), row.keys.end());
-  std::sort(keys.begin(), keys.end());
-  for (const std::string& name : names_) {
-    const auto [first, last] = std::equal_range(keys.begin(), keys.end(), std::string_view(name));
-    if (last - first > 1) throw BadRow(name, "stands twice in the row");
+  std::vector<std::size_t> counts(names_.size());
+  for (const std::string& key : row.keys) {
+    const auto name = names_.find(key);
+    if (name != names_.end()) ++counts[name->second];
   }
+  const auto twice = std::find_if(counts.begin(), counts.end(), [](std::size_t count) { return count > 1; });
+  if (twice != counts.end()) throw BadRow(columns_.names()[twice - counts.begin()], "stands twice in the row");
+}
+
+/// The cells of the columns that are named, in the order of their names' places.
+std::vector<Cell> RecordMaker::cellsOf(const ObjectProperties& document, const Row& row) const {
+  std::vector<Cell> cells(names_.size());
+  std::vector<std::string_view> typed;
+  std::size_t place = 0;
+  for (database_client::ElementReader value(document); value.next(); ++place) {
+    const auto name = names_.find(value.key());
+    if (name == names_.end()) continue;
+    Cell& cell = cells[name->second];
+    cell = cellOf(value);
+    if (!isNumber(value.type())) continue;
+    if (typed.empty()) typed = row.typedNumbers();
+    cell.typed = typed[place];
+  }
+  return cells;
 }
 
 void RecordMaker::fill(DatabaseRecordInterface& record, const Row& row, ObjectProperties document) const {
-  for (const std::string& name : columns_.categories) {
-    forColumn(name, [&] {
-      const Cell cell = cellOf(document, row, name);
-      if (!cell.isAbsent()) record.setCategory(name, textOf(cell));
-    });
-  }
+  const std::vector<Cell> cells = cellsOf(document, row);
+  const auto withCell = [&](const std::string& name, const auto& step) {
+    const Cell& cell = cells[names_.find(name)->second];
+    try {
+      if (!cell.isAbsent()) step(cell);
+    } catch (const ConversionError& error) {
+      throw BadRow(name, error.what());
+    } catch (const database_client::Error& error) {
+      throw BadRow(name, error.what());
+    }
+  };
+  for (const std::string& name : columns_.categories)
+    withCell(name, [&](const Cell& cell) { record.setCategory(name, textOf(cell)); });
   for (const Columns::Description& column : columns_.descriptions) {
-    forColumn(column.name, [&] {
-      const Cell cell = cellOf(document, row, column.name);
-      if (!cell.isAbsent()) setConverted(record, column.name, convert(cell, column.type, columns_.timeUnit));
+    withCell(column.name, [&](const Cell& cell) {
+      setConverted(record, column.name, convert(cell, column.type, columns_.timeUnit));
     });
   }
   for (const Columns::File& column : columns_.files) {
-    forColumn(column.name, [&] {
-      const Cell cell = cellOf(document, row, column.name);
+    withCell(column.name, [&](const Cell& cell) {
       std::string fileId;
-      if (!cell.isAbsent()) record.addFileInfo(column.kind, column.host, textOf(cell), fileId);
+      record.addFileInfo(column.kind, column.host, textOf(cell), fileId);
     });
   }
-  for (const std::string& name : names_) document.removeKey(name);
+  for (const auto& [name, place] : names_) document.removeKey(name);
   if (!document.isEmpty()) record.setUserRecrod(document);
 }
 

@@ -3,6 +3,8 @@
 
 #include <database_provider/database_provider.h>
 
+#include <functional>
+#include <map>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -40,11 +42,12 @@ class RecordMaker {
  private:
   std::unique_ptr<DatabaseRecordInterface> newRecord() const;
   void checkKeys(const Row& row) const;
+  std::vector<Cell> cellsOf(const ObjectProperties& document, const Row& row) const;
   void fill(DatabaseRecordInterface& record, const Row& row, ObjectProperties document) const;
 
   RecordKind kind_;
   Columns columns_;
-  std::vector<std::string> names_;
+  std::map<std::string, std::size_t, std::less<>> names_{};  ///< of the columns, each with its place among the cells
   std::string sourceHost_;
 };
 

@@ -4,8 +4,9 @@
 #include <database_provider/database_provider.h>
 
 #include <cstddef>
-#include <map>
+#include <exception>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace database_provider::recordctl {
@@ -17,19 +18,24 @@ constexpr const char* maximalRowSizeText = "64 MiB";
 /// The most names that one row, or a header, may have.
 constexpr std::size_t maximalNames = 100'000;
 
-/// One row of a file, not yet taken apart further than its keys.
+/// One row of a file. A row of JSON comes parsed, since only that tells its keys; a CSV row has its cells, of which a
+/// document is made when somebody wants one.
 struct Row {
-  std::size_t number = 0;                        ///< from 1, the header of a CSV file not counted
-  std::size_t line = 0;                          ///< of the file, where the row begins, from 1
-  std::string problem{};                         ///< why the row cannot be read; empty for a good one
-  std::vector<std::string> keys{};               ///< in order; a key may stand twice
-  std::map<std::string, std::string> numbers{};  ///< numbers of the row's own level, as they were typed
-  std::string json{};                            ///< the row's text, of a format that is JSON
-  std::vector<std::string> cells{};              ///< one for each key, of a CSV row
+  std::size_t number = 0;            ///< from 1, the header of a CSV file not counted
+  std::size_t line = 0;              ///< of the file, where the row begins, from 1
+  std::string problem{};             ///< why the row cannot be read; empty for a good one
+  std::vector<std::string> keys{};   ///< in order; a key may stand twice
+  std::string json{};                ///< the row's text, of a format that is JSON
+  ObjectProperties parsed{};         ///< what the text means
+  std::exception_ptr refusal{};      ///< why the text, which is JSON, is no document
+  std::vector<std::string> cells{};  ///< one for each key, of a CSV row
 
   /// The row as a document: extended JSON as it stands, CSV cells as texts. Throws `database_client::Error`. Only for a
   /// row without a problem.
   ObjectProperties document() const;
+  /// For each key of a row of JSON its number as it was typed, which a document does not keep; empty for any other
+  /// value. The texts lie in the row. Goes through the row's text once.
+  std::vector<std::string_view> typedNumbers() const;
   /// The bytes that the row took in its file, roughly.
   std::size_t size() const;
 };
