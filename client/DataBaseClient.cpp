@@ -193,13 +193,20 @@ std::list<BulkFailure> DataBaseClient::insertMany(const std::string& database, c
 void DataBaseClient::update(const std::string& database, const std::string& collection,
                             const ObjectProperties& selector, const ObjectProperties& document, const int& flags,
                             const int& operation) {
+  // This class's own: where `updateCounted` is overridden by a call of `update`, the two would not end.
+  DataBaseClient::updateCounted(database, collection, selector, document, flags, operation);
+}
+
+UpdateResult DataBaseClient::updateCounted(const std::string& database, const std::string& collection,
+                                           const ObjectProperties& selector, const ObjectProperties& document,
+                                           const int& flags, const int& operation) {
   Engine& engine = connection_->openFor(database, collection);
   const UpdateKind kind = updateKind(operation);
   const bool upsert = isUpsert(flags);
   arguments::checkDocument("selector", selector);
   arguments::checkDocument("document", document);
   if (kind == UpdateKind::replaceFirst) arguments::checkReplacement(document);
-  engine.update({database, collection}, selector, document, kind, upsert);
+  return engine.update({database, collection}, selector, document, kind, upsert);
 }
 
 void DataBaseClient::find(const std::string& database, const std::string& collection, const ObjectProperties& query,
@@ -233,6 +240,31 @@ void DataBaseClient::findEach(const std::string& database, const std::string& co
               {query, arguments::projectionFor(projection), limit, skip, unreadable ? &unreadable : nullptr}, pass);
 }
 
+void DataBaseClient::findEach(const std::string& database, const std::string& collection, const ObjectProperties& query,
+                              const FindOptions& options, const std::function<bool(ObjectProperties&)>& receive) {
+  Engine& engine = connection_->openFor(database, collection);
+  arguments::checkPage(options.limit, options.skip);
+  arguments::checkDocument("query", query);
+  arguments::checkDocument("projection", options.projection);
+  arguments::checkDocument("sort", options.sort);
+  arguments::checkSort(options.sort);
+  ObjectProperties after;
+  if (!options.after.empty()) {
+    arguments::checkText("after", options.after);
+    arguments::checkSortOfPages(options.sort);
+    after.setValueId("_id", options.after);
+  }
+  const ObjectProperties projection = arguments::projectionFor(options.projection);
+  FindRequest request{query, projection, options.limit, options.skip};
+  if (!options.sort.isEmpty()) request.sort = &options.sort;
+  if (!options.after.empty()) request.after = &after;
+  engine.find({database, collection}, request, [&receive](ObjectProperties&& document) { return receive(document); });
+}
+
+bool DataBaseClient::keepsInsertionOrder() const {
+  return connection_->open().keepsInsertionOrder();
+}
+
 void DataBaseClient::setUnreadableHandler(const UnreadableHandler& unreadable) {
   connection_->unreadable = unreadable;
   if (connection_->engine) connection_->engine->setUnreadableHandler(unreadable);
@@ -259,7 +291,14 @@ void DataBaseClient::aggregateEach(const std::string& database, const std::strin
 void DataBaseClient::remove(const std::string& database, const std::string& collection, const ObjectProperties& query) {
   Engine& engine = connection_->openFor(database, collection);
   arguments::checkDocument("query", query);
-  engine.remove({database, collection}, query);
+  engine.remove({database, collection}, query, false);
+}
+
+long long DataBaseClient::removeCounted(const std::string& database, const std::string& collection,
+                                        const ObjectProperties& query) {
+  Engine& engine = connection_->openFor(database, collection);
+  arguments::checkDocument("query", query);
+  return engine.remove({database, collection}, query, true);
 }
 
 std::string DataBaseClient::createId() {

@@ -25,6 +25,9 @@ struct FindRequest {
   int limit;  ///< 0: no limit
   int skip;
   const UnreadableHandler* unreadable = nullptr;  ///< instead of the engine's
+  const ObjectProperties* sort = nullptr;         ///< paths and 1 or -1; null: the order of the store
+  /// {_id: value} of the record behind which the results begin; null: none. With a `sort` that is one of "_id" alone.
+  const ObjectProperties* after = nullptr;
 };
 
 enum class UpdateKind { replaceFirst, setInAll, appendToArrayInAll };
@@ -59,12 +62,15 @@ class Engine {
   /// `document` begins with its "_id".
   virtual void insert(const Namespace& where, const ObjectProperties& document) = 0;
   virtual std::list<BulkFailure> insertMany(const Namespace& where, const std::vector<ObjectProperties>& documents) = 0;
-  virtual void update(const Namespace& where, const ObjectProperties& selector, const ObjectProperties& document,
-                      UpdateKind kind, bool upsert) = 0;
+  virtual UpdateResult update(const Namespace& where, const ObjectProperties& selector,
+                              const ObjectProperties& document, UpdateKind kind, bool upsert) = 0;
   virtual void find(const Namespace& where, const FindRequest& request, const Receiver& receive) = 0;
   /// `stages` is the pipeline as one document whose keys "0", "1", … hold the stages.
   virtual void aggregate(const Namespace& where, const ObjectProperties& stages, const Receiver& receive) = 0;
-  virtual void remove(const Namespace& where, const ObjectProperties& query) = 0;
+  /// The documents removed. Where `isCounted`, what would make a wrong number of them, such as a repetition, is an
+  /// error instead.
+  virtual long long remove(const Namespace& where, const ObjectProperties& query, bool isCounted) = 0;
+  virtual bool keepsInsertionOrder() const = 0;
 
   /// `roles` is one document whose keys "0", "1", … hold {"role", "db"}.
   virtual void createUser(const std::string& database, const std::string& user, const std::string& password,

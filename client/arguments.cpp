@@ -56,6 +56,21 @@ bool isSwitch(const Value& value) {
   return value.type == Type::boolean || value.isNumber();
 }
 
+bool isDirection(const Value& value) {
+  if (value.type == Type::int32) return value.asInt32() == 1 || value.asInt32() == -1;
+  if (value.type == Type::int64) return value.asInt64() == 1 || value.asInt64() == -1;
+  return value.type == Type::real && (value.asDouble() == 1 || value.asDouble() == -1);
+}
+
+/// The code of a server for what is no path; 0 for one.
+int flawOfPath(std::string_view path) {
+  if (path.empty()) return code::fieldPathEmpty;
+  if (path.back() == '.') return code::fieldPathEndsWithDot;
+  if (path.front() == '.' || path.find("..") != std::string_view::npos) return code::fieldNameEmpty;
+  const bool hasDollar = path.front() == '$' || path.find(".$") != std::string_view::npos;
+  return hasDollar ? code::fieldNameWithDollar : 0;
+}
+
 void checkId(const Value& id, std::size_t ids) {
   if (ids > 1) throw Error(Error::Kind::document, "\"_id\": the document has more than one", {"_id", code::badValue});
   if (id.type == Type::array || id.type == Type::regex || id.type == Type::undefined) {
@@ -131,6 +146,26 @@ void checkPage(int limit, int skip) {
                 {"limit", code::negativeNumber});
   if (skip < 0)
     throw Error(Error::Kind::query, "skip: " + std::to_string(skip) + " is negative", {"skip", code::negativeNumber});
+}
+
+void checkSort(const ObjectProperties& sort) {
+  for (const Element& element : DocumentAccess::view(sort)) {
+    const std::string path(element.key);
+    const std::string label = "sort: \"" + path + "\" ";
+    if (const int flaw = flawOfPath(path)) throw Error(Error::Kind::query, label + "is no path", {path, flaw});
+    if (!element.value.isNumber()) {
+      throw Error(Error::Kind::query, label + "takes 1 or -1", {path, code::sortDirectionNotANumber});
+    }
+    if (!isDirection(element.value)) {
+      throw Error(Error::Kind::query, label + "takes 1 or -1", {path, code::sortDirectionNotOne});
+    }
+  }
+}
+
+void checkSortOfPages(const ObjectProperties& sort) {
+  for (const Element& element : DocumentAccess::view(sort)) {
+    if (!isId(element)) refuse("after", "only in the order of \"_id\" does one record come behind another");
+  }
 }
 
 void checkDocument(const std::string& name, const ObjectProperties& document) {

@@ -19,6 +19,10 @@ void checkPassword(const std::string& name, const std::string& value);
 void checkUser(const std::string& user);
 /// Neither may be negative.
 void checkPage(int limit, int skip);
+/// Keys are paths, values 1 or -1.
+void checkSort(const ObjectProperties& sort);
+/// Records come behind another in the order of "_id", or in that of the store, where `sort` is empty.
+void checkSortOfPages(const ObjectProperties& sort);
 /// `name` tells what the document is for.
 void checkDocument(const std::string& name, const ObjectProperties& document);
 /// Groups of the strings "role" and "db".

@@ -20,7 +20,8 @@ namespace {
 
 class Scan : public AccessPath {
  public:
-  Scan(Collection& collection, bool recheck) : collection_(collection), rows_(collection), recheck_(recheck) {}
+  Scan(Collection& collection, RecordNumber after, bool recheck)
+      : collection_(collection), rows_(collection, after), recheck_(recheck) {}
   bool next() override { return rows_.next(); }
   RecordNumber rid() const override { return rows_.rid(); }
   bool recheck() const override { return recheck_; }
@@ -35,7 +36,8 @@ class Scan : public AccessPath {
 
 class ScanBeyondDamage : public AccessPath {
  public:
-  ScanBeyondDamage(Collection& collection, bool recheck) : rows_(collection), recheck_(recheck) {}
+  ScanBeyondDamage(Collection& collection, RecordNumber after, bool recheck)
+      : rows_(collection, after), recheck_(recheck) {}
   bool next() override { return rows_.next(); }
   RecordNumber rid() const override { return rows_.rid(); }
   bool recheck() const override { return recheck_; }
@@ -47,13 +49,28 @@ class ScanBeyondDamage : public AccessPath {
   bool recheck_;
 };
 
+/// All documents, in the order of their ids.
+class InIdOrder : public AccessPath {
+ public:
+  InIdOrder(Collection& collection, const IdOrder& order) : ids_(collection, order) { index_ = "_id"; }
+  bool next() override { return ids_.next(); }
+  RecordNumber rid() const override { return ids_.rid(); }
+  bool recheck() const override { return false; }
+  View body() override { return ids_.body(); }
+  std::string idKey() override { return ids_.key(); }
+
+ private:
+  IdScan ids_;
+};
+
 /// The document with one id.
 class ById : public AccessPath {
  public:
-  ById(Collection& collection, const Value& id, bool recheck) : row_(collection, id), recheck_(recheck) {
+  ById(Collection& collection, const Value& id, RecordNumber after, bool recheck)
+      : row_(collection, id), after_(after), recheck_(recheck) {
     index_ = "_id";
   }
-  bool next() override { return !std::exchange(asked_, true) && row_.find(); }
+  bool next() override { return !std::exchange(asked_, true) && row_.find() && row_.rid() > after_; }
   RecordNumber rid() const override { return row_.rid(); }
   bool recheck() const override { return recheck_; }
   View body() override { return row_.body(); }
@@ -61,6 +78,7 @@ class ById : public AccessPath {
 
  private:
   RowById row_;
+  RecordNumber after_;
   bool asked_ = false;
   bool recheck_;
 };
@@ -68,11 +86,12 @@ class ById : public AccessPath {
 /// The documents with certain ids.
 class ByIds : public AccessPath {
  public:
-  ByIds(Collection& collection, const std::vector<Value>& ids, bool recheck)
+  ByIds(Collection& collection, const std::vector<Value>& ids, RecordNumber after, bool recheck)
       : collection_(collection), reader_(collection), recheck_(recheck) {
     index_ = "_id";
     for (const Value& id : ids) {
-      if (const auto rid = collection.ridOf(id)) rids_.push_back(*rid);
+      const auto rid = collection.ridOf(id);
+      if (rid && *rid > after) rids_.push_back(*rid);
     }
     std::sort(rids_.begin(), rids_.end());
     rids_.erase(std::unique(rids_.begin(), rids_.end()), rids_.end());
@@ -93,7 +112,8 @@ class ByIds : public AccessPath {
 
 class ByItems : public AccessPath {
  public:
-  ByItems(Collection& collection, Plan plan) : collection_(collection), reader_(collection), plan_(std::move(plan)) {
+  ByItems(Collection& collection, Plan plan, RecordNumber after)
+      : collection_(collection), reader_(collection), plan_(std::move(plan)), candidate_{rowId(after), false} {
     index_ = plan_.description;
   }
   bool next() override {
@@ -110,7 +130,7 @@ class ByItems : public AccessPath {
   Collection& collection_;
   RowReader reader_;
   Plan plan_;
-  Plan::Candidate candidate_{0, false};
+  Plan::Candidate candidate_;
 };
 
 /// Whether equality with the value means the same key: patterns match texts, undefined matches nothing, and an array
@@ -154,17 +174,18 @@ std::optional<std::vector<Value>> idsOf(const Query& query) {
 
 /// The way by an index; null where a scan is as good.
 std::unique_ptr<AccessPath> findIndex(Collection& collection, const Filter& filter, const PathHints& hints) {
-  if (filter.namesOneId()) return std::make_unique<ById>(collection, filter.id(), false);
+  if (hints.order) return std::make_unique<InIdOrder>(collection, *hints.order);
+  if (filter.namesOneId()) return std::make_unique<ById>(collection, filter.id(), hints.after, false);
   const Query& query = filter.matcher().query();
   if (const auto ids = idsOf(query)) {
     // One test on "_id", {$in: […]} or {$eq: …}, is answered whole by the look-up.
     const bool recheck = query.kind != Query::Kind::field || query.condition.kind != Condition::Kind::test;
-    if (ids->size() == 1) return std::make_unique<ById>(collection, ids->front(), recheck);
-    return std::make_unique<ByIds>(collection, *ids, recheck);
+    if (ids->size() == 1) return std::make_unique<ById>(collection, ids->front(), hints.after, recheck);
+    return std::make_unique<ByIds>(collection, *ids, hints.after, recheck);
   }
   if (filter.matcher().matchesEverything() || collection.index() == nullptr) return nullptr;
   Plan found = plan(*collection.index(), query, {collection.estimate(), hints.matches, hints.documentsAreRead});
-  return found.usesIndex ? std::make_unique<ByItems>(collection, std::move(found)) : nullptr;
+  return found.usesIndex ? std::make_unique<ByItems>(collection, std::move(found), hints.after) : nullptr;
 }
 
 /// {_id: value}, by its bytes alone: the query is one element, which ends where the document does.
@@ -192,8 +213,8 @@ std::unique_ptr<AccessPath> chooseAccessPath(Collection& collection, const Filte
     if (!hints.passesOverDamage) throw;
   }
   const bool recheck = !filter.matcher().matchesEverything();
-  if (hints.passesOverDamage) return std::make_unique<ScanBeyondDamage>(collection, recheck);
-  return std::make_unique<Scan>(collection, recheck);
+  if (hints.passesOverDamage) return std::make_unique<ScanBeyondDamage>(collection, hints.after, recheck);
+  return std::make_unique<Scan>(collection, hints.after, recheck);
 }
 
 }  // namespace database_client::embedded

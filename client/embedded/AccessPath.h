@@ -3,11 +3,13 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "client/bson/View.h"
 #include "client/embedded/query/match/Matcher.h"
 #include "client/embedded/storage/Collection.h"
+#include "client/embedded/storage/IdScan.h"
 
 namespace database_client::embedded {
 
@@ -34,7 +36,8 @@ class Filter {
 };
 
 /// The way to the documents that may match a query: by the key of "_id", by the item index, or by a scan. It gives them
-/// in insertion order, whichever it is, so that pages fit together.
+/// in insertion order, whichever it is, so that pages fit together; unless the order of "_id" is asked for, which the
+/// look-up table of ids gives.
 ///
 /// A candidate is a record number. Its document is read only when somebody asks for it, and it either surely matches or
 /// is to be compared with the query (`recheck`); a path may give candidates that do not match, and never leaves one out
@@ -71,9 +74,11 @@ class AccessPath {
 
 /// What is known of a read besides its query.
 struct PathHints {
-  bool documentsAreRead = true;   ///< false when only their number counts
-  bool passesOverDamage = false;  ///< what cannot be read ends nothing
-  std::uint64_t matches = 0;      ///< read at most, 0: all
+  bool documentsAreRead = true;    ///< false when only their number counts
+  bool passesOverDamage = false;   ///< what cannot be read ends nothing
+  std::uint64_t matches = 0;       ///< read at most, 0: all
+  RecordNumber after = 0;          ///< only records above this number
+  std::optional<IdOrder> order{};  ///< of a query that everything matches, where nothing is passed over
 };
 
 /// Chooses between "_id", the index over the items, and a scan. The path keeps nothing of `filter`.

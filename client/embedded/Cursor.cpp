@@ -32,7 +32,8 @@ Cursor::Cursor(Collection* collection, const Filter& filter, Page page, const Cu
   if (!filter.namesOneId()) filter.matcher();
   if (collection == nullptr) return;
   const std::uint64_t matches = page.limit == 0 ? 0 : page.limit + page.skip;
-  candidates_ = chooseAccessPath(*collection, filter, {use.documentsAreRead, use.unreadable != nullptr, matches});
+  const PathHints hints{use.documentsAreRead, use.unreadable != nullptr, matches, use.after, use.order};
+  candidates_ = chooseAccessPath(*collection, filter, hints);
 }
 
 Cursor::~Cursor() = default;

@@ -5,12 +5,14 @@
 #include <exception>
 #include <list>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "client/DamageError.h"
 #include "client/bson/View.h"
 #include "client/embedded/storage/Collection.h"
+#include "client/embedded/storage/IdScan.h"
 #include "client/embedded/storage/Store.h"
 #include "database_client/DataBaseClient.h"
 
@@ -31,10 +33,13 @@ struct CursorUse {
   bool bodiesAreWanted = true;   ///< false where a match that needs no look at the document is taken as it is
   /// Told of each document that is passed over since it cannot be read; null: a read fails there.
   const UnreadableHandler* unreadable = nullptr;
+  RecordNumber after = 0;  ///< only records above this number
+  /// Instead of insertion order; only for a query that everything matches, and where nothing is passed over.
+  std::optional<IdOrder> order{};
 };
 
-/// The documents of a collection that match a query, in insertion order: it chooses an access path, reads candidates
-/// and rechecks them.
+/// The documents of a collection that match a query, in insertion order unless another is asked for: it chooses an
+/// access path, reads candidates and rechecks them.
 ///
 /// Used inside a `Store::Reading` or `Store::Writing`. Nothing but the current document is held in memory until the
 /// cursor is materialized; from then on it is independent of the store.

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <functional>
 #include <list>
 #include <optional>
 #include <string>
@@ -8,6 +9,7 @@
 
 #include "client/Engine.h"
 #include "client/embedded/storage/Collection.h"
+#include "client/embedded/storage/IdScan.h"
 #include "client/embedded/storage/Store.h"
 #include "client/embedded/storage/StoreAddress.h"
 #include "client/embedded/storage/StoreFile.h"
@@ -16,6 +18,8 @@
 #include "client/embedded/users/UserDirectory.h"
 
 namespace database_client::embedded {
+
+class Cursor;
 
 /// The engine for one file. Each call is one transaction: it does everything or nothing, and reads from one state of
 /// the store. A receiver of results may use the same client, also to write; what the call has still to hand over is
@@ -29,11 +33,12 @@ class EmbeddedEngine : public Engine {
 
   void insert(const Namespace& where, const ObjectProperties& document) override;
   std::list<BulkFailure> insertMany(const Namespace& where, const std::vector<ObjectProperties>& documents) override;
-  void update(const Namespace& where, const ObjectProperties& selector, const ObjectProperties& document,
-              UpdateKind kind, bool upsert) override;
+  UpdateResult update(const Namespace& where, const ObjectProperties& selector, const ObjectProperties& document,
+                      UpdateKind kind, bool upsert) override;
   void find(const Namespace& where, const FindRequest& request, const Receiver& receive) override;
   void aggregate(const Namespace& where, const ObjectProperties& stages, const Receiver& receive) override;
-  void remove(const Namespace& where, const ObjectProperties& query) override;
+  long long remove(const Namespace& where, const ObjectProperties& query, bool isCounted) override;
+  bool keepsInsertionOrder() const override { return true; }
 
   void createUser(const std::string& database, const std::string& user, const std::string& password,
                   const ObjectProperties& roles, const ObjectProperties& customData) override;
@@ -61,6 +66,9 @@ class EmbeddedEngine : public Engine {
 
  private:
   Collection* reading(const Namespace& where, const char* operation);
+  /// Sorts what the cursor gives as the stage $sort does. `order` where that is by "_id".
+  static void giveSorted(Cursor& cursor, const FindRequest& request, const std::optional<IdOrder>& order,
+                         const std::function<bool(bson::View)>& give);
   std::optional<ObjectProperties> lookUpOfSelf(const Namespace& where, const ObjectProperties& query);
   void requireWrite(const Namespace& where, const char* operation);
   void requireUserRights(const std::string& database, const std::vector<Grant>& grants, const char* operation,

@@ -1,16 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// Aggregations.
+// Aggregations, and what is sorted as one of their stages does it.
 
 #include <utility>
 
 #include "client/DamageError.h"
 #include "client/DocumentAccess.h"
+#include "client/bson/Writer.h"
 #include "client/embedded/AccessPath.h"
 #include "client/embedded/Cursor.h"
 #include "client/embedded/EmbeddedEngine.h"
 #include "client/embedded/index/plan/answerFromIndex.h"
 #include "client/embedded/query/pipeline/Pipeline.h"
+#include "client/embedded/query/values/compare.h"
 #include "client/embedded/query/values/errors.h"
 
 namespace database_client::embedded {
@@ -59,6 +61,35 @@ Pipeline::Source sourceOf(Cursor& cursor) {
 }
 
 }  // namespace
+
+void EmbeddedEngine::giveSorted(Cursor& cursor, const FindRequest& request, const std::optional<IdOrder>& order,
+                                const std::function<bool(View)>& give) {
+  bson::Writer stages;
+  stages.beginDocument("0");
+  stages.appendDocument("$sort", DocumentAccess::view(*request.sort));
+  stages.end();
+  stages.beginDocument("1");
+  stages.appendInt64("$skip", request.skip);
+  stages.end();
+  if (request.limit > 0) {  // Which lets the sort hold no more than comes out.
+    stages.beginDocument("2");
+    stages.appendInt64("$limit", request.limit);
+    stages.end();
+  }
+  const std::vector<Byte> specification = stages.take();
+  const Pipeline pipeline(viewOf(specification));
+  const bool isFromTheFirst = !order || isMissing(order->after);
+  const auto isWanted = [&](View document) {
+    if (isFromTheFirst) return true;
+    const int place = compare(document.find("_id"), order->after);
+    return order->isDescending ? place < 0 : place > 0;
+  };
+  const Pipeline::Source all = sourceOf(cursor);
+  const auto wanted = [&](const Pipeline::Receiver& take) {
+    all([&](View document) { return !isWanted(document) || take(document); });
+  };
+  pipeline.run(wanted, give);
+}
 
 void EmbeddedEngine::aggregate(const Namespace& where, const ObjectProperties& stages, const Receiver& receive) {
   const View specification = DocumentAccess::view(stages);

@@ -13,6 +13,7 @@
 #include "client/embedded/EmbeddedEngine.h"
 #include "client/embedded/query/transform/Projection.h"
 #include "client/embedded/query/transform/Update.h"
+#include "client/embedded/query/values/numbers.h"
 #include "client/embedded/storage/duplicateKey.h"
 #include "database_client/Error.h"
 #include "database_client/codes.h"
@@ -22,6 +23,7 @@ namespace database_client::embedded {
 using bson::Byte;
 using bson::Element;
 using bson::Type;
+using bson::Value;
 using bson::View;
 using bson::viewOf;
 
@@ -44,6 +46,26 @@ Page pageOf(int limit, int skip) {
   return {static_cast<std::uint64_t>(skip), static_cast<std::uint64_t>(limit)};
 }
 
+Value afterOf(const FindRequest& request) {
+  return request.after == nullptr ? Value{} : DocumentAccess::view(*request.after).find("_id");
+}
+
+/// Where a find is sorted by "_id". What else it is sorted by makes no difference behind that, since ids are unique.
+std::optional<IdOrder> idOrderOf(const FindRequest& request) {
+  const Element first = *DocumentAccess::view(*request.sort).begin();
+  if (first.key != "_id") return std::nullopt;
+  return IdOrder{exactInteger(first.value) == -1, afterOf(request)};
+}
+
+RecordNumber requirePlace(Collection& collection, const FindRequest& request) {
+  const auto place = collection.placeOf(afterOf(request));
+  if (place) return *place;
+  throw Error(Error::Kind::query,
+              "after: no record of " + collection.label() + " has the \"_id\" \"" +
+                  request.after->valueAsId("_id", "") + "\", and where it stood is not known",
+              {"after"});
+}
+
 /// A write of the document with one "_id" asks no index.
 Store::WriteScope scopeOf(const Filter& filter) {
   return filter.namesOneId() ? Store::WriteScope::one : Store::WriteScope::many;
@@ -62,9 +84,12 @@ std::vector<Byte> copyOf(RowReader& reader, RecordNumber rid) {
   return {stored.data, stored.data + stored.size};
 }
 
-void apply(Collection& collection, RecordNumber rid, View stored, const Update& change) {
+/// Whether the document is another now. One that stays as it is is not written.
+bool apply(Collection& collection, RecordNumber rid, View stored, const Update& change) {
   const std::vector<Byte> changed = change.apply(stored);
-  if (!changed.empty()) collection.replace(rid, stored, viewOf(changed));
+  if (changed.empty()) return false;
+  collection.replace(rid, stored, viewOf(changed));
+  return true;
 }
 
 void removeOne(Collection& collection, RecordNumber rid) {
@@ -82,32 +107,32 @@ void insertNew(Collection& collection, View document) {
   if (!collection.insert(document)) throw duplicateKey(collection.label(), document.find("_id"));
 }
 
-/// False when nothing matches; so does `updateAll`.
-bool updateFirst(Collection* collection, const Filter& selector, const Update& change) {
+UpdateResult updateFirst(Collection* collection, const Filter& selector, const Update& change) {
   RecordNumber rid = 0;
   std::vector<Byte> stored;
   {
     Cursor cursor(collection, selector, {0, 1});
-    if (!cursor.next()) return false;
+    if (!cursor.next()) return {};
     rid = cursor.rid();
     const View found = cursor.body();
     stored.assign(found.data, found.data + found.size);
   }
-  apply(*collection, rid, viewOf(stored), change);
-  return true;
+  return {1, apply(*collection, rid, viewOf(stored), change) ? 1 : 0, 0};
 }
 
-bool updateAll(Collection* collection, const Filter& selector, const Update& change) {
+UpdateResult updateAll(Collection* collection, const Filter& selector, const Update& change) {
   // All matches are known before the first changes, so that none is met twice.
   const std::vector<RecordNumber> rids = matchingRids(collection, selector);
-  if (rids.empty()) return false;
+  if (rids.empty()) return {};
+  UpdateResult result;
   RowReader reader(*collection);
   for (const RecordNumber rid : rids) {
     collection->checkWanted();
     const std::vector<Byte> stored = copyOf(reader, rid);
-    apply(*collection, rid, viewOf(stored), change);
+    ++result.matched;
+    if (apply(*collection, rid, viewOf(stored), change)) ++result.modified;
   }
-  return true;
+  return result;
 }
 
 }  // namespace
@@ -146,24 +171,27 @@ std::list<BulkFailure> EmbeddedEngine::insertMany(const Namespace& where,
   return failures;
 }
 
-void EmbeddedEngine::update(const Namespace& where, const ObjectProperties& selector, const ObjectProperties& document,
-                            UpdateKind kind, bool upsert) {
+UpdateResult EmbeddedEngine::update(const Namespace& where, const ObjectProperties& selector,
+                                    const ObjectProperties& document, UpdateKind kind, bool upsert) {
   const Filter filter(DocumentAccess::view(selector));
   const Update change(kind, DocumentAccess::view(document));
   const bool onlyFirst = kind == UpdateKind::replaceFirst;
   Store::Writing writing(store_, scopeOf(filter));
   requireWrite(where, "update");
   Collection* collection = store_.find(where.database, where.collection);
-  const bool found = onlyFirst ? updateFirst(collection, filter, change) : updateAll(collection, filter, change);
-  if (!found && upsert) {
+  UpdateResult result = onlyFirst ? updateFirst(collection, filter, change) : updateAll(collection, filter, change);
+  if (result.matched == 0 && upsert) {
     const std::vector<Byte> made = change.upsertDocument(filter.matcher().query(), ObjectId::make().bytes.data());
     requireId(viewOf(made));
     insertNew(store_.obtain(where.database, where.collection), viewOf(made));
+    result.inserted = 1;
   }
   writing.commit();
+  return result;
 }
 
-void EmbeddedEngine::remove(const Namespace& where, const ObjectProperties& query) {
+// The number is exact without further ado: a call takes place as a whole or not at all.
+long long EmbeddedEngine::remove(const Namespace& where, const ObjectProperties& query, bool /*isCounted*/) {
   const Filter filter(DocumentAccess::view(query));
   Store::Writing writing(store_, scopeOf(filter));
   requireWrite(where, "remove");
@@ -174,6 +202,7 @@ void EmbeddedEngine::remove(const Namespace& where, const ObjectProperties& quer
     removeOne(*collection, rid);
   }
   writing.commit();
+  return static_cast<long long>(rids.size());
 }
 
 void EmbeddedEngine::find(const Namespace& where, const FindRequest& request, const Receiver& receive) {
@@ -184,13 +213,23 @@ void EmbeddedEngine::find(const Namespace& where, const FindRequest& request, co
   Collection* collection = self ? store_.find(where.database, where.collection) : this->reading(where, "find");
   const UnreadableHandler* told = request.unreadable != nullptr ? request.unreadable : unreadable();
   const Filter filter(DocumentAccess::view(self ? *self : request.query));
-  Cursor cursor(collection, filter, page, {true, true, told});
+  CursorUse use{true, true, told};
+  const bool isSorted = request.sort != nullptr;
+  const std::optional<IdOrder> order = isSorted ? idOrderOf(request) : std::nullopt;
+  // Beyond damage the look-up table of ids is only one of the places where records may be.
+  const bool isInIdOrder = order && told == nullptr && filter.matcher().matchesEverything();
+  if (isInIdOrder) use.order = order;
+  if (!isSorted && request.after != nullptr && collection != nullptr) use.after = requirePlace(*collection, request);
+  const auto give = [&](View document) {
+    return receive(projection.keepsEverything() ? DocumentAccess::adopt(document)
+                                                : DocumentAccess::adopt(projection.apply(document)));
+  };
+  const bool isToBeSorted = isSorted && !isInIdOrder;
+  Cursor cursor(collection, filter, isToBeSorted ? Page() : page, use);
   const Store::Registration registration(store_, cursor);
+  if (isToBeSorted) return giveSorted(cursor, request, order, give);
   bool more = true;
-  while (more && cursor.next()) {
-    more = receive(projection.keepsEverything() ? DocumentAccess::adopt(cursor.body())
-                                                : DocumentAccess::adopt(projection.apply(cursor.body())));
-  }
+  while (more && cursor.next()) more = give(cursor.body());
 }
 
 long long EmbeddedEngine::count(const Namespace& where, const ObjectProperties& query) {

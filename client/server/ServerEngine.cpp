@@ -2,6 +2,7 @@
 #include "client/server/ServerEngine.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <string_view>
 #include <utility>
@@ -88,8 +89,44 @@ OwnedBson updateOptions(bool upsert) {
 
 void appendPage(bson::Writer& writer, const FindRequest& request) {
   if (!request.projection.isEmpty()) writer.appendDocument("projection", DocumentAccess::view(request.projection));
+  if (request.sort != nullptr) writer.appendDocument("sort", DocumentAccess::view(*request.sort));
   if (request.limit > 0) writer.appendInt64("limit", request.limit);
   if (request.skip > 0) writer.appendInt64("skip", request.skip);
+}
+
+/// {$and: [query, {$or: [{_id: {$gt: id}}, {_id: {$type: [kinds behind that of the id]}}]}]}: a comparison in a query
+/// sees values of its operand's own kind alone, while an order goes on with those of the kinds behind it. Each part is
+/// a range of the index on "_id", and a server merges ranges in the order that is asked for.
+ObjectProperties behind(const ObjectProperties& query, const bson::Value& id, bool isDescending) {
+  // What an "_id" can be, in the order of values. Records are named by a text or an object id.
+  using bson::Type;
+  constexpr std::array<Type, 18> kinds{
+      Type::minKey, Type::null,      Type::real,      Type::int32,  Type::int64,         Type::decimal128,
+      Type::symbol, Type::string,    Type::document,  Type::binary, Type::objectId,      Type::boolean,
+      Type::date,   Type::timestamp, Type::dbPointer, Type::code,   Type::codeWithScope, Type::maxKey};
+  const bool isText = id.type == Type::string;
+  const auto* const below = std::find(kinds.begin(), kinds.end(), isText ? Type::symbol : Type::objectId);
+  const auto* const above = below + (isText ? 2 : 1);  // Symbols compare as texts do.
+  const auto* const first = isDescending ? kinds.begin() : above;
+  const auto* const last = isDescending ? below : kinds.end();
+  bson::Writer writer;
+  writer.beginArray("$and");
+  writer.appendDocument("0", DocumentAccess::view(query));
+  writer.beginDocument("1");
+  writer.beginArray("$or");
+  writer.beginDocument("0");
+  writer.beginDocument("_id");
+  writer.append(isDescending ? "$lt" : "$gt", id);
+  writer.end();
+  writer.end();
+  writer.beginDocument("1");
+  writer.beginDocument("_id");
+  writer.beginArray("$type");
+  for (const auto* kind = first; kind != last; ++kind) {
+    const int number = *kind == Type::minKey ? -1 : static_cast<int>(*kind);
+    writer.appendInt32(bson::IndexKey(static_cast<std::size_t>(kind - first)), number);
+  }
+  return DocumentAccess::adopt(writer.take());
 }
 
 OwnedBson findOptions(const FindRequest& request) {
@@ -318,8 +355,8 @@ std::list<BulkFailure> ServerEngine::insertMany(const Namespace& where,
   return failures;
 }
 
-void ServerEngine::update(const Namespace& where, const ObjectProperties& selector, const ObjectProperties& document,
-                          UpdateKind kind, bool upsert) {
+UpdateResult ServerEngine::update(const Namespace& where, const ObjectProperties& selector,
+                                  const ObjectProperties& document, UpdateKind kind, bool upsert) {
   const bool replaces = kind == UpdateKind::replaceFirst;
   Operation operation = writeOperation("update of", where);
   operation.manyDocuments = !replaces;
@@ -329,6 +366,7 @@ void ServerEngine::update(const Namespace& where, const ObjectProperties& select
   const OwnedBson change = under(kind == UpdateKind::setInAll ? "$set" : "$push", document);
   const OwnedBson options = updateOptions(upsert);
   const auto send = replaces ? &mongoc_collection_replace_one : &mongoc_collection_update_many;
+  UpdateResult result;
   runner_.run(operation, [&](Attempt& attempt) {
     mongoc_collection_t* const collection = attempt.collection(where);
     Reply reply;
@@ -338,10 +376,13 @@ void ServerEngine::update(const Namespace& where, const ObjectProperties& select
     }
     if (!isAcknowledged()) return;
     attempt.check();
-    const std::int64_t touched = numberAt(reply.view(), "matchedCount") + numberAt(reply.view(), "upsertedCount");
+    result = {numberAt(reply.view(), "matchedCount"), numberAt(reply.view(), "modifiedCount"),
+              numberAt(reply.view(), "upsertedCount")};
+    const long long touched = result.matched + result.inserted;
     if (touched == 0 && upsert) failDamaged(attempt, "the server acknowledged neither a match nor an insert");
     if (touched > 1 && replaces) failDamaged(attempt, "the server acknowledged more than one replacement");
   });
+  return result;
 }
 
 void ServerEngine::findPlainly(const Namespace& where, const FindRequest& request, const Receiver& receive) {
@@ -387,6 +428,17 @@ void ServerEngine::findMany(const Namespace& where, const FindRequest& request, 
 }
 
 void ServerEngine::find(const Namespace& where, const FindRequest& request, const Receiver& receive) {
+  if (request.after != nullptr) {
+    // A server has no order of its own in which one could go on.
+    ObjectProperties sort;
+    sort.setValueInt32("_id", 1);
+    if (request.sort != nullptr) sort = *request.sort;
+    const bool isDescending = sort.valueAsDouble("_id", 1) < 0;
+    const bson::Value id = DocumentAccess::view(*request.after).find("_id");
+    const ObjectProperties rest = behind(request.query, id, isDescending);
+    find(where, {rest, request.projection, request.limit, request.skip, request.unreadable, &sort}, receive);
+    return;
+  }
   if (!holdsUsers(where)) {
     findPlainly(where, request, receive);
     return;
@@ -420,11 +472,13 @@ void ServerEngine::aggregate(const Namespace& where, const ObjectProperties& sta
   });
 }
 
-void ServerEngine::remove(const Namespace& where, const ObjectProperties& query) {
+long long ServerEngine::remove(const Namespace& where, const ObjectProperties& query, bool isCounted) {
   Operation operation = writeOperation("remove from", where);
   operation.manyDocuments = true;
-  operation.repeatable = true;
+  // What a first try removed before its answer was lost no second one counts.
+  operation.repeatable = !isCounted;
   const BorrowedBson selector(DocumentAccess::view(query));
+  long long removed = 0;
   runner_.run(operation, [&](Attempt& attempt) {
     mongoc_collection_t* const collection = attempt.collection(where);
     Reply reply;
@@ -432,8 +486,11 @@ void ServerEngine::remove(const Namespace& where, const ObjectProperties& query)
     if (!mongoc_collection_delete_many(collection, selector.get(), nullptr, reply.get(), &error)) {
       attempt.fail(error, reply.get());
     }
-    if (isAcknowledged()) attempt.check();
+    if (!isAcknowledged()) return;
+    attempt.check();
+    removed = numberAt(reply.view(), "deletedCount");
   });
+  return removed;
 }
 
 void ServerEngine::createUser(const std::string& database, const std::string& user, const std::string& password,

@@ -40,13 +40,14 @@ class ServerEngine final : public Engine {
 
   void insert(const Namespace& where, const ObjectProperties& document) override;
   std::list<BulkFailure> insertMany(const Namespace& where, const std::vector<ObjectProperties>& documents) override;
-  void update(const Namespace& where, const ObjectProperties& selector, const ObjectProperties& document,
-              UpdateKind kind, bool upsert) override;
+  UpdateResult update(const Namespace& where, const ObjectProperties& selector, const ObjectProperties& document,
+                      UpdateKind kind, bool upsert) override;
   /// On "admin"."system.users" the credentials are left out, and users that the server keeps elsewhere, or does not let
   /// this user read, are asked for by command.
   void find(const Namespace& where, const FindRequest& request, const Receiver& receive) override;
   void aggregate(const Namespace& where, const ObjectProperties& stages, const Receiver& receive) override;
-  void remove(const Namespace& where, const ObjectProperties& query) override;
+  long long remove(const Namespace& where, const ObjectProperties& query, bool isCounted) override;
+  bool keepsInsertionOrder() const override { return false; }
 
   void createUser(const std::string& database, const std::string& user, const std::string& password,
                   const ObjectProperties& roles, const ObjectProperties& customData) override;

@@ -197,7 +197,7 @@ bool holdsUsers(const Namespace& where) {
 
 void findUsers(OperationRunner& runner, const FindRequest& request, const Engine::Receiver& receive) {
   const std::optional<std::string> user = askedFor(request.query);
-  if (!user || !request.projection.isEmpty()) {
+  if (!user || !request.projection.isEmpty() || request.sort != nullptr) {
     throw Error(Error::Kind::unsupported, "this server tells of its users only all of them, or those of one name");
   }
   int position = 0;

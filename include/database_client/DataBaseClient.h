@@ -27,6 +27,26 @@ struct UpdateOperation {
       9;  ///< the group of the document is appended to the array of the same name in every match
 };
 
+/// What an update did. Zeros where writes are not acknowledged (w=0 in the address).
+struct UpdateResult {
+  long long matched = 0;   ///< what the selector met; of a replacement one at most
+  long long modified = 0;  ///< how many of these are others now; one that already was as it was to become is not
+  long long inserted = 0;  ///< 1 for what `UpdateFlags::upsert` made, which is no match
+};
+
+/// What a find gives of the matches, and in which order.
+struct FindOptions {
+  ObjectProperties projection{};  ///< as `DataBaseClient::find` takes it
+  /// Paths with 1 (ascending) or -1 (descending), the most significant first, as the stage "$sort" takes them; empty
+  /// for the store's own order.
+  ObjectProperties sort{};
+  /// The "_id" of the record behind which the results begin (24 hex digits are an object id, else a text); empty for
+  /// all of them.
+  std::string after{};
+  int limit = 0;  ///< 0: all
+  int skip = 0;   ///< of what comes behind `after`
+};
+
 /// One document of a bulk insert that did not go in.
 struct BulkFailure {
   std::size_t index;  ///< its place in the list that was passed
@@ -244,6 +264,36 @@ class DATABASE_CLIENT_EXPORT DataBaseClient {
   /// What a collection takes; zeros where there is none. Takes the right to read it. In a file every row is passed
   /// over, without reading large documents; a server has the figures at hand.
   virtual CollectionSize collectionSize(const std::string& database, const std::string& collection);
+
+  // How many a write met, and pages.
+
+  /// As `update`, telling how many documents it met and changed.
+  virtual UpdateResult updateCounted(const std::string& database, const std::string& collection,
+                                     const ObjectProperties& selector, const ObjectProperties& document,
+                                     const int& flags, const int& operation);
+  /// As `remove`, giving the number of documents removed; 0 where writes are not acknowledged. A removal whose answer
+  /// was lost is not repeated, as `remove` does where that is safe, since what the first try removed would be missing
+  /// from the number: it ends with `Error::outcomeUnknown`.
+  virtual long long removeCounted(const std::string& database, const std::string& collection,
+                                  const ObjectProperties& query);
+  /// As `findEach` above, in an order and from a place of the caller's choice.
+  ///
+  /// With `FindOptions::after` each page costs what the first one does, however many come before it, and leaves nothing
+  /// out and repeats nothing when others insert and remove meanwhile. Without a sort, pages are in the store's own
+  /// order: that of insertion in a file, that of "_id" on a server (see `keepsInsertionOrder`). With a sort the only
+  /// one is {"_id": 1 or -1}, else Error{query}. The record that is named need not match the query. It may be gone,
+  /// too, where "_id" is the order. In a file's own order the place of an object id that is gone is told from its
+  /// neighbours, if the object ids before and behind it follow each other in the file, as they do where ids grow with
+  /// each insert; else it is Error{query}, and the record before is to be named.
+  ///
+  /// Other sorts read all matches, and hold what `limit` and `skip` leave of them; in a file above 100 MB that is
+  /// Error{query} with code 292. There {"_id": ±1} of all records needs no sorting where ids are object ids; of other
+  /// kinds of ids, all ids of the kind are read. Equals come in insertion order in a file, in none on a server. A sort
+  /// that makes no sense is Error{query} naming its key.
+  virtual void findEach(const std::string& database, const std::string& collection, const ObjectProperties& query,
+                        const FindOptions& options, const std::function<bool(ObjectProperties&)>& receive);
+  /// Whether a find without a sort gives the order of insertion: true in a file, false on a server.
+  virtual bool keepsInsertionOrder() const;
 
  private:
   struct Connection;

@@ -31,6 +31,10 @@ TEST(UnconnectedClient, EveryOperationThrowsThatItIsNotConnected) {
       [&] { client.find("d", "c", none, none, documents, 0, 0); },
       [&] { client.aggregate("d", "c", none, documents); },
       [&] { client.remove("d", "c", none); },
+      [&] { client.updateCounted("d", "c", none, none, 1, 1); },
+      [&] { client.removeCounted("d", "c", none); },
+      [&] { client.findEach("d", "c", none, {}, [](ObjectProperties&) { return true; }); },
+      [&] { client.keepsInsertionOrder(); },
       [&] { client.createUser("d", "u", "p", none, none); },
       [&] { client.modifyUser("d", "u", none, none); },
       [&] { client.changePassword("d", "u", "p"); },
@@ -96,6 +100,12 @@ class OpenClient : public ::testing::Test {
     return outcome(
         [&] { client.update("d", "c", ObjectProperties(), ObjectProperties::fromJson(document), flags, operation); });
   }
+  std::string findInOrder(const std::string& sort, const std::string& after = "") {
+    FindOptions options;
+    options.sort = ObjectProperties::fromJson(sort);
+    options.after = after;
+    return outcome([&] { client.findEach("d", "c", {}, options, [](ObjectProperties&) { return true; }); });
+  }
   std::string insert(const std::string& json) {
     const auto document = ObjectProperties::fromJson(json);
     std::string id;
@@ -141,6 +151,31 @@ TEST_F(OpenClient, NegativePagesAreRefused) {
   std::list<ObjectProperties*> documents;
   EXPECT_EQ(outcome([&] { client.find("d", "c", {}, {}, documents, -1, 0); }), "query limit");
   EXPECT_EQ(outcome([&] { client.find("d", "c", {}, {}, documents, 0, -1); }), "query skip");
+}
+
+TEST_F(OpenClient, SortsTakeOneOrMinusOneUnderPaths) {
+  for (const char* sort : {"{}", R"({"a": 1})", R"({"a.b": -1, "c": 1.0})", R"({"a": {"$numberLong": "-1"}})"}) {
+    EXPECT_EQ(findInOrder(sort), "done") << sort;
+  }
+  for (const char* direction : {"2", "0", "-2147483648", "1.5", "true", "\"1\"", "null", R"({"$meta": "textScore"})",
+                                R"({"$numberLong": "4294967297"})", R"({"$numberDouble": "NaN"})"}) {
+    EXPECT_EQ(findInOrder(std::string(R"({"b": 1, "a": )") + direction + "}"), "query a") << direction;
+  }
+  for (const char* path : {"a.", ".a", "a..b", "$a", "a.$b"}) {
+    EXPECT_EQ(findInOrder(std::string("{\"") + path + "\": 1}"), std::string("query ") + path);
+  }
+  EXPECT_EQ(findInOrder(R"({"": 1})"), "query ");
+}
+
+TEST_F(OpenClient, PagesBehindARecordTakeTheOrderOfIds) {
+  EXPECT_EQ(insert(R"({"_id": "x"})"), "done");
+  for (const char* sort : {"{}", R"({"_id": 1})", R"({"_id": -1})"}) EXPECT_EQ(findInOrder(sort, "x"), "done") << sort;
+  EXPECT_EQ(findInOrder(R"({"a": 1})", "x"), "query after");
+  EXPECT_EQ(findInOrder(R"({"a": 2})", "x"), "query a");
+  EXPECT_EQ(findInOrder(R"({"_id": 1, "a": 1})", "x"), "query after");
+  EXPECT_EQ(findInOrder("{}", "\xff"), "query after");
+  EXPECT_EQ(findInOrder("{}", "y"), "query after");
+  EXPECT_EQ(findInOrder(R"({"_id": 1})", "y"), "done");
 }
 
 TEST_F(OpenClient, IdsThatAStoreCannotKeepAreRefused) {

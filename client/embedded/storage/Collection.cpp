@@ -179,6 +179,27 @@ std::optional<RecordNumber> Collection::ridOfKey(const std::string& key) {
   return recordNumber(found.integer(0));
 }
 
+std::optional<RecordNumber> Collection::placeOf(const bson::Value& id) {
+  const std::string key = canonicalKey(id);
+  if (const auto rid = ridOfKey(key)) return rid;
+  if (id.type != bson::Type::objectId) return std::nullopt;
+  const std::string table = schema::documentsTable(number_);
+  const auto first = [this, &table](const std::string& condition, const std::string& low, const std::string& high) {
+    auto row = connection().statement("SELECT rid FROM " + table + condition + " LIMIT 1");
+    row.bindBlob(1, low.data(), low.size()).bindBlob(2, high.data(), high.size());
+    return row.step() ? std::optional(recordNumber(row.integer(0))) : std::nullopt;
+  };
+  const std::string kind = key.substr(0, 1);  // Keys begin with the kind of the value; see `canonicalKey`.
+  const std::string nextKind(1, static_cast<char>(kind.front() + 1));
+  const auto below = first(" WHERE id > ?1 AND id < ?2 ORDER BY id DESC", kind, key);
+  const auto above = first(" WHERE id > ?1 AND id < ?2 ORDER BY id", key, nextKind);
+  auto row = connection().statement("SELECT rid FROM " + table + " WHERE rid > ?1 ORDER BY rid LIMIT 1");
+  const RecordNumber before = below.value_or(0);
+  row.bind(1, rowId(before));
+  const auto following = row.step() ? std::optional(recordNumber(row.integer(0))) : std::nullopt;
+  return following == above ? std::optional(before) : std::nullopt;
+}
+
 std::string Collection::storedIdKey(RecordNumber rid) {
   auto found = store_.connection().statement(sql_.idOf);
   if (!found.bind(1, rowId(rid)).step()) return {};

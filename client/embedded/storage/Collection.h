@@ -50,6 +50,13 @@ class Collection {
   /// About as many as there are documents, at once.
   std::uint64_t estimate();
   std::optional<RecordNumber> ridOf(const bson::Value& id);
+  /// The record number behind which those stand that follow the record with this "_id", also where it was removed;
+  /// nothing where that is not known.
+  ///
+  /// Nothing is kept of what was removed. But an object id has neighbours in the order of ids, and where these follow
+  /// each other in insertion order too, the record stood between them: ids are made in the order of inserts, and one
+  /// that was not has, but for chance, neighbours that are apart.
+  std::optional<RecordNumber> placeOf(const bson::Value& id);
   /// The key of the "_id" of a record, for when the document itself cannot be read; empty where it is not known.
   std::string idKeyOf(RecordNumber rid);
   /// The bytes of the id as they stand beside a document, whether or not it is found by them.
@@ -67,6 +74,7 @@ class Collection {
   void checkWanted() const;
 
  private:
+  friend class IdScan;
   friend class RowById;
   friend class RowReader;
   friend class RowScan;

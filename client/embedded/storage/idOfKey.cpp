@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "client/embedded/storage/idOfKey.h"
 
+#include <array>
 #include <limits>
 #include <stdexcept>
 #include <string>
@@ -103,6 +104,12 @@ std::vector<Byte> idOfKey(std::string_view key) {
   } catch (const Error&) {
   }
   return Writer().take();
+}
+
+bool isKeyOfObjectId(std::string_view key) {
+  static const std::array<Byte, bson::objectIdSize> zeros{};
+  static const std::string example = canonicalKey({Type::objectId, zeros.data(), zeros.size()});
+  return key.size() == example.size() && key.front() == example.front();
 }
 
 }  // namespace database_client::embedded

@@ -12,4 +12,7 @@ namespace database_client::embedded {
 /// compare equal it is one: an int64 for 1.0, a string for a symbol.
 std::vector<bson::Byte> idOfKey(std::string_view key);
 
+/// Whether this is the `canonicalKey` of an object id: its kind, and behind that its bytes.
+bool isKeyOfObjectId(std::string_view key);
+
 }  // namespace database_client::embedded

@@ -75,7 +75,8 @@ bool SalvageScan::nextBeyondDamage() {
 SalvageRemainder SalvageScan::remainder() {
   sqlite::Connection& connection = collection_.connection();
   const std::string table = schema::documentsTable(collection_.number());
-  const std::string walk = "SELECT rid FROM " + table + " NOT INDEXED WHERE rid > 0 ORDER BY rid";
+  const std::string walk =
+      "SELECT rid FROM " + table + " NOT INDEXED WHERE rid > " + std::to_string(after_) + " ORDER BY rid";
   const std::string byId = "SELECT rid, id FROM " + table + " INDEXED BY sqlite_autoindex_" + table + "_1 ORDER BY id";
   // What was given before the damage is not noted while it is given, since a scan without damage would pay for it. The
   // same walk gives it again, up to the same place.
@@ -90,7 +91,9 @@ SalvageRemainder SalvageScan::remainder() {
   sortOnce(given);
   SalvageRemainder result{};
   std::vector<RecordNumber>& rids = result.rids;
-  const auto isNew = [&given](RecordNumber rid) { return !std::binary_search(given.begin(), given.end(), rid); };
+  const auto isNew = [this, &given](RecordNumber rid) {
+    return rid > after_ && !std::binary_search(given.begin(), given.end(), rid);
+  };
   // From the other end of the tree.
   std::int64_t before = std::numeric_limits<std::int64_t>::max();
   eachRow(connection, walk + " DESC", [&](sqlite::Statement& row) {

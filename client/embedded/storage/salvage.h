@@ -22,7 +22,13 @@ struct SalvageRemainder {
 /// the table does not give in one go is looked for from its other end and through the index of ids.
 class SalvageScan {
  public:
-  explicit SalvageScan(Collection& collection) : collection_(collection), reader_(collection), rows_(collection) {}
+  /// `after`: only records above this number.
+  explicit SalvageScan(Collection& collection, RecordNumber after = 0)
+      : collection_(collection),
+        reader_(collection),
+        after_(after),
+        rows_(std::in_place, collection, after),
+        rid_(after) {}
 
   /// Moves to the next record, whether or not it can be read. One more stands at the end where there may be documents
   /// that nothing leads to any more.
@@ -42,9 +48,10 @@ class SalvageScan {
 
   Collection& collection_;
   RowReader reader_;
+  RecordNumber after_;
   std::optional<RowScan> rows_;
   std::optional<SalvageRemainder> remainder_{};
-  RecordNumber rid_ = 0;
+  RecordNumber rid_;
   std::optional<RecordNumber> firstDamage_{};  ///< the record that was given before it
   std::vector<RecordNumber> givenSince_{};
   bool isComplete_ = true;  ///< whether each document can still be named

@@ -294,6 +294,94 @@ TEST_F(EmbeddedDocuments, StopComingWhenTheReceiverHasEnough) {
   EXPECT_EQ(received, 2);
 }
 
+TEST_F(EmbeddedDocuments, ThatStayAsTheyAreAreNotWritten) {
+  insertNumbers(3);
+  client.engine->beginTransaction();
+  const auto change = [this](const char* selector, const char* document, UpdateKind kind) {
+    const UpdateResult result = client.engine->update(client.where(), ObjectProperties::fromJson(selector),
+                                                      ObjectProperties::fromJson(document), kind, true);
+    return std::to_string(result.matched) + std::to_string(result.modified) + std::to_string(result.inserted);
+  };
+  EXPECT_EQ(change("{}", R"({"n": 0})", UpdateKind::setInAll), "300");
+  EXPECT_EQ(change(R"({"_id": 2})", R"({"n": 0})", UpdateKind::replaceFirst), "100");
+  EXPECT_EQ(change(R"({"_id": 2})", R"({"n": 1})", UpdateKind::setInAll), "110");
+  EXPECT_EQ(change("{}", R"({"n": 1})", UpdateKind::setInAll), "320");
+  EXPECT_EQ(change(R"({"_id": 4})", R"({"n": 1})", UpdateKind::setInAll), "001");
+  client.engine->commitTransaction();
+  EXPECT_EQ(client.count(R"({"n": 1})"), "4");
+}
+
+// Order and pages. The documents have the ids 1, 2, …, and lie in this order.
+
+TEST_F(EmbeddedDocuments, OfEqualKeysStayInInsertionOrder) {
+  for (const char* document : {R"({"_id": 3, "n": 1})", R"({"_id": 1, "n": 0})", R"({"_id": 2, "n": 1})"}) {
+    client.insert(document);
+  }
+  EXPECT_EQ(client.ids("{}", R"({"n": 1})"), "1 3 2 ");
+  EXPECT_EQ(client.ids("{}", R"({"n": -1})"), "3 2 1 ");
+  EXPECT_EQ(client.ids("{}", R"({"n": -1})", "", 1), "3 ");
+}
+
+TEST_F(EmbeddedDocuments, BeyondWhatASortMayHoldAreRefusedUnlessALimitLeavesFew) {
+  const std::string text(6'000'000, 'x');
+  for (int id = 1; id <= 18; ++id) {
+    client.insert("{\"_id\": " + std::to_string(id) + ", \"n\": " + std::to_string(-id) + ", \"t\": \"" + text + "\"}");
+  }
+  EXPECT_EQ(client.ids("{}", R"({"n": 1})"), "query 292");
+  EXPECT_EQ(client.ids("{}", R"({"n": 1})", "", 2), "18 17 ");
+  EXPECT_EQ(client.ids("{}", R"({"_id": -1})", R"({"_id": 16})").substr(0, 9), "15 14 13 ");
+}
+
+TEST_F(EmbeddedDocuments, OnEveryAccessPathBeginBehindTheOneThatIsNamed) {
+  for (int i = 1; i <= 9; ++i) {
+    client.insert("{\"_id\": " + std::to_string(i) + R"(, "n": 0, "items": [{"name": "parity", "value": )" +
+                  std::to_string(i % 2) + "}]}");
+  }
+  const std::string odd = R"({"items": {"$elemMatch": {"name": "parity", "value": 1}}})";
+  ASSERT_EQ(client.explain(odd), R"x({"index": "items(items)", "examined": 5, "returned": 5})x");
+  EXPECT_EQ(client.ids(odd, "", R"({"_id": 3})"), "5 7 9 ");
+  EXPECT_EQ(client.ids(odd, "", R"({"_id": 4})", 1, 1), "7 ");
+  EXPECT_EQ(client.ids("{}", "", R"({"_id": 6})"), "7 8 9 ");
+  EXPECT_EQ(client.ids(R"({"n": 0})", "", R"({"_id": 7.0})"), "8 9 ");
+  EXPECT_EQ(client.ids(R"({"_id": {"$in": [8, 2, 5]}})", "", R"({"_id": 2})"), "5 8 ");
+  EXPECT_EQ(client.ids(R"({"_id": 5})", "", R"({"_id": 5})"), "");
+  EXPECT_EQ(client.ids(R"({"_id": 5})", "", R"({"_id": 4})"), "5 ");
+  EXPECT_EQ(client.ids(R"({"_id": {"$eq": 5}})", "", R"({"_id": 6})"), "");
+  EXPECT_EQ(client.ids("{}", "", R"({"_id": 9})"), "");
+  EXPECT_EQ(client.ids(odd, R"({"_id": -1})", R"({"_id": 6})"), "5 3 1 ");
+}
+
+TEST_F(EmbeddedDocuments, BehindOneThatIsGoneAreFoundByTheNeighboursOfItsObjectId) {
+  const auto id = [](int number) {
+    return R"({"_id": {"$oid": "00000000000000000000000)" + std::to_string(number) + "\"}}";
+  };
+  const auto behind = [&](int number) {
+    std::string found = client.ids("{}", "", id(number));
+    for (int one = 0; one < 10; ++one) {
+      const std::string text = R"({"$oid": "00000000000000000000000)" + std::to_string(one) + "\"}";
+      for (std::size_t at = found.find(text); at != std::string::npos; at = found.find(text)) {
+        found.replace(at, text.size(), std::to_string(one));
+      }
+    }
+    return found;
+  };
+  EXPECT_EQ(behind(5), "");
+  for (const int number : {2, 4, 3, 6, 8}) client.insert(id(number));
+  EXPECT_EQ(behind(4), "3 6 8 ");
+  EXPECT_EQ(behind(7), "8 ");
+  EXPECT_EQ(behind(1), "2 4 3 6 8 ");
+  EXPECT_EQ(behind(9), "");
+  // Between 4 and 6 there is 3, so that nothing tells where 5 stood.
+  EXPECT_EQ(behind(5), "query 0");
+  client.remove(id(3));
+  EXPECT_EQ(behind(5), "6 8 ");
+  EXPECT_EQ(behind(3), "4 6 8 ");
+  client.insert(R"({"_id": "text"})");
+  EXPECT_EQ(behind(9), "query 0");
+  EXPECT_EQ(client.ids("{}", "", R"({"_id": "other"})"), "query 0");
+  EXPECT_EQ(client.ids("{}", "", R"({"_id": 7})"), "query 0");
+}
+
 /// The same on every way in which a client holds a file.
 class EmbeddedReceiver : public ::testing::TestWithParam<const char*> {
  protected:
@@ -320,6 +408,27 @@ TEST_P(EmbeddedReceiver, MayWriteWhileItReceives) {
   });
   EXPECT_EQ(received, "1 2 3 4 ");
   EXPECT_EQ(client.all(), R"({"_id": 1}{"_id": 11}{"_id": 12}{"_id": 13}{"_id": 14})");
+}
+
+TEST_P(EmbeddedReceiver, MayWriteWhileItReceivesInAnOrder) {
+  for (const char* sort : {R"({"_id": -1})", R"({"n": -1})"}) {
+    client.remove("{}");
+    for (const char* id : {"1", "2", "3"}) client.insert(std::string("{\"_id\": ") + id + ", \"n\": " + id + "}");
+    const auto order = ObjectProperties::fromJson(sort);
+    const ObjectProperties nothing;
+    FindRequest request{nothing, nothing, 0, 0};
+    request.sort = &order;
+    std::string received;
+    client.engine->find(client.where(), request, [&](ObjectProperties&& document) {
+      const int id = document.valueAsInt32("_id", 0);
+      received += std::to_string(id) + " ";
+      client.insert("{\"_id\": " + std::to_string(id - 10) + "}");
+      client.remove("{\"_id\": " + std::to_string(id - 1) + "}");
+      return true;
+    });
+    EXPECT_EQ(received, "3 2 1 ") << sort;
+    EXPECT_EQ(client.count("{}"), "4") << sort;
+  }
 }
 
 TEST_P(EmbeddedReceiver, MayReadWhileItReceives) {

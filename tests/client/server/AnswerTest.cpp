@@ -151,6 +151,43 @@ TEST_F(Answer, RemovalWithoutACountIsNoSuccess) {
   EXPECT_EQ(remove(), "ok");
 }
 
+TEST_F(Answer, WritesTellWhatTheServerCounted) {
+  server.script("update",
+                {answer(R"({"ok": 1, "n": 5, "nModified": 3})"), answer(R"({"ok": 1, "n": 1, "nModified": 0})"),
+                 answer(R"({"ok": 1, "n": 1, "nModified": 0, "upserted": [{"index": 0, "_id": 1}]})")});
+  EXPECT_EQ(updateCounted(3), "5 3 0");
+  EXPECT_EQ(updateCounted(1), "1 0 0");
+  EXPECT_EQ(updateCounted(1), "0 0 1");
+  server.script("delete", {answer(R"({"ok": 1, "n": 4})"), answer(R"({"ok": 1})")});
+  EXPECT_EQ(removeCounted(), "4");
+  EXPECT_EQ(removeCounted(), lostWrite);
+}
+
+TEST_F(Answer, PageBehindARecordIsAskedForInTheOrderOfIds) {
+  FindOptions options;
+  options.after = "b";
+  const auto ask = [&] {
+    return outcome([&] {
+      client.findEach("d", "c", document(R"({"n": 1})"), options, [](ObjectProperties&) { return true; });
+      return "ok";
+    });
+  };
+  for (const int limit : {0, 1}) {  // A limit of 1 is a command of its own.
+    options.limit = limit;
+    options.sort = ObjectProperties();
+    EXPECT_EQ(ask(), "ok");
+    EXPECT_THAT(sent("find"), HasSubstr(R"("sort" : { "_id" : { "$numberInt" : "1" } })"));
+    EXPECT_THAT(sent("find"),
+                HasSubstr(R"("filter" : { "$and" : [ { "n" : { "$numberInt" : "1" } }, { "$or" : [ )"
+                          R"({ "_id" : { "$gt" : "b" } }, { "_id" : { "$type" : [ { "$numberInt" : "3" }, )"));
+    options.sort = document(R"({"_id": -1})");
+    EXPECT_EQ(ask(), "ok");
+    EXPECT_THAT(sent("find"), HasSubstr(R"("sort" : { "_id" : { "$numberInt" : "-1" } })"));
+    EXPECT_THAT(sent("find"), HasSubstr(R"({ "_id" : { "$lt" : "b" } }, )"
+                                        R"({ "_id" : { "$type" : [ { "$numberInt" : "-1" }, )"));
+  }
+}
+
 TEST_F(Answer, DamagedLengthInABatchLeavesTheListAlone) {
   const Bytes bytes = bsonOf(R"({"cursor": {"firstBatch": [{"_id": 1}, {"_id": 2}, {"_id": 3}],
       "id": {"$numberLong": "0"}, "ns": "d.c"}, "ok": 1})");

@@ -177,6 +177,16 @@ TEST_F(ReplicaSet, RemovalIsRepeatedWhenThePrimaryDies) {
   EXPECT_EQ(received("delete"), "110");
 }
 
+TEST_F(ReplicaSet, RemovalThatIsCountedIsNotRepeated) {
+  EXPECT_EQ(connect(address()), "true");
+  at(0).script("delete", {failing(Step::Fate::close)});
+  EXPECT_EQ(removeCounted(), "connection retryable outcomeUnknown");
+  EXPECT_EQ(received("delete"), "100");
+  at(0).script("delete", {refusal(189, "primary stepped down")});
+  EXPECT_EQ(removeCounted(), "server 189 retryable outcomeUnknown");
+  EXPECT_EQ(received("delete"), "200");
+}
+
 TEST_F(ReplicaSet, RemovalIsRepeatedOnlyOnceAndSaysThatItsOutcomeIsUnknown) {
   EXPECT_EQ(connect(address()), "true");
   at(0).script("delete", {failing(Step::Fate::close), refusal(13, "not authorized")});
@@ -550,6 +560,8 @@ TEST_F(Options, WritesWithoutAcknowledgementAreNotCounted) {
   EXPECT_EQ(insert(), "ok");
   EXPECT_EQ(update(1), "ok");
   EXPECT_EQ(remove(), "ok");
+  EXPECT_EQ(updateCounted(3), "0 0 0");
+  EXPECT_EQ(removeCounted(), "0");
 }
 
 TEST_F(Options, ServerThatCannotExplainLeavesOutWhatItExamined) {

@@ -105,6 +105,18 @@ class ClientTest : public ::testing::Test {
       return "ok";
     });
   }
+  /// "matched modified inserted".
+  std::string updateCounted(int operation, int flags = 1) {
+    return outcome([&] {
+      const UpdateResult result =
+          client.updateCounted("d", "c", document(R"({"_id": 1})"), document(R"({"x": 1})"), flags, operation);
+      return std::to_string(result.matched) + " " + std::to_string(result.modified) + " " +
+             std::to_string(result.inserted);
+    });
+  }
+  std::string removeCounted() {
+    return outcome([&] { return std::to_string(client.removeCounted("d", "c", document("{}"))); });
+  }
   std::string remove() {
     return outcome([&] {
       client.remove("d", "c", document("{}"));

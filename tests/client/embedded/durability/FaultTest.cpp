@@ -56,7 +56,7 @@ const std::vector<Operation>& operations() {
       {"setInAll", [](Client& client) { update(client, "{}", R"({"a": 1})", UpdateKind::setInAll); }},
       {"remove",
        [](Client& client) {
-         client.engine->remove(client.where(), ObjectProperties::fromJson(R"({"_id": {"$lt": 20}})"));
+         client.engine->remove(client.where(), ObjectProperties::fromJson(R"({"_id": {"$lt": 20}})"), false);
        }},
       {"transaction",
        [](Client& client) {
@@ -64,7 +64,7 @@ const std::vector<Operation>& operations() {
          try {
            insertMany(client, 1000, 10);
            update(client, R"({"_id": 3})", R"({"a": 1})", UpdateKind::setInAll);
-           client.engine->remove(client.where(), ObjectProperties::fromJson(R"({"_id": 5})"));
+           client.engine->remove(client.where(), ObjectProperties::fromJson(R"({"_id": 5})"), false);
            client.engine->insert(client.where(), ObjectProperties::fromJson(record(1500, "blue")));
          } catch (const Error&) {
            client.engine->rollbackTransaction();

@@ -47,5 +47,15 @@ TEST(IdOfKey, GivesNothingForWhatIsNoKey) {
   }
 }
 
+TEST(IdOfKey, KnowsTheKeyOfAnObjectId) {
+  const std::string key = keyOf(R"({"_id": {"$oid": "0123456789abcdef01234567"}})");
+  EXPECT_TRUE(embedded::isKeyOfObjectId(key));
+  EXPECT_FALSE(embedded::isKeyOfObjectId(key + "x"));
+  EXPECT_FALSE(embedded::isKeyOfObjectId(""));
+  const std::string asLong = keyOf(R"({"_id": "12345678"})");
+  EXPECT_EQ(asLong.size(), key.size());
+  EXPECT_FALSE(embedded::isKeyOfObjectId(asLong));
+}
+
 }  // namespace
 }  // namespace database_client

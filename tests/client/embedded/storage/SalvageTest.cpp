@@ -152,6 +152,25 @@ TEST_F(EmbeddedSalvage, GoesOnBehindSeveralPagesThatCannotBeRead) {
   EXPECT_LT(unreadable.size(), 100U);
 }
 
+TEST_F(EmbeddedSalvage, PagesBehindADocumentAddUpToAllThatCanBeRead) {
+  for (const int id : {0, 150, 300}) breakPageOf(id);
+  Client client(path);
+  passOver(client);
+  const std::string all = client.ids("{}", "");
+  const std::vector<std::string> toldOf = unreadable;
+  ASSERT_GT(toldOf.size(), 3U);
+  unreadable.clear();
+  std::string pages;
+  std::string last;
+  for (std::string page = client.ids("{}", "", last, 90); !page.empty(); page = client.ids("{}", "", last, 90)) {
+    pages += page;
+    const std::size_t at = page.rfind(' ', page.size() - 2);
+    last = "{\"_id\": " + page.substr(at == std::string::npos ? 0 : at + 1) + "}";
+  }
+  EXPECT_EQ(pages, all);
+  EXPECT_EQ(unreadable, toldOf);
+}
+
 TEST_F(EmbeddedSalvage, NamesTheDocumentsOfPagesThatStandInEachOthersPlace) {
   std::string content = contentOf(path);
   const std::size_t one = content.find(markOf(100)) / pageSize * pageSize;
@@ -184,7 +203,7 @@ TEST_F(EmbeddedSalvage, EndsWhereAPageStandsInThePlaceOfAnother) {
 TEST_F(EmbeddedSalvage, GoesOnBehindADocumentWhosePagesAreNotLinked) {
   {
     Client client(path);
-    client.engine->remove(client.where(), ObjectProperties::fromJson(idOf(100)));
+    client.engine->remove(client.where(), ObjectProperties::fromJson(idOf(100)), false);
     client.engine->insert(client.where(), documentOf(100, 100'000));
     client.engine->compact();
   }

@@ -41,7 +41,7 @@ class Client {
     });
   }
   std::string remove(const std::string& query) const {
-    return outcome([&] { engine->remove(where(), ObjectProperties::fromJson(query)); });
+    return outcome([&] { engine->remove(where(), ObjectProperties::fromJson(query), false); });
   }
   /// The results, one behind the other.
   std::string find(const std::string& query, const std::string& projection = "{}", int limit = 0, int skip = 0) const {
@@ -57,6 +57,30 @@ class Client {
     return result == "ok" ? found : result;
   }
   std::string all() const { return find("{}"); }
+  /// The ids of the results, a blank behind each. `sort` and `after`, {"_id": value}, are left out where they are
+  /// empty.
+  std::string ids(const std::string& query, const std::string& sort, const std::string& after = "", int limit = 0,
+                  int skip = 0) const {
+    std::string found;
+    const std::string result = outcome([&] {
+      const auto condition = ObjectProperties::fromJson(query);
+      const auto order = ObjectProperties::fromJson(sort.empty() ? "{}" : sort);
+      const auto place = ObjectProperties::fromJson(after.empty() ? "{}" : after);
+      const ObjectProperties whole;
+      FindRequest request{condition, whole, limit, skip};
+      if (!sort.empty()) request.sort = &order;
+      if (!after.empty()) request.after = &place;
+      engine->find(where(), request, [&found](ObjectProperties&& document) {
+        ObjectProperties id;
+        id.copyValue("_id", document, "_id");
+        const std::string text = id.toJson();
+        constexpr std::size_t before = sizeof(R"({"_id": )") - 1;
+        found += text.substr(before, text.size() - before - 1) + " ";
+        return true;
+      });
+    });
+    return result == "ok" ? found : result;
+  }
   /// `stages` is an array.
   std::string aggregate(const std::string& stages) const {
     std::string found;
