@@ -248,6 +248,28 @@ long long readRecords(Store& store, const DatabaseFilter& filter, int limit, int
   return records;
 }
 
+/// The ids alone, without a list and texts made of them as a provider does.
+long long passOverIds(Store& store, const DatabaseFilter& filter) {
+  database_client::FindOptions options;
+  options.projection.setValueBool("_id", true);
+  long long ids = 0;
+  store.client().findEach(Store::database, Store::collection, filter.toObjectProeprties(), options,
+                          [&ids](ObjectProperties&) { return ++ids > 0; });
+  return ids;
+}
+
+/// A page of 20 anywhere in the store.
+long long readPageBehindARecord(Store& store, bool isByIds) {
+  database_client::FindOptions options;
+  options.after = store.someId();
+  options.limit = 20;
+  if (isByIds) options.sort.setValueInt32("_id", 1);
+  long long records = 0;
+  store.client().findEach(Store::database, Store::collection, {}, options,
+                          [&records](ObjectProperties&) { return ++records > 0; });
+  return records;
+}
+
 long long categoryStatistics(Store& store) {
   std::map<std::string, int> values;
   Provider(store)->categoriesStatistics("Sample", values);
@@ -477,6 +499,7 @@ void registerRead(const std::string& name, const Read& operation) {
 void registerQuery(const std::string& name, const DatabaseFilter& filter) {
   registerRead(name + ": number", [filter](Store& store) { return countMatches(store, filter); });
   registerRead(name + ": ids", [filter](Store& store) { return readIds(store, filter, 0, 0); });
+  registerRead(name + ": ids through the client", [filter](Store& store) { return passOverIds(store, filter); });
   registerRead(name + ": records", [filter](Store& store) { return readRecords(store, filter, 0, 0); });
   registerRead(name + ": first page of 20", [filter](Store& store) { return readRecords(store, filter, 20, 0); });
 }
@@ -535,6 +558,8 @@ void registerAll() {
   registerPipelines();
   registerRead("first page of 20", [](Store& store) { return readRecords(store, {}, 20, 0); });
   registerRead("page of 20 behind 5,000", [](Store& store) { return readRecords(store, {}, 20, 5000); });
+  registerRead("page of 20 behind a record", [](Store& store) { return readPageBehindARecord(store, false); });
+  registerRead("page of 20 behind a record, by id", [](Store& store) { return readPageBehindARecord(store, true); });
   registerRead("find by id", findById);
   RegisterBenchmark("insert one, synchronous=normal", insertOne)->Apply(sizes)->Iterations(5000);
   RegisterBenchmark("insert one, synchronous=normal, nothing to index", insertOneNotIndexed)

@@ -58,6 +58,7 @@ class InIdOrder : public AccessPath {
   bool recheck() const override { return false; }
   View body() override { return ids_.body(); }
   std::string idKey() override { return ids_.key(); }
+  std::string_view coveredId() override { return ids_.key(); }
 
  private:
   IdScan ids_;
@@ -113,7 +114,11 @@ class ByIds : public AccessPath {
 class ByItems : public AccessPath {
  public:
   ByItems(Collection& collection, Plan plan, RecordNumber after)
-      : collection_(collection), reader_(collection), plan_(std::move(plan)), candidate_{rowId(after), false} {
+      : collection_(collection),
+        reader_(collection),
+        ids_(collection),
+        plan_(std::move(plan)),
+        candidate_{rowId(after), false} {
     index_ = plan_.description;
   }
   bool next() override {
@@ -121,14 +126,16 @@ class ByItems : public AccessPath {
     if (found) candidate_ = *found;
     return found.has_value();
   }
-  RecordNumber rid() const override { return candidate_.rid; }
+  RecordNumber rid() const override { return recordNumber(candidate_.rid); }
   bool recheck() const override { return candidate_.recheck; }
-  View body() override { return reader_.require(candidate_.rid); }
-  std::string idKey() override { return collection_.idKeyOf(candidate_.rid); }
+  View body() override { return reader_.require(rid()); }
+  std::string idKey() override { return collection_.idKeyOf(rid()); }
+  std::string_view coveredId() override { return ids_.require(rid()); }
 
  private:
   Collection& collection_;
   RowReader reader_;
+  IdReader ids_;
   Plan plan_;
   Plan::Candidate candidate_;
 };

@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "client/bson/View.h"
 #include "client/embedded/query/match/Matcher.h"
@@ -65,6 +66,9 @@ class AccessPath {
   virtual bson::View body() = 0;
   /// The key of the candidate's "_id", for when its document cannot be read; empty where it is not known.
   virtual std::string idKey() = 0;
+  /// The same for whoever wants nothing but the "_id", as far as it can be had without the document; empty where it
+  /// cannot. Valid until `next`.
+  virtual std::string_view coveredId() { return {}; }
   /// For people; empty for a scan.
   const std::string& index() const { return index_; }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "client/embedded/Cursor.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "client/DocumentAccess.h"
@@ -93,7 +94,21 @@ RecordNumber Cursor::rid() const {
   return candidates_->rid();
 }
 
+/// Makes the current document of the key of its "_id", where that is all that is wanted and the key tells it whole: of
+/// numbers and texts it does not tell the kind.
+bool Cursor::cover() {
+  if (!use_.isIdEnough || candidates_->recheck()) return false;
+  const std::string_view key = candidates_->coveredId();
+  if (!isKeyOfObjectId(key)) return false;
+  std::copy(key.begin() + 1, key.end(), covered_.end() - 1 - bson::objectIdSize);
+  body_ = {covered_.data(), covered_.size()};
+  isRead_ = true;
+  return true;
+}
+
 void Cursor::read() {
+  isCovered_ = cover();
+  if (isCovered_) return;
   body_ = candidates_->body();
   if (collection_->holdsCredentials()) {
     redacted_ = withoutCredentials(body_);
@@ -114,6 +129,7 @@ void Cursor::materialize() {
     failure_ = std::current_exception();  // It is the reader's to see, not the writer's.
   }
   candidates_.reset();
+  isCovered_ = false;
   materialized_ = true;
 }
 

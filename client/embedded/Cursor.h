@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <exception>
 #include <list>
@@ -34,6 +36,9 @@ struct CursorUse {
   /// Told of each document that is passed over since it cannot be read; null: a read fails there.
   const UnreadableHandler* unreadable = nullptr;
   RecordNumber after = 0;  ///< only records above this number
+  /// Where nothing but the "_id" is asked for, a match that needs no look at the document is {_id: value}, of the kinds
+  /// of ids that their keys tell whole: object ids. Not together with `unreadable`.
+  bool isIdEnough = false;
   /// Instead of insertion order; only for a query that everything matches, and where nothing is passed over.
   std::optional<IdOrder> order{};
 };
@@ -57,6 +62,8 @@ class Cursor : public ResultBuffer {
   RecordNumber rid() const;
   /// The current document; valid until `next` or `materialize`. Reads it, where the plan did not have to.
   bson::View body();
+  /// Whether the current document is {_id: value}, made without reading the one that is stored.
+  bool isCovered() const { return isCovered_; }
 
   /// For people: the index that is used, empty for none.
   const std::string& indexName() const;
@@ -71,6 +78,7 @@ class Cursor : public ResultBuffer {
   bool isPassedOver(const DamageError& error);
   bool nextAhead();
   void read();
+  bool cover();
 
   Collection* collection_;
   const Filter& filter_;
@@ -80,8 +88,11 @@ class Cursor : public ResultBuffer {
   std::uint64_t handed_ = 0;
   long long examined_ = 0;
   bool isRead_ = false;
+  bool isCovered_ = false;
   bson::View body_{};
   std::vector<bson::Byte> redacted_{};
+  /// {_id: object id}: a length, a type, "_id", the id, the end.
+  std::array<bson::Byte, 4 + 1 + 4 + bson::objectIdSize + 1> covered_{22, 0, 0, 0, 7, '_', 'i', 'd'};
 
   bool materialized_ = false;
   std::list<std::vector<bson::Byte>> ahead_{};

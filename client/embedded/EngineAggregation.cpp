@@ -32,7 +32,8 @@ View leadingMatch(const Pipeline& pipeline) {
 IndexAnswer tryIndex(Collection* collection, View stages) {
   if (collection == nullptr || collection->index() == nullptr) return {};
   RowReader reader(*collection);
-  const DocumentSource documents{collection->estimate(), [&reader](std::int64_t rid) { return reader.read(rid); },
+  const DocumentSource documents{collection->estimate(),
+                                 [&reader](std::int64_t rid) { return reader.read(recordNumber(rid)); },
                                  [collection] { return static_cast<std::uint64_t>(collection->count()); }};
   return answerFromIndex(*collection->index(), stages, documents);
 }

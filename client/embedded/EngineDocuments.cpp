@@ -57,6 +57,13 @@ std::optional<IdOrder> idOrderOf(const FindRequest& request) {
   return IdOrder{exactInteger(first.value) == -1, afterOf(request)};
 }
 
+bool asksForIdAlone(const ObjectProperties& projection) {
+  const View fields = DocumentAccess::view(projection);
+  if (fields.count() != 1) return false;
+  const Element only = *fields.begin();
+  return only.key == "_id" && (only.value.type == Type::boolean || only.value.isNumber()) && isTrue(only.value);
+}
+
 RecordNumber requirePlace(Collection& collection, const FindRequest& request) {
   const auto place = collection.placeOf(afterOf(request));
   if (place) return *place;
@@ -219,6 +226,7 @@ void EmbeddedEngine::find(const Namespace& where, const FindRequest& request, co
   // Beyond damage the look-up table of ids is only one of the places where records may be.
   const bool isInIdOrder = order && told == nullptr && filter.matcher().matchesEverything();
   if (isInIdOrder) use.order = order;
+  use.isIdEnough = told == nullptr && (!isSorted || isInIdOrder) && asksForIdAlone(request.projection);
   if (!isSorted && request.after != nullptr && collection != nullptr) use.after = requirePlace(*collection, request);
   const auto give = [&](View document) {
     return receive(projection.keepsEverything() ? DocumentAccess::adopt(document)
@@ -229,7 +237,10 @@ void EmbeddedEngine::find(const Namespace& where, const FindRequest& request, co
   const Store::Registration registration(store_, cursor);
   if (isToBeSorted) return giveSorted(cursor, request, order, give);
   bool more = true;
-  while (more && cursor.next()) more = give(cursor.body());
+  while (more && cursor.next()) {
+    const View document = cursor.body();
+    more = cursor.isCovered() ? receive(DocumentAccess::adopt(document)) : give(document);
+  }
 }
 
 long long EmbeddedEngine::count(const Namespace& where, const ObjectProperties& query) {

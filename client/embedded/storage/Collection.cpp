@@ -86,6 +86,10 @@ void Collection::refuse(const std::string& what) const {
   throw DamageError("store " + file + ": " + what, file);
 }
 
+void Collection::refuseMissing(RecordNumber rid) const {
+  refuse("an index of " + label() + " is damaged: it names record " + std::to_string(rid) + ", which is not there");
+}
+
 void Collection::markDirty() {
   store_.markDirty(*this);
 }
@@ -242,11 +246,17 @@ View RowReader::read(RecordNumber rid) {
 
 View RowReader::require(RecordNumber rid) {
   const View found = read(rid);
-  if (found.data == nullptr) {
-    collection_.refuse("an index of " + collection_.label() + " is damaged: it names record " +
-                       std::to_string(rowId(rid)) + ", which is not there");
-  }
+  if (found.data == nullptr) collection_.refuseMissing(rid);
   return found;
+}
+
+IdReader::IdReader(Collection& collection)
+    : collection_(collection), statement_(collection.store_.connection().statement(collection.sql_.idOf)) {}
+
+std::string_view IdReader::require(RecordNumber rid) {
+  statement_.reset();
+  if (!statement_.bind(1, rowId(rid)).step()) collection_.refuseMissing(rid);
+  return statement_.text(0);
 }
 
 RowById::RowById(Collection& collection, const bson::Value& id)

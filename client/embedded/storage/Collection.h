@@ -74,6 +74,7 @@ class Collection {
   void checkWanted() const;
 
  private:
+  friend class IdReader;
   friend class IdScan;
   friend class RowById;
   friend class RowReader;
@@ -81,6 +82,7 @@ class Collection {
 
   void markDirty();
   [[noreturn]] void refuse(const std::string& what) const;
+  [[noreturn]] void refuseMissing(RecordNumber rid) const;
   /// The bytes, where they and their place are those that were written; else a null `data`.
   bson::View whole(RecordNumber rid, std::int64_t sum, sqlite::Blob body) const;
   bson::View trusted(RecordNumber rid, std::int64_t sum, sqlite::Blob body) const;
@@ -110,6 +112,18 @@ class RowReader {
   bson::View read(RecordNumber rid);
   /// The same where an index says that there is one: Error{storage} when there is none.
   bson::View require(RecordNumber rid);
+
+ private:
+  Collection& collection_;
+  sqlite::Statement statement_;
+};
+
+/// Reads the keys of single ids, and of their documents nothing. They have no sum: damage to one is found by `check`.
+class IdReader {
+ public:
+  explicit IdReader(Collection& collection);
+  /// Of a record that is there; else Error{storage}. Valid until the next call.
+  std::string_view require(RecordNumber rid);
 
  private:
   Collection& collection_;

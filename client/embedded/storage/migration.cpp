@@ -35,8 +35,9 @@ std::vector<Sum> nextSums(Connection& connection, const std::string& table, cons
   while (rows.step()) {
     last = rows.integer(0);
     const sqlite::Blob body = rows.blob(2);
-    if (from.of(last, body.data, body.size) != rows.integer(1)) continue;
-    sums.push_back({last, to.of(last, body.data, body.size)});
+    const RecordNumber rid = recordNumber(last);
+    if (from.of(rid, body.data, body.size) != rows.integer(1)) continue;
+    sums.push_back({last, to.of(rid, body.data, body.size)});
   }
   return sums;
 }

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "client/embedded/sqlite/Connection.h"
 #include "tests/client/embedded/support/EngineFixture.h"
 
 namespace database_client {
@@ -380,6 +381,108 @@ TEST_F(EmbeddedDocuments, BehindOneThatIsGoneAreFoundByTheNeighboursOfItsObjectI
   EXPECT_EQ(behind(9), "query 0");
   EXPECT_EQ(client.ids("{}", "", R"({"_id": "other"})"), "query 0");
   EXPECT_EQ(client.ids("{}", "", R"({"_id": 7})"), "query 0");
+}
+
+/// Documents of which nothing but the "_id" is asked for.
+class EmbeddedIds : public ::testing::Test {
+ protected:
+  static std::string documentOf(const std::string& id) {
+    return "{\"_id\": " + id + R"(, "items": [{"name": "colour", "value": "red"}], "text": "mark"})";
+  }
+  static std::string objectId(int number) {
+    return R"({"$oid": "00000000000000000000000)" + std::to_string(number) + "\"}";
+  }
+  static std::string idAlone(int number) { return "{\"_id\": " + objectId(number) + "}"; }
+  void damage(int rid) const {
+    embedded::sqlite::Connection::openFile(path, 0).execute(
+        "UPDATE documents_2 SET body = replace(body, CAST('mark' AS BLOB), CAST('MARK' AS BLOB)) WHERE rid = " +
+        std::to_string(rid));
+  }
+
+  const std::string red = R"({"items": {"$elemMatch": {"name": "colour", "value": "red"}}})";
+  TemporaryFolder folder{};
+  std::string path = folder / "store";
+};
+
+TEST_F(EmbeddedIds, AreGivenWithoutReadingTheDocumentsThatAnIndexFinds) {
+  {
+    Client client(path);
+    for (int i = 1; i <= 3; ++i) client.insert(documentOf(objectId(i)));
+    // So many that the index is worth it, and these in it.
+    for (int i = 0; i < 20; ++i) client.insert("{\"_id\": " + std::to_string(i) + "}");
+    client.engine->compact();
+  }
+  damage(2);
+  Client client(path);
+  ASSERT_EQ(client.count(red), "3");
+  const std::string all = idAlone(1) + idAlone(2) + idAlone(3);
+  for (const char* projection : {R"({"_id": true})", R"({"_id": 1})", R"({"_id": 1.5})"}) {
+    EXPECT_EQ(client.find(red, projection), all) << projection;
+  }
+  EXPECT_EQ(client.find(red, R"({"_id": true})", 1, 1), idAlone(2));
+  EXPECT_EQ(client.find(red, R"({"_id": true, "text": true})"), "storage 0");
+  EXPECT_EQ(client.find(red, R"({"_id": false})"), "storage 0");
+  // Here the document has to be looked at.
+  const std::string redAndMore = R"({"items": {"$elemMatch": {"name": "colour", "value": "red"}}, "other": null})";
+  EXPECT_EQ(client.find(redAndMore, R"({"_id": true})"), "storage 0");
+  // Whoever wants to know of damage is told.
+  int unreadable = 0;
+  client.engine->setUnreadableHandler([&](const ObjectProperties&, const Error&) { return ++unreadable > 0; });
+  EXPECT_EQ(client.find(red, R"({"_id": true})"), idAlone(1) + idAlone(3));
+  EXPECT_EQ(unreadable, 1);
+}
+
+TEST_F(EmbeddedIds, InTheirOrderAreGivenWithoutReadingTheDocuments) {
+  {
+    Client client(path);
+    for (const int i : {2, 1, 3}) client.insert(documentOf(objectId(i)));
+  }
+  damage(2);
+  Client client(path);
+  const auto projection = ObjectProperties::fromJson(R"({"_id": true})");
+  const auto sort = ObjectProperties::fromJson(R"({"_id": -1})");
+  const ObjectProperties everything;
+  FindRequest request{everything, projection, 0, 0};
+  request.sort = &sort;
+  std::string found;
+  client.engine->find(client.where(), request, [&found](ObjectProperties&& document) {
+    found += document.toJson();
+    return true;
+  });
+  EXPECT_EQ(found, idAlone(3) + idAlone(2) + idAlone(1));
+}
+
+TEST_F(EmbeddedIds, OfEveryKindComeBackAsTheyWereStored) {
+  Client client(path);
+  std::string all;
+  for (const char* id : {"\"text\"", R"({"$symbol": "symbol"})", "1.0", "7", R"({"$numberLong": "8"})",
+                         R"({"$numberDecimal": "2.50"})", R"({"$oid": "0123456789abcdef01234567"})", "null", "true"}) {
+    ASSERT_EQ(client.insert(documentOf(id)), "ok") << id;
+    all += ObjectProperties::fromJson(std::string("{\"_id\": ") + id + "}").toJson(JsonMode::canonical);
+  }
+  std::string found;
+  const auto condition = ObjectProperties::fromJson(red);
+  const auto projection = ObjectProperties::fromJson(R"({"_id": true})");
+  client.engine->find(client.where(), {condition, projection, 0, 0}, [&found](ObjectProperties&& document) {
+    found += document.toJson(JsonMode::canonical);
+    return true;
+  });
+  EXPECT_EQ(found, all);
+}
+
+TEST_F(EmbeddedIds, AreThoseOfTheBeginningAlsoWhenTheReceiverWrites) {
+  Client client(path);
+  for (int i = 1; i <= 3; ++i) client.insert(documentOf(objectId(i)));
+  std::string found;
+  const auto condition = ObjectProperties::fromJson(red);
+  const auto projection = ObjectProperties::fromJson(R"({"_id": true})");
+  client.engine->find(client.where(), {condition, projection, 0, 0}, [&](ObjectProperties&& document) {
+    found += document.toJson();
+    client.remove("{}");
+    return true;
+  });
+  EXPECT_EQ(found, idAlone(1) + idAlone(2) + idAlone(3));
+  EXPECT_EQ(client.all(), "");
 }
 
 /// The same on every way in which a client holds a file.
