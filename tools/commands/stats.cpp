@@ -1,0 +1,144 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
+#include <memory>
+#include <utility>
+
+#include "tools/commands/commands.h"
+#include "tools/commands/options.h"
+#include "tools/core/valueText.h"
+#include "tools/terminal/Table.h"
+
+namespace database_provider::recordctl {
+
+namespace {
+
+struct StatsOptions {
+  std::string names{};
+  std::string by{};
+  bool withMedian = false;
+  SelectionOptions selection{};
+};
+
+std::vector<std::string> namesIn(const std::string& text) {
+  std::vector<std::string> result;
+  if (text.empty()) return result;
+  for (const std::string& piece : values::splitEscaped(text, ',')) {
+    result.push_back(values::unescaped(piece));
+    if (result.back().empty()) throw UsageError("a name is empty in " + values::inQuotes(text));
+  }
+  return result;
+}
+
+bool isNumeric(PropertyType type) {
+  return type == PropertyType::int32 || type == PropertyType::int64 || type == PropertyType::real;
+}
+
+/// Every description that has numbers.
+std::vector<std::string> numericNames(const Records& records) {
+  std::vector<std::string> result;
+  for (const database_provider::NameInUse& name : records.names()) {
+    const bool isNew = result.empty() || result.back() != name.name;
+    if (name.kind == database_provider::NameInUse::Kind::description && isNumeric(name.type) && isNew)
+      result.push_back(name.name);
+  }
+  return result;
+}
+
+ObjectProperties toJson(const Figures& figures, const std::vector<std::string>& by, bool withMedian) {
+  ObjectProperties result;
+  {
+    const database_client::GroupScope group(result, "by");
+    for (std::size_t i = 0; i < by.size(); ++i) putText(result, by[i], figures.by[i]);
+  }
+  result.setValueString("name", figures.name);
+  result.setValueInt64("count", figures.count);
+  result.setValueInt64("missing", figures.missing);
+  putValue(result, "min", figures.min);
+  putNumber(result, "mean", figures.mean);
+  putNumber(result, "std", figures.std);
+  putValue(result, "max", figures.max);
+  if (withMedian) putNumber(result, "median", figures.median);
+  return result;
+}
+
+Table::Row toRow(const Figures& figures, bool withMedian) {
+  Table::Row row;
+  for (const auto& value : figures.by) row.push_back({value.value_or("")});
+  row.push_back({figures.name});
+  row.push_back({std::to_string(figures.count), true});
+  row.push_back({std::to_string(figures.missing), true});
+  row.push_back(valueCell(figures.min));
+  row.push_back(figureCell(figures.mean));
+  row.push_back(figureCell(figures.std));
+  row.push_back(valueCell(figures.max));
+  if (withMedian) row.push_back(figureCell(figures.median));
+  return row;
+}
+
+void writeTable(const std::vector<Figures>& all, const std::vector<std::string>& by, bool withMedian) {
+  std::vector<Table::Column> columns;
+  for (const std::string& name : by) columns.push_back({name});
+  for (const char* heading : {"name", "count", "missing", "min", "mean", "std", "max"}) columns.push_back({heading});
+  if (withMedian) columns.push_back({"median"});
+  Table table(std::cout, outputLayout(), std::move(columns));
+  for (const Figures& figures : all) table.add(toRow(figures, withMedian));
+  table.finish();
+}
+
+/// Names that nothing has, and descriptions that are no numbers.
+void tellOdd(Session& session, const StatsOptions& options, const std::vector<std::string>& names,
+             const std::vector<std::string>& by, const std::vector<Figures>& all) {
+  const RecordKind kind = options.selection.kind.kind();
+  DataBaseClient& client = session.store(Access::existing);
+  std::vector<std::string> sentences;
+  for (const std::string& name : names) {
+    const bool hasNumbers = std::any_of(all.begin(), all.end(), [&](const Figures& figures) {
+      return figures.name == name && figures.count > 0;
+    });
+    if (hasNumbers) continue;
+    const Name description{Field::description, name};
+    if (!isNameInUse(kind, client, description))
+      sentences.push_back(unknownName(description, Catalogue::of(kind, client)));
+    else if (options.selection.where.empty())
+      sentences.push_back("description " + values::inQuotes(name) + " has no numbers");
+  }
+  for (const std::string& name : by) {
+    const Name category{Field::category, name};
+    if (!isNameInUse(kind, client, category)) sentences.push_back(unknownName(category, Catalogue::of(kind, client)));
+  }
+  tellAside(session, sentences, options.selection.isStrict);
+}
+
+void stats(Session& session, const StatsOptions& options) {
+  const Records records = session.records(options.selection.kind.kind());
+  const Selection selection = options.selection.selection();
+  const std::vector<std::string> by = namesIn(options.by);
+  const std::vector<std::string> given = namesIn(options.names);
+  if (by.size() > 2) throw UsageError("--by: groups are of one category, or of two");
+  const std::vector<std::string> names = given.empty() ? numericNames(records) : given;
+  const std::vector<Figures> all =
+      names.empty() ? std::vector<Figures>() : records.stats(names, by, selection, options.withMedian);
+  if (session.json()) {
+    for (const Figures& figures : all) writeJson(toJson(figures, by, options.withMedian));
+  } else if (all.empty()) {
+    std::cerr << "recordctl: no records\n";
+  } else {
+    writeTable(all, by, options.withMedian);
+  }
+  tellOdd(session, options, given, by, all);
+  if (all.empty()) options.selection.tellUnmatched(session);
+}
+
+}  // namespace
+
+void addStats(const Command& commands, Session& session) {
+  auto options = std::make_shared<StatsOptions>();
+  const Command command = commands.add("stats", "Figures of descriptions: count, least, mean, deviation, largest");
+  command.optionalArgument("NAME,…", options->names, "the descriptions; every one that has numbers, if none is given");
+  command.option("--by", "C[,D]", options->by, "in groups of the values of one category or of two");
+  command.flag("--median", options->withMedian, "the median, too");
+  options->selection.addTo(command);
+  command.run([&session, options] { stats(session, *options); });
+}
+
+}  // namespace database_provider::recordctl
