@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "database_provider/Selection.h"
 #include "selection/Parser.h"
 #include "selection/Query.h"
 

@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <cmath>
+#include <initializer_list>
 #include <limits>
 
 #include "database_provider/database_provider_creator.h"
@@ -18,16 +19,21 @@ using repository::valueOf;
 
 namespace {
 
-/// The level under a key, before its first entry; an empty level when there is none.
-ElementReader levelAt(ElementReader level, std::string_view key) {
-  while (level.next()) {
-    if (level.key() == key) return level.children();
+/// The level at the end of a path, before its first entry; an empty level when there is none.
+ElementReader levelAt(const ObjectProperties& document, std::initializer_list<std::string_view> path) {
+  static const ObjectProperties nothing;
+  ElementReader level(document);
+  for (const std::string_view key : path) {
+    do {
+      if (!level.next()) return ElementReader(nothing);
+    } while (level.key() != key);
+    level = level.children();
   }
-  return level.children();
+  return level;
 }
 
 ElementReader itemsOf(const ObjectProperties& document, const char* section) {
-  return levelAt(levelAt(ElementReader(document), layout::key::recordInfo), section);
+  return levelAt(document, {layout::key::recordInfo, section});
 }
 
 struct Item {
@@ -155,9 +161,7 @@ std::optional<Value> Record::description(const std::string& name) const {
 }
 
 std::vector<FileReference> Record::files() const {
-  ElementReader files =
-      levelAt(levelAt(levelAt(ElementReader(document_), layout::key::recordInfo), layout::key::additionalData),
-              layout::key::files);
+  ElementReader files = levelAt(document_, {layout::key::recordInfo, layout::key::additionalData, layout::key::files});
   std::vector<FileReference> result;
   while (files.next()) {
     FileReference file;

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "repository/FoundRecords.h"
+#include "repository/Node.h"
 #include "repository/pipelines.h"
 #include "repository/places.h"
 
@@ -90,6 +91,29 @@ std::vector<std::string> Records::ids(const Selection& selection, const FindOpti
     result.push_back(document.valueAsId("_id", ""));
     return true;
   });
+  return result;
+}
+
+std::vector<std::string> Records::idsBeginningWith(const std::string& text, int limit) const {
+  constexpr std::size_t digits = 24;
+  FindOptions options;
+  options.limit = limit;
+  std::vector<std::string> result;
+  const bool isHex = text.find_first_not_of("0123456789abcdefABCDEF") == std::string::npos;
+  if (isHex && text.size() <= digits) {
+    DatabaseFilter range;
+    range.filter_init();
+    range.setId(OperationType::greaterOrEqual, text + std::string(digits - text.size(), '0'));
+    range.setId(OperationType::lessOrEqual, text + std::string(digits - text.size(), 'f'));
+    range.filter_finish();
+    result = ids(range, options);
+  }
+  if (limit > 0) options.limit = limit - static_cast<int>(result.size());
+  if (limit > 0 && options.limit == 0) return result;
+  const std::string afterAll = text + "\xF4\x8F\xBF\xBF";  // the largest character
+  const ObjectProperties range =
+      repository::toDocument(repository::object({{"_id", repository::object({{"$gte", text}, {"$lte", afterAll}})}}));
+  for (std::string& id : ids(Selection::ofQuery(range), options)) result.push_back(std::move(id));
   return result;
 }
 

@@ -68,7 +68,7 @@ RecordNumber requirePlace(Collection& collection, const FindRequest& request) {
   const auto place = collection.placeOf(afterOf(request));
   if (place) return *place;
   throw Error(Error::Kind::query,
-              "after: no record of " + collection.label() + " has the \"_id\" \"" +
+              "after: no record of " + collection.label() + R"( has the "_id" ")" +
                   request.after->valueAsId("_id", "") + "\", and where it stood is not known",
               {"after"});
 }

@@ -13,7 +13,6 @@
 #include "database_provider/ExperimentDatabaseInterface.h"        // IWYU pragma: export
 #include "database_provider/ExperimentDatabaseRecordInterface.h"  // IWYU pragma: export
 #include "database_provider/PropertiesToRecordProjection.h"       // IWYU pragma: export
-#include "database_provider/Selection.h"                          // IWYU pragma: export
 #include "database_provider/Serializable.h"                       // IWYU pragma: export
 #include "database_provider/SourceInfo.h"                         // IWYU pragma: export
 #include "database_provider/UsersDatabaseInterface.h"             // IWYU pragma: export

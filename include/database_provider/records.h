@@ -139,8 +139,14 @@ class DATABASE_PROVIDER_EXPORT Records {
   /// Hands over one record after the other until `receive` returns false. The fastest way through many.
   void forEach(const Selection& selection, const FindOptions& options,
                const std::function<bool(Record&&)>& receive) const;
+  /// As `forEach`, the documents as they are stored, of which `projection` (see `DataBaseClient::find`) chooses keys.
+  void forEachDocument(const Selection& selection, const FindOptions& options, const ObjectProperties& projection,
+                       const std::function<bool(ObjectProperties&)>& receive) const;
   /// The ids of the selected records; reads no record where an index selects them.
   std::vector<std::string> ids(const Selection& selection = {}, const FindOptions& options = {}) const;
+  /// The ids that begin with a text, at most `limit` of them (0: all), object ids before others. Looks at the ids of
+  /// all records that are no object ids.
+  std::vector<std::string> idsBeginningWith(const std::string& text, int limit) const;
   /// Removes the selected records and says how many. `Selection()` selects all.
   long long remove(const Selection& selection) const;
 
@@ -171,8 +177,6 @@ class DATABASE_PROVIDER_EXPORT Records {
   KindSummary summary() const;
 
  private:
-  void forEachDocument(const Selection& selection, const FindOptions& options, const ObjectProperties& projection,
-                       const std::function<bool(ObjectProperties&)>& receive) const;
   void aggregate(const ObjectProperties& pipeline, const std::function<void(ObjectProperties&)>& receive) const;
   bool isInUse(const char* path, const std::string& name) const;
 

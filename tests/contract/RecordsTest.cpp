@@ -215,13 +215,13 @@ TEST_P(RecordsContract, TellsTheNamesInUse) {
 
 TEST_P(RecordsContract, GivesTheFiguresOfDescriptionsInGroups) {
   givenPlots();
-  EXPECT_EQ(shown(plots.stats({"yield"})), "yield: 5 1 26 34.3 9.497368 48.5\n");
+  EXPECT_EQ(shown(plots.stats({"yield"})), "yield: 5 1 26 34.3 9.51709 48.5\n");
   EXPECT_EQ(shown(plots.stats({"yield", "nosuch"}, {"site"})),
             "Crookston yield: 0 1 - - - -\nCrookston nosuch: 0 1 - - - -\n"
             "Morris yield: 2 0 26 26.75 1.06066 27.5\nMorris nosuch: 0 2 - - - -\n"
-            "Waseca yield: 3 0 30 39.333333 9.251126 48.5\nWaseca nosuch: 0 3 - - - -\n");
+            "Waseca yield: 3 0 30 39.3333 9.25113 48.5\nWaseca nosuch: 0 3 - - - -\n");
   EXPECT_EQ(shown(plots.stats({"yield"}, {"variety", "site"}, siteIs("Waseca"), true)),
-            "Manchuria Waseca yield: 2 0 30 34.75 6.717514 39.5 34.75\n"
+            "Manchuria Waseca yield: 2 0 30 34.75 6.71751 39.5 34.75\n"
             "Svansota Waseca yield: 1 0 48.5 48.5 - 48.5 48.5\n");
   EXPECT_THAT(plots.stats({"yield"}, {}, siteIs("Nowhere")), IsEmpty());
 }
@@ -251,7 +251,7 @@ TEST_P(RecordsContract, FiguresPassOverWhatIsNoNumber) {
 TEST_P(RecordsContract, RecordsWithoutTheCategoryAreAGroupOfTheirOwnWhichComesLast) {
   plots.insertMany({NewRecord().description("v", 1), NewRecord().category("site", "b").description("v", 2),
                     NewRecord().description("v", 5), NewRecord().category("site", "a").description("v", 3)});
-  EXPECT_EQ(shown(plots.stats({"v"}, {"site"})), "a v: 1 0 3 3 - 3\nb v: 1 0 2 2 - 2\n- v: 2 0 1 3 2.828427 5\n");
+  EXPECT_EQ(shown(plots.stats({"v"}, {"site"})), "a v: 1 0 3 3 - 3\nb v: 1 0 2 2 - 2\n- v: 2 0 1 3 2.82843 5\n");
 }
 
 TEST_P(RecordsContract, CountsValuesInBins) {

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "database_provider/Selection.h"
 #include "database_provider/database_provider.h"
 #include "tests/contract/Contract.h"
 

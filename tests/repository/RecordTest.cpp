@@ -101,6 +101,15 @@ TEST(RecordTest, ReadsTheItemThatComesLastOfOneName) {
   EXPECT_EQ(categories(*record.toInterface()), "site=last");
 }
 
+TEST(RecordTest, TakesNoSectionForAnother) {
+  const Record categorized = recordOf(NewRecord().category("site", "Waseca"));
+  EXPECT_TRUE(categorized.descriptionNames().empty());
+  EXPECT_TRUE(categorized.files().empty());
+  const Record described = recordOf(NewRecord().description("site", "Waseca"));
+  EXPECT_TRUE(described.categoryNames().empty());
+  EXPECT_EQ(described.category("site"), std::nullopt);
+}
+
 TEST(RecordTest, OfADocumentWithoutItsSectionsIsEmpty) {
   for (const char* json : {"{}", R"({"recordInfo": 5})", R"({"recordInfo": {"category": "x", "description": null}})"}) {
     const Record record(RecordKind::scenario, ObjectProperties::fromJson(json));

@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 
+#include "database_provider/Selection.h"
 #include "database_provider/database_provider.h"
 
 using namespace database_provider;

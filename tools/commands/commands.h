@@ -26,5 +26,9 @@ void addCheck(const Command& commands, Session& session);
 void addCompact(const Command& commands, Session& session);
 void addCopy(const Command& commands, Session& session);
 void addInfo(const Command& commands, Session& session);
+void addCount(const Command& commands, Session& session);
+void addStats(const Command& commands, Session& session);
+void addCoverage(const Command& commands, Session& session);
+void addCompare(const Command& commands, Session& session);
 
 }  // namespace database_provider::recordctl

@@ -11,6 +11,8 @@
 #include "tools/core/csv.h"
 #include "tools/core/valueText.h"
 #include "tools/terminal/Table.h"
+#include "values/Number.h"
+#include "values/Text.h"
 
 namespace database_provider::recordctl {
 
@@ -47,7 +49,8 @@ Tolerances tolerancesIn(const std::string& text) {
   if (text.empty()) return result;
   for (const std::string& piece : values::splitEscaped(text, ',')) {
     const std::vector<std::string> parts = values::splitEscaped(piece, ':');
-    if (parts.size() != 2) throw UsageError("--tolerance: expected NAME:0.5 or NAME:1%, found " + values::inQuotes(piece));
+    if (parts.size() != 2)
+      throw UsageError("--tolerance: expected NAME:0.5 or NAME:1%, found " + values::inQuotes(piece));
     result[values::unescaped(parts[0])] = toleranceOf(parts[1]);
   }
   return result;
@@ -57,19 +60,19 @@ bool isWithin(const ComparisonRow& row, const Tolerance& tolerance) {
   const std::optional<double> first = row.values.front() ? numberOf(*row.values.front()) : std::nullopt;
   if (!first) return false;
   const double allowed = tolerance.isShare ? tolerance.amount * std::abs(*first) : tolerance.amount;
-  return std::all_of(row.difference.begin(), row.difference.end(),
-                     [&](const std::optional<double>& difference) { return difference && std::abs(*difference) <= allowed; });
+  return std::all_of(row.difference.begin(), row.difference.end(), [&](const std::optional<double>& difference) {
+    return difference && std::abs(*difference) <= allowed;
+  });
 }
 
 bool differs(const ComparisonRow& row, const Tolerances& tolerances) {
   if (!row.differs) return false;
   const auto tolerance = tolerances.find(row.name);
-  return row.kind != database_provider::NameInUse::Kind::description || tolerance == tolerances.end() ||
-         !isWithin(row, tolerance->second);
+  return row.kind != NameInUse::Kind::description || tolerance == tolerances.end() || !isWithin(row, tolerance->second);
 }
 
 const char* kindOf(const ComparisonRow& row) {
-  return row.kind == database_provider::NameInUse::Kind::category ? "category" : "description";
+  return row.kind == NameInUse::Kind::category ? "category" : "description";
 }
 
 bool areTimes(const ComparisonRow& row) {
@@ -100,8 +103,7 @@ ObjectProperties toJson(const ComparisonRow& row) {
     return result;
   }
   const database_client::ArrayScope differences(result, "difference");
-  for (std::size_t i = 1; i < row.difference.size(); ++i)
-    putNumber(result, std::to_string(i - 1), row.difference[i]);
+  for (std::size_t i = 1; i < row.difference.size(); ++i) putNumber(result, std::to_string(i - 1), row.difference[i]);
   return result;
 }
 
@@ -181,12 +183,12 @@ void compare(Session& session, const CompareOptions& options) {
                      (ids.size() == 1 ? "is" : "are") + " selected");
   }
   std::vector<ComparisonRow> rows = records.compare(ids);
-  const bool anyDiffers = std::any_of(rows.begin(), rows.end(),
-                                      [&](const ComparisonRow& row) { return differs(row, tolerances); });
+  const bool anyDiffers =
+      std::any_of(rows.begin(), rows.end(), [&](const ComparisonRow& row) { return differs(row, tolerances); });
   if (!options.all) {
-    rows.erase(std::remove_if(rows.begin(), rows.end(),
-                              [&](const ComparisonRow& row) { return !differs(row, tolerances); }),
-               rows.end());
+    rows.erase(
+        std::remove_if(rows.begin(), rows.end(), [&](const ComparisonRow& row) { return !differs(row, tolerances); }),
+        rows.end());
   }
   if (session.json()) {
     for (const ComparisonRow& row : rows) writeJson(toJson(row));
@@ -203,13 +205,14 @@ void compare(Session& session, const CompareOptions& options) {
 void addCompare(const Command& commands, Session& session) {
   auto options = std::make_shared<CompareOptions>();
   const Command command = commands.add("compare", "What differs between two to eight records");
-  command.optionalArguments("ID", options->ids, "the records; the others are compared with the first");
+  command.argument("ID", options->ids, "the records; the others are compared with the first", Traits::optional());
   options->selection.addTo(command);
   command.flag("--all", options->all, "what is the same, too");
   command.flag("--check", options->check, "end with status 1 where something differs");
   command.option("--tolerance", "NAME:N,…", options->tolerance,
                  "descriptions whose numbers may lie so far from the first, or so many per cent of it (yield:1%)");
-  command.choice("--format", "FORMAT", options->format, {"table", "csv", "md"}, "table (the default), csv or md");
+  command.option("--format", "FORMAT", options->format, "table (the default), csv or md",
+                 Traits::oneOf({"table", "csv", "md"}));
   command.run([&session, options] { compare(session, *options); });
 }
 

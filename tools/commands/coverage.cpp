@@ -55,7 +55,8 @@ void writeCrossTable(const std::vector<CoverageCell>& cells, const std::string& 
     table.add(std::move(row));
   }
   table.finish();
-  const auto empty = std::count_if(cells.begin(), cells.end(), [](const CoverageCell& cell) { return cell.count == 0; });
+  const auto empty =
+      std::count_if(cells.begin(), cells.end(), [](const CoverageCell& cell) { return cell.count == 0; });
   if (empty > 0) std::cerr << "recordctl: " << empty << " of " << cells.size() << " combinations have no record\n";
 }
 
@@ -119,10 +120,11 @@ void coverage(Session& session, const CoverageOptions& options) {
 void addCoverage(const Command& commands, Session& session) {
   auto options = std::make_shared<CoverageOptions>();
   const Command command = commands.add("coverage", "How many records have each pair of values of two categories");
-  command.optionalArguments("CATEGORY", options->names, "the two categories");
-  command.option("--scenarios", "NAME", options->scenarios,
-                 "instead: every scenario, and how many experiments name it in this category, by its id or by the value "
-                 "that the scenario has there itself");
+  command.argument("CATEGORY", options->names, "the two categories", Traits::optional());
+  command.option(
+      "--scenarios", "NAME", options->scenarios,
+      "instead: every scenario, and how many experiments name it in this category, by its id or by the value "
+      "that the scenario has there itself");
   options->selection.addTo(command);
   command.run([&session, options] { coverage(session, *options); });
 }

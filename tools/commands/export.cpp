@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <csv.h>
-
 #include <iostream>
 #include <memory>
 #include <set>
@@ -12,7 +10,7 @@
 #include "tools/core/Catalogue.h"
 #include "tools/core/NameColumns.h"
 #include "tools/core/StoreParts.h"
-#include "tools/core/descriptionText.h"
+#include "tools/core/csv.h"
 #include "tools/terminal/Interrupt.h"
 
 namespace database_provider::recordctl {
@@ -25,36 +23,22 @@ struct ExportOptions {
   SelectionOptions selection{};
 };
 
-std::string csvCell(const std::string& text) {
-  if (text.find_first_of(",\"\r\n") == std::string::npos) return text;
-  std::string result(2 * text.size() + 2, '\0');
-  result.resize(csv_write(result.data(), result.size(), text.data(), text.size()));
-  return result;
-}
-
-/// Lines end as RFC 4180 wants it.
-void writeCsvLine(const std::vector<std::string>& cells) {
-  for (std::size_t i = 0; i < cells.size(); ++i) std::cout << (i == 0 ? "" : ",") << csvCell(cells[i]);
-  std::cout << "\r\n";
-}
-
 using NameOfItem = std::pair<Field, std::string>;
 
 /// Takes the names that a record has out of `awaited`; a category without a value has no cell.
-void takeNamesOf(const DatabaseRecordInterface& record, std::set<NameOfItem>& awaited) {
-  for (const std::string& name : categoryNames(record)) {
-    if (!record.categoryValue(name, "").empty()) awaited.erase({Field::category, name});
+void takeNamesOf(const Record& record, std::set<NameOfItem>& awaited) {
+  for (const std::string& name : record.categoryNames()) {
+    if (!record.category(name).value_or("").empty()) awaited.erase({Field::category, name});
   }
-  for (const std::string& name : descriptionNames(record)) awaited.erase({Field::description, name});
+  for (const std::string& name : record.descriptionNames()) awaited.erase({Field::description, name});
 }
 
 /// The header must be there before the first record, so names are looked for first: in records, until each that the
 /// store has was met. Of a selection that may be the last record; of all records the first ones give the order, and
 /// what is rarer stands behind, by name.
-NameColumns columnsOf(Session& session, RecordKind kind, const RecordQuery& query) {
+NameColumns columnsOf(Session& session, RecordKind kind, const Selection& selection, const FindOptions& range) {
   constexpr std::size_t firstRecords = 1000;
   DataBaseClient& client = session.store(Access::existing);
-  const RecordPlace place = placeOf(kind);
   std::list<std::string> configured;
   providerOf(kind, client)->enumCategoriesNames(configured);
   NameColumns columns = NameColumns::ofNames({configured.begin(), configured.end()});
@@ -62,19 +46,17 @@ NameColumns columnsOf(Session& session, RecordKind kind, const RecordQuery& quer
   for (const Field field : {Field::category, Field::description}) {
     for (const std::string& name : namesInUse(kind, client, field)) awaited.emplace(field, name);
   }
-  const bool isWhole = query.selection.selectsAll() && query.limit == 0 && query.skip == 0;
+  const bool isWhole = selection.selectsAll() && range.limit == 0 && range.skip == 0;
   ObjectProperties projection;
   projection.setValueBool(layout::path::category, true);
   projection.setValueBool(layout::path::description, true);
   std::size_t count = 0;
-  client.findEach(place.database, place.collection, query.selection.query(), projection, query.limit, query.skip,
-                  [&](ObjectProperties& document) {
-                    checkInterrupt();
-                    const StoredRecord stored = recordOf(kind, std::move(document));
-                    columns.addNamesOf(*stored.record);
-                    takeNamesOf(*stored.record, awaited);
-                    return !awaited.empty() && !(isWhole && ++count == firstRecords);
-                  });
+  session.records(kind).forEachDocument(selection, range, projection, [&](ObjectProperties& document) {
+    const Record record(kind, std::move(document));
+    columns.addNamesOf(record);
+    takeNamesOf(record, awaited);
+    return !awaited.empty() && !(isWhole && ++count == firstRecords);
+  });
   if (isWhole) {
     for (const auto& [field, name] : awaited) columns.addUsed(field, name);
   }
@@ -83,28 +65,31 @@ NameColumns columnsOf(Session& session, RecordKind kind, const RecordQuery& quer
 }
 
 /// Whether there was a record; so does `exportRecords`.
-bool exportCsv(Session& session, RecordKind kind, const RecordQuery& query) {
+bool exportCsv(Session& session, RecordKind kind, const Selection& selection, const FindOptions& range) {
   bool isAny = false;
-  const NameColumns columns = columnsOf(session, kind, query);
+  const NameColumns columns = columnsOf(session, kind, selection, range);
   std::vector<std::string> cells;
   for (const Table::Column& column : columns.headings()) cells.push_back(column.heading);
   writeCsvLine(cells);
-  forEachRecord(kind, session.store(Access::existing), query, [&](const StoredRecord& stored) {
+  session.records(kind).forEach(selection, range, [&](const Record& record) {
+    checkInterrupt();
     isAny = true;
     cells.clear();
-    for (Table::Cell& cell : columns.rowOf(stored)) cells.push_back(std::move(cell.text));
+    for (Table::Cell& cell : columns.rowOf(record)) cells.push_back(std::move(cell.text));
     writeCsvLine(cells);
+    return true;
   });
   return isAny;
 }
 
-bool exportRecords(Session& session, RecordKind kind, const RecordQuery& query) {
+bool exportRecords(Session& session, RecordKind kind, const Selection& selection, const FindOptions& range) {
   bool isAny = false;
-  forEachDocument(kind, session.store(Access::existing), query, ObjectProperties(),
-                  [&isAny](const ObjectProperties& document) {
-                    isAny = true;
-                    std::cout << document.toJson(database_client::JsonMode::canonical) << '\n';
-                  });
+  session.records(kind).forEachDocument(selection, range, {}, [&isAny](const ObjectProperties& document) {
+    checkInterrupt();
+    isAny = true;
+    std::cout << document.toJson(database_client::JsonMode::canonical) << '\n';
+    return true;
+  });
   return isAny;
 }
 
@@ -137,8 +122,8 @@ void runExport(Session& session, const ExportOptions& options) {
   }
   if (session.json() && options.format == "csv") throw UsageError("--json: CSV is none; leave one of the two out");
   const RecordKind kind = options.selection.kind.kind();
-  const RecordQuery query = options.selection.query();
-  const bool isAny = options.format == "csv" ? exportCsv(session, kind, query) : exportRecords(session, kind, query);
+  const auto write = options.format == "csv" ? exportCsv : exportRecords;
+  const bool isAny = write(session, kind, options.selection.selection(), options.selection.range());
   if (!isAny) options.selection.tellUnmatched(session);
 }
 

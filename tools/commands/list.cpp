@@ -7,31 +7,38 @@
 #include "tools/commands/commands.h"
 #include "tools/commands/options.h"
 #include "tools/core/NameColumns.h"
-#include "tools/core/descriptionText.h"
+#include "tools/core/valueText.h"
+#include "tools/terminal/Interrupt.h"
 
 namespace database_provider::recordctl {
 
 namespace {
 
+/// What a screen of a terminal shows of a store without being asked for more.
+constexpr int recordsOnATerminal = 50;
+
 struct ListOptions {
   SelectionOptions selection{};
+  std::string sort{};
   std::string columns{};
 };
 
 /// What the columns name, or everything where none are given.
-ObjectProperties toJson(const StoredRecord& stored, const std::optional<NameColumns>& columns) {
+ObjectProperties toJson(const Record& record, const std::optional<NameColumns>& columns) {
   const auto isWanted = [&](Field field, const std::string& name) { return !columns || columns->has(field, name); };
   ObjectProperties result;
-  result.setValueString("id", stored.id);
+  result.setValueString("id", record.id());
+  putValue(result, "created", record.created() ? std::optional<Value>(*record.created()) : std::nullopt);
   {
     const database_client::GroupScope categories(result, "categories");
-    for (const std::string& name : categoryNames(*stored.record)) {
-      if (isWanted(Field::category, name)) result.setValueString(name, stored.record->categoryValue(name, ""));
+    for (const std::string& name : record.categoryNames()) {
+      if (isWanted(Field::category, name)) result.setValueString(name, record.category(name).value_or(""));
     }
   }
   const database_client::GroupScope descriptions(result, "descriptions");
-  for (const std::string& name : descriptionNames(*stored.record)) {
-    if (isWanted(Field::description, name)) putDescription(result, *stored.record, name);
+  for (const std::string& name : record.descriptionNames()) {
+    const std::optional<Value> value = record.description(name);
+    if (value && isWanted(Field::description, name)) putValue(result, name, value);
   }
   return result;
 }
@@ -58,19 +65,19 @@ class RecordTable {
   RecordTable(NameColumns columns, bool areGiven, std::function<Catalogue()> catalogue)
       : columns_(std::move(columns)), areGiven_(areGiven), catalogue_(std::move(catalogue)) {}
 
-  void add(StoredRecord stored) {
+  void add(Record record) {
     if (table_) {
-      write(stored);
+      write(record);
       return;
     }
-    if (!areGiven_) columns_.addNamesOf(*stored.record);
+    if (!areGiven_) columns_.addNamesOf(record);
     if (waiting_.size() == rowsThatGiveTheColumns) {
       if (!areGiven_) columns_.addNamesOf(catalogue_());
       start();
-      write(stored);
+      write(record);
       return;
     }
-    waiting_.push_back(std::move(stored));
+    waiting_.push_back(std::move(record));
   }
 
   void finish() {
@@ -86,19 +93,19 @@ class RecordTable {
   void start() {
     columns_.dropUnused();
     table_.emplace(std::cout, outputLayout(), columns_.headings());
-    for (const StoredRecord& stored : waiting_) write(stored);
+    for (const Record& record : waiting_) write(record);
     waiting_.clear();
   }
 
-  void write(const StoredRecord& stored) {
-    if (!areGiven_ && !columns_.cover(*stored.record)) ++notShown_;
-    table_->add(columns_.rowOf(stored));
+  void write(const Record& record) {
+    if (!areGiven_ && !columns_.cover(record)) ++notShown_;
+    table_->add(columns_.rowOf(record));
   }
 
   NameColumns columns_;
   bool areGiven_;
   std::function<Catalogue()> catalogue_;
-  std::vector<StoredRecord> waiting_{};
+  std::vector<Record> waiting_{};
   std::optional<Table> table_{};
   std::size_t notShown_ = 0;
 };
@@ -109,24 +116,60 @@ NameColumns usualColumns(Session& session, RecordKind kind) {
   return NameColumns::ofNames({configured.begin(), configured.end()});
 }
 
+std::vector<SortKey> sortKeys(const std::string& text) {
+  try {
+    return text.empty() ? std::vector<SortKey>() : sortBy(text);
+  } catch (const SelectionError& error) {
+    throw UsageError("--sort: " + std::string(error.what()));
+  }
+}
+
+/// Says of each name to sort by that no record has it.
+void tellUnknown(Session& session, const ListOptions& options, const std::vector<SortKey>& keys) {
+  const RecordKind kind = options.selection.kind.kind();
+  DataBaseClient& client = session.store(Access::existing);
+  std::vector<std::string> sentences;
+  for (const SortKey& key : keys) {
+    if (key.name.empty()) continue;
+    const Field field = key.field == SortKey::Field::category      ? Field::category
+                        : key.field == SortKey::Field::description ? Field::description
+                                                                   : Field::any;
+    if (!isNameInUse(kind, client, {field, key.name}))
+      sentences.push_back("--sort: " + unknownName({field, key.name}, Catalogue::of(kind, client)));
+  }
+  tellAside(session, sentences, options.selection.isStrict);
+}
+
 void list(Session& session, const ListOptions& options) {
   const RecordKind kind = options.selection.kind.kind();
-  const RecordQuery query = options.selection.query();
+  const Selection selection = options.selection.selection();
+  FindOptions find = options.selection.range();
+  find.sort = sortKeys(options.sort);
+  const bool isFirstScreen = find.limit == 0 && !session.json() && outputLayout().width != 0;
+  if (isFirstScreen) find.limit = recordsOnATerminal;
   std::optional<NameColumns> given;
   if (!options.columns.empty()) given = NameColumns::parse(options.columns);
   DataBaseClient& client = session.store(Access::existing);
   if (given) dropUnknown(session, options, *given);
+  tellUnknown(session, options, find.sort);
   RecordTable table(given ? *given : usualColumns(session, kind), given.has_value(),
                     [&] { return Catalogue::of(kind, client); });
-  std::size_t count = 0;
-  forEachRecord(kind, client, query, [&](StoredRecord stored) {
+  const Records records = session.records(kind);
+  int count = 0;
+  records.forEach(selection, find, [&](Record&& record) {
+    checkInterrupt();
     ++count;
     if (session.json())
-      writeJson(toJson(stored, given));
+      writeJson(toJson(record, given));
     else if (!given || !given->isEmpty())
-      table.add(std::move(stored));
+      table.add(std::move(record));
+    return true;
   });
   if (!session.json()) table.finish();
+  if (isFirstScreen && count == recordsOnATerminal) {
+    const long long all = records.count(selection) - find.skip;
+    if (all > count) std::cerr << "recordctl: " << count << " of " << all << " records; --limit N shows more\n";
+  }
   if (count == 0 && !session.json()) std::cerr << "recordctl: no records\n";
   if (count == 0) options.selection.tellUnmatched(session);
 }
@@ -138,6 +181,8 @@ void addList(const Command& commands, Session& session) {
   const Command command = commands.add("list", "Records as a table");
   options->selection.addTo(command);
   options->selection.addLimitsTo(command);
+  command.option("--sort", "N[:desc],…", options->sort,
+                 "in the order of these: names, category:NAME, description:NAME, id, created");
   command.option("--columns", "A,B", options->columns, "what to show: names, category:NAME, description:NAME, id");
   command.run([&session, options] { list(session, *options); });
 }

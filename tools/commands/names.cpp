@@ -5,7 +5,7 @@
 
 #include "tools/commands/commands.h"
 #include "tools/commands/options.h"
-#include "tools/core/descriptionText.h"
+#include "tools/core/valueText.h"
 
 namespace database_provider::recordctl {
 

@@ -52,6 +52,13 @@ Selection SelectionOptions::selection() const {
   }
 }
 
+FindOptions SelectionOptions::range() const {
+  FindOptions result;
+  result.limit = limit;
+  result.skip = skip;
+  return result;
+}
+
 void tellProblems(Session& session, const std::list<std::string>& problems) {
   for (const std::string& problem : problems) std::cerr << "recordctl: " << printable(problem) << '\n';
   if (!problems.empty()) session.noteFailure();

@@ -32,7 +32,8 @@ struct SelectionOptions {
   void addLimitsTo(const Command& command);
   /// Throws `UsageError` for a filter that cannot be read.
   Selection selection() const;
-  RecordQuery query() const { return {selection(), limit, skip}; }
+  /// The limits.
+  FindOptions range() const;
   /// To be called where nothing was selected: tells on standard error which names of the filter no record has, and
   /// which values it could never equal. With `--strict` that is wrong use.
   void tellUnmatched(Session& session) const;

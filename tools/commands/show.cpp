@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
 #include <iostream>
 #include <memory>
 
 #include "tools/commands/commands.h"
 #include "tools/commands/options.h"
-#include "tools/core/descriptionText.h"
+#include "tools/core/valueText.h"
 #include "tools/input/Columns.h"
 #include "values/Text.h"
 
@@ -30,33 +31,25 @@ void writeSection(const std::string& title, const std::vector<Table::Column>& co
   table.finish();
 }
 
-void writeCategories(const DatabaseRecordInterface& record) {
+void writeCategories(const Record& record) {
   std::vector<Table::Row> rows;
-  for (const std::string& name : categoryNames(record)) rows.push_back({{name}, {record.categoryValue(name, "")}});
+  for (const std::string& name : record.categoryNames()) rows.push_back({{name}, {record.category(name).value_or("")}});
   writeSection("Categories", {{"name"}, {"value"}}, rows);
 }
 
-void writeDescriptions(const DatabaseRecordInterface& record) {
+void writeDescriptions(const Record& record) {
   std::vector<Table::Row> rows;
-  for (const std::string& name : descriptionNames(record)) {
-    auto type = PropertyType::undefined;
-    record.descriptionType(name, type);
-    rows.push_back({{name}, {typeName(type)}, {descriptionCell(record, name).text}});
+  for (const std::string& name : record.descriptionNames()) {
+    const std::optional<Value> value = record.description(name);
+    rows.push_back({{name}, {value ? typeName(*value) : ""}, valueCell(value)});
   }
   writeSection("Descriptions", {{"name"}, {"type"}, {"value"}}, rows);
 }
 
-void writeFiles(const DatabaseRecordInterface& record) {
-  std::list<std::string> ids;
-  record.enumFilesIds(ids);
+void writeFiles(const Record& record) {
   std::vector<Table::Row> rows;
-  for (const std::string& id : ids) {
-    auto type = ObjectType();
-    std::string host;
-    std::string path;
-    record.getFileInfo(id, type, host, path);
-    rows.push_back({{objectTypeName(type)}, {host}, {path}});
-  }
+  for (const FileReference& file : record.files())
+    rows.push_back({{objectTypeName(file.type)}, {file.host}, {file.path}});
   writeSection("Files", {{"kind"}, {"host"}, {"path"}}, rows);
 }
 
@@ -76,8 +69,8 @@ void writeSource(const DatabaseRecordInterface& record) {
                    {std::to_string(source->volume())}}});
 }
 
-void writeUserBlock(const DatabaseRecordInterface& record) {
-  const ObjectProperties block = record.getUserRecord();
+void writeUserBlock(const Record& record) {
+  const ObjectProperties block = record.data();
   if (block.isEmpty()) return;
   std::cout << "\nUser block\n";
   for (const std::string& key : block.childKeys()) {
@@ -88,25 +81,37 @@ void writeUserBlock(const DatabaseRecordInterface& record) {
   }
 }
 
+/// The id itself, or the one of which it is the beginning. Throws `UsageError` where several begin so.
+std::string wholeId(const Records& records, const std::string& beginning) {
+  constexpr int mostTold = 5;
+  const std::vector<std::string> ids = records.idsBeginningWith(beginning, mostTold);
+  if (ids.empty() || std::find(ids.begin(), ids.end(), beginning) != ids.end()) return beginning;
+  if (ids.size() == 1) return ids.front();
+  std::string message = "several ids begin with " + inQuotes(beginning) + ":";
+  for (const std::string& id : ids) message += " " + printable(id);
+  throw UsageError(message + (ids.size() == mostTold ? " …" : ""));
+}
+
 void show(Session& session, const ShowOptions& options) {
-  DatabaseFilter byId;
-  byId.setId(OperationType::equal, options.id);
+  const Records records = session.records(options.kind.kind());
+  FindOptions one;
+  one.limit = 1;
   bool isFound = false;
-  forEachDocument(options.kind.kind(), session.store(Access::existing), {byId, 1, 0}, ObjectProperties(),
-                  [&](ObjectProperties& document) {
-                    isFound = true;
-                    if (session.json()) {
-                      writeJson(document);
-                      return;
-                    }
-                    const StoredRecord stored = recordOf(options.kind.kind(), std::move(document));
-                    std::cout << "Record " << stored.id << '\n';
-                    writeCategories(*stored.record);
-                    writeDescriptions(*stored.record);
-                    writeFiles(*stored.record);
-                    writeSource(*stored.record);
-                    writeUserBlock(*stored.record);
-                  });
+  records.forEachDocument(Selection::ofIds({wholeId(records, options.id)}), one, {}, [&](ObjectProperties& document) {
+    isFound = true;
+    if (session.json()) {
+      writeJson(document);
+      return true;
+    }
+    const Record record(options.kind.kind(), std::move(document));
+    std::cout << "Record " << record.id() << '\n';
+    writeCategories(record);
+    writeDescriptions(record);
+    writeFiles(record);
+    writeSource(*record.toInterface());
+    writeUserBlock(record);
+    return true;
+  });
   if (isFound || session.passedOver().count() > 0) return;
   std::cerr << "recordctl: no record has the id " << inQuotes(options.id) << '\n';
   session.noteFailure();
@@ -117,7 +122,7 @@ void show(Session& session, const ShowOptions& options) {
 void addShow(const Command& commands, Session& session) {
   auto options = std::make_shared<ShowOptions>();
   const Command command = commands.add("show", "One record in full");
-  command.argument("ID", options->id, "the record's id");
+  command.argument("ID", options->id, "the record's id, or a beginning of it that no other has");
   options->kind.addTo(command);
   command.run([&session, options] { show(session, *options); });
 }

@@ -1,12 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
+#include <iostream>
 #include <memory>
 #include <utility>
 
 #include "tools/commands/commands.h"
 #include "tools/commands/options.h"
+#include "tools/core/Catalogue.h"
 #include "tools/core/valueText.h"
 #include "tools/terminal/Table.h"
+#include "values/Text.h"
 
 namespace database_provider::recordctl {
 
@@ -36,10 +39,9 @@ bool isNumeric(PropertyType type) {
 /// Every description that has numbers.
 std::vector<std::string> numericNames(const Records& records) {
   std::vector<std::string> result;
-  for (const database_provider::NameInUse& name : records.names()) {
+  for (const NameInUse& name : records.names()) {
     const bool isNew = result.empty() || result.back() != name.name;
-    if (name.kind == database_provider::NameInUse::Kind::description && isNumeric(name.type) && isNew)
-      result.push_back(name.name);
+    if (name.kind == NameInUse::Kind::description && isNumeric(name.type) && isNew) result.push_back(name.name);
   }
   return result;
 }
@@ -92,9 +94,8 @@ void tellOdd(Session& session, const StatsOptions& options, const std::vector<st
   DataBaseClient& client = session.store(Access::existing);
   std::vector<std::string> sentences;
   for (const std::string& name : names) {
-    const bool hasNumbers = std::any_of(all.begin(), all.end(), [&](const Figures& figures) {
-      return figures.name == name && figures.count > 0;
-    });
+    const bool hasNumbers = std::any_of(
+        all.begin(), all.end(), [&](const Figures& figures) { return figures.name == name && figures.count > 0; });
     if (hasNumbers) continue;
     const Name description{Field::description, name};
     if (!isNameInUse(kind, client, description))
@@ -134,7 +135,9 @@ void stats(Session& session, const StatsOptions& options) {
 void addStats(const Command& commands, Session& session) {
   auto options = std::make_shared<StatsOptions>();
   const Command command = commands.add("stats", "Figures of descriptions: count, least, mean, deviation, largest");
-  command.optionalArgument("NAME,…", options->names, "the descriptions; every one that has numbers, if none is given");
+  command.argument("NAMES", options->names,
+                   "the descriptions, with commas between them; every one that has numbers, if none is given",
+                   Traits::optional());
   command.option("--by", "C[,D]", options->by, "in groups of the values of one category or of two");
   command.flag("--median", options->withMedian, "the median, too");
   options->selection.addTo(command);

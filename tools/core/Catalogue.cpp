@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <set>
 
-#include "tools/core/descriptionText.h"
+#include "tools/core/valueText.h"
 #include "tools/values/Nearest.h"
 #include "values/Text.h"
 

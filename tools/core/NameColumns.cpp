@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "tools/core/descriptionText.h"
+#include "tools/core/valueText.h"
 #include "tools/values/Errors.h"
 #include "values/Text.h"
 
@@ -29,12 +29,12 @@ Name parseName(const std::string& text) {
   return result;
 }
 
-Table::Cell cellOf(const StoredRecord& stored, const Name& name) {
-  if (name.field == Field::id) return {stored.id};
-  if (name.field == Field::description) return descriptionCell(*stored.record, name.text);
-  std::string category = stored.record->categoryValue(name.text, "");
+Table::Cell cellOf(const Record& record, const Name& name) {
+  if (name.field == Field::id) return {record.id()};
+  if (name.field == Field::description) return valueCell(record.description(name.text));
+  std::string category = record.category(name.text).value_or("");
   if (!category.empty() || name.field == Field::category) return {std::move(category)};
-  return descriptionCell(*stored.record, name.text);
+  return valueCell(record.description(name.text));
 }
 
 }  // namespace
@@ -68,15 +68,15 @@ void NameColumns::add(Field field, const std::string& name) {
   columns_.insert(place, {{field, name}, true});
 }
 
-void NameColumns::addNamesOf(const DatabaseRecordInterface& record) {
-  for (const std::string& name : categoryNames(record)) {
+void NameColumns::addNamesOf(const Record& record) {
+  for (const std::string& name : record.categoryNames()) {
     if (!has(Field::category, name)) add(Field::category, name);
   }
-  for (const std::string& name : descriptionNames(record)) {
+  for (const std::string& name : record.descriptionNames()) {
     if (!has(Field::description, name)) add(Field::description, name);
   }
   for (Column& column : columns_) {
-    if (column.name.field == Field::category && !record.categoryValue(column.name.text, "").empty())
+    if (column.name.field == Field::category && !record.category(column.name.text).value_or("").empty())
       column.isUsed = true;
   }
 }
@@ -113,9 +113,9 @@ void NameColumns::drop(const Name& name) {
                  columns_.end());
 }
 
-bool NameColumns::cover(const DatabaseRecordInterface& record) const {
-  const auto categories = categoryNames(record);
-  const auto descriptions = descriptionNames(record);
+bool NameColumns::cover(const Record& record) const {
+  const auto categories = record.categoryNames();
+  const auto descriptions = record.descriptionNames();
   return std::all_of(categories.begin(), categories.end(),
                      [this](const std::string& name) { return has(Field::category, name); }) &&
          std::all_of(descriptions.begin(), descriptions.end(),
@@ -143,9 +143,9 @@ std::vector<Table::Column> NameColumns::headings() const {
   return result;
 }
 
-Table::Row NameColumns::rowOf(const StoredRecord& stored) const {
+Table::Row NameColumns::rowOf(const Record& record) const {
   Table::Row result;
-  for (const Column& column : columns_) result.push_back(cellOf(stored, column.name));
+  for (const Column& column : columns_) result.push_back(cellOf(record, column.name));
   return result;
 }
 

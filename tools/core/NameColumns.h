@@ -20,7 +20,7 @@ class NameColumns {
   static NameColumns ofNames(const std::vector<std::string>& firstCategories);
 
   /// Adds what a record has and no column shows yet.
-  void addNamesOf(const DatabaseRecordInterface& record);
+  void addNamesOf(const Record& record);
   /// Adds one that no column shows yet; a category that was given first is not left out then.
   void addUsed(Field field, const std::string& name);
   /// Adds what any record has and no column shows yet.
@@ -33,12 +33,12 @@ class NameColumns {
   /// Whether one of the columns shows the category or the description of this name.
   bool has(Field field, const std::string& name) const;
   /// Whether every category and description of the record has its column.
-  bool cover(const DatabaseRecordInterface& record) const;
+  bool cover(const Record& record) const;
   /// Leaves out the categories given first that no record had.
   void dropUnused();
 
   std::vector<Table::Column> headings() const;
-  Table::Row rowOf(const StoredRecord& stored) const;
+  Table::Row rowOf(const Record& record) const;
 
  private:
   struct Column {

@@ -1,10 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/core/Records.h"
 
-#include <utility>
-
-#include "tools/terminal/Interrupt.h"
-
 namespace database_provider::recordctl {
 
 const RecordPlace& placeOf(RecordKind kind) {
@@ -24,31 +20,6 @@ std::unique_ptr<DatabaseProviderInterface> providerOf(RecordKind kind, DataBaseC
 std::unique_ptr<DatabaseRecordInterface> newRecordOf(RecordKind kind) {
   if (kind == RecordKind::experiment) return std::unique_ptr<DatabaseRecordInterface>(createExperimentDatabaseRecord());
   return std::unique_ptr<DatabaseRecordInterface>(createScenarioDatabaseRecord());
-}
-
-StoredRecord recordOf(RecordKind kind, ObjectProperties&& document) {
-  StoredRecord result{document.valueAsId("_id", ""), newRecordOf(kind)};
-  auto owned = std::make_unique<ObjectProperties>(std::move(document));
-  owned->removeKey("_id");
-  result.record->setD(owned.release());
-  return result;
-}
-
-void forEachDocument(RecordKind kind, DataBaseClient& client, const RecordQuery& query,
-                     const ObjectProperties& projection, const std::function<void(ObjectProperties&)>& receive) {
-  const RecordPlace place = placeOf(kind);
-  client.findEach(place.database, place.collection, query.selection.query(), projection, query.limit, query.skip,
-                  [&](ObjectProperties& document) {
-                    checkInterrupt();
-                    receive(document);
-                    return true;
-                  });
-}
-
-void forEachRecord(RecordKind kind, DataBaseClient& client, const RecordQuery& query,
-                   const std::function<void(StoredRecord)>& receive) {
-  forEachDocument(kind, client, query, ObjectProperties(),
-                  [&](ObjectProperties& document) { receive(recordOf(kind, std::move(document))); });
 }
 
 }  // namespace database_provider::recordctl

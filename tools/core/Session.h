@@ -85,6 +85,7 @@ class Session {
   /// A connection of its own, be it to another store, for the same person.
   std::unique_ptr<DataBaseClient> connect(const std::string& store, Access access);
   std::unique_ptr<DatabaseProviderInterface> provider(RecordKind kind, Access access);
+  Records records(RecordKind kind) { return {store(Access::existing), kind}; }
   /// The users of the store; the connection is one of its own.
   std::unique_ptr<UsersDatabaseInterface> users(Access access);
 

@@ -4,6 +4,7 @@
 
 #include <database_client/database_client.h>
 #include <database_provider/database_provider.h>
+#include <database_provider/records.h>
 
 #include <iostream>
 #include <list>

@@ -30,6 +30,8 @@ class Recordctl : public ::testing::Test {
   Recordctl();
 
   Outcome run(const std::vector<std::string>& arguments, const std::string& input = "") const;
+  /// Runs a script of Python in the folder. Its arguments are the command and who asks.
+  Outcome runScript(const std::string& script) const;
   /// Starts a run that goes on by itself; `finish` waits for its end.
   pid_t start(const std::vector<std::string>& arguments, const std::string& input = "") const;
   Outcome finish(pid_t process) const;
@@ -53,13 +55,14 @@ class Recordctl : public ::testing::Test {
   std::set<int> ignored{};  ///< the signals that a run is started with as ignored
 
  private:
+  pid_t startProgram(std::vector<std::string> command, const std::string& input) const;
   std::vector<std::string> commandWith(const std::vector<std::string>& arguments) const;
   std::vector<std::string> environmentOfRun() const;
 
   std::filesystem::path folder_;
 };
 
-/// A text with "ID" in the place of each object id.
+/// A text with "ID" in the place of each object id, and without the times in them that lists tell.
 std::string withoutIds(const std::string& text);
 
 std::size_t countLines(const std::string& text);

@@ -8,6 +8,7 @@
 #include "tools/input/RowReader.h"
 
 using namespace database_provider::recordctl;
+using database_provider::RecordKind;
 
 namespace {
 

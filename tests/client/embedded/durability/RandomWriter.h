@@ -82,15 +82,18 @@ class Writer {
       case Step::Kind::insertMany:
         return insertAll(step);
       case Step::Kind::replace:
-        return engine.update(where, selector, document, UpdateKind::replaceFirst, true);
+        engine.update(where, selector, document, UpdateKind::replaceFirst, true);
+        return;
       case Step::Kind::set:
-        return engine.update(where, selector, document, UpdateKind::setInAll, true);
+        engine.update(where, selector, document, UpdateKind::setInAll, true);
+        return;
       case Step::Kind::remove:
-        return engine.remove(where, selector);
+        engine.remove(where, selector, false);
+        return;
       case Step::Kind::transaction:
         engine.beginTransaction();
         insertAll(step);
-        engine.remove(where, selector);
+        engine.remove(where, selector, false);
         return engine.commitTransaction();
       case Step::Kind::compact:
         return compact();
