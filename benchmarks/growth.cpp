@@ -6,11 +6,14 @@
 //
 //     BENCHMARK_MILLION=1 build/benchmark/benchmarks/growth_benchmark
 //
-// BENCHMARK_FOLDER tells where the stores go ("/tmp"): 0.6 GB for 100,000 records, 6 GB with BENCHMARK_MILLION.
+// BENCHMARK_FOLDER tells where the stores go ("/tmp"): 0.6 GB for 100,000 records, 6 GB with BENCHMARK_MILLION. With
+// BENCHMARK_PYTHON, a Python interpreter that has the package duckdb, the questions are asked of DuckDB, too.
 
 #include <benchmark/benchmark.h>
 #include <database_provider/database_provider.h>
+#include <database_provider/records.h>
 #include <sqlite3.h>
+#include <stdio.h>
 
 #include <algorithm>
 #include <array>
@@ -19,6 +22,7 @@
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <iostream>
 #include <list>
@@ -51,9 +55,9 @@ struct ItemKeys {
   std::string value = "value";
 };
 
-class Records {
+class RecordMaker {
  public:
-  explicit Records(ItemKeys keys) : keys_(std::move(keys)) {}
+  explicit RecordMaker(ItemKeys keys) : keys_(std::move(keys)) {}
 
   std::unique_ptr<ObjectProperties> next() {
     auto record = std::make_unique<ObjectProperties>();
@@ -178,6 +182,7 @@ class Store {
   }
   std::unique_ptr<ObjectProperties> make() { return records_.next(); }
   DataBaseClient& client() { return client_; }
+  Records records() { return {client_, RecordKind::experiment}; }
   double filling() const { return filling_; }
   std::uintmax_t bytes() const { return bytes_; }
   const std::string& someId() { return ids_[at_ = (at_ + 7919) % ids_.size()]; }
@@ -186,7 +191,7 @@ class Store {
   static constexpr const char* collection = "records";
 
  private:
-  Records records_;
+  RecordMaker records_;
   std::string path_;
   DataBaseClient client_;
   std::vector<std::string> ids_;
@@ -288,83 +293,33 @@ long long findById(Store& store) {
   return record->descriptionAsDouble("description 3", -1) < 0 ? 0 : 1;
 }
 
-// Pipelines over items, as forms over records ask for them.
-
-std::string itemOf(const std::string& path, const std::string& name) {
-  return R"({"$let": {"vars": {"item": {"$arrayElemAt": [{"$filter": {"input": {"$cond": [{"$isArray": ["$)" + path +
-         R"("]}, "$)" + path + R"(", []]}, "as": "item", "cond": {"$eq": ["$$item.name", {"$literal": ")" + name +
-         R"("}]}}}, 0]}}, "in": "$$item.value"}})";
-}
-std::string categoryOf(const std::string& name) {
-  return R"({"$ifNull": [)" + itemOf("recordInfo.category", name) + ", null]}";
-}
-std::string numberOf(const std::string& name) {
-  return R"({"$let": {"vars": {"value": )" + itemOf("recordInfo.description", name) +
-         R"(}, "in": {"$cond": [{"$and": [{"$isNumber": "$$value"}, {"$gte": ["$$value", )" +
-         R"({"$numberDouble": "-Infinity"}]}]}, "$$value", null]}}})";
-}
-/// Of 40 bins from 0 to 10,000.
-std::string binOf(const std::string& name) {
-  return R"({"$let": {"vars": {"x": )" + numberOf(name) + R"(}, "in": {"$cond": [{"$eq": ["$$x", null]}, null, )" +
-         R"({"$min": [{"$floor": {"$divide": [{"$subtract": ["$$x", {"$numberDouble": "0"}]}, )" +
-         R"({"$numberDouble": "250"}]}}, 39]}]}}})";
-}
-std::string firstBy(const std::string& name, int direction) {
-  return R"({"$project": {"_id": 0, "record": "$$ROOT", "value0": )" + itemOf("recordInfo.description", name) +
-         R"(}}, {"$addFields": {"missing0": {"$lte": ["$value0", null]}}}, {"$sort": {"missing0": 1, "value0": )" +
-         std::to_string(direction) + R"(}}, {"$limit": 10}, {"$replaceRoot": {"newRoot": "$record"}})";
-}
-std::string groupedBy(const std::vector<std::string>& by, const std::string& value) {
-  std::string project = R"("_id": 0)";
-  std::string id;
-  for (std::size_t i = 0; i < by.size(); ++i) {
-    const std::string name = "by" + std::to_string(i);
-    project += ", \"" + name + "\": " + by[i];
-    id += (i == 0 ? "" : ", ") + ("\"" + name + "\": \"$" + name + "\"");
-  }
-  if (!value.empty()) project += R"(, "value0": )" + value;
-  const std::string figures =
-      R"(, "count0": {"$sum": {"$cond": [{"$eq": ["$value0", null]}, 0, 1]}}, "min0": {"$min": "$value0"}, )"
-      R"("mean0": {"$avg": "$value0"}, "std0": {"$stdDevSamp": "$value0"}, "max0": {"$max": "$value0"})";
-  return R"({"$project": {)" + project + R"(}}, {"$group": {"_id": {)" + id + R"(}, "count": {"$sum": 1})" +
-         (value.empty() ? "" : figures) + "}}";
-}
-std::string valuesOf(const std::string& name) {
-  return R"({"$project": {"recordInfo.category": true, "_id": false}}, {"$unwind": "$recordInfo.category"}, )"
-         R"({"$project": {"name": "$recordInfo.category.name", "value": "$recordInfo.category.value", "_id": false}}, )"
-         R"({"$match": {"name": {"$regex": "^)" +
-         name + R"($", "$options": "i"}}}, {"$group": {"_id": "$value", "count": {"$sum": 1}}})";
-}
-/// Of the descriptions below a bound, which are evenly spread from 0 to 10,000.
-std::string below(int bound) {
-  return R"({"$match": {"recordInfo.description": {"$elemMatch": {"name": "description 3", "value": {"$lt": )" +
-         std::to_string(bound) + "}}}}}, ";
-}
-
-long long aggregate(Store& store, const std::string& stages) {
-  const ObjectProperties document = ObjectProperties::fromJson(R"({"pipeline": [)" + stages + "]}");
-  long long results = 0;
-  store.client().aggregateEach(Store::database, Store::collection, document,
-                               [&results](ObjectProperties&) { return ++results > 0; });
-  return results;
-}
-
-/// What of the records the pipelines ask for, as columns of one SQLite table with an index for each question that has
-/// all the question needs: the least that SQL can take.
+/// What of the records the questions ask for, as columns of one SQLite table with an index for each question that has
+/// all the question needs, the least that SQL can take, and as a file of comma-separated values for other peers.
 class Columns {
  public:
-  explicit Columns(Store& store, std::int64_t size) : path_(freshPath("columns_" + std::to_string(size))) {
+  explicit Columns(Store& store, std::int64_t size)
+      : path_(freshPath("columns_" + std::to_string(size))), csvPath_(path_ + ".csv") {
     if (sqlite3_open(path_.c_str(), &connection_) != SQLITE_OK) throw std::runtime_error("no database for SQL");
     run("PRAGMA synchronous=OFF");
     run("PRAGMA cache_size=-65536");
     run("CREATE TABLE records(rid INTEGER PRIMARY KEY, sample TEXT, project TEXT, d3 REAL, d5 REAL, body BLOB)");
     run("BEGIN");
+    std::ofstream csv(csvPath_);
+    csv << "rid,sample,project,d3,d5\n";
     std::int64_t rid = 0;
-    store.client().findEach(Store::database, Store::collection, {}, {}, static_cast<int>(size), 0,
-                            [&](ObjectProperties& record) {
-                              insert(++rid, record);
-                              return true;
-                            });
+    FindOptions options;
+    options.limit = static_cast<int>(size);
+    store.records().forEach({}, options, [&](Record&& record) {
+      const std::string body(2300, 'b');  // about what a record has
+      const std::string sample = record.category("Sample").value();
+      const std::string project = record.category("Project").value();
+      const std::string row = std::to_string(record.descriptionAs<double>("description 3").value()) + "," +
+                              std::to_string(record.descriptionAs<double>("description 5").value());
+      csv << ++rid << "," << sample << "," << project << "," << row << "\n";
+      run("INSERT INTO records VALUES(" + std::to_string(rid) + ",'" + sample + "','" + project + "'," + row + ",'" +
+          body + "')");
+      return true;
+    });
     for (const char* columns : {"d3", "d5", "sample, d3", "sample, project", "d3, sample"}) {
       run("CREATE INDEX records_" + std::to_string(++indexes_) + " ON records(" + columns + ")");
     }
@@ -375,6 +330,7 @@ class Columns {
   ~Columns() {
     sqlite3_close(connection_);
     std::filesystem::remove(path_);
+    std::filesystem::remove(csvPath_);
   }
 
   /// The number of rows.
@@ -389,32 +345,30 @@ class Columns {
     }
     return rows;
   }
+  const std::string& csvPath() const { return csvPath_; }
 
  private:
-  void insert(std::int64_t rid, const ObjectProperties& record) {
-    using database_client::EnteredScope;
-    const std::string body(2300, 'b');  // about what a record has
-    std::string values;
-    const EnteredScope info = EnteredScope::group(record, "recordInfo");
-    {
-      const EnteredScope categories = EnteredScope::array(record, "category");
-      for (const int i : {2, 0}) {
-        const EnteredScope item = EnteredScope::at(record, i);
-        values += ", '" + record.valueAsString("value", "") + "'";
-      }
-    }
-    const EnteredScope descriptions = EnteredScope::array(record, "description");
-    for (const int i : {3, 5}) {
-      const EnteredScope item = EnteredScope::at(record, i);
-      values += ", " + std::to_string(record.valueAsDouble("value", 0));
-    }
-    run("INSERT INTO records VALUES(" + std::to_string(rid) + values + ", '" + body + "')");
-  }
-
   std::string path_;
+  std::string csvPath_;
   sqlite3* connection_ = nullptr;
   int indexes_ = 0;
 };
+
+struct PeerAnswer {
+  double seconds = 0;
+  double rows = 0;
+};
+
+/// In a process of its own, whose processor time it tells.
+PeerAnswer askDuckDb(const std::string& python, const std::string& csvPath, const std::string& statement) {
+  const std::string command = python + " " DUCKDB_PEER " '" + csvPath + "' \"" + statement + "\"";
+  const std::unique_ptr<FILE, int (*)(FILE*)> output(popen(command.c_str(), "r"), pclose);
+  PeerAnswer answer;
+  if (!output || std::fscanf(output.get(), "%lf %lf", &answer.seconds, &answer.rows) != 2) {
+    throw std::runtime_error("DuckDB: no answer to " + statement);
+  }
+  return answer;
+}
 
 Columns& columnsOf(std::int64_t size) {
   static std::map<std::int64_t, std::unique_ptr<Columns>> all;
@@ -504,36 +458,76 @@ void registerQuery(const std::string& name, const DatabaseFilter& filter) {
   registerRead(name + ": first page of 20", [filter](Store& store) { return readRecords(store, filter, 20, 0); });
 }
 
-/// A pipeline, and the same question in SQL.
-void registerPipeline(const std::string& name, const std::string& stages, const std::string& sql) {
-  registerRead(name, [stages](Store& store) { return aggregate(store, stages); });
-  benchmark::RegisterBenchmark((name + ", SQL").c_str(), [sql](benchmark::State& state) {
+/// A question, and the same of SQLite and of DuckDB.
+void registerQuestion(const std::string& name, const std::function<std::size_t(const Records&)>& ask,
+                      const std::string& sql) {
+  registerRead(name, [ask](Store& store) { return static_cast<long long>(ask(store.records())); });
+  benchmark::RegisterBenchmark((name + ", SQLite").c_str(), [sql](benchmark::State& state) {
     Columns& columns = columnsOf(state.range(0));
     long long found = 0;
     for (auto _ : state) found = columns.run(sql);
     state.counters["found"] = static_cast<double>(found);
   })->Apply(sizes);
+  const char* python = std::getenv("BENCHMARK_PYTHON");
+  if (python == nullptr) return;
+  benchmark::RegisterBenchmark((name + ", DuckDB").c_str(),
+                               [sql, python](benchmark::State& state) {
+                                 const PeerAnswer answer = askDuckDb(python, columnsOf(state.range(0)).csvPath(), sql);
+                                 for (auto _ : state) state.SetIterationTime(answer.seconds);
+                                 state.counters["found"] = answer.rows;
+                               })
+      ->Apply(sizes)
+      ->Iterations(1)
+      ->UseManualTime();
 }
 
-void registerPipelines() {
+FindOptions firstTen(bool isDescending) {
+  FindOptions options;
+  options.sort = {{SortKey::Field::description, "description 5", isDescending}};
+  options.limit = 10;
+  return options;
+}
+
+std::size_t found(FoundRecords records) {
+  std::size_t number = 0;
+  for (const FoundRecord& record : records) number += record.id.empty() ? 0 : 1;
+  return number;
+}
+
+void registerQuestions() {
   const std::string figures = "count(*), count(d3), min(d3), avg(d3), avg(d3 * d3), max(d3) FROM records ";
-  const std::string sample = categoryOf("Sample");
-  registerPipeline("first 10 by a description", firstBy("description 5", 1),
-                   "SELECT rid, body FROM records ORDER BY d5 LIMIT 10");
-  registerPipeline("last 10 by a description", firstBy("description 5", -1),
-                   "SELECT rid, body FROM records ORDER BY d5 DESC LIMIT 10");
-  registerPipeline("first 10 by a description, of a twentieth", below(500) + firstBy("description 5", 1),
-                   "SELECT rid, body FROM records WHERE d3 < 500 ORDER BY d5 LIMIT 10");
-  registerPipeline("figures of a description by a category", groupedBy({sample}, numberOf("description 3")),
-                   "SELECT sample, " + figures + "GROUP BY sample");
-  registerPipeline("histogram of a description", groupedBy({binOf("description 3")}, ""),
-                   "SELECT min(39, CAST(d3 / 250 AS INTEGER)) AS bin, count(*) FROM records GROUP BY bin");
-  registerPipeline("cross table of two categories", groupedBy({sample, categoryOf("Project")}, ""),
-                   "SELECT sample, project, count(*) FROM records GROUP BY sample, project");
-  registerPipeline("category statistics, of a hundredth", below(100) + valuesOf("Sample"),
-                   "SELECT sample, count(*) FROM records WHERE d3 < 100 GROUP BY sample");
-  registerPipeline("category statistics, of four fifths", below(8000) + valuesOf("Sample"),
-                   "SELECT sample, count(*) FROM records WHERE d3 < 8000 GROUP BY sample");
+  const auto below = [](int bound) { return where("'description 3'<" + std::to_string(bound)); };
+  registerQuestion(
+      "first 10 by a description", [](const Records& records) { return found(records.find({}, firstTen(false))); },
+      "SELECT rid, d5 FROM records ORDER BY d5 LIMIT 10");
+  registerQuestion(
+      "last 10 by a description", [](const Records& records) { return found(records.find({}, firstTen(true))); },
+      "SELECT rid, d5 FROM records ORDER BY d5 DESC LIMIT 10");
+  registerQuestion(
+      "first 10 by a description, of a twentieth",
+      [=](const Records& records) { return found(records.find(below(500), firstTen(false))); },
+      "SELECT rid, d5 FROM records WHERE d3 < 500 ORDER BY d5 LIMIT 10");
+  registerQuestion(
+      "figures of a description by a category",
+      [](const Records& records) { return records.stats({"description 3"}, {"Sample"}).size(); },
+      "SELECT sample, " + figures + "GROUP BY sample");
+  registerQuestion(
+      "histogram of a description, 40 bins",
+      [](const Records& records) { return records.histogram("description 3", 40).counts.size(); },
+      "SELECT CAST(floor(d3 / 250) AS INTEGER) AS bin, count(*) FROM records "
+      "GROUP BY bin");
+  registerQuestion(
+      "cross table of two categories",
+      [](const Records& records) { return records.coverage("Sample", "Project").size(); },
+      "SELECT sample, project, count(*) FROM records GROUP BY sample, project");
+  registerQuestion(
+      "facets of a category, of a hundredth",
+      [=](const Records& records) { return records.facets("Sample", below(100)).size(); },
+      "SELECT sample, count(*) FROM records WHERE d3 < 100 GROUP BY sample");
+  registerQuestion(
+      "facets of a category, of four fifths",
+      [=](const Records& records) { return records.facets("Sample", below(8000)).size(); },
+      "SELECT sample, count(*) FROM records WHERE d3 < 8000 GROUP BY sample");
 }
 
 void registerFilling(const std::string& name, const ItemKeys& keys) {
@@ -555,7 +549,7 @@ void registerAll() {
                 }));
   registerRead("category statistics", categoryStatistics);
   registerRead("description names", descriptionNames);
-  registerPipelines();
+  registerQuestions();
   registerRead("first page of 20", [](Store& store) { return readRecords(store, {}, 20, 0); });
   registerRead("page of 20 behind 5,000", [](Store& store) { return readRecords(store, {}, 20, 5000); });
   registerRead("page of 20 behind a record", [](Store& store) { return readPageBehindARecord(store, false); });
