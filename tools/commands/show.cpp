@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <algorithm>
 #include <iostream>
 #include <memory>
 
@@ -84,8 +83,9 @@ void writeUserBlock(const Record& record) {
 /// The id itself, or the one of which it is the beginning. Throws `UsageError` where several begin so.
 std::string wholeId(const Records& records, const std::string& beginning) {
   constexpr int mostTold = 5;
+  if (!records.ids(Selection::ofIds({beginning})).empty()) return beginning;
   const std::vector<std::string> ids = records.idsBeginningWith(beginning, mostTold);
-  if (ids.empty() || std::find(ids.begin(), ids.end(), beginning) != ids.end()) return beginning;
+  if (ids.empty()) return beginning;
   if (ids.size() == 1) return ids.front();
   std::string message = "several ids begin with " + inQuotes(beginning) + ":";
   for (const std::string& id : ids) message += " " + printable(id);
