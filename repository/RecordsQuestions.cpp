@@ -22,6 +22,8 @@ using repository::valueAt;
 
 namespace {
 
+constexpr std::size_t mostCells = 10'000'000;
+
 std::string numbered(const char* name, std::size_t number) {
   return name + std::to_string(number);
 }
@@ -254,16 +256,18 @@ Histogram Records::histogram(const std::string& description, int bins, const Sel
     question.numbers = {{description, NumberKind::number}, {description, NumberKind::time}};
     low.reset();
     high.reset();
-    aggregate(question.pipeline(selected), [&](const ObjectProperties& group) {
-      result.isOfTimes = group.valueAsInt64("count0", 0) == 0 && group.valueAsInt64("count1", 0) > 0;
-      result.missing = group.valueAsInt64("count", 0) - group.valueAsInt64(result.isOfTimes ? "count1" : "count0", 0);
-      low = numberAt(group, result.isOfTimes ? "min1" : "min0");
-      high = numberAt(group, result.isOfTimes ? "max1" : "max0");
+    aggregate(question.extremesPipeline(selected), [&](const ObjectProperties& extremes) {
+      result.isOfTimes = !numberAt(extremes, "min0") && numberAt(extremes, "min1");
+      low = numberAt(extremes, result.isOfTimes ? "min1" : "min0");
+      high = numberAt(extremes, result.isOfTimes ? "max1" : "max0");
     });
   };
   findRange(selection);
-  const long long missing = result.missing;
-  if (low && high && (std::isinf(*low) || std::isinf(*high))) {
+  if (!low || !high) {
+    result.missing = count(selection);
+    return result;
+  }
+  if (std::isinf(*low) || std::isinf(*high)) {
     constexpr double largest = std::numeric_limits<double>::max();
     DatabaseFilter finite;
     finite.filter_init();
@@ -271,10 +275,8 @@ Histogram Records::histogram(const std::string& description, int bins, const Sel
     finite.setDescriptionAsDouble(OperationType::lessOrEqual, description, largest);
     finite.filter_finish();
     findRange(selection && Selection(finite));
-    result.missing = missing;
-    if (!low) low = high = 0;  // of infinite values alone: one side each
+    if (!low || !high) low = high = 0;  // of infinite values alone: one side each
   }
-  if (!low || !high) return result;
 
   const bool isOneValue = *low == *high;
   Bins question;
@@ -295,9 +297,9 @@ Histogram Records::histogram(const std::string& description, int bins, const Sel
       const EnteredScope id = EnteredScope::group(group, "_id");
       bin = numberAt(group, "by0");
     }
-    if (!bin) return;
-    const double inside = std::clamp(*bin, 0.0, static_cast<double>(question.last));
-    result.counts[static_cast<std::size_t>(inside)] += group.valueAsInt64("count", 0);
+    const double inside = std::clamp(bin.value_or(0), 0.0, static_cast<double>(question.last));
+    long long& counted = bin ? result.counts[static_cast<std::size_t>(inside)] : result.missing;
+    counted += group.valueAsInt64("count", 0);
   });
   return result;
 }
@@ -306,22 +308,36 @@ std::vector<CoverageCell> Records::coverage(const std::string& first, const std:
                                             const Selection& selection) const {
   GroupedFigures question;
   question.categories = {first, second};
-  std::map<std::pair<std::string, std::string>, long long> counts;
-  std::set<std::string> firstValues;
-  std::set<std::string> secondValues;
+  struct Counted {
+    std::size_t first;
+    std::size_t second;
+    long long records;
+  };
+  using Values = std::map<std::string, std::size_t>;  // numbered as they come
+  Values firstValues;
+  Values secondValues;
+  std::vector<Counted> counts;
   aggregate(question.pipeline(selection), [&](const ObjectProperties& group) {
-    const GroupKey key = groupKeyIn(group, 2);
+    GroupKey key = groupKeyIn(group, 2);
     if (!key[0] || !key[1]) return;
-    firstValues.insert(*key[0]);
-    secondValues.insert(*key[1]);
-    counts[{*key[0], *key[1]}] += group.valueAsInt64("count", 0);
+    const std::size_t one = firstValues.try_emplace(std::move(*key[0]), firstValues.size()).first->second;
+    const std::size_t other = secondValues.try_emplace(std::move(*key[1]), secondValues.size()).first->second;
+    counts.push_back({one, other, group.valueAsInt64("count", 0)});
   });
+
+  if (secondValues.size() > mostCells / std::max<std::size_t>(firstValues.size(), 1))
+    throw Error(Error::Kind::query,
+                "a cross table of " + std::to_string(firstValues.size()) + " by " +
+                    std::to_string(secondValues.size()) + " values has more than " + std::to_string(mostCells) +
+                    " cells",
+                {first});
+  std::vector<long long> table(firstValues.size() * secondValues.size());
+  for (const Counted& counted : counts) table[counted.first * secondValues.size() + counted.second] += counted.records;
   std::vector<CoverageCell> result;
-  for (const std::string& one : firstValues) {
-    for (const std::string& other : secondValues) {
-      const auto count = counts.find({one, other});
-      result.push_back({{one, other}, count == counts.end() ? 0 : count->second});
-    }
+  result.reserve(table.size());
+  for (const auto& [one, row] : firstValues) {
+    for (const auto& [other, column] : secondValues)
+      result.push_back({{one, other}, table[row * secondValues.size() + column]});
   }
   return result;
 }

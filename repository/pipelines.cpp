@@ -152,6 +152,18 @@ ObjectProperties GroupedFigures::pipeline(const Selection& selection) const {
   return pipeline.take();
 }
 
+ObjectProperties GroupedFigures::extremesPipeline(const Selection& selection) const {
+  Pipeline pipeline(selection);
+  pipeline.add("$project", computedFields(*this));
+  Node::Object extremes = object({{"_id", nullptr}});
+  for (std::size_t i = 0; i < numbers.size(); ++i) {
+    extremes.fields.emplace_back(numbered("min", i), object({{"$min", numbered("$value", i)}}));
+    extremes.fields.emplace_back(numbered("max", i), object({{"$max", numbered("$value", i)}}));
+  }
+  pipeline.add("$group", extremes);
+  return pipeline.take();
+}
+
 ObjectProperties GroupedFigures::valuesPipeline(const Selection& selection) const {
   Pipeline pipeline(selection);
   pipeline.add("$project", computedFields(*this));

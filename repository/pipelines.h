@@ -47,6 +47,8 @@ struct GroupedFigures {
   std::vector<Number> numbers{};
 
   ObjectProperties pipeline(const Selection& selection) const;
+  /// Of all that alone "min0" and "max0", which an index has at hand.
+  ObjectProperties extremesPipeline(const Selection& selection) const;
   /// The fields "by0" … and "value0" … of each record, before they are grouped.
   ObjectProperties valuesPipeline(const Selection& selection) const;
 };

@@ -170,6 +170,7 @@ class DATABASE_PROVIDER_EXPORT Records {
   Histogram histogram(const std::string& description, int bins, const Selection& selection = {}) const;
   /// A cell for every pair of values that the selected records have of the two categories, with a count of zero where
   /// no record has both; by the first value, then by the second. Records that lack one of them are left out.
+  /// Error{query} for more than ten million cells.
   std::vector<CoverageCell> coverage(const std::string& first, const std::string& second,
                                      const Selection& selection = {}) const;
   /// Every category and description of the records, the first record's first. Error{query} for an id that is not there.

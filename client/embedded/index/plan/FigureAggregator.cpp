@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "client/bson/Writer.h"
+#include "client/embedded/index/plan/ValueWalk.h"
 #include "client/embedded/index/plan/cost.h"
 #include "client/embedded/index/segments/bytes.h"
 #include "client/embedded/query/pipeline/Pipeline.h"
@@ -123,11 +124,17 @@ FigureAggregator::FigureAggregator(ItemIndex& index, const index::GroupedFigures
     : index_(index), pattern_(pattern), documents_(documents), paths_(index.flushAndSnapshot().paths), scan_(index) {}
 
 std::optional<std::vector<std::vector<bson::Byte>>> FigureAggregator::run() {
-  if (!prepare() || !readRecords() || !combineCodes() || !countRecords()) return std::nullopt;
+  if (!prepare() || !readRecords()) return std::nullopt;
+  if (asksForExtremesAlone()) {
+    groups_.push_back(Group{0, allRecords()});
+    for (ReadRecord& read : read_) read.group = 0;
+  } else if (!combineCodes() || !countRecords()) {
+    return std::nullopt;
+  }
   if (groups_.size() * measures_.size() * sizeof(FigureSums) > Pipeline::defaultMemoryLimit) return std::nullopt;
   sums_.resize(groups_.size() * measures_.size());
   if (!readsAll_) {
-    for (std::size_t i = 0; i < measures_.size(); ++i) addUp(i);
+    for (std::size_t i = 0; i < measures_.size(); ++i) asksForExtremesAlone() ? addExtremes(i) : addUp(i);
   }
   for (const ReadRecord& read : read_) {
     for (std::size_t i = 0; i < measures_.size(); ++i) {
@@ -270,9 +277,11 @@ bool FigureAggregator::countRecords() {
     read.group = groupOf(read.combination);
     count(read.group, read.record);
   }
+  const RecordSet everyone;
+  RecordSet::Probe selected(selected_ ? *selected_ : everyone);
   for (RecordNumber record = 1; record < places_.size(); ++record) {
     std::uint32_t& place = places_[record];
-    if (place == none || (selected_ && !selected_->contains(record))) {
+    if (place == none || (selected_ && !selected.contains(record))) {
       place = none;
     } else if (place == 0 && !selected_) {
       // There may be no such record; all of these are counted below.
@@ -316,6 +325,37 @@ void FigureAggregator::addUp(std::size_t measure) {
   });
 }
 
+bool FigureAggregator::asksForExtremesAlone() const {
+  return keys_.empty() && !selected_ &&
+         std::all_of(pattern_.outputs.begin(), pattern_.outputs.end(), [](const Pattern::Output& output) {
+           return output.figure == Figure::minimum || output.figure == Figure::maximum;
+         });
+}
+
+/// Adds the values at both ends, whatever else there is.
+void FigureAggregator::addExtremes(std::size_t measure) {
+  const Measure& added = measures_[measure];
+  const ValueClass kind = added.measure.kind == Kind::time ? ValueClass::date : ValueClass::number;
+  for (const bool isLast : {false, true}) {
+    index::ValueWalk walk(scan_, added.column, kind, isLast);
+    for (bool isFound = false; !isFound && walk.next();) {
+      const KeyRange terms = walk.terms();
+      scan_.eachTerm(terms.low, terms.high, [&](std::string_view term, auto&& eachRun) {
+        const std::optional<EncodedNumber> number =
+            numberOfTerm(term.substr(added.column.valueAt()), added.measure.kind);
+        if (!number) return;
+        eachRun([&](Run run) {
+          for (RecordNumber record = run.first; record < run.first + run.length; ++record) {
+            if (odd_.contains(record)) continue;
+            sums_[measure].add(*number, record);
+            isFound = true;
+          }
+        });
+      });
+    }
+  }
+}
+
 bool FigureAggregator::write(std::size_t group, std::vector<bson::Byte>& document) const {
   bson::Writer out;
   writeId(groups_[group], out);
@@ -351,7 +391,7 @@ void FigureAggregator::writeId(const Group& group, bson::Writer& out) const {
 }
 
 /// False for what only another way of adding up may come to.
-bool FigureAggregator::writeFigure(const Pattern::Output& output, const FigureSums& sums, bson::Writer& out) const {
+bool FigureAggregator::writeFigure(const Pattern::Output& output, const FigureSums& sums, bson::Writer& out) {
   switch (output.figure) {
     case Figure::records:
       return false;

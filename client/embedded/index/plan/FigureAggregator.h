@@ -31,6 +31,8 @@ namespace database_client::embedded {
 ///
 /// Odd records (see `ItemColumn`), and all of a narrow filter, are read instead, and given to the same groups.
 ///
+/// The least and the greatest value of all records stand at the ends of the terms, and nothing between them is read.
+///
 /// Groups are values that are equal, whatever kinds they are of. Where a group has values of several, its first record
 /// decides which of them is shown, as it does where documents are passed in order, and is read for that.
 class FigureAggregator {
@@ -96,12 +98,14 @@ class FigureAggregator {
   bool countRecords();
   std::uint64_t allRecords() const;
   void addUp(std::size_t measure);
+  bool asksForExtremesAlone() const;
+  void addExtremes(std::size_t measure);
   std::uint32_t groupOf(std::size_t combination);
   void count(std::uint32_t group, RecordNumber record);
   std::uint32_t& placeOf(RecordNumber record);
   bool write(std::size_t group, std::vector<bson::Byte>& document) const;
   void writeId(const Group& group, bson::Writer& out) const;
-  bool writeFigure(const Pattern::Output& output, const index::FigureSums& sums, bson::Writer& out) const;
+  static bool writeFigure(const Pattern::Output& output, const index::FigureSums& sums, bson::Writer& out);
 
   ItemIndex& index_;
   const Pattern& pattern_;

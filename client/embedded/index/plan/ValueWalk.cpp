@@ -27,6 +27,13 @@ ValueWalk::ValueWalk(const TermScan& scan, const ItemColumn& column, bool isDesc
   if (!isDescending) std::reverse(ranges_.begin(), ranges_.end());
 }
 
+ValueWalk::ValueWalk(const TermScan& scan, const ItemColumn& column, ValueClass kind, bool isDescending)
+    : scan_(scan),
+      valueAt_(column.valueAt()),
+      isDescending_(isDescending),
+      ranges_{column.valuesOf(kind, kind)},
+      ahead_(fewestAhead) {}
+
 bool ValueWalk::next() {
   if (at_ < entries_.size()) {
     ++at_;
@@ -105,6 +112,11 @@ void ValueWalk::readRange(std::string_view low, std::string_view high, std::size
   });
 }
 
+KeyRange ValueWalk::terms() const {
+  const std::string value(valueOf(key()));
+  return {value, value == key() ? value + '\0' : value + static_cast<char>(NumberTag::end)};
+}
+
 void ValueWalk::collect(const RecordSet* among, const RecordSet& except, std::uint64_t most, RecordSet& records) const {
   const auto isWanted = [&](RecordNumber record) {
     return (among == nullptr || among->contains(record)) && !except.contains(record);
@@ -116,10 +128,8 @@ void ValueWalk::collect(const RecordSet* among, const RecordSet& except, std::ui
     }
     return;
   }
-  const std::string_view value = valueOf(key());
-  const std::string high =
-      value == key() ? std::string(value) + '\0' : std::string(value) + static_cast<char>(NumberTag::end);
-  scan_.eachGroup(value, high, [&](std::string_view, const TermScan::Parts& parts) {
+  const KeyRange range = terms();
+  scan_.eachGroup(range.low, range.high, [&](std::string_view, const TermScan::Parts& parts) {
     scan_.checkWanted();
     std::uint64_t taken = 0;
     const auto take = [&](Run run) {

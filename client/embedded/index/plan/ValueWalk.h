@@ -23,11 +23,15 @@ namespace database_client::embedded::index {
 class ValueWalk {
  public:
   ValueWalk(const TermScan& scan, const ItemColumn& column, bool isDescending);
+  /// Of values of one kind alone.
+  ValueWalk(const TermScan& scan, const ItemColumn& column, ValueClass kind, bool isDescending);
 
   /// Moves to the next value; false at the end.
   bool next();
   /// A key of the current value.
   std::string_view key() const { return keyOf(current()); }
+  /// The terms of the current value.
+  KeyRange terms() const;
   /// Adds the records of the current value that are in `among` (null: any) and not in `except`: the first ones, at
   /// least `most` where there are so many.
   void collect(const RecordSet* among, const RecordSet& except, std::uint64_t most, RecordSet& records) const;

@@ -160,6 +160,8 @@ std::string matchStage(const std::string& filter) {
 
 class ItemPipelinesTest : public IndexedDocuments {
  protected:
+  enum class Asked { allFigures, extremes };
+
   static Bytes pipeline(const std::string& stages) {
     // Not `fromJson`, which refuses keys that begin with "$".
     const Bytes document = json::read(R"({"pipeline": [)" + stages + "]}");
@@ -198,10 +200,10 @@ class ItemPipelinesTest : public IndexedDocuments {
   }
 
   static std::string grouped(const std::string& filter, const std::vector<Column>& by,
-                             const std::vector<Column>& values) {
+                             const std::vector<Column>& values, Asked asked = Asked::allFigures) {
     std::string project = R"("_id": 0)";
     std::string id;
-    std::string figures = R"("count": {"$sum": 1})";
+    std::string figures = asked == Asked::allFigures ? R"(, "count": {"$sum": 1})" : "";
     for (std::size_t i = 0; i < by.size(); ++i) {
       project += ", " + quotedNumbered("by", i) + ": " + by[i].json();
       id += (i == 0 ? "" : ", ") + quotedNumbered("by", i) + ": " + quotedNumbered("$by", i);
@@ -209,6 +211,10 @@ class ItemPipelinesTest : public IndexedDocuments {
     for (std::size_t i = 0; i < values.size(); ++i) {
       const std::string field = quotedNumbered("$value", i);
       project += ", " + quotedNumbered("value", i) + ": " + values[i].json();
+      if (asked == Asked::extremes) {
+        figures += extremesOf(field, i);
+        continue;
+      }
       figures += ", " + quotedNumbered("count", i) + R"(: {"$sum": {"$cond": [{"$eq": [)" + field + ", null]}, 0, 1]}}";
       figures += ", " + quotedNumbered("min", i) + R"(: {"$min": )" + field + "}";
       figures += ", " + quotedNumbered("mean", i) + R"(: {"$avg": )" + field + "}";
@@ -216,7 +222,11 @@ class ItemPipelinesTest : public IndexedDocuments {
       figures += ", " + quotedNumbered("max", i) + R"(: {"$max": )" + field + "}";
     }
     return matchStage(filter) + R"({"$project": {)" + project + R"(}}, {"$group": {"_id": )" +
-           (by.empty() ? "null" : "{" + id + "}") + ", " + figures + "}}";
+           (by.empty() ? "null" : "{" + id + "}") + figures + "}}";
+  }
+  static std::string extremesOf(const std::string& field, std::size_t number) {
+    return ", " + quotedNumbered("min", number) + R"(: {"$min": )" + field + "}, " + quotedNumbered("max", number) +
+           R"(: {"$max": )" + field + "}";
   }
 
   /// The documents that match, in order, each made into another by `make(document, writer)`, through further stages.
@@ -261,22 +271,25 @@ class ItemPipelinesTest : public IndexedDocuments {
 
   /// With the values themselves in place of their deviation.
   std::vector<Bytes> expectedGroups(const std::string& filter, const std::vector<Column>& by,
-                                    const std::vector<Column>& values) const {
+                                    const std::vector<Column>& values, Asked asked = Asked::allFigures) const {
     std::string id;
-    std::string figures = R"("count": {"$sum": 1})";
+    std::string figures = asked == Asked::allFigures ? R"(, "count": {"$sum": 1})" : "";
     for (std::size_t i = 0; i < by.size(); ++i) {
       id += (i == 0 ? "" : ", ") + quotedNumbered("by", i) + ": " + quotedNumbered("$by", i);
     }
     for (std::size_t i = 0; i < values.size(); ++i) {
       const std::string field = quotedNumbered("$value", i);
+      if (asked == Asked::extremes) {
+        figures += extremesOf(field, i);
+        continue;
+      }
       figures += ", " + quotedNumbered("count", i) + R"(: {"$sum": )" + quotedNumbered("$one", i) + "}";
       figures += ", " + quotedNumbered("min", i) + R"(: {"$min": )" + field + "}";
       figures += ", " + quotedNumbered("mean", i) + R"(: {"$avg": )" + field + "}";
       figures += ", " + quotedNumbered("std", i) + R"(: {"$push": )" + field + "}";
       figures += ", " + quotedNumbered("max", i) + R"(: {"$max": )" + field + "}";
     }
-    const std::string stages =
-        R"({"$group": {"_id": )" + (by.empty() ? "null" : "{" + id + "}") + ", " + figures + "}}";
+    const std::string stages = R"({"$group": {"_id": )" + (by.empty() ? "null" : "{" + id + "}") + figures + "}}";
     return throughStages(filter, stages, [&](bson::View document, bson::Writer& out) {
       for (std::size_t i = 0; i < by.size(); ++i) out.append(numbered("by", i), by[i].of(document).value());
       for (std::size_t i = 0; i < values.size(); ++i) {
@@ -460,6 +473,30 @@ TEST_F(ItemPipelinesTest, WithoutKeysThereIsOneGroupAndWithoutDocumentsNone) {
             R"({"_id": null, "count": 2, "count0": 1, "min0": 3, "mean0": 3.0, "std0": null, "max0": 3})");
 }
 
+TEST_F(ItemPipelinesTest, ExtremesOfAllAreTakenFromTheEndsOfTheTerms) {
+  const std::vector<Column> n = {column(Column::Kind::number, "d", "n"), column(Column::Kind::time, "d", "n")};
+  const std::string stages = grouped("", {}, n, Asked::extremes);
+  EXPECT_EQ(answered(stages), std::vector<Bytes>());
+  put(200, R"({"_id": 200})");
+  const auto extremes = [&] {
+    const auto groups = answered(stages);
+    return groups && groups->size() == 1 ? json::write(viewOf(groups->front()), JsonMode::relaxed) : "none";
+  };
+  EXPECT_EQ(extremes(), R"({"_id": null, "min0": null, "max0": null, "min1": null, "max1": null})");
+  for (int i = 1; i <= 100; ++i) putItem(i, std::to_string(i));
+  putItem(101, R"({"$numberDouble": "NaN"})");
+  putItem(102, "\"a text\"");
+  putItem(103, R"({"$numberDouble": "100"})");
+  remove(1);
+  EXPECT_EQ(extremes(), R"({"_id": null, "min0": 2, "max0": 100, "min1": null, "max1": null})")
+      << "of equal numbers the first record's";
+  EXPECT_EQ(read_, 0);
+  remove(100);
+  putItem(104, R"({"$date": "2020-01-01T00:00:00Z"})");
+  put(105, R"({"_id": 105, "d": [{"name": "n", "value": -5}, {"name": "n", "value": -7}]})");
+  EXPECT_EQ(extremes(), R"({"_id": null, "min0": -5, "max0": 100.0, "min1": 1577836800000, "max1": 1577836800000})");
+}
+
 TEST_F(ItemPipelinesTest, TheDeviationOfLargeNumbersCloseToEachOtherIsExact) {
   for (int i = 1; i <= 1000; ++i) putItem(i, std::to_string(1e9 + i % 10));
   const std::vector<Column> n = {column(Column::Kind::number, "d", "n")};
@@ -594,10 +631,12 @@ TEST_P(RandomItemPipelinesTest, AgreeWithWhatTheDocumentsComeTo) {
       for (std::uint32_t left = random.below(4); left > 0; --left) by.push_back(randomBy(random));
       for (std::uint32_t left = random.below(3); left > 0; --left) values.push_back(randomMeasure(random));
       if (by.empty() && values.empty()) continue;
-      const std::string groupStages = grouped(filter, by, values);
-      if (const auto found = answered(groupStages)) {
-        ++ofGrouped;
-        expectSameGroups(*found, expectedGroups(filter, by, values), groupStages);
+      for (const Asked asked : {Asked::allFigures, Asked::extremes}) {
+        const std::string groupStages = grouped(filter, by, values, asked);
+        if (const auto found = answered(groupStages)) {
+          ++ofGrouped;
+          expectSameGroups(*found, expectedGroups(filter, by, values, asked), groupStages);
+        }
       }
       if (HasFatalFailure()) return;
     }
