@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -48,6 +49,8 @@ class ItemCondition : public IndexCondition {
 
   /// Adds the terms from `low` to below `high`; their records may meet the condition, or surely do.
   void addTerms(std::string low, std::string high, bool sure);
+  /// The same of values of one name under the path.
+  void addNamedTerms(PathId path, std::string_view name, std::string low, std::string high, bool sure);
   /// Of texts only those count that meet `filter`, which outlives this.
   void setTextFilter(const Condition& filter) { textFilter_ = &filter; }
 
@@ -56,11 +59,17 @@ class ItemCondition : public IndexCondition {
   void describe(std::vector<std::string>& paths) const override { paths.push_back(path_); }
 
  private:
+  struct Item {
+    PathId path;
+    std::string name;
+  };
   struct Terms {
     KeyRange range;
     bool sure;
     std::uint64_t estimate;
+    std::optional<Item> item{};
   };
+  std::optional<RecordSet> recordsWithoutOtherValues(const Terms& terms) const;
   void collectTexts(const KeyRange& range, RecordMatches& matches) const;
 
   const TermScan& scan_;

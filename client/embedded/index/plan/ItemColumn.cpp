@@ -58,18 +58,7 @@ bool ItemColumn::isUnique() const {
 
 std::optional<std::uint64_t> ItemColumn::countWithItem() const {
   if (state_ != ItemPaths::State::tracked) return 0;
-  std::int64_t records = 0;
-  std::int64_t extra = 0;
-  int terms = 0;
-  scan_.eachGroup(names_, afterPrefix(names_), [&](std::string_view, const TermScan::Parts& parts) {
-    ++terms;
-    for (const TermIterator* part : parts) {
-      extra += part->term().counts.extra;
-      records += part->term().counts.items() - part->term().counts.extra;
-    }
-  });
-  if (terms > 1 || extra != 0) return std::nullopt;
-  return static_cast<std::uint64_t>(records);
+  return countUnique(scan_, id_, nameValue_.asString());
 }
 
 RecordSet ItemColumn::recordsWithItem() const {

@@ -142,9 +142,13 @@ class ItemAggregator {
 
   std::int64_t selectedItems(const index::TermIterator& part) const {
     std::int64_t count = 0;
+    RecordSet::Probe selected(*selected_);
     const auto countIn = [&](std::int64_t sign) {
-      return [&count, sign, this](index::Run run) {
-        count += sign * static_cast<std::int64_t>(selected_->countRange(run.first, run.length));
+      return [&, sign](index::Run run) {
+        // Most runs of a value are of one record.
+        const std::uint64_t members =
+            run.length == 1 ? (selected.contains(run.first) ? 1 : 0) : selected_->countRange(run.first, run.length);
+        count += sign * static_cast<std::int64_t>(members);
       };
     };
     part.forEachAdded(countIn(1));

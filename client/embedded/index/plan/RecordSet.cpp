@@ -119,6 +119,13 @@ std::uint64_t RecordSet::countRange(Rid first, Rid count) const {
   return total;
 }
 
+void RecordSet::Probe::turnTo(Rid number) {
+  static constexpr std::array<std::uint64_t, pageSize / 64> noMembers{};
+  const std::size_t at = set_.find(number);
+  words_ = at < set_.pages_.size() ? set_.pages_[at]->words.data() : noMembers.data();
+  number_ = number;
+}
+
 std::optional<RecordSet::Rid> RecordSet::next(Rid from) const {
   std::size_t at = lowerBound(from / pageSize);
   if (at < pages_.size() && pages_[at]->number > from / pageSize) from = pages_[at]->number * pageSize;

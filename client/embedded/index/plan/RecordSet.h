@@ -34,6 +34,10 @@ class RecordSet {
   /// The smallest member not below `from`.
   std::optional<Rid> next(Rid from) const;
 
+  /// Asks a set, which must outlive it unchanged, for one number after the other. It finds a page once as long as the
+  /// numbers stay in it, and so is for numbers in order, such as those of a posting list.
+  class Probe;
+
  private:
   static constexpr Rid pageSize = 16384;
   struct Page {
@@ -57,6 +61,23 @@ class RecordSet {
 
   std::vector<std::unique_ptr<Page>> pages_;
   std::size_t last_ = 0;
+};
+
+class RecordSet::Probe {
+ public:
+  explicit Probe(const RecordSet& set) : set_(set) {}
+
+  bool contains(Rid rid) {
+    if (rid / pageSize != number_) turnTo(rid / pageSize);
+    return (words_[wordOf(rid)] >> (rid % 64) & 1) != 0;
+  }
+
+ private:
+  void turnTo(Rid number);
+
+  const RecordSet& set_;
+  Rid number_ = ~Rid{0};
+  const std::uint64_t* words_ = nullptr;
 };
 
 }  // namespace database_client::embedded

@@ -86,6 +86,23 @@ KeyRange allNamed(PathId path, TermKind kind, std::string_view name) {
   return {key.key(), afterPrefix(key.key())};
 }
 
+std::optional<std::uint64_t> countUnique(const TermScan& scan, PathId path, std::string_view name) {
+  std::int64_t records = 0;
+  std::int64_t extra = 0;
+  int terms = 0;
+  const KeyRange range = allNamed(path, TermKind::name, name);
+  scan.eachGroup(range.low, range.high, [&](std::string_view, const TermScan::Parts& parts) {
+    ++terms;
+    for (const TermIterator* part : parts) {
+      extra += part->term().counts.extra;
+      records += part->term().counts.items() - part->term().counts.extra;
+    }
+  });
+  // Items of two types have a term each, and a record may be in both.
+  if (terms > 1 || extra != 0) return std::nullopt;
+  return static_cast<std::uint64_t>(records);
+}
+
 std::vector<std::string> namesUnder(const TermScan& scan, PathId path) {
   std::unordered_set<std::string> names;
   const KeyRange range = allOf(path, TermKind::name);

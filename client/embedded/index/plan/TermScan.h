@@ -2,6 +2,8 @@
 #pragma once
 
 #include <algorithm>
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -103,6 +105,10 @@ struct KeyRange {
 };
 KeyRange allOf(PathId path, TermKind kind);
 KeyRange allNamed(PathId path, TermKind kind, std::string_view name);
+
+/// How many records have an item of the name, those that are not indexable apart, by the counts of terms alone; nullopt
+/// where these do not tell whether a record has two such items.
+std::optional<std::uint64_t> countUnique(const TermScan& scan, PathId path, std::string_view name);
 
 /// The names under a path, in no particular order. A name stays as long as the segments that had it are not merged.
 std::vector<std::string> namesUnder(const TermScan& scan, PathId path);

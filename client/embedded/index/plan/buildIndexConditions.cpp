@@ -101,16 +101,13 @@ void addNames(ItemCondition& condition, PathId path, std::string_view name, bool
   condition.addTerms(std::move(range.low), std::move(range.high), sure);
 }
 
-void addValues(ItemCondition& condition, const std::string& prefix, const ValueRanges& values) {
-  for (const ValueRanges::Range& range : values.ranges()) {
-    condition.addTerms(prefix + range.low, prefix + range.high, range.sure);
-  }
-}
-
 void addNamedValues(ItemCondition& condition, PathId path, std::string_view name, const ValueRanges& values) {
   // The terms of names are fewer than those of values, and say as much.
   if (values.mayBeAnything()) return addNames(condition, path, name, false);
-  addValues(condition, KeyBuilder().start(path, TermKind::value).name(name).key(), values);
+  const std::string prefix = KeyBuilder().start(path, TermKind::value).name(name).key();
+  for (const ValueRanges::Range& range : values.ranges()) {
+    condition.addNamedTerms(path, name, prefix + range.low, prefix + range.high, range.sure);
+  }
 }
 
 /// Makes index conditions of a query's conjunction; a branch of an $or is one of its own.
@@ -226,7 +223,10 @@ class ConjunctionBuilder {
       value == nullptr ? addNames(*condition, id, one, true) : addNamedValues(*condition, id, one, accepted.ranges);
     }
     if (name == nullptr) {
-      addValues(*condition, KeyBuilder().start(id, TermKind::value).noName().key(), accepted.ranges);
+      const std::string prefix = KeyBuilder().start(id, TermKind::value).noName().key();
+      for (const ValueRanges::Range& range : accepted.ranges.ranges()) {
+        condition->addTerms(prefix + range.low, prefix + range.high, range.sure);
+      }
     }
     addNonIndexable(*condition, id);
     conjunction_->add(std::move(condition));

@@ -329,6 +329,61 @@ class RandomQueries {
   RandomDocuments& random_;
 };
 
+/// A range that most records are in is what is left without the others, which the test tells by nothing but the result.
+class WideRanges : public PlannerTest {
+ protected:
+  static constexpr int records = 100;
+
+  WideRanges() {
+    for (int i = 1; i <= records; ++i) put(i, item(std::to_string(i % 10)));
+  }
+  static std::string item(const std::string& value) {
+    return R"({"r": {"d": [{"name": "n", "value": )" + value + R"(}, {"name": "m", "value": "red"}]}})";
+  }
+  void expectAsScanned(const std::string& condition) {
+    const Bytes query = fromJson(itemMatch("n", condition));
+    bool usesIndex = false;
+    const std::string found = planned(viewOf(query), usesIndex);
+    EXPECT_TRUE(usesIndex) << condition;
+    EXPECT_EQ(found, scanned(viewOf(query))) << condition;
+  }
+  void expectAllAsScanned() {
+    for (const char* condition : {R"({"$lt": 8})", R"({"$gte": 2})", R"({"$gt": 0, "$lt": 9})", R"({"$ne": 3})",
+                                  R"({"$exists": true})", R"({"$in": [1, 2, 3, 4, 5, 6, 7, 8]})"}) {
+      expectAsScanned(condition);
+    }
+  }
+};
+
+TEST_F(WideRanges, HaveTheRecordsOfTheRange) {
+  expectAllAsScanned();
+}
+
+TEST_F(WideRanges, LeaveOutWhatIsOfOtherKinds) {
+  put(3, item("\"5\""));
+  put(4, item("null"));
+  put(5, item(R"({"$numberDouble": "NaN"})"));
+  put(6, item("[1, 20]"));
+  put(7, item('"' + std::string(2000, 'x') + '"'));
+  put(8, item(R"({"$numberDecimal": "5"})"));
+  put(9, R"({"r": {"d": [{"name": "n"}]}})");
+  put(11, R"({"r": {"d": {"name": "n", "value": 5}}})");
+  put(12, R"({"r": {"d": [{"name": "n", "value": 20}, 7]}})");
+  expectAllAsScanned();
+}
+
+TEST_F(WideRanges, KnowOfRecordsWithTwoItemsOfAName) {
+  put(3, R"({"r": {"d": [{"name": "n", "value": 5}, {"name": "n", "value": 20}]}})");
+  put(4, R"({"r": {"d": [{"name": "n", "value": 20, "type": 1}, {"name": "n", "value": 5, "type": 2}]}})");
+  expectAllAsScanned();
+}
+
+TEST_F(WideRanges, FollowChanges) {
+  for (int i = 1; i <= records; i += 3) put(i, item(std::to_string(i % 7)));
+  for (int i = 2; i <= records; i += 6) remove(i);
+  expectAllAsScanned();
+}
+
 class RandomPlansTest : public PlannerTest, public testing::WithParamInterface<std::uint32_t> {};
 
 TEST_P(RandomPlansTest, PlanAndRecheckAgreeWithAScan) {
