@@ -164,10 +164,10 @@ class Store {
         blobs_, 1, ItemIndex::Options(),
         [this](RecordNumber after, const std::function<void(RecordNumber, bson::View)>& receive) {
           auto rows = connection_.statement("SELECT rid, body FROM documents WHERE rid > ?1 ORDER BY rid");
-          rows.bind(1, static_cast<std::int64_t>(after));
+          rows.bind(1, rowId(after));
           while (rows.step()) {
             const sqlite::Blob body = rows.blob(1);
-            receive(static_cast<RecordNumber>(rows.integer(0)), {static_cast<const bson::Byte*>(body.data), body.size});
+            receive(recordNumber(rows.integer(0)), {static_cast<const bson::Byte*>(body.data), body.size});
           }
         });
   }
@@ -182,16 +182,16 @@ class Store {
           .bindBlob(1, viewOf(body).find("_id").data, bson::objectIdSize)
           .bindBlob(2, body.data(), body.size())
           .run();
-      if (index_) index_->add(static_cast<RecordNumber>(connection_.lastRowId()), viewOf(body));
+      if (index_) index_->add(recordNumber(connection_.lastRowId()), viewOf(body));
     }
     if (index_) index_->flush();
     transaction.commit();
     documents_ += batch.size();
   }
 
-  bson::View read(std::int64_t rid) {
+  bson::View read(RecordNumber record) {
     auto found = connection_.statement("SELECT body FROM documents WHERE rid = ?1");
-    if (!found.bind(1, rid).step()) return {};
+    if (!found.bind(1, rowId(record)).step()) return {};
     const sqlite::Blob body = found.blob(0);
     const auto* bytes = static_cast<const bson::Byte*>(body.data);
     body_.assign(bytes, bytes + body.size);
@@ -390,7 +390,7 @@ Bytes statistics(const char* path, bool values, const char* pattern) {
 void aggregate(benchmark::State& state, const Bytes& stages) {
   Store& store = filled(state.range(0));
   int groups = 0;
-  const DocumentSource documents{store.documents(), [&store](std::int64_t rid) { return store.read(rid); },
+  const DocumentSource documents{store.documents(), [&store](RecordNumber record) { return store.read(record); },
                                  [&store] { return store.documents(); }};
   for (auto _ : state) {
     groups = 0;

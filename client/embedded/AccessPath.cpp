@@ -118,7 +118,7 @@ class ByItems : public AccessPath {
         reader_(collection),
         ids_(collection),
         plan_(std::move(plan)),
-        candidate_{rowId(after), false} {
+        candidate_{after, false} {
     index_ = plan_.description;
   }
   bool next() override {
@@ -126,7 +126,7 @@ class ByItems : public AccessPath {
     if (found) candidate_ = *found;
     return found.has_value();
   }
-  RecordNumber rid() const override { return recordNumber(candidate_.rid); }
+  RecordNumber rid() const override { return candidate_.rid; }
   bool recheck() const override { return candidate_.recheck; }
   View body() override { return reader_.require(rid()); }
   std::string idKey() override { return collection_.idKeyOf(rid()); }

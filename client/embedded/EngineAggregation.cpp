@@ -32,8 +32,7 @@ View leadingMatch(const Pipeline& pipeline) {
 IndexAnswer tryIndex(Collection* collection, View stages) {
   if (collection == nullptr || collection->index() == nullptr) return {};
   RowReader reader(*collection);
-  const DocumentSource documents{collection->estimate(),
-                                 [&reader](std::int64_t rid) { return reader.read(recordNumber(rid)); },
+  const DocumentSource documents{collection->estimate(), [&reader](RecordNumber record) { return reader.read(record); },
                                  [collection] { return static_cast<std::uint64_t>(collection->count()); }};
   return answerFromIndex(*collection->index(), stages, documents);
 }

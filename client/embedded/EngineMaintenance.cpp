@@ -77,11 +77,11 @@ std::string nameOf(const Collection& collection, SalvageScan& rows) {
 }
 
 DocumentScan scanOf(Collection& collection) {
-  return [&collection](const std::function<void(std::int64_t, View)>& take) {
+  return [&collection](const std::function<void(RecordNumber, View)>& take) {
     RowScan rows(collection);
     while (rows.next()) {
       collection.checkWanted();
-      take(rowId(rows.rid()), rows.body());
+      take(rows.rid(), rows.body());
     }
   };
 }

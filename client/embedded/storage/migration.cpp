@@ -16,7 +16,7 @@ using sqlite::Connection;
 
 /// What stands beside one document.
 struct Sum {
-  std::int64_t rid;
+  RecordNumber rid;
   std::int64_t sum;
 };
 
@@ -27,24 +27,23 @@ constexpr const char* batchSize = "500";
 /// The sums, as `to` has them, of the first documents above `last`, which is moved to the last one. What does not fit
 /// its sum is left out: damage stays damage.
 std::vector<Sum> nextSums(Connection& connection, const std::string& table, const Checksum& from, const Checksum& to,
-                          std::int64_t& last) {
+                          RecordNumber& last) {
   auto rows =
       connection.statement("SELECT rid, sum, body FROM " + table + " WHERE rid > ?1 ORDER BY rid LIMIT " + batchSize);
-  rows.bind(1, last);
+  rows.bind(1, rowId(last));
   std::vector<Sum> sums;
   while (rows.step()) {
-    last = rows.integer(0);
+    last = recordNumber(rows.integer(0));
     const sqlite::Blob body = rows.blob(2);
-    const RecordNumber rid = recordNumber(last);
-    if (from.of(rid, body.data, body.size) != rows.integer(1)) continue;
-    sums.push_back({last, to.of(rid, body.data, body.size)});
+    if (from.of(last, body.data, body.size) != rows.integer(1)) continue;
+    sums.push_back({last, to.of(last, body.data, body.size)});
   }
   return sums;
 }
 
 void writeSums(Connection& connection, const std::string& table, const std::vector<Sum>& sums) {
   auto update = connection.statement("UPDATE " + table + " SET sum = ?2 WHERE rid = ?1");
-  for (const Sum& each : sums) update.bind(1, each.rid).bind(2, each.sum).run();
+  for (const Sum& each : sums) update.bind(1, rowId(each.rid)).bind(2, each.sum).run();
 }
 
 /// The sum beside a document covers its place as well.
@@ -56,12 +55,14 @@ void coverPlaces(Connection& connection) {
     const std::string name(collections.text(2));
     const Checksum from(1, database, name);
     const Checksum to(2, database, name);
-    std::int64_t last = 0;
-    // As long as a batch gets further: one that is all damaged gives no sums, and still moves `last`.
-    for (std::int64_t before = -1; before < last;) {
+    RecordNumber last = 0;
+    RecordNumber before = 0;
+    // As long as a batch gets further: one that is all damaged gives no sums, and still moves `last`. Row ids are
+    // compared, since one that damage made negative would be the greatest of record numbers.
+    do {
       before = last;
       writeSums(connection, table, nextSums(connection, table, from, to, last));
-    }
+    } while (rowId(before) < rowId(last));
   }
 }
 

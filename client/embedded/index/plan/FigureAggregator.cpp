@@ -173,11 +173,11 @@ bool FigureAggregator::prepare() {
 }
 
 bool FigureAggregator::readRecords() {
-  for (auto rid = odd_.next(0); rid; rid = odd_.next(*rid + 1)) {
+  for (auto record = odd_.next(0); record; record = odd_.next(*record + 1)) {
     scan_.checkWanted();
-    const View document = documents_.read(static_cast<std::int64_t>(*rid));
+    const View document = documents_.read(*record);
     if (document.data == nullptr) index::damaged("a record that is not there");
-    if (!readRecord(*rid, document)) return false;
+    if (!readRecord(*record, document)) return false;
   }
   return true;
 }

@@ -18,13 +18,11 @@ namespace database_client::embedded {
 
 namespace {
 
-using index::Rid;
-
 constexpr std::size_t buckets = 1 << 16;
 constexpr std::size_t documentsAtOnce = 1000;
 
-std::uint64_t hashOf(std::string_view key, Rid rid) {
-  return XXH3_64bits_withSeed(key.data(), key.size(), rid);
+std::uint64_t hashOf(std::string_view key, RecordNumber record) {
+  return XXH3_64bits_withSeed(key.data(), key.size(), record);
 }
 
 /// What an index holds, as sums in which the order of things does not show: of each record's terms, in buckets, and of
@@ -33,25 +31,25 @@ struct Sums {
   std::vector<std::uint64_t> records = std::vector<std::uint64_t>(buckets);
   std::uint64_t extra = 0;
 
-  void addRecord(std::string_view key, Rid rid, std::uint64_t sign) {
-    records[rid % buckets] += sign * hashOf(key, rid);
+  void addRecord(std::string_view key, RecordNumber record, std::uint64_t sign) {
+    records[record % buckets] += sign * hashOf(key, record);
   }
   void addExtra(std::string_view key, std::int64_t items) {
-    extra += static_cast<std::uint64_t>(items) * hashOf(key, ~Rid{0});
+    extra += static_cast<std::uint64_t>(items) * hashOf(key, ~RecordNumber{0});
   }
 };
 
 /// Receives terms that would be written and gives what they say, record by record.
 class TermReceiver : public index::TermSink {
  public:
-  using Receive = std::function<void(std::string_view key, Rid rid)>;
+  using Receive = std::function<void(std::string_view key, RecordNumber record)>;
   TermReceiver(Receive record, std::function<void(std::string_view, std::int64_t)> extra)
       : record_(std::move(record)), extra_(std::move(extra)) {}
 
   void add(std::string_view key, const index::Term& term) override {
     if (term.only != 0) return record_(key, term.only);
     index::eachRun(term.added, [&](index::Run run) {
-      for (Rid i = 0; i < run.length; ++i) record_(key, run.first + i);
+      for (std::uint64_t i = 0; i < run.length; ++i) record_(key, run.first + i);
     });
     extra_(key, term.counts.extra);
   }
@@ -85,13 +83,13 @@ class Check {
  private:
   void sumDocuments() {
     IndexMemtable pending;
-    TermReceiver sums([&](std::string_view key, Rid rid) { ofDocuments_.addRecord(key, rid, 1); },
+    TermReceiver sums([&](std::string_view key, RecordNumber record) { ofDocuments_.addRecord(key, record, 1); },
                       [&](std::string_view key, std::int64_t items) { ofDocuments_.addExtra(key, items); });
     ItemExtractor extractor(paths_);
     std::size_t gathered = 0;
-    scan_([&](std::int64_t rid, bson::View body) {
+    scan_([&](RecordNumber record, bson::View body) {
       extractor.extract(body);
-      pending.change(static_cast<Rid>(rid), extractor, false);
+      pending.change(record, extractor, false);
       if (++gathered % documentsAtOnce == 0) pending.write(sums);
     });
     pending.write(sums);
@@ -101,8 +99,8 @@ class Check {
     const index::TermScan terms(index_);
     terms.eachPart({}, "\xFF\xFF\xFF", [&](const index::TermIterator& part) {
       ofIndex_.addExtra(part.key(), part.term().counts.extra);
-      eachRecord(part, [&](Rid rid, std::int64_t sign) {
-        ofIndex_.addRecord(part.key(), rid, static_cast<std::uint64_t>(sign));
+      eachRecord(part, [&](RecordNumber record, std::int64_t sign) {
+        ofIndex_.addRecord(part.key(), record, static_cast<std::uint64_t>(sign));
       });
     });
   }
@@ -110,48 +108,47 @@ class Check {
   template <class Receive>
   static void eachRecord(const index::TermIterator& part, Receive receive) {
     part.forEachAdded([&](index::Run run) {
-      for (Rid i = 0; i < run.length; ++i) receive(run.first + i, 1);
+      for (std::uint64_t i = 0; i < run.length; ++i) receive(run.first + i, 1);
     });
     part.forEachDeleted([&](index::Run run) {
-      for (Rid i = 0; i < run.length; ++i) receive(run.first + i, -1);
+      for (std::uint64_t i = 0; i < run.length; ++i) receive(run.first + i, -1);
     });
   }
 
-  bool isDifferent(Rid rid) const { return different_.count(rid % buckets) != 0; }
+  bool isDifferent(RecordNumber record) const { return different_.count(record % buckets) != 0; }
 
   /// Gathers what the index says of the records in question, of some buckets at a time at most.
   void listIndex() {
     while (different_.size() > 64) different_.erase(std::prev(different_.end()));
     const index::TermScan terms(index_);
     terms.eachPart({}, "\xFF\xFF\xFF", [&](const index::TermIterator& part) {
-      eachRecord(part, [&](Rid rid, std::int64_t sign) {
-        if (isDifferent(rid)) listed_[rid] += static_cast<std::uint64_t>(sign) * hashOf(part.key(), rid);
+      eachRecord(part, [&](RecordNumber record, std::int64_t sign) {
+        if (isDifferent(record)) listed_[record] += static_cast<std::uint64_t>(sign) * hashOf(part.key(), record);
       });
     });
   }
 
   void compareDocuments() {
     ItemExtractor extractor(paths_);
-    scan_([&](std::int64_t number, bson::View body) {
-      const auto rid = static_cast<Rid>(number);
-      if (!isDifferent(rid)) return;
+    scan_([&](RecordNumber record, bson::View body) {
+      if (!isDifferent(record)) return;
       std::uint64_t sum = 0;
-      TermReceiver add([&](std::string_view key, Rid r) { sum += hashOf(key, r); },
+      TermReceiver add([&](std::string_view key, RecordNumber r) { sum += hashOf(key, r); },
                        [](std::string_view, std::int64_t) {});
       IndexMemtable pending;
       extractor.extract(body);
-      pending.change(rid, extractor, false);
+      pending.change(record, extractor, false);
       pending.write(add);
-      if (sum != listed_[rid]) report(rid, "the index does not agree with the document");
-      listed_.erase(rid);
+      if (sum != listed_[record]) report(record, "the index does not agree with the document");
+      listed_.erase(record);
     });
-    for (const auto& [rid, sum] : listed_) {
-      if (sum != 0) report(rid, "the index has items, but there is no such document");
+    for (const auto& [record, sum] : listed_) {
+      if (sum != 0) report(record, "the index has items, but there is no such document");
     }
   }
 
-  void report(Rid rid, const char* what) {
-    if (problems_.size() < limit_) problems_.push_back("Record number " + std::to_string(rid) + ": " + what);
+  void report(RecordNumber record, const char* what) {
+    if (problems_.size() < limit_) problems_.push_back("Record number " + std::to_string(record) + ": " + what);
   }
 
   ItemIndex& index_;
@@ -161,7 +158,7 @@ class Check {
   Sums ofDocuments_;
   Sums ofIndex_;
   std::set<std::size_t> different_;
-  std::map<Rid, std::uint64_t> listed_;
+  std::map<RecordNumber, std::uint64_t> listed_;
   std::vector<std::string> problems_;
 };
 

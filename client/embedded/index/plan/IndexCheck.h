@@ -12,7 +12,7 @@
 namespace database_client::embedded {
 
 /// Gives every document of the collection, with its record number, to the function.
-using DocumentScan = std::function<void(const std::function<void(std::int64_t rid, bson::View body)>&)>;
+using DocumentScan = std::function<void(const std::function<void(RecordNumber record, bson::View body)>&)>;
 
 /// Compares the index with what it would hold if it were built anew of the documents; one sentence for each record
 /// that differs, at most `limit`. Memory does not grow with the collection. Scans the documents once, and once more to

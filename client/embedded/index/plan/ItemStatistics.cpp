@@ -161,8 +161,8 @@ class ItemAggregator {
     if (selected_) lookedUp_.intersect(*selected_);
     ItemPaths paths = paths_;
     ItemExtractor extractor(paths);
-    for (auto rid = lookedUp_.next(0); rid; rid = lookedUp_.next(*rid + 1)) {
-      const bson::View document = documents_.read(static_cast<std::int64_t>(*rid));
+    for (auto record = lookedUp_.next(0); record; record = lookedUp_.next(*record + 1)) {
+      const bson::View document = documents_.read(*record);
       if (document.data == nullptr) continue;
       extractor.extract(document);
       for (const ItemExtractor::Place& place : extractor.places()) {
@@ -213,8 +213,8 @@ class ItemAggregator {
     const Pipeline pipeline(viewOf(stages));
     pipeline.run(
         [&](const Pipeline::Receiver& give) {
-          for (auto rid = records.next(0); rid; rid = records.next(*rid + 1)) {
-            const bson::View document = documents_.read(static_cast<std::int64_t>(*rid));
+          for (auto record = records.next(0); record; record = records.next(*record + 1)) {
+            const bson::View document = documents_.read(*record);
             if (document.data != nullptr && !give(document)) return;
           }
         },

@@ -37,13 +37,12 @@ bool scanIsCheaper(std::uint64_t estimate, const PlannerHints& hints) {
 
 }  // namespace
 
-std::optional<Plan::Candidate> Plan::next(std::int64_t after) const {
-  const auto from = static_cast<RecordSet::Rid>(after) + 1;
-  const auto known = sure.next(from);
-  const auto possible = maybe.next(from);
+std::optional<Plan::Candidate> Plan::next(RecordNumber after) const {
+  const auto known = sure.next(after + 1);
+  const auto possible = maybe.next(after + 1);
   if (!known && !possible) return std::nullopt;
-  if (known && (!possible || *known < *possible)) return Candidate{static_cast<std::int64_t>(*known), false};
-  return Candidate{static_cast<std::int64_t>(*possible), true};
+  if (known && (!possible || *known < *possible)) return Candidate{*known, false};
+  return Candidate{*possible, true};
 }
 
 Plan plan(ItemIndex& index, const Query& query, const PlannerHints& hints) {

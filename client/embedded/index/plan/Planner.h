@@ -35,7 +35,7 @@ namespace database_client::embedded {
 /// It holds all it needs, so the collection may be changed while its candidates are read. They come in ascending order.
 struct Plan {
   struct Candidate {
-    std::int64_t rid;
+    RecordNumber rid;
     bool recheck;  ///< the document may match; else it does
   };
 
@@ -48,7 +48,7 @@ struct Plan {
   RecordSet maybe;
 
   /// The first candidate whose record number is above `after`.
-  std::optional<Candidate> next(std::int64_t after) const;
+  std::optional<Candidate> next(RecordNumber after) const;
   /// Whether no candidate has to be rechecked.
   bool exact() const { return maybe.empty(); }
 };

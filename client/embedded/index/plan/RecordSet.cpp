@@ -22,18 +22,18 @@ unsigned bits(std::uint64_t word) {
 
 }  // namespace
 
-std::size_t RecordSet::lowerBound(Rid number) const {
+std::size_t RecordSet::lowerBound(std::uint64_t number) const {
   const auto at = std::lower_bound(pages_.begin(), pages_.end(), number,
-                                   [](const std::unique_ptr<Page>& page, Rid n) { return page->number < n; });
+                                   [](const std::unique_ptr<Page>& page, std::uint64_t n) { return page->number < n; });
   return static_cast<std::size_t>(at - pages_.begin());
 }
 
-std::size_t RecordSet::findOutOfPlace(Rid number) const {
+std::size_t RecordSet::findOutOfPlace(std::uint64_t number) const {
   const std::size_t at = lowerBound(number);
   return at < pages_.size() && pages_[at]->number == number ? at : pages_.size();
 }
 
-RecordSet::Page& RecordSet::page(Rid number) {
+RecordSet::Page& RecordSet::page(std::uint64_t number) {
   if (last_ < pages_.size() && pages_[last_]->number == number) return *pages_[last_];
   const std::size_t found = find(number);
   last_ = found < pages_.size() ? found : lowerBound(number);
@@ -46,13 +46,13 @@ RecordSet::Page& RecordSet::page(Rid number) {
 }
 
 template <class Change>
-void RecordSet::changeRange(Rid first, Rid count, Change change) {
+void RecordSet::changeRange(RecordNumber first, std::uint64_t count, Change change) {
   while (count > 0) {
     auto& words = page(first / pageSize).words;
-    const Rid inPage = std::min(count, pageSize - first % pageSize);
-    for (Rid done = 0; done < inPage;) {
-      const Rid bit = (first + done) % 64;
-      const Rid inWord = std::min(inPage - done, 64 - bit);
+    const std::uint64_t inPage = std::min(count, pageSize - first % pageSize);
+    for (std::uint64_t done = 0; done < inPage;) {
+      const std::uint64_t bit = (first + done) % 64;
+      const std::uint64_t inWord = std::min(inPage - done, 64 - bit);
       change(words[wordOf(first + done)], mask(bit, bit + inWord));
       done += inWord;
     }
@@ -61,7 +61,7 @@ void RecordSet::changeRange(Rid first, Rid count, Change change) {
   }
 }
 
-void RecordSet::addRange(Rid first, Rid count) {
+void RecordSet::addRange(RecordNumber first, std::uint64_t count) {
   if (count == 1) return add(first);
   changeRange(first, count, [](std::uint64_t& word, std::uint64_t some) { word |= some; });
 }
@@ -100,16 +100,16 @@ std::uint64_t RecordSet::count() const {
   return total;
 }
 
-std::uint64_t RecordSet::countRange(Rid first, Rid count) const {
+std::uint64_t RecordSet::countRange(RecordNumber first, std::uint64_t count) const {
   if (count == 1) return contains(first) ? 1 : 0;
   std::uint64_t total = 0;
   while (count > 0) {
-    const Rid inPage = std::min(count, pageSize - first % pageSize);
+    const std::uint64_t inPage = std::min(count, pageSize - first % pageSize);
     const std::size_t at = find(first / pageSize);
     const bool present = at < pages_.size();
-    for (Rid done = 0; present && done < inPage;) {
-      const Rid bit = (first + done) % 64;
-      const Rid inWord = std::min(inPage - done, 64 - bit);
+    for (std::uint64_t done = 0; present && done < inPage;) {
+      const std::uint64_t bit = (first + done) % 64;
+      const std::uint64_t inWord = std::min(inPage - done, 64 - bit);
       total += bits(pages_[at]->words[wordOf(first + done)] & mask(bit, bit + inWord));
       done += inWord;
     }
@@ -119,14 +119,14 @@ std::uint64_t RecordSet::countRange(Rid first, Rid count) const {
   return total;
 }
 
-void RecordSet::Probe::turnTo(Rid number) {
+void RecordSet::Probe::turnTo(RecordNumber number) {
   static constexpr std::array<std::uint64_t, pageSize / 64> noMembers{};
   const std::size_t at = set_.find(number);
   words_ = at < set_.pages_.size() ? set_.pages_[at]->words.data() : noMembers.data();
   number_ = number;
 }
 
-std::optional<RecordSet::Rid> RecordSet::next(Rid from) const {
+std::optional<RecordNumber> RecordSet::next(RecordNumber from) const {
   std::size_t at = lowerBound(from / pageSize);
   if (at < pages_.size() && pages_[at]->number > from / pageSize) from = pages_[at]->number * pageSize;
   for (; at < pages_.size(); ++at) {

@@ -93,8 +93,8 @@ bool RecordSorter::haveArraysInSeveralKeys() {
     }
   }
   if (selected_) suspects.intersect(*selected_);
-  for (auto rid = suspects.next(0); rid; rid = suspects.next(*rid + 1)) {
-    const View document = documents_.read(static_cast<std::int64_t>(*rid));
+  for (auto record = suspects.next(0); record; record = suspects.next(*record + 1)) {
+    const View document = documents_.read(*record);
     if (document.data == nullptr) continue;
     const auto arrays = std::count_if(levels_.begin(), levels_.end(), [&](const Level& level) {
       return level.column && level.column->valueIn(document).isArray();
@@ -199,11 +199,11 @@ bool RecordSorter::orderGroup(std::size_t level, const RecordSet& group) {
 }
 
 bool RecordSorter::takeAscending(const RecordSet& records) {
-  for (auto rid = records.next(0); rid && !isFull(); rid = records.next(*rid + 1)) {
-    if (mayBeGone_ && documents_.read(static_cast<std::int64_t>(*rid)).data == nullptr) {
+  for (auto record = records.next(0); record && !isFull(); record = records.next(*record + 1)) {
+    if (mayBeGone_ && documents_.read(*record).data == nullptr) {
       if (++gone_ > mostGone) return false;
     } else {
-      found_.push_back(*rid);
+      found_.push_back(*record);
     }
   }
   return true;
@@ -221,10 +221,10 @@ bool RecordSorter::orderByReading(std::size_t level, const RecordSet& records) {
 std::vector<RecordSorter::ReadRecord> RecordSorter::readInOrder(const RecordSet& records, std::size_t first,
                                                                 std::size_t last, const SortOrder& order) const {
   std::vector<ReadRecord> read;
-  for (auto rid = records.next(0); rid; rid = records.next(*rid + 1)) {
+  for (auto record = records.next(0); record; record = records.next(*record + 1)) {
     scan_.checkWanted();
-    const View document = documents_.read(static_cast<std::int64_t>(*rid));
-    if (document.data != nullptr) read.push_back({keyIn(document, first, last, order), *rid});
+    const View document = documents_.read(*record);
+    if (document.data != nullptr) read.push_back({keyIn(document, first, last, order), *record});
   }
   std::stable_sort(read.begin(), read.end(),
                    [&](const ReadRecord& a, const ReadRecord& b) { return order.compare(a.key, b.key) < 0; });

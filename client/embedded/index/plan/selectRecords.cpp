@@ -15,9 +15,9 @@ std::optional<RecordSet> selectRecords(ItemIndex& index, bson::View condition, c
   if (!plan.usesIndex) return std::nullopt;
   const std::uint64_t unsure = plan.maybe.count();
   if (index::cost::reading(unsure) > index::cost::scanning(static_cast<double>(documents.last))) return std::nullopt;
-  for (auto rid = plan.maybe.next(0); rid; rid = plan.maybe.next(*rid + 1)) {
-    const bson::View document = documents.read(static_cast<std::int64_t>(*rid));
-    if (document.data != nullptr && matcher.matches(document)) plan.sure.add(*rid);
+  for (auto record = plan.maybe.next(0); record; record = plan.maybe.next(*record + 1)) {
+    const bson::View document = documents.read(*record);
+    if (document.data != nullptr && matcher.matches(document)) plan.sure.add(*record);
   }
   return std::move(plan.sure);
 }

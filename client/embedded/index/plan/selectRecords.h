@@ -13,9 +13,9 @@ namespace database_client::embedded {
 
 /// The documents of an index, for as long as a call.
 struct DocumentSource {
-  std::uint64_t last = 0;  ///< no record has a greater number
+  RecordNumber last = 0;  ///< no record has a greater number
   /// The document of a record, valid until the next call. Its `data` is null when there is no such document.
-  std::function<bson::View(std::int64_t rid)> read{};
+  std::function<bson::View(RecordNumber record)> read{};
   /// How many documents there are, in time that grows with them.
   std::function<std::uint64_t()> count{};
 };

@@ -20,8 +20,6 @@
 /// byte or two each, as gaps do in any inverted index.
 namespace database_client::embedded::index {
 
-using Rid = RecordNumber;  ///< the older name
-
 struct Run {
   RecordNumber first = 0;
   std::uint64_t length = 0;

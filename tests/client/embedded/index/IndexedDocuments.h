@@ -29,36 +29,36 @@ class IndexedDocuments : public testing::Test {
     index_ = std::make_unique<ItemIndex>(store_, 1, options);
   }
 
-  void put(std::int64_t rid, Bytes body) {
-    const auto before = documents_.find(rid);
+  void put(RecordNumber record, Bytes body) {
+    const auto before = documents_.find(record);
     if (before == documents_.end()) {
-      index_->add(rid, viewOf(body));
+      index_->add(record, viewOf(body));
     } else {
-      index_->replace(rid, viewOf(before->second), viewOf(body));
+      index_->replace(record, viewOf(before->second), viewOf(body));
     }
-    documents_[rid] = std::move(body);
+    documents_[record] = std::move(body);
   }
-  void put(std::int64_t rid, const std::string& json) { put(rid, fromJson(json)); }
-  void remove(std::int64_t rid) {
-    index_->remove(rid, viewOf(documents_.at(rid)));
-    documents_.erase(rid);
+  void put(RecordNumber record, const std::string& json) { put(record, fromJson(json)); }
+  void remove(RecordNumber record) {
+    index_->remove(record, viewOf(documents_.at(record)));
+    documents_.erase(record);
   }
 
   /// The documents as those of a collection, whose reading is counted in `read_`.
   DocumentSource source() {
-    const auto read = [this](std::int64_t rid) {
+    const auto read = [this](RecordNumber record) {
       ++read_;
-      const auto found = documents_.find(rid);
+      const auto found = documents_.find(record);
       return found == documents_.end() ? bson::View{} : viewOf(found->second);
     };
-    const auto last = documents_.empty() ? 0 : static_cast<std::uint64_t>(documents_.rbegin()->first);
+    const auto last = documents_.empty() ? RecordNumber{0} : documents_.rbegin()->first;
     return {last, read, [this] { return static_cast<std::uint64_t>(documents_.size()); }};
   }
 
   int read_ = 0;
   MemoryBlobStore store_;
   std::unique_ptr<ItemIndex> index_;
-  std::map<std::int64_t, Bytes> documents_;
+  std::map<RecordNumber, Bytes> documents_;
 };
 
 }  // namespace database_client::embedded

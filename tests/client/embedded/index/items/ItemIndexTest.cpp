@@ -39,26 +39,26 @@ class ItemIndexTest : public testing::Test {
     options.bulkSize = 3;
     index_ = std::make_unique<ItemIndex>(
         store_, 7, options, [this](RecordNumber after, const std::function<void(RecordNumber, bson::View)>& receive) {
-          for (auto at = documents_.upper_bound(static_cast<std::int64_t>(after)); at != documents_.end(); ++at)
-            receive(static_cast<RecordNumber>(at->first), viewOf(at->second));
+          for (auto at = documents_.upper_bound(after); at != documents_.end(); ++at)
+            receive(at->first, viewOf(at->second));
         });
   }
 
-  void put(std::int64_t rid, const Bytes& body) {
-    const auto stored = documents_.find(rid);
+  void put(RecordNumber record, const Bytes& body) {
+    const auto stored = documents_.find(record);
     const Bytes before = stored == documents_.end() ? Bytes() : stored->second;
-    documents_[rid] = body;
+    documents_[record] = body;
     if (before.empty()) {
-      index_->add(rid, viewOf(body));
+      index_->add(record, viewOf(body));
     } else {
-      index_->replace(rid, viewOf(before), viewOf(body));
+      index_->replace(record, viewOf(before), viewOf(body));
     }
   }
-  void put(std::int64_t rid, const std::string& json) { put(rid, fromJson(json)); }
+  void put(RecordNumber record, const std::string& json) { put(record, fromJson(json)); }
 
-  void remove(std::int64_t rid) {
-    index_->remove(rid, viewOf(documents_.at(rid)));
-    documents_.erase(rid);
+  void remove(RecordNumber record) {
+    index_->remove(record, viewOf(documents_.at(record)));
+    documents_.erase(record);
   }
 
   void commit() {
@@ -74,8 +74,8 @@ class ItemIndexTest : public testing::Test {
   }
 
   std::string problems() {
-    const DocumentScan scan = [this](const std::function<void(std::int64_t, bson::View)>& receive) {
-      for (const auto& [rid, body] : documents_) receive(rid, viewOf(body));
+    const DocumentScan scan = [this](const std::function<void(RecordNumber, bson::View)>& receive) {
+      for (const auto& [record, body] : documents_) receive(record, viewOf(body));
     };
     std::string text;
     for (const std::string& problem : checkIndex(*index_, scan)) text += problem + "\n";
@@ -95,8 +95,8 @@ class ItemIndexTest : public testing::Test {
       const index::KeyRange range = index::allNamed(id, index::TermKind::name, name);
       RecordSet records;
       scan.collect(range.low, range.high, records);
-      for (auto rid = records.next(0); rid; rid = records.next(*rid + 1)) {
-        lists[name] += (lists[name].empty() ? "" : ",") + std::to_string(*rid);
+      for (auto record = records.next(0); record; record = records.next(*record + 1)) {
+        lists[name] += (lists[name].empty() ? "" : ",") + std::to_string(*record);
       }
     }
     std::string text;
@@ -111,16 +111,16 @@ class ItemIndexTest : public testing::Test {
     RecordSet records;
     index::TermScan(*index_).collect(range.low, range.high, records);
     std::string text;
-    for (auto rid = records.next(0); rid; rid = records.next(*rid + 1)) {
-      text += (text.empty() ? "" : ",") + std::to_string(*rid);
+    for (auto record = records.next(0); record; record = records.next(*record + 1)) {
+      text += (text.empty() ? "" : ",") + std::to_string(*record);
     }
     return text;
   }
 
   MemoryBlobStore store_;
   std::unique_ptr<ItemIndex> index_;
-  std::map<std::int64_t, Bytes> documents_;
-  std::map<std::int64_t, Bytes> committed_;
+  std::map<RecordNumber, Bytes> documents_;
+  std::map<RecordNumber, Bytes> committed_;
 };
 
 TEST_F(ItemIndexTest, KnowsTheNamesOfItemsAtAnyPath) {
@@ -529,14 +529,14 @@ TEST_F(ItemIndexTest, ALargeTransactionThatGivesBackWhatSmallOnesTakeStaysTrueWh
 class RandomIndexTest : public ItemIndexTest, public testing::WithParamInterface<std::uint32_t> {
  protected:
   void step(RandomDocuments& random, std::uint32_t odd) {
-    const auto rid = std::int64_t{random.below(60)} + 1;
-    if (documents_.count(rid) != 0 && random.oneIn(3)) return remove(rid);
-    put(rid, random.document(odd));
+    const auto record = RecordNumber{random.below(60)} + 1;
+    if (documents_.count(record) != 0 && random.oneIn(3)) return remove(record);
+    put(record, random.document(odd));
   }
   /// As much as makes a segment that does not start on the lowest level.
   void putMany(RandomDocuments& random, std::uint32_t odd) {
-    for (std::int64_t rid = 1; rid <= 60; ++rid) {
-      if (documents_.count(rid) == 0 || random.oneIn(2)) put(rid, random.document(odd));
+    for (RecordNumber record = 1; record <= 60; ++record) {
+      if (documents_.count(record) == 0 || random.oneIn(2)) put(record, random.document(odd));
     }
   }
 };

@@ -239,7 +239,7 @@ class ItemPipelinesTest : public IndexedDocuments {
     Pipeline(viewOf(bytes))
         .run(
             [&](const Pipeline::Receiver& give) {
-              for (const auto& [rid, body] : documents_) {
+              for (const auto& [record, body] : documents_) {
                 if (!matcher.matches(viewOf(body))) continue;
                 bson::Writer writer;
                 make(viewOf(body), writer);
@@ -395,9 +395,9 @@ class ItemPipelinesTest : public IndexedDocuments {
     return ids;
   }
 
-  void putItem(int rid, const std::string& value, const std::string& category = "x") {
-    put(rid, R"({"_id": )" + std::to_string(rid) + R"(, "d": [{"name": "n", "value": )" + value +
-                 R"(}], "c": [{"name": "k", "value": ")" + category + R"("}]})");
+  void putItem(RecordNumber record, const std::string& value, const std::string& category = "x") {
+    put(record, R"({"_id": )" + std::to_string(record) + R"(, "d": [{"name": "n", "value": )" + value +
+                    R"(}], "c": [{"name": "k", "value": ")" + category + R"("}]})");
   }
 };
 
@@ -606,11 +606,11 @@ TEST_P(RandomItemPipelinesTest, AgreeWithWhatTheDocumentsComeTo) {
   for (int round = 0; round < 8; ++round) {
     const int changes = random.oneIn(4) ? 120 : 12;
     for (int i = 0; i < changes; ++i) {
-      const auto rid = std::int64_t{random.below(200)} + 1;
-      if (documents_.count(rid) != 0 && random.oneIn(3)) {
-        remove(rid);
+      const auto record = RecordNumber{random.below(200)} + 1;
+      if (documents_.count(record) != 0 && random.oneIn(3)) {
+        remove(record);
       } else {
-        put(rid, random.document(odd));
+        put(record, random.document(odd));
       }
     }
     index_->flush();

@@ -58,7 +58,7 @@ class ItemStatisticsTest : public IndexedDocuments {
     const Pipeline whole(stages);
     whole.run(
         [this](const Pipeline::Receiver& give) {
-          for (const auto& [rid, body] : documents_) give(viewOf(body));
+          for (const auto& [record, body] : documents_) give(viewOf(body));
         },
         [&groups](bson::View group) { return groups.insert(toJson(group)).second; });
     return joined(groups);
@@ -196,11 +196,11 @@ TEST_P(RandomStatisticsTest, AgreeWithThePipeline) {
   put(1000, R"({"info": {"tags": [{"name": "a"}], "marks": [{"name": "a"}]}})");
   for (int round = 0; round < 15; ++round) {
     for (int i = 0; i < 12; ++i) {
-      const auto rid = std::int64_t{random.below(80)} + 1;
-      if (documents_.count(rid) != 0 && random.oneIn(3)) {
-        remove(rid);
+      const auto record = RecordNumber{random.below(80)} + 1;
+      if (documents_.count(record) != 0 && random.oneIn(3)) {
+        remove(record);
       } else {
-        put(rid, random.document(odd));
+        put(record, random.document(odd));
       }
     }
     index_->flush();

@@ -27,8 +27,8 @@ class PlannerTest : public IndexedDocuments {
   std::string scanned(bson::View query) const {
     const Matcher matcher(query);
     std::string text;
-    for (const auto& [rid, body] : documents_) {
-      if (matcher.matches(viewOf(body))) text += " " + std::to_string(rid);
+    for (const auto& [record, body] : documents_) {
+      if (matcher.matches(viewOf(body))) text += " " + std::to_string(record);
     }
     return text;
   }
@@ -396,11 +396,11 @@ TEST_P(RandomPlansTest, PlanAndRecheckAgreeWithAScan) {
   int planned = 0;
   for (int round = 0; round < 12; ++round) {
     for (int i = 0; i < 25; ++i) {
-      const auto rid = std::int64_t{random.below(120)} + 1;
-      if (documents_.count(rid) != 0 && random.oneIn(4)) {
-        remove(rid);
+      const auto record = RecordNumber{random.below(120)} + 1;
+      if (documents_.count(record) != 0 && random.oneIn(4)) {
+        remove(record);
       } else {
-        put(rid, random.document(odd));
+        put(record, random.document(odd));
       }
     }
     index_->flush();
