@@ -28,11 +28,8 @@ namespace {
 
 using namespace database_client;
 using namespace database_client::embedded;
+using bson::viewOf;
 using Bytes = std::vector<bson::Byte>;
-
-bson::View viewOf(const Bytes& bytes) {
-  return {bytes.data(), bytes.size()};
-}
 
 /// Records as a laboratory has them: 5 categories, 20 descriptions, 3 files, a block of the user's, about 2.3 KB.
 class Records {

@@ -12,7 +12,7 @@ TEST(Writer, ClosesWhatIsOpenWhenTheBytesAreTaken) {
   writer.beginArray("list");
   writer.appendString("0", "x");
   const std::vector<Byte> bytes = writer.take();
-  const View document{bytes.data(), bytes.size()};
+  const View document = viewOf(bytes);
   EXPECT_EQ(load<std::int32_t>(document.data), static_cast<std::int32_t>(bytes.size()));
   EXPECT_EQ(document.count(), 2U);
   EXPECT_EQ(document.find("a").asInt32(), 1);
@@ -24,7 +24,7 @@ TEST(View, FindsTheFirstOfRepeatedKeysAndNothingForAnAbsentOne) {
   writer.appendInt32("a", 1);
   writer.appendInt32("a", 2);
   const std::vector<Byte> bytes = writer.take();
-  const View document{bytes.data(), bytes.size()};
+  const View document = viewOf(bytes);
   EXPECT_EQ(document.find("a").asInt32(), 1);
   EXPECT_EQ(document.find("b").data, nullptr);
 }

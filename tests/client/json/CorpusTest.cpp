@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "client/bson/hex.h"
 #include "client/bson/validate.h"
 #include "client/json/json.h"
 #include "database_client/Error.h"
@@ -42,19 +43,14 @@ Folder ownVectors() {
 }
 
 Bytes fromHex(const std::string& hex) {
-  Bytes bytes;
-  for (std::size_t i = 0; i < hex.size(); i += 2) {
-    bytes.push_back(static_cast<Byte>(std::stoi(hex.substr(i, 2), nullptr, 16)));
-  }
+  Bytes bytes(hex.size() / 2);
+  EXPECT_TRUE(bson::parseHex(hex, bytes.data(), bytes.size())) << hex;
   return bytes;
 }
 
 std::string toHex(const Bytes& bytes) {
-  std::string hex;
-  for (const Byte byte : bytes) {
-    constexpr char digits[] = "0123456789ABCDEF";
-    hex.append(1, digits[byte >> 4]).append(1, digits[byte & 15]);
-  }
+  std::string hex(2 * bytes.size(), '0');
+  bson::writeHex(bytes.data(), bytes.size(), hex.data(), bson::upperHexDigits);
   return hex;
 }
 

@@ -157,7 +157,7 @@ TEST(JsonRead, AnyFlippedBitOfADocumentIsRefusedOrWritten) {
 TEST(JsonRead, TakesAViewThatNoNulFollows) {
   const std::string text = R"({"a": 1}{"b": 2})";
   const std::vector<Byte> bytes = read(std::string_view(text).substr(0, 8));
-  EXPECT_EQ(write({bytes.data(), bytes.size()}, JsonMode::relaxed), R"({"a": 1})");
+  EXPECT_EQ(write(bson::viewOf(bytes), JsonMode::relaxed), R"({"a": 1})");
 }
 
 TEST(JsonRead, AHundredLevelsAreReadAndWritten) {
@@ -210,7 +210,7 @@ TEST(JsonRead, RefusesANumberThatADoubleCannotHold) {
 
 TEST(JsonWrite, LibbsonReadsTheSameBytes) {
   const std::vector<Byte> bytes = read(sample);
-  const std::string text = write({bytes.data(), bytes.size()}, JsonMode::canonical);
+  const std::string text = write(bson::viewOf(bytes), JsonMode::canonical);
   bson_t document;
   bson_error_t error;
   ASSERT_TRUE(bson_init_from_json(&document, text.c_str(), -1, &error)) << error.message;

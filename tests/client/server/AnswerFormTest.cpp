@@ -17,7 +17,7 @@ using ::testing::HasSubstr;
 std::string judgement(const std::string& json, Purpose purpose = Purpose::command) {
   const std::vector<std::uint8_t> bytes = bsonOf(json);
   try {
-    checkForm({bytes.data(), bytes.size()}, purpose);
+    checkForm(bson::viewOf(bytes), purpose);
     return "sound";
   } catch (const DamagedAnswer& damage) {
     return damage.what();

@@ -20,15 +20,13 @@
 
 namespace database_client::embedded {
 
+using bson::viewOf;
+
 namespace {
 
 using index::StatisticsPattern;
 using index::TermKind;
 using index::ValueClass;
-
-bson::View viewOf(const std::vector<bson::Byte>& bytes) {
-  return {bytes.data(), bytes.size()};
-}
 
 std::vector<bson::Byte> idOfName(const index::ParsedKey& key) {
   bson::Writer writer;

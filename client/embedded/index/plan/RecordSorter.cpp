@@ -16,6 +16,7 @@ namespace database_client::embedded {
 
 using bson::Value;
 using bson::View;
+using bson::viewOf;
 using index::ItemColumn;
 
 namespace {
@@ -25,10 +26,6 @@ constexpr std::uint64_t mostGone = 10'000;
 
 std::string numbered(const char* name, std::size_t number) {
   return name + std::to_string(number);
-}
-
-View viewOf(const std::vector<bson::Byte>& bytes) {
-  return {bytes.data(), bytes.size()};
 }
 
 /// Whether {$lte: [value, null]} holds.

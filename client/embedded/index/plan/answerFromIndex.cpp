@@ -12,13 +12,11 @@
 
 namespace database_client::embedded {
 
+using bson::viewOf;
+
 namespace {
 
 using Documents = std::vector<std::vector<bson::Byte>>;
-
-bson::View viewOf(const std::vector<bson::Byte>& bytes) {
-  return {bytes.data(), bytes.size()};
-}
 
 // A source may be copied, what it gives need not be.
 

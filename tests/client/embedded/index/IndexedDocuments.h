@@ -12,7 +12,7 @@
 #include "client/embedded/index/items/ItemIndex.h"
 #include "client/embedded/index/plan/selectRecords.h"
 #include "tests/client/embedded/index/MemoryBlobStore.h"
-#include "tests/client/embedded/index/documents.h"
+#include "tests/client/embedded/index/RandomDocuments.h"
 
 namespace database_client::embedded {
 

@@ -11,7 +11,7 @@
 #include "client/DocumentAccess.h"
 #include "client/embedded/query/match/Matcher.h"
 #include "client/embedded/sqlite/Connection.h"
-#include "tests/client/embedded/index/documents.h"
+#include "tests/client/embedded/index/RandomDocuments.h"
 #include "tests/client/embedded/support/EngineFixture.h"
 
 namespace database_client::embedded {

@@ -11,7 +11,7 @@ namespace database_client {
 namespace {
 
 std::string textOf(const std::vector<bson::Byte>& document) {
-  return DocumentAccess::adopt({document.data(), document.size()}).toJson(JsonMode::canonical);
+  return DocumentAccess::adopt(bson::viewOf(document)).toJson(JsonMode::canonical);
 }
 
 std::string keyOf(const std::string& document) {

@@ -9,7 +9,7 @@
 #include "client/embedded/index/items/IndexMemtable.h"
 #include "client/embedded/index/items/ItemPaths.h"
 #include "database_client/Error.h"
-#include "tests/client/embedded/index/documents.h"
+#include "tests/client/embedded/index/RandomDocuments.h"
 #include "tests/client/embedded/index/terms.h"
 
 namespace database_client::embedded {

@@ -11,7 +11,7 @@
 #include "client/embedded/index/segments/Segment.h"
 #include "database_client/Error.h"
 #include "tests/client/embedded/index/MemoryBlobStore.h"
-#include "tests/client/embedded/index/documents.h"
+#include "tests/client/embedded/index/RandomDocuments.h"
 
 namespace database_client::embedded {
 namespace {

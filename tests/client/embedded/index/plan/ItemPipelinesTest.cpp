@@ -16,7 +16,6 @@
 #include "client/embedded/query/pipeline/Pipeline.h"
 #include "client/embedded/query/values/OwnedValue.h"
 #include "client/embedded/query/values/compare.h"
-#include "client/json/json.h"
 #include "tests/client/embedded/index/IndexedDocuments.h"
 
 namespace database_client::embedded {
@@ -163,8 +162,7 @@ class ItemPipelinesTest : public IndexedDocuments {
   enum class Asked { allFigures, extremes };
 
   static Bytes pipeline(const std::string& stages) {
-    // Not `fromJson`, which refuses keys that begin with "$".
-    const Bytes document = json::read(R"({"pipeline": [)" + stages + "]}");
+    const Bytes document = fromJson(R"({"pipeline": [)" + stages + "]}");
     const bson::View array = viewOf(document).find("pipeline").asDocument();
     return {array.data, array.data + array.size};
   }

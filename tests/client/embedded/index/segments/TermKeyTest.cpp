@@ -10,7 +10,7 @@
 #include "client/embedded/index/segments/termKey.h"
 #include "client/embedded/query/values/compare.h"
 #include "database_client/Error.h"
-#include "tests/client/embedded/index/documents.h"
+#include "tests/client/embedded/index/RandomDocuments.h"
 #include "tests/client/embedded/index/terms.h"
 
 namespace database_client::embedded::index {

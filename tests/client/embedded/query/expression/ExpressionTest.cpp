@@ -12,29 +12,24 @@
 namespace database_client::embedded {
 namespace {
 
-using testing::bytes;
-using testing::outcome;
-using testing::show;
-using testing::view;
-
 /// A value as JSON, an int64 with an L behind it; "missing" for none.
 std::string shown(const bson::Value& value) {
   if (isMissing(value)) return "missing";
   bson::Writer out;
   out.append("", value);
-  const testing::Bytes document = out.take();
-  const std::string text = show(view(document));
+  const Bytes document = out.take();
+  const std::string text = toJson(viewOf(document));
   return text.substr(5, text.size() - 6) + (value.type == bson::Type::int64 ? "L" : "");
 }
 
 /// What an expression gives for a document, or kind and code of the error.
 std::string result(const std::string& expression, const std::string& document = "{}") {
   return outcome([&] {
-    const testing::Bytes specification = bytes("{\"e\": " + expression + "}");
-    const ExpressionPtr parsed = parseExpression(view(specification).find("e"));
-    const testing::Bytes root = bytes(document);
+    const Bytes specification = fromJson("{\"e\": " + expression + "}");
+    const ExpressionPtr parsed = parseExpression(viewOf(specification).find("e"));
+    const Bytes root = fromJson(document);
     Scratch scratch;
-    return shown(parsed->evaluate(view(root), scratch));
+    return shown(parsed->evaluate(viewOf(root), scratch));
   });
 }
 
@@ -93,15 +88,15 @@ TEST(Expression, RefusesWhatIsMalformedOrUnknown) {
 }
 
 TEST(Expression, OfConstantsFailsWhileItIsParsed) {
-  const testing::Bytes specification = bytes(R"({"e": {"$cond": ["$a", {"$divide": [1, 0]}, 2]}})");
-  EXPECT_THROW(parseExpression(view(specification).find("e")), Error);
+  const Bytes specification = fromJson(R"({"e": {"$cond": ["$a", {"$divide": [1, 0]}, 2]}})");
+  EXPECT_THROW(parseExpression(viewOf(specification).find("e")), Error);
   EXPECT_EQ(result(R"({"$cond": ["$a", {"$divide": [1, "$b"]}, 2]})", R"({"a": false, "b": 0})"), "2");
 }
 
 TEST(Expression, IsConstantWithoutPathsAndVariables) {
   const auto isConstant = [](const std::string& expression) {
-    const testing::Bytes specification = bytes("{\"e\": " + expression + "}");
-    return parseExpression(view(specification).find("e"))->isConstant();
+    const Bytes specification = fromJson("{\"e\": " + expression + "}");
+    return parseExpression(viewOf(specification).find("e"))->isConstant();
   };
   for (const char* constant : {"1", R"({"$add": [1, 2]})", R"({"a": {"$not": [1]}})", R"({"$cond": [1, 2, 3]})",
                                R"({"$ifNull": [null, 3]})", R"({"$switch": {"branches": [{"case": 1, "then": 2}]}})",

@@ -17,9 +17,6 @@
 namespace database_client::embedded {
 namespace {
 
-using testing::bytes;
-using testing::view;
-
 /// A value of the model. Numbers are small, so that a double holds each.
 struct Node {
   enum class Kind { missing, null, number, text, document, array };
@@ -267,7 +264,7 @@ TEST(MatcherModel, AgreesOnRandomQueriesAndDocuments) {
   for (int round = 0; round < rounds; ++round) {
     const Node document = dice.document(4);
     const Question question = ask(dice, document, 2);
-    const bool matches = Matcher(view(bytes(question.text))).matches(view(bytes(json(document))));
+    const bool matches = Matcher(viewOf(fromJson(question.text))).matches(viewOf(fromJson(json(document))));
     ASSERT_EQ(matches, question.answer) << question.text << " on " << json(document) << ", seed " << seed;
     matched += matches ? 1 : 0;
   }

@@ -13,17 +13,14 @@ namespace {
 
 using database_test::doubleQuoted;
 using database_test::MatchingCase;
-using testing::bytes;
-using testing::outcome;
-using testing::view;
 
 /// The numbers of the documents that match, from 1 on: "1 3"; or kind and code of the error.
 std::string select(const std::string& query, const std::vector<std::string>& documents) {
   return outcome([&] {
-    const Matcher matcher(view(bytes(query)));
+    const Matcher matcher(viewOf(fromJson(query)));
     std::string numbers;
     for (std::size_t i = 0; i < documents.size(); ++i) {
-      if (!matcher.matches(view(bytes(documents[i])))) continue;
+      if (!matcher.matches(viewOf(fromJson(documents[i])))) continue;
       numbers += (numbers.empty() ? "" : " ") + std::to_string(i + 1);
     }
     return numbers;
@@ -39,7 +36,7 @@ std::string test(const std::string& query, const std::string& document) {
 /// The message of the error that a query causes.
 std::string messageOf(const std::string& query) {
   try {
-    const Matcher matcher(view(bytes(query)));
+    const Matcher matcher(viewOf(fromJson(query)));
     return "no error";
   } catch (const Error& error) {
     return error.what();
@@ -65,9 +62,9 @@ INSTANTIATE_TEST_SUITE_P(Cases, MatcherRows, ::testing::ValuesIn(database_test::
 
 TEST(Matcher, TheEmptyQueryMatchesEverything) {
   EXPECT_EQ(select("{}", {"{}", R"({"a": 1})"}), "1 2");
-  EXPECT_TRUE(Matcher(view(bytes("{}"))).matchesEverything());
-  EXPECT_TRUE(Matcher(view(bytes(R"({"$comment": "x"})"))).matchesEverything());
-  EXPECT_FALSE(Matcher(view(bytes(R"({"a": 1})"))).matchesEverything());
+  EXPECT_TRUE(Matcher(viewOf(fromJson("{}"))).matchesEverything());
+  EXPECT_TRUE(Matcher(viewOf(fromJson(R"({"$comment": "x"})"))).matchesEverything());
+  EXPECT_FALSE(Matcher(viewOf(fromJson(R"({"a": 1})"))).matchesEverything());
 }
 
 TEST(Matcher, AnEmptyKeyIsAPath) {
@@ -161,12 +158,11 @@ TEST(Matcher, ALongTextDoesNotOverflowTheStack) {
 }
 
 TEST(Matcher, OutlivesTheBytesOfItsQuery) {
-  testing::Bytes query =
-      bytes(R"({"a": "text", "b": {"$in": ["x", {"y": 1}]}, "c": {"$regex": "p", "$options": "i"}})");
-  const Matcher matcher(view(query));
+  Bytes query = fromJson(R"({"a": "text", "b": {"$in": ["x", {"y": 1}]}, "c": {"$regex": "p", "$options": "i"}})");
+  const Matcher matcher(viewOf(query));
   std::memset(query.data(), 0xFF, query.size());
-  EXPECT_TRUE(matcher.matches(view(bytes(R"({"a": "text", "b": {"y": 1}, "c": "P"})"))));
-  EXPECT_FALSE(matcher.matches(view(bytes(R"({"a": "text", "b": {"y": 2}, "c": "P"})"))));
+  EXPECT_TRUE(matcher.matches(viewOf(fromJson(R"({"a": "text", "b": {"y": 1}, "c": "P"})"))));
+  EXPECT_FALSE(matcher.matches(viewOf(fromJson(R"({"a": "text", "b": {"y": 2}, "c": "P"})"))));
 }
 
 TEST(Matcher, ManyAlternativesOfInAreFoundQuickly) {

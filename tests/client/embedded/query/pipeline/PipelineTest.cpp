@@ -16,11 +16,6 @@ namespace {
 using database_test::doubleQuoted;
 using database_test::PipelineCase;
 using database_test::singleQuoted;
-using testing::bytes;
-using testing::Documents;
-using testing::run;
-using testing::show;
-using testing::view;
 
 /// What comes out of one stage.
 std::string stage(const std::string& text, const Documents& documents) {
@@ -29,8 +24,8 @@ std::string stage(const std::string& text, const Documents& documents) {
 
 std::string messageOf(const std::string& stages) {
   try {
-    const testing::Bytes specification = bytes("{\"p\": " + stages + "}");
-    const Pipeline pipeline(view(specification).find("p").asDocument());
+    const Bytes specification = fromJson("{\"p\": " + stages + "}");
+    const Pipeline pipeline(viewOf(specification).find("p").asDocument());
     return "no error";
   } catch (const Error& error) {
     return error.what();
@@ -39,12 +34,12 @@ std::string messageOf(const std::string& stages) {
 
 /// How many documents are read until `wanted` have come out.
 int documentsRead(const std::string& stages, int available, int wanted) {
-  const testing::Bytes specification = bytes("{\"p\": " + stages + "}");
-  const Pipeline pipeline(view(specification).find("p").asDocument());
+  const Bytes specification = fromJson("{\"p\": " + stages + "}");
+  const Pipeline pipeline(viewOf(specification).find("p").asDocument());
   int read = 0;
   pipeline.run(
       [&](const Pipeline::Receiver& receive) {
-        while (read < available && receive(view(bytes("{\"a\": " + std::to_string(++read) + "}")))) continue;
+        while (read < available && receive(viewOf(fromJson("{\"a\": " + std::to_string(++read) + "}")))) continue;
       },
       [&](bson::View) { return --wanted > 0; });
   return read;
@@ -90,15 +85,15 @@ TEST(Pipeline, HoldsAtMost1000Stages) {
 }
 
 TEST(Pipeline, TellsItsStagesAndRunsFromAnyOfThem) {
-  const testing::Bytes specification = bytes(R"({"0": {"$match": {"a": 1}}, "1": {"$project": {"a": 1}}})");
-  const Pipeline pipeline(view(specification));
+  const Bytes specification = fromJson(R"({"0": {"$match": {"a": 1}}, "1": {"$project": {"a": 1}}})");
+  const Pipeline pipeline(viewOf(specification));
   ASSERT_EQ(pipeline.stages().size(), 2U);
   EXPECT_EQ(pipeline.stages()[0].name, "$match");
-  EXPECT_EQ(show(pipeline.stages()[0].operand.asDocument()), R"({"a": 1})");
+  EXPECT_EQ(toJson(pipeline.stages()[0].operand.asDocument()), R"({"a": 1})");
   std::string result;
-  const auto source = [](const Pipeline::Receiver& receive) { receive(view(bytes(R"({"a": 2, "b": 3})"))); };
+  const auto source = [](const Pipeline::Receiver& receive) { receive(viewOf(fromJson(R"({"a": 2, "b": 3})"))); };
   const auto receiver = [&](bson::View document) {
-    result += show(document);
+    result += toJson(document);
     return true;
   };
   pipeline.run(source, receiver);
@@ -108,28 +103,26 @@ TEST(Pipeline, TellsItsStagesAndRunsFromAnyOfThem) {
 }
 
 TEST(Pipeline, OutlivesTheBytesOfItsStages) {
-  testing::Bytes specification =
-      bytes(R"({"0": {"$match": {"a": "x"}}, "1": {"$group": {"_id": "$a", "n": {"$sum": 1}}}})");
-  const Pipeline pipeline(view(specification));
+  Bytes specification = fromJson(R"({"0": {"$match": {"a": "x"}}, "1": {"$group": {"_id": "$a", "n": {"$sum": 1}}}})");
+  const Pipeline pipeline(viewOf(specification));
   std::memset(specification.data(), 0xFF, specification.size());
   std::string result;
-  pipeline.run([](const Pipeline::Receiver& receive) { receive(view(bytes(R"({"a": "x"})"))); },
+  pipeline.run([](const Pipeline::Receiver& receive) { receive(viewOf(fromJson(R"({"a": "x"})"))); },
                [&](bson::View document) {
-                 result = show(document);
+                 result = toJson(document);
                  return true;
                });
   EXPECT_EQ(result, R"({"_id": "x", "n": 1})");
 }
 
 TEST(Pipeline, MayBeRunAgain) {
-  const testing::Bytes specification =
-      bytes(R"({"0": {"$limit": 1}, "1": {"$group": {"_id": null, "n": {"$sum": 1}}}})");
-  const Pipeline pipeline(view(specification));
+  const Bytes specification = fromJson(R"({"0": {"$limit": 1}, "1": {"$group": {"_id": null, "n": {"$sum": 1}}}})");
+  const Pipeline pipeline(viewOf(specification));
   std::string results;
   for (int i = 0; i < 2; ++i) {
-    pipeline.run([](const Pipeline::Receiver& receive) { receive(view(bytes("{}"))); },
+    pipeline.run([](const Pipeline::Receiver& receive) { receive(viewOf(fromJson("{}"))); },
                  [&](bson::View document) {
-                   results += show(document);
+                   results += toJson(document);
                    return true;
                  });
   }

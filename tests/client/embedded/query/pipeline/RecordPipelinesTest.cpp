@@ -12,9 +12,6 @@
 namespace database_client::embedded {
 namespace {
 
-using testing::Documents;
-using testing::run;
-
 const char* const path = "info.items";
 
 std::string quote(const std::string& text) {

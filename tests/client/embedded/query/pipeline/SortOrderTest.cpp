@@ -9,18 +9,15 @@
 namespace database_client::embedded {
 namespace {
 
-using testing::bytes;
-using testing::outcome;
-using testing::view;
-
 /// The numbers of the documents, from 1 on, in their order: "2 1 3".
 std::string sorted(const std::string& order, const std::vector<std::string>& documents) {
   return outcome([&] {
-    const testing::Bytes specification = bytes(order);
+    const Bytes specification = fromJson(order);
     const SortOrder sort({bson::Type::document, specification.data(), specification.size()});
     std::vector<std::pair<SortOrder::Key, std::size_t>> keys;
     keys.reserve(documents.size());
-    for (const std::string& document : documents) keys.emplace_back(sort.key(view(bytes(document))), keys.size() + 1);
+    for (const std::string& document : documents)
+      keys.emplace_back(sort.key(viewOf(fromJson(document))), keys.size() + 1);
     std::stable_sort(keys.begin(), keys.end(),
                      [&](const auto& left, const auto& right) { return sort.compare(left.first, right.first) < 0; });
     std::string numbers;

@@ -7,7 +7,7 @@
 #include "client/embedded/query/pipeline/Pipeline.h"
 #include "tests/client/embedded/query/support.h"
 
-namespace database_client::embedded::testing {
+namespace database_client::embedded {
 
 using Documents = std::vector<std::string>;
 
@@ -15,21 +15,21 @@ using Documents = std::vector<std::string>;
 inline std::string run(const std::string& stages, const Documents& documents,
                        std::size_t memory = Pipeline::defaultMemoryLimit) {
   return outcome([&] {
-    const Bytes specification = bytes("{\"p\": " + stages + "}");
-    const Pipeline pipeline(view(specification).find("p").asDocument(), memory);
+    const Bytes specification = fromJson("{\"p\": " + stages + "}");
+    const Pipeline pipeline(viewOf(specification).find("p").asDocument(), memory);
     std::string results;
     pipeline.run(
         [&](const Pipeline::Receiver& receive) {
           for (const std::string& document : documents) {
-            if (!receive(view(bytes(document)))) return;
+            if (!receive(viewOf(fromJson(document)))) return;
           }
         },
         [&](bson::View result) {
-          results += (results.empty() ? "" : " ") + show(result);
+          results += (results.empty() ? "" : " ") + toJson(result);
           return true;
         });
     return results;
   });
 }
 
-}  // namespace database_client::embedded::testing
+}  // namespace database_client::embedded

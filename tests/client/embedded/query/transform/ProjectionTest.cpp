@@ -7,13 +7,9 @@
 namespace database_client::embedded {
 namespace {
 
-using testing::bytes;
-using testing::outcome;
-using testing::show;
-using testing::view;
-
 std::string project(const std::string& specification, const std::string& document) {
-  return outcome([&] { return show(view(Projection(view(bytes(specification))).apply(view(bytes(document))))); });
+  return outcome(
+      [&] { return toJson(viewOf(Projection(viewOf(fromJson(specification))).apply(viewOf(fromJson(document))))); });
 }
 
 constexpr const char* sample = R"({"_id": 1, "a": 2, "b": {"x": 3, "y": 4}, "c": [{"x": 5, "y": 6}, 7, [{"x": 8}]]})";
@@ -40,9 +36,9 @@ TEST(Projection, IdAloneFixesTheKind) {
 
 TEST(Projection, TheEmptyProjectionKeepsEverything) {
   EXPECT_EQ(project("{}", R"({"_id": 1, "a": 2})"), R"({"_id": 1, "a": 2})");
-  EXPECT_TRUE(Projection(view(bytes("{}"))).keepsEverything());
-  EXPECT_FALSE(Projection(view(bytes(R"({"_id": 0})"))).keepsEverything());
-  EXPECT_FALSE(Projection(view(bytes(R"({"_id": 1})"))).keepsEverything());
+  EXPECT_TRUE(Projection(viewOf(fromJson("{}"))).keepsEverything());
+  EXPECT_FALSE(Projection(viewOf(fromJson(R"({"_id": 0})"))).keepsEverything());
+  EXPECT_FALSE(Projection(viewOf(fromJson(R"({"_id": 1})"))).keepsEverything());
 }
 
 TEST(Projection, AnyNumberOrBooleanCountsByItsTruth) {

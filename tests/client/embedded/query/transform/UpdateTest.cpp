@@ -8,20 +8,15 @@
 namespace database_client::embedded {
 namespace {
 
-using testing::bytes;
-using testing::outcome;
-using testing::show;
-using testing::view;
-
 constexpr bson::Byte newId[bson::objectIdSize] = {};
 constexpr const char* newIdText = R"({"$oid": "000000000000000000000000"})";
 
 /// The changed document, "unchanged", or the error.
 std::string apply(UpdateKind kind, const std::string& change, const std::string& stored) {
   return outcome([&]() -> std::string {
-    const testing::Bytes document = bytes(change);
-    const testing::Bytes result = Update(kind, view(document)).apply(view(bytes(stored)));
-    return result.empty() ? "unchanged" : show(view(result));
+    const Bytes document = fromJson(change);
+    const Bytes result = Update(kind, viewOf(document)).apply(viewOf(fromJson(stored)));
+    return result.empty() ? "unchanged" : toJson(viewOf(result));
   });
 }
 
@@ -37,8 +32,8 @@ std::string replace(const std::string& change, const std::string& stored) {
 
 std::string upsert(UpdateKind kind, const std::string& selector, const std::string& change) {
   return outcome([&] {
-    const testing::Bytes document = bytes(change);
-    return show(view(Update(kind, view(document)).upsertDocument(parseQuery(view(bytes(selector))), newId)));
+    const Bytes document = fromJson(change);
+    return toJson(viewOf(Update(kind, viewOf(document)).upsertDocument(parseQuery(viewOf(fromJson(selector))), newId)));
   });
 }
 std::string upsertSet(const std::string& selector, const std::string& change = R"({"z": 9})") {

@@ -11,8 +11,6 @@
 namespace database_client::embedded {
 namespace {
 
-using testing::Single;
-
 int sign(int number) {
   return (number > 0) - (number < 0);
 }

@@ -11,10 +11,10 @@ namespace database_client::embedded {
 namespace {
 
 Decimal decimal(const std::string& text) {
-  return Decimal::load(testing::Single(R"({"$numberDecimal": ")" + text + "\"}").value().data);
+  return Decimal::load(Single(R"({"$numberDecimal": ")" + text + "\"}").value().data);
 }
 
-std::string show(const Decimal& number) {
+std::string toJson(const Decimal& number) {
   std::string text = number.negative ? "-" : "";
   if (number.kind == Decimal::Kind::notANumber) return "NaN";
   if (number.kind == Decimal::Kind::infinite) return text + "Infinity";
@@ -26,8 +26,8 @@ std::string show(const Decimal& number) {
 }
 
 std::string sum(const std::string& left, const std::string& right) {
-  std::string forward = show(decimal(left).plus(decimal(right)));
-  EXPECT_EQ(forward, show(decimal(right).plus(decimal(left))));
+  std::string forward = toJson(decimal(left).plus(decimal(right)));
+  EXPECT_EQ(forward, toJson(decimal(right).plus(decimal(left))));
   return forward;
 }
 
@@ -72,16 +72,16 @@ TEST(Decimal, SpecialValuesSpread) {
 }
 
 TEST(Decimal, QuotientsAreRoundedTo34Digits) {
-  EXPECT_EQ(show(decimal("1").dividedBy(4)), "25E-2");
-  EXPECT_EQ(show(decimal("1").dividedBy(3)), "3333333333333333333333333333333333E-34");
-  EXPECT_EQ(show(decimal("2").dividedBy(3)), "6666666666666666666666666666666667E-34");
-  EXPECT_EQ(show(decimal("-7.5").dividedBy(5)), "-15E-1");
+  EXPECT_EQ(toJson(decimal("1").dividedBy(4)), "25E-2");
+  EXPECT_EQ(toJson(decimal("1").dividedBy(3)), "3333333333333333333333333333333333E-34");
+  EXPECT_EQ(toJson(decimal("2").dividedBy(3)), "6666666666666666666666666666666667E-34");
+  EXPECT_EQ(toJson(decimal("-7.5").dividedBy(5)), "-15E-1");
 }
 
 TEST(Decimal, TakesTheFirst34DigitsOfADouble) {
-  EXPECT_EQ(show(Decimal::fromDouble(0.1)), "1000000000000000055511151231257827E-34");
-  EXPECT_EQ(show(Decimal::fromDouble(-2.5)), "-25E-1");
-  EXPECT_EQ(show(Decimal::fromDouble(1e300)), "100000000000000005250476025520442E268");
+  EXPECT_EQ(toJson(Decimal::fromDouble(0.1)), "1000000000000000055511151231257827E-34");
+  EXPECT_EQ(toJson(Decimal::fromDouble(-2.5)), "-25E-1");
+  EXPECT_EQ(toJson(Decimal::fromDouble(1e300)), "100000000000000005250476025520442E268");
 }
 
 TEST(Decimal, BecomesTheNearestDouble) {
@@ -105,7 +105,7 @@ TEST(Decimal, SurvivesStoring) {
   for (const char* text : {"1.50", "-0E+6111", "9.999999999999999999999999999999999E+6144", "1E-6176", "Infinity"}) {
     bson::Byte bytes[16];
     decimal(text).store(bytes);
-    EXPECT_EQ(show(Decimal::load(bytes)), show(decimal(text)));
+    EXPECT_EQ(toJson(Decimal::load(bytes)), toJson(decimal(text)));
   }
 }
 

@@ -6,29 +6,11 @@
 #include <random>
 #include <string>
 #include <string_view>
-#include <vector>
 
-#include "client/DocumentAccess.h"
-#include "client/bson/View.h"
 #include "client/bson/Writer.h"
-#include "database_client/ObjectProperties.h"
+#include "tests/client/embedded/support/documents.h"
 
 namespace database_client::embedded {
-
-using Bytes = std::vector<bson::Byte>;
-
-inline bson::View viewOf(const Bytes& bytes) {
-  return {bytes.data(), bytes.size()};
-}
-
-/// BSON of extended JSON.
-inline Bytes fromJson(const std::string& json) {
-  return ObjectProperties::fromJson(json).toBson();
-}
-
-inline std::string toJson(bson::View document) {
-  return DocumentAccess::adopt(document).toJson();
-}
 
 /// Makes documents of few names and values, so that they collide, and of every odd shape.
 class RandomDocuments {
