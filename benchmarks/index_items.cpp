@@ -387,11 +387,12 @@ Bytes statistics(const char* path, bool values, const char* pattern) {
 void aggregate(benchmark::State& state, const Bytes& stages) {
   Store& store = filled(state.range(0));
   int groups = 0;
+  const Pipeline pipeline(viewOf(stages));
   const DocumentSource documents{store.documents(), [&store](RecordNumber record) { return store.read(record); },
                                  [&store] { return store.documents(); }};
   for (auto _ : state) {
     groups = 0;
-    const IndexAnswer answer = answerFromIndex(store.index(), viewOf(stages), documents);
+    const IndexAnswer answer = answerFromIndex(store.index(), pipeline, documents);
     if (answer.stages != 0) answer.documents([&groups](bson::View) { return ++groups > 0; });
     if (answer.stages == 0) state.SkipWithError("the index was not used");
   }

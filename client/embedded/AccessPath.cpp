@@ -205,10 +205,13 @@ bool isOneId(View query) {
 
 }  // namespace
 
-Filter::Filter(View query) : query_(query), namesOneId_(isOneId(query)) {}
+Filter::Filter(View query, const Matcher* parsed) : query_(query), namesOneId_(isOneId(query)), matcher_(parsed) {}
 
 const Matcher& Filter::matcher() const {
-  if (!matcher_) matcher_ = std::make_unique<const Matcher>(query_);
+  if (matcher_ == nullptr) {
+    own_ = std::make_unique<const Matcher>(query_);
+    matcher_ = own_.get();
+  }
   return *matcher_;
 }
 

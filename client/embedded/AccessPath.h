@@ -21,7 +21,8 @@ namespace database_client::embedded {
 /// up, and one that the key led to needs no comparing. The bytes must outlive this.
 class Filter {
  public:
-  explicit Filter(bson::View query);
+  /// `parsed` is what the query was parsed to, where somebody did; it outlives this.
+  explicit Filter(bson::View query, const Matcher* parsed = nullptr);
 
   /// Whether the query is {_id: value}, which a look-up answers without comparing anything more.
   bool namesOneId() const { return namesOneId_; }
@@ -33,7 +34,8 @@ class Filter {
  private:
   bson::View query_;
   bool namesOneId_;
-  mutable std::unique_ptr<const Matcher> matcher_{};
+  mutable std::unique_ptr<const Matcher> own_{};
+  mutable const Matcher* matcher_;
 };
 
 /// The way to the documents that may match a query: by the key of "_id", by the item index, or by a scan. It gives them

@@ -23,24 +23,18 @@ using bson::viewOf;
 
 namespace {
 
-/// The condition of a first $match, which a plan can answer; {} where there is none.
-View leadingMatch(const Pipeline& pipeline) {
-  if (pipeline.stages().empty() || pipeline.stages().front().name != "$match") return bson::emptyDocument();
-  return pipeline.stages().front().operand.asDocument();
-}
-
-IndexAnswer tryIndex(Collection* collection, View stages) {
+IndexAnswer tryIndex(Collection* collection, const Pipeline& pipeline) {
   if (collection == nullptr || collection->index() == nullptr) return {};
   RowReader reader(*collection);
   const DocumentSource documents{collection->estimate(), [&reader](RecordNumber record) { return reader.read(record); },
                                  [collection] { return static_cast<std::uint64_t>(collection->count()); }};
-  return answerFromIndex(*collection->index(), stages, documents);
+  return answerFromIndex(*collection->index(), pipeline, documents);
 }
 
 /// Where damage keeps the index from answering, and the read is to go on, the documents have to.
-IndexAnswer askIndex(Collection* collection, View stages, bool passesOverDamage) {
+IndexAnswer askIndex(Collection* collection, const Pipeline& pipeline, bool passesOverDamage) {
   try {
-    return tryIndex(collection, stages);
+    return tryIndex(collection, pipeline);
   } catch (const DamageError&) {
     if (!passesOverDamage) throw;
     return {};
@@ -97,16 +91,17 @@ void EmbeddedEngine::aggregate(const Namespace& where, const ObjectProperties& s
   const Store::Reading reading(store_);
   Collection* collection = this->reading(where, "aggregate");
   const auto hand = [&receive](View document) { return receive(DocumentAccess::adopt(document)); };
-  const IndexAnswer answer = askIndex(collection, specification, unreadable() != nullptr);
+  const IndexAnswer answer = askIndex(collection, pipeline, unreadable() != nullptr);
   if (answer.stages > 0) {
     pipeline.run(answer.documents, hand, answer.stages);
     return;
   }
-  const View condition = leadingMatch(pipeline);
-  const Filter filter(condition);
+  // A first $match is the cursor's, whose access path may answer it.
+  const Matcher* const match = pipeline.matchAt(0);
+  const Filter filter(match == nullptr ? bson::emptyDocument() : pipeline.stages().front().operand.asDocument(), match);
   Cursor cursor(collection, filter, {}, {true, true, unreadable()});
   const Store::Registration registration(store_, cursor);
-  pipeline.run(sourceOf(cursor), hand, condition.empty() ? 0 : 1);
+  pipeline.run(sourceOf(cursor), hand, match == nullptr ? 0 : 1);
 }
 
 }  // namespace database_client::embedded

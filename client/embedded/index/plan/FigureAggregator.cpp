@@ -162,8 +162,8 @@ bool FigureAggregator::prepare() {
   for (const Pattern::Measure& measure : pattern_.measures) {
     if (!use(measures_.emplace_back(Measure{measure, {paths_, scan_, measure.item}}).column)) return false;
   }
-  if (pattern_.hasFilter) {
-    selected_ = selectRecords(index_, pattern_.filter, documents_);
+  if (pattern_.filter != nullptr) {
+    selected_ = selectRecords(index_, *pattern_.filter, documents_);
     if (!selected_) return false;
     odd_.intersect(*selected_);
     readsAll_ = index::cost::reading(selected_->count()) <= index::cost::visiting(terms);

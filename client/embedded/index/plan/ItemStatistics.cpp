@@ -56,14 +56,20 @@ std::vector<bson::Byte> idOfValue(const bson::Value& value) {
 /// One aggregation answered from the index. Each step returns false when the index cannot tell.
 class ItemAggregator {
  public:
-  ItemAggregator(ItemIndex& index, const StatisticsPattern& pattern, const DocumentSource& documents)
-      : index_(index), pattern_(pattern), documents_(documents), paths_(index.flushAndSnapshot().paths), scan_(index) {}
+  ItemAggregator(ItemIndex& index, const Pipeline& pipeline, const StatisticsPattern& pattern,
+                 const DocumentSource& documents)
+      : index_(index),
+        pipeline_(pipeline),
+        pattern_(pattern),
+        documents_(documents),
+        paths_(index.flushAndSnapshot().paths),
+        scan_(index) {}
 
   bool run() {
     if (paths_.neverUsed(pattern_.path)) return true;
     if (paths_.state(pattern_.path, path_) != ItemPaths::State::tracked || !paths_.isClean(path_)) return false;
-    if (pattern_.hasFilter) {
-      selected_ = selectRecords(index_, pattern_.filter, documents_);
+    if (pattern_.filter != nullptr) {
+      selected_ = selectRecords(index_, *pattern_.filter, documents_);
       if (!selected_) return false;
     }
     const bool counted = pattern_.kind == StatisticsPattern::Kind::namesAndTypes ? countNames() : countValues();
@@ -81,7 +87,7 @@ class ItemAggregator {
   }
 
   bool countValues() {
-    const Matcher matcher(pattern_.nameFilter);
+    const Matcher& matcher = *pattern_.nameFilter;
     index::TextProbe probe;
     std::vector<index::KeyRange> ranges;
     for (const std::string& name : index::namesUnder(scan_, path_)) {
@@ -203,23 +209,18 @@ class ItemAggregator {
   }
 
   void runStages(const RecordSet& records, const Pipeline::Receiver& receive) const {
-    bson::Writer writer;
-    for (std::size_t i = 0; i < pattern_.answered; ++i) {
-      writer.append(pattern_.stages[i].key, pattern_.stages[i].value);
-    }
-    const std::vector<bson::Byte> stages = writer.take();
-    const Pipeline pipeline(viewOf(stages));
-    pipeline.run(
+    pipeline_.run(
         [&](const Pipeline::Receiver& give) {
           for (auto record = records.next(0); record; record = records.next(*record + 1)) {
             const bson::View document = documents_.read(*record);
             if (document.data != nullptr && !give(document)) return;
           }
         },
-        receive);
+        receive, pattern_.first, pattern_.answered);
   }
 
   ItemIndex& index_;
+  const Pipeline& pipeline_;
   const StatisticsPattern& pattern_;
   const DocumentSource& documents_;
   const ItemPaths& paths_;
@@ -294,10 +295,10 @@ void GroupCounts::rehash() {
   }
 }
 
-ItemCounts countItems(ItemIndex& index, bson::View stages, const DocumentSource& documents) {
-  const StatisticsPattern pattern = index::recogniseStatistics(stages);
+ItemCounts countItems(ItemIndex& index, const Pipeline& pipeline, const DocumentSource& documents) {
+  const StatisticsPattern pattern = index::recogniseStatistics(pipeline);
   if (pattern.kind == StatisticsPattern::Kind::none) return {};
-  ItemAggregator aggregator(index, pattern, documents);
+  ItemAggregator aggregator(index, pipeline, pattern, documents);
   if (!aggregator.run()) return {};
   return {pattern.answered, pattern.countKey, aggregator.takeGroups()};
 }

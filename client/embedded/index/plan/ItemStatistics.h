@@ -10,6 +10,7 @@
 #include "client/bson/View.h"
 #include "client/embedded/index/items/ItemIndex.h"
 #include "client/embedded/index/plan/selectRecords.h"
+#include "client/embedded/query/pipeline/Pipeline.h"
 
 namespace database_client::embedded {
 
@@ -67,6 +68,6 @@ struct ItemCounts {
 ///
 /// No stage is answered when the pipeline begins differently or the index cannot tell. Only documents of an unusual
 /// shape are read.
-ItemCounts countItems(ItemIndex& index, bson::View stages, const DocumentSource& documents);
+ItemCounts countItems(ItemIndex& index, const Pipeline& pipeline, const DocumentSource& documents);
 
 }  // namespace database_client::embedded

@@ -71,8 +71,8 @@ bool RecordSorter::prepare() {
     odd += level.odd.count();
   }
   if (index::cost::reading(odd) > index::cost::scanning(static_cast<double>(documents_.last))) return false;
-  if (pattern_.hasFilter) {
-    selected_ = selectRecords(index_, pattern_.filter, documents_);
+  if (pattern_.filter != nullptr) {
+    selected_ = selectRecords(index_, *pattern_.filter, documents_);
     if (!selected_) return false;
   }
   return !haveArraysInSeveralKeys();

@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "client/embedded/index/plan/StatisticsPattern.h"
 
-#include <algorithm>
+#include <string_view>
+#include <vector>
+
+#include "client/embedded/index/plan/recogniseItemPipelines.h"
 
 namespace database_client::embedded::index {
 
@@ -11,16 +14,11 @@ using bson::Type;
 using bson::Value;
 using bson::View;
 
-Value operandOf(const bson::Element& stage, std::string_view name) {
-  if (!stage.value.isDocument()) return {};
-  const View document = stage.value.asDocument();
-  if (document.empty() || document.begin()->key != name || document.count() != 1) return {};
-  return document.begin()->value;
-}
+using Stage = Pipeline::Description;
+using Stages = std::vector<Stage>;
 
-View documentOf(const bson::Element& stage, std::string_view name) {
-  const Value operand = operandOf(stage, name);
-  return operand.data != nullptr && operand.isDocument() ? operand.asDocument() : bson::emptyDocument();
+View documentOf(const Stage& stage, std::string_view name) {
+  return stage.name == name && stage.operand.isDocument() ? stage.operand.asDocument() : bson::emptyDocument();
 }
 
 bool isText(const Value& value, const std::string& text) {
@@ -34,19 +32,18 @@ bool isFlag(const Value& value, bool flag) {
 }
 
 /// The path of {$unwind: "$path"}; empty for anything else.
-std::string unwoundPath(const bson::Element& stage) {
-  const Value operand = operandOf(stage, "$unwind");
-  if (operand.data == nullptr || operand.type != Type::string) return {};
-  const std::string_view text = operand.asString();
+std::string unwoundPath(const Stage& stage) {
+  if (stage.name != "$unwind" || stage.operand.type != Type::string) return {};
+  const std::string_view text = stage.operand.asString();
   return text.size() > 1 && text[0] == '$' && text[1] != '$' ? std::string(text.substr(1)) : std::string();
 }
 
-bool keepsOnly(const bson::Element& stage, const std::string& path) {
+bool keepsOnly(const Stage& stage, const std::string& path) {
   const View fields = documentOf(stage, "$project");
   return fields.count() == 2 && isFlag(fields.find(path), true) && isFlag(fields.find("_id"), false);
 }
 
-bool takesNameAnd(const bson::Element& stage, const std::string& path, const std::string& field) {
+bool takesNameAnd(const Stage& stage, const std::string& path, const std::string& field) {
   const View fields = documentOf(stage, "$project");
   return fields.count() == 3 && isText(fields.find("name"), "$" + path + ".name") &&
          isText(fields.find(field), "$" + path + "." + field) && isFlag(fields.find("_id"), false);
@@ -69,44 +66,43 @@ std::string countKeyOf(View group) {
   return sum.key == "$sum" && one && plainKey ? std::string(count.key) : std::string();
 }
 
-bool recogniseNames(StatisticsPattern& found, std::size_t first) {
-  if (found.stages.size() < first + 4) return false;
-  const View group = documentOf(found.stages[first + 3], "$group");
+bool recogniseNames(const Pipeline& pipeline, StatisticsPattern& found) {
+  const Stages& stages = pipeline.stages();
+  if (stages.size() < found.first + 4) return false;
+  const View group = documentOf(stages[found.first + 3], "$group");
   found.countKey = countKeyOf(group);
   if (found.countKey.empty() || !isNameAndType(group.find("_id"))) return false;
-  return takesNameAnd(found.stages[first + 2], found.path, "type");
+  return takesNameAnd(stages[found.first + 2], found.path, "type");
 }
 
-bool recogniseValues(StatisticsPattern& found, std::size_t first) {
-  if (found.stages.size() < first + 5) return false;
-  const View match = documentOf(found.stages[first + 3], "$match");
-  const View group = documentOf(found.stages[first + 4], "$group");
+bool recogniseValues(const Pipeline& pipeline, StatisticsPattern& found) {
+  const Stages& stages = pipeline.stages();
+  if (stages.size() < found.first + 5) return false;
+  const View match = documentOf(stages[found.first + 3], "$match");
+  const View group = documentOf(stages[found.first + 4], "$group");
   found.countKey = countKeyOf(group);
   if (found.countKey.empty() || !isText(group.find("_id"), "$value")) return false;
-  found.nameFilter = match;
+  found.nameFilter = pipeline.matchAt(found.first + 3);
   return match.count() == 1 && match.begin()->key == "name" &&
-         takesNameAnd(found.stages[first + 2], found.path, "value");
+         takesNameAnd(stages[found.first + 2], found.path, "value");
 }
 
 }  // namespace
 
-StatisticsPattern recogniseStatistics(View stages) {
+StatisticsPattern recogniseStatistics(const Pipeline& pipeline) {
   StatisticsPattern found;
-  for (const bson::Element& stage : stages) found.stages.push_back(stage);
-  if (found.stages.empty()) return found;
-  const Value filter = operandOf(found.stages[0], "$match");
-  found.hasFilter = filter.data != nullptr && filter.isDocument();
-  if (found.hasFilter) found.filter = filter.asDocument();
-  const std::size_t first = found.hasFilter ? 1 : 0;
-  if (found.stages.size() < first + 4) return found;
-  found.path = unwoundPath(found.stages[first + 1]);
-  if (found.path.empty() || !keepsOnly(found.stages[first], found.path)) return found;
-  if (recogniseNames(found, first)) {
+  const Stages& stages = pipeline.stages();
+  found.filter = filterOf(pipeline);
+  found.first = pipeline.matchAt(0) == nullptr ? 0 : 1;
+  if (stages.size() < found.first + 4) return found;
+  found.path = unwoundPath(stages[found.first + 1]);
+  if (found.path.empty() || !keepsOnly(stages[found.first], found.path)) return found;
+  if (recogniseNames(pipeline, found)) {
     found.kind = StatisticsPattern::Kind::namesAndTypes;
-    found.answered = first + 4;
-  } else if (recogniseValues(found, first)) {
+    found.answered = found.first + 4;
+  } else if (recogniseValues(pipeline, found)) {
     found.kind = StatisticsPattern::Kind::values;
-    found.answered = first + 5;
+    found.answered = found.first + 5;
   }
   return found;
 }

@@ -36,16 +36,16 @@ Pipeline::Source sourceOf(ItemCounts&& counts) {
 
 }  // namespace
 
-IndexAnswer answerFromIndex(ItemIndex& index, bson::View stages, const DocumentSource& documents) {
-  if (const auto pattern = index::recogniseSortedRecords(stages)) {
+IndexAnswer answerFromIndex(ItemIndex& index, const Pipeline& pipeline, const DocumentSource& documents) {
+  if (const auto pattern = index::recogniseSortedRecords(pipeline)) {
     auto records = RecordSorter(index, *pattern, documents).run();
     return records ? IndexAnswer{pattern->answered, sourceOf(std::move(*records))} : IndexAnswer();
   }
-  if (const auto pattern = index::recogniseGroupedFigures(stages)) {
+  if (const auto pattern = index::recogniseGroupedFigures(pipeline)) {
     auto groups = FigureAggregator(index, *pattern, documents).run();
     return groups ? IndexAnswer{pattern->answered, sourceOf(std::move(*groups))} : IndexAnswer();
   }
-  ItemCounts counts = countItems(index, stages, documents);
+  ItemCounts counts = countItems(index, pipeline, documents);
   const std::size_t answered = counts.stages;
   return answered > 0 ? IndexAnswer{answered, sourceOf(std::move(counts))} : IndexAnswer();
 }

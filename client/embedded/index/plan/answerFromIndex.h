@@ -3,7 +3,6 @@
 
 #include <cstddef>
 
-#include "client/bson/View.h"
 #include "client/embedded/index/items/ItemIndex.h"
 #include "client/embedded/index/plan/selectRecords.h"
 #include "client/embedded/query/pipeline/Pipeline.h"
@@ -24,6 +23,6 @@ struct IndexAnswer {
 /// any order. Read are the documents that are given, those whose form says more than the index knows, and those of a
 /// narrow filter. Nothing is answered when the pipeline begins differently, when the index cannot tell, and when
 /// reading the documents is likely to be faster.
-IndexAnswer answerFromIndex(ItemIndex& index, bson::View stages, const DocumentSource& documents);
+IndexAnswer answerFromIndex(ItemIndex& index, const Pipeline& pipeline, const DocumentSource& documents);
 
 }  // namespace database_client::embedded

@@ -19,7 +19,7 @@ using Figure = GroupedFiguresPattern::Figure;
 using Key = SortedRecordsPattern::Key;
 using Kind = GroupedFiguresPattern::Kind;
 
-/// The forms of expressions and stages. What a placeholder stands for may be of another form again.
+/// The forms of expressions. What a placeholder stands for may be of another form again.
 struct Templates {
   PipelineTemplate item{
       R"({"$let": {"vars": {"item": {"$arrayElemAt": [{"$filter": {
@@ -38,14 +38,7 @@ struct Templates {
            {"$min": [{"$floor": {"$divide": [{"$subtract": ["$$x", "?low"]}, "?width"]}}, "?last"]}]}}})"};
   PipelineTemplate timeOfId{R"({"$cond": [{"$eq": [{"$type": "$_id"}, "objectId"]}, {"$toDate": "$_id"}, null]})"};
 
-  PipelineTemplate match{R"({"$match": "?operand"})"};
-  PipelineTemplate project{R"({"$project": "?operand"})"};
-  PipelineTemplate addFields{R"({"$addFields": "?operand"})"};
-  PipelineTemplate sort{R"({"$sort": "?operand"})"};
-  PipelineTemplate skip{R"({"$skip": "?operand"})"};
-  PipelineTemplate limit{R"({"$limit": "?operand"})"};
-  PipelineTemplate group{R"({"$group": "?operand"})"};
-  PipelineTemplate replaceRoot{R"({"$replaceRoot": {"newRoot": "$record"}})"};
+  PipelineTemplate rootIsRecord{R"({"newRoot": "$record"})"};
   PipelineTemplate missing{R"({"$lte": ["?field", null]})"};
 
   struct Accumulator {
@@ -129,31 +122,22 @@ std::optional<Key> sortKeyOf(const Value& expression) {
   return Key{Key::Kind::item, *item};
 }
 
-/// Goes through the stages of a pipeline, taking those that are of the expected form.
+/// Goes through the stages of a pipeline, taking those that are expected.
 class Stages {
  public:
-  explicit Stages(View stages) {
-    for (const bson::Element& stage : stages) stages_.push_back(stage.value);
+  explicit Stages(const Pipeline& pipeline) : stages_(pipeline.stages()) {}
+  /// The operand of the next stage, if that has the name; else a missing value, and the stage stays the next.
+  Value take(std::string_view name) {
+    if (taken_ == stages_.size() || stages_[taken_].name != name) return {};
+    return stages_[taken_++].operand;
   }
-  /// The operand of the next stage, if that is of the form; else a missing value, and the stage stays the next.
-  Value take(const PipelineTemplate& form) {
-    Bindings found;
-    if (taken_ == stages_.size() || !form.fits(stages_[taken_], found)) return {};
-    ++taken_;
-    return found["operand"];
-  }
-  bool takeWhole(const PipelineTemplate& form) {
-    const std::size_t before = taken_;
-    take(form);
-    return taken_ != before;
-  }
-  View takeDocument(const PipelineTemplate& form) {
-    const Value operand = take(form);
+  View takeDocument(std::string_view name) {
+    const Value operand = take(name);
     return operand.data != nullptr && operand.isDocument() ? operand.asDocument() : bson::emptyDocument();
   }
   /// A number of documents; 0 where there is no such stage, nullopt for what is no such number.
-  std::optional<std::uint64_t> takeNumber(const PipelineTemplate& form) {
-    const Value operand = take(form);
+  std::optional<std::uint64_t> takeNumber(std::string_view name) {
+    const Value operand = take(name);
     if (operand.data == nullptr) return 0;
     const std::optional<std::int64_t> number = exactInteger(operand);
     if (!number || *number < 0 || *number > most) return std::nullopt;
@@ -163,20 +147,9 @@ class Stages {
 
  private:
   static constexpr std::int64_t most = 1'000'000'000;
-  std::vector<Value> stages_;
+  const std::vector<Pipeline::Description>& stages_;
   std::size_t taken_ = 0;
 };
-
-/// Takes a $match, if it comes first; false for one that is no document.
-template <class Pattern>
-bool takeFilter(Stages& stages, Pattern& pattern) {
-  const Value operand = stages.take(templates().match);
-  if (operand.data == nullptr) return true;
-  if (!operand.isDocument()) return false;
-  pattern.filter = operand.asDocument();
-  pattern.hasFilter = !pattern.filter.empty();
-  return true;
-}
 
 std::string numbered(const char* name, std::size_t number) {
   return name + std::to_string(number);
@@ -279,28 +252,37 @@ bool takeOutputs(View group, GroupedFiguresPattern& pattern) {
 
 }  // namespace
 
-std::optional<SortedRecordsPattern> recogniseSortedRecords(View stages) {
+const Matcher* filterOf(const Pipeline& pipeline) {
+  const Matcher* const match = pipeline.matchAt(0);
+  return match == nullptr || match->matchesEverything() ? nullptr : match;
+}
+
+std::optional<SortedRecordsPattern> recogniseSortedRecords(const Pipeline& pipeline) {
   SortedRecordsPattern found;
-  Stages rest(stages);
-  if (!takeFilter(rest, found)) return std::nullopt;
-  if (!takeSortKeys(rest.takeDocument(templates().project), found)) return std::nullopt;
-  if (!isMissingOfEach(rest.takeDocument(templates().addFields), found.keys.size())) return std::nullopt;
-  if (!takeDirections(rest.takeDocument(templates().sort), found)) return std::nullopt;
-  const std::optional<std::uint64_t> skip = rest.takeNumber(templates().skip);
-  const std::optional<std::uint64_t> limit = rest.takeNumber(templates().limit);
-  if (!skip || !limit || *limit == 0 || !rest.takeWhole(templates().replaceRoot)) return std::nullopt;
+  found.filter = filterOf(pipeline);
+  Stages rest(pipeline);
+  rest.take("$match");
+  if (!takeSortKeys(rest.takeDocument("$project"), found)) return std::nullopt;
+  if (!isMissingOfEach(rest.takeDocument("$addFields"), found.keys.size())) return std::nullopt;
+  if (!takeDirections(rest.takeDocument("$sort"), found)) return std::nullopt;
+  const std::optional<std::uint64_t> skip = rest.takeNumber("$skip");
+  const std::optional<std::uint64_t> limit = rest.takeNumber("$limit");
+  if (!skip || !limit || *limit == 0) return std::nullopt;
+  Bindings none;
+  if (!templates().rootIsRecord.fits(rest.take("$replaceRoot"), none)) return std::nullopt;
   found.skip = *skip;
   found.limit = *limit;
   found.answered = rest.taken();
   return found;
 }
 
-std::optional<GroupedFiguresPattern> recogniseGroupedFigures(View stages) {
+std::optional<GroupedFiguresPattern> recogniseGroupedFigures(const Pipeline& pipeline) {
   GroupedFiguresPattern found;
-  Stages rest(stages);
-  if (!takeFilter(rest, found)) return std::nullopt;
-  if (!takeColumns(rest.takeDocument(templates().project), found)) return std::nullopt;
-  if (!takeOutputs(rest.takeDocument(templates().group), found)) return std::nullopt;
+  found.filter = filterOf(pipeline);
+  Stages rest(pipeline);
+  rest.take("$match");
+  if (!takeColumns(rest.takeDocument("$project"), found)) return std::nullopt;
+  if (!takeOutputs(rest.takeDocument("$group"), found)) return std::nullopt;
   found.answered = rest.taken();
   return found;
 }

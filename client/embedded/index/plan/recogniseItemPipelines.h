@@ -7,7 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "client/bson/View.h"
+#include "client/embedded/query/match/Matcher.h"
+#include "client/embedded/query/pipeline/Pipeline.h"
 
 /// Two families of pipelines over items, taken apart. Each says what it means to a server; that the index can answer
 /// them is nobody's business who writes one. ITEM(P, N) is the value of the first item of the name N in the array P,
@@ -40,8 +41,7 @@ struct SortedRecordsPattern {
     bool isDescending = false;
   };
 
-  bool hasFilter = false;
-  bson::View filter{};
+  const Matcher* filter = nullptr;  ///< as `filterOf` tells it
   std::vector<Key> keys{};
   std::uint64_t skip = 0;
   std::uint64_t limit = 0;
@@ -75,15 +75,17 @@ struct GroupedFiguresPattern {
     std::size_t measure;  ///< of no meaning for `records`
   };
 
-  bool hasFilter = false;
-  bson::View filter{};
+  const Matcher* filter = nullptr;  ///< as `filterOf` tells it
   std::vector<By> by{};
   std::vector<Measure> measures{};
   std::vector<Output> outputs{};
   std::size_t answered = 0;
 };
 
-std::optional<SortedRecordsPattern> recogniseSortedRecords(bson::View stages);
-std::optional<GroupedFiguresPattern> recogniseGroupedFigures(bson::View stages);
+/// The query of a first $match; null where there is none, or all records meet it.
+const Matcher* filterOf(const Pipeline& pipeline);
+
+std::optional<SortedRecordsPattern> recogniseSortedRecords(const Pipeline& pipeline);
+std::optional<GroupedFiguresPattern> recogniseGroupedFigures(const Pipeline& pipeline);
 
 }  // namespace database_client::embedded::index

@@ -8,6 +8,7 @@
 #include "client/bson/View.h"
 #include "client/embedded/index/items/ItemIndex.h"
 #include "client/embedded/index/plan/RecordSet.h"
+#include "client/embedded/query/match/Matcher.h"
 
 namespace database_client::embedded {
 
@@ -23,6 +24,6 @@ struct DocumentSource {
 /// The records that meet a condition, for whoever asks the index about them and reads no document: the index says which
 /// they are, and of those it is not sure of the documents are read. nullopt when the index does not know the condition,
 /// or is sure of so few that reading all documents is cheaper.
-std::optional<RecordSet> selectRecords(ItemIndex& index, bson::View condition, const DocumentSource& documents);
+std::optional<RecordSet> selectRecords(ItemIndex& index, const Matcher& condition, const DocumentSource& documents);
 
 }  // namespace database_client::embedded

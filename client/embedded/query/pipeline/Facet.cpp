@@ -74,7 +74,7 @@ class FacetRun : public StageRun {
   class Branch {
    public:
     Branch(const SubPipeline& sub, std::size_t& total, const RunLimits& limits)
-        : name_(sub.name), collector_(total), run_(sub.stages, 0, collector_, limits) {}
+        : name_(sub.name), collector_(total), run_(sub.stages, 0, sub.stages.size(), collector_, limits) {}
 
     bool take(View document) {
       wanted_ = wanted_ && run_.take(document);

@@ -144,9 +144,13 @@ Pipeline::Pipeline(Pipeline&& other) noexcept = default;
 Pipeline& Pipeline::operator=(Pipeline&& other) noexcept = default;
 Pipeline::~Pipeline() = default;
 
-void Pipeline::run(const Source& source, const Receiver& receiver, std::size_t first) const {
+const Matcher* Pipeline::matchAt(std::size_t stage) const {
+  return stage < stages_.size() ? stages_[stage]->matcher() : nullptr;
+}
+
+void Pipeline::run(const Source& source, const Receiver& receiver, std::size_t first, std::size_t end) const {
   ReceiverRun sink(receiver);
-  PipelineRun run(stages_, first, sink, {memoryLimit_});
+  PipelineRun run(stages_, first, std::min(end, stages_.size()), sink, {memoryLimit_});
   source([&run](View document) { return run.take(document); });
   run.end();
 }

@@ -22,6 +22,7 @@
 /// kind. Nothing is planned in here: who can answer the first stages otherwise asks for `stages()` and runs the rest.
 namespace database_client::embedded {
 
+class Matcher;
 class Stage;
 
 /// An aggregation, parsed once. Its stages are `$match $project $unwind $group $sort $limit $skip $count $addFields
@@ -60,10 +61,14 @@ class Pipeline {
 
   /// The stages, for whoever plans which of the first ones are answered in another way.
   const std::vector<Description>& stages() const { return descriptions_; }
+  /// The query of a stage, where that is a $match; else null. For them, too, so that nobody parses a query again. It
+  /// lives as long as the pipeline.
+  const Matcher* matchAt(std::size_t stage) const;
 
-  /// Runs the stages from number `first` on over the documents of `source`. When it throws, documents may already have
-  /// been received.
-  void run(const Source& source, const Receiver& receiver, std::size_t first = 0) const;
+  /// Runs the stages from number `first` to before `end` over the documents of `source`. When it throws, documents may
+  /// already have been received.
+  void run(const Source& source, const Receiver& receiver, std::size_t first = 0,
+           std::size_t end = maximumStages) const;
 
  private:
   std::vector<bson::Byte> specification_;

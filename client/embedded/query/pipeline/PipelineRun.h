@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <vector>
 
@@ -8,12 +9,14 @@
 
 namespace database_client::embedded {
 
-/// The stages of one run, each passing on to the next, the last to `sink`, which outlives the run.
+/// The stages of one run from number `first` to before `end`, each passing on to the next, the last to `sink`, which
+/// outlives the run.
 class PipelineRun {
  public:
-  PipelineRun(const std::vector<StagePtr>& stages, std::size_t first, StageRun& sink, const RunLimits& limits)
+  PipelineRun(const std::vector<StagePtr>& stages, std::size_t first, std::size_t end, StageRun& sink,
+              const RunLimits& limits)
       : head_(&sink) {
-    for (std::size_t at = stages.size(); at > first; --at) {
+    for (std::size_t at = end; at > first; --at) {
       runs_.push_back(stages[at - 1]->start(*head_, limits));
       head_ = runs_.back().get();
     }

@@ -9,6 +9,8 @@
 
 namespace database_client::embedded {
 
+class Matcher;
+
 /// One stage at work in one run: takes documents and passes results on to the next.
 class StageRun {
  public:
@@ -38,6 +40,8 @@ class Stage {
 
   /// `next` and this stage outlive the run.
   virtual std::unique_ptr<StageRun> start(StageRun& next, const RunLimits& limits) const = 0;
+  /// The query of a $match; null for any other stage.
+  virtual const Matcher* matcher() const { return nullptr; }
 };
 using StagePtr = std::unique_ptr<const Stage>;
 

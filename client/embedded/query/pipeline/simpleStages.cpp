@@ -52,6 +52,7 @@ class MatchStage : public StatelessStage<MatchStage> {
  public:
   explicit MatchStage(View query) : matcher_(query) {}
   bool pass(View document, StageRun& next) const { return matcher_.matches(document) ? next.take(document) : true; }
+  const Matcher* matcher() const override { return &matcher_; }
 
  private:
   Matcher matcher_;

@@ -171,7 +171,7 @@ class ItemPipelinesTest : public IndexedDocuments {
   std::optional<std::vector<Bytes>> answered(const std::string& stages) {
     read_ = 0;
     const Bytes bytes = pipeline(stages);
-    const IndexAnswer answer = answerFromIndex(*index_, viewOf(bytes), source());
+    const IndexAnswer answer = answerFromIndex(*index_, Pipeline(viewOf(bytes)), source());
     if (answer.stages == 0) return std::nullopt;
     std::vector<Bytes> documents;
     answer.documents([&](bson::View document) {
@@ -537,7 +537,7 @@ TEST_F(ItemPipelinesTest, WhateverDeviatesFromTheFormIsLeftToThePipeline) {
                                                         {"\"missing0\": 1", "\"missing0\": -1"},
                                                         {"\"missing0\": 1, ", ""},
                                                         {"{\"$limit\": 3}, ", ""},
-                                                        {"\"$limit\": 3", "\"$limit\": 3.5"},
+                                                        {"\"$limit\": 3", "\"$limit\": 2000000000"},
                                                         {"\"$record\"", "\"$records\""},
                                                         {"[\"$d\"]", "[\"$e\"]"},
                                                         {"\"_id\": 0", "\"_id\": 1"},
@@ -548,9 +548,9 @@ TEST_F(ItemPipelinesTest, WhateverDeviatesFromTheFormIsLeftToThePipeline) {
        std::vector<std::pair<std::string, std::string>>{{"{\"$sum\": 1}", "{\"$sum\": 2}"},
                                                         {"{\"$sum\": 1}", "{\"$sum\": {\"$numberLong\": \"1\"}}"},
                                                         {"\"by0\": \"$by0\"", "\"by0\": \"$by1\""},
-                                                        {"$ifNull", "$isNull"},
+                                                        {"$ifNull", "$or"},
                                                         {"$avg", "$first"},
-                                                        {"$isNumber", "$isString"},
+                                                        {"$isNumber", "$isArray"},
                                                         {"-Infinity", "Infinity"},
                                                         {"{\"$min\": \"$value0\"}", "{\"$min\": \"$value1\"}"}}) {
     EXPECT_FALSE(answered(changed(group, from, to)).has_value()) << from << " to " << to;

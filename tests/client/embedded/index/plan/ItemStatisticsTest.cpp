@@ -43,7 +43,7 @@ class ItemStatisticsTest : public IndexedDocuments {
   std::string answered(bson::View stages) {
     read_ = 0;
     std::set<std::string> groups;
-    const IndexAnswer answer = answerFromIndex(*index_, stages, source());
+    const IndexAnswer answer = answerFromIndex(*index_, Pipeline(stages), source());
     answeredStages_ = answer.stages;
     if (answeredStages_ == 0) return "scan";
     answer.documents([&](bson::View group) {

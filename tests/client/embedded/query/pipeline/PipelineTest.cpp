@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "client/embedded/query/match/Matcher.h"
 #include "client/embedded/query/pipeline/Pipeline.h"
 #include "tests/client/embedded/query/pipeline/runPipeline.h"
 #include "tests/client/embedded/query/support.h"
@@ -100,6 +101,21 @@ TEST(Pipeline, TellsItsStagesAndRunsFromAnyOfThem) {
   EXPECT_EQ(result, "");
   pipeline.run(source, receiver, 1);
   EXPECT_EQ(result, R"({"a": 2})");
+  result.clear();
+  pipeline.run(source, receiver, 1, 1);
+  EXPECT_EQ(result, R"({"a": 2, "b": 3})");
+}
+
+TEST(Pipeline, TellsTheQueriesOfItsMatches) {
+  const Bytes specification = fromJson(R"({"0": {"$match": {"a": 1}}, "1": {"$limit": 1}, "2": {"$match": {}}})");
+  const Pipeline pipeline(viewOf(specification));
+  ASSERT_NE(pipeline.matchAt(0), nullptr);
+  EXPECT_TRUE(pipeline.matchAt(0)->matches(viewOf(fromJson(R"({"a": 1})"))));
+  EXPECT_FALSE(pipeline.matchAt(0)->matches(viewOf(fromJson(R"({"a": 2})"))));
+  EXPECT_EQ(pipeline.matchAt(1), nullptr);
+  ASSERT_NE(pipeline.matchAt(2), nullptr);
+  EXPECT_TRUE(pipeline.matchAt(2)->matchesEverything());
+  EXPECT_EQ(pipeline.matchAt(3), nullptr);
 }
 
 TEST(Pipeline, OutlivesTheBytesOfItsStages) {
