@@ -51,7 +51,7 @@ std::optional<std::vector<std::vector<bson::Byte>>> RecordSorter::run() {
   std::size_t bytes = 0;
   for (std::size_t i = pattern_.skip; i < found_.size(); ++i) {
     scan_.checkWanted();
-    const View document = documents_.read(static_cast<std::int64_t>(found_[i]));
+    const View document = documents_.read(found_[i]);
     if (document.data == nullptr) index::damaged("a record that is not there");
     bytes += document.size;
     if (bytes > Pipeline::defaultMemoryLimit) return std::nullopt;
@@ -127,19 +127,14 @@ bool RecordSorter::orderByTerms(std::size_t level, const RecordSet* among) {
   const SortOrder order = orderFrom(level, level + 1);
   const std::vector<ReadRecord> odd = readInOrder(oddRecords, level, level + 1, order);
   auto nextOdd = odd.begin();
-  /// Takes the odd records that come before a key; those that come with it go to `equal`.
-  const auto takeOdd = [&](const SortOrder::Key& before, RecordSet& equal) {
-    while (nextOdd != odd.end() && !isFull()) {
-      const int place = order.compare(nextOdd->key, before);
-      if (place > 0) return true;
-      RecordSet group;
-      const SortOrder::Key& shared = nextOdd->key;
-      for (; nextOdd != odd.end() && order.compare(nextOdd->key, shared) == 0; ++nextOdd) group.add(nextOdd->record);
-      if (place == 0) {
-        equal.unite(group);
-      } else if (!orderGroup(level + 1, group)) {
-        return false;
-      }
+  const auto takeOddAt = [&](const SortOrder::Key& place) {
+    RecordSet group;
+    for (; nextOdd != odd.end() && order.compare(nextOdd->key, place) == 0; ++nextOdd) group.add(nextOdd->record);
+    return group;
+  };
+  const auto takeOddBefore = [&](const SortOrder::Key& place) {
+    while (nextOdd != odd.end() && !isFull() && order.compare(nextOdd->key, place) < 0) {
+      if (!orderGroup(level + 1, takeOddAt(nextOdd->key))) return false;
     }
     return true;
   };
@@ -151,18 +146,19 @@ bool RecordSorter::orderByTerms(std::size_t level, const RecordSet* among) {
       return orderByReading(level, *among);
     }
     RecordSet group;
-    if (nextOdd != odd.end() && !takeOdd(keyOfTerm(level, walk.key(), order), group)) return false;
+    if (nextOdd != odd.end()) {
+      const SortOrder::Key term = keyOfTerm(level, walk.key(), order);
+      if (!takeOddBefore(term)) return false;
+      group = takeOddAt(term);
+    }
     walk.collect(among, key.odd, isLast ? missing() : std::numeric_limits<std::uint64_t>::max(), group);
     if (!group.empty() && !orderGroup(level + 1, group)) return false;
   }
   if (isFull()) return true;
-  RecordSet equalToNull;
   const SortOrder::Key null = keyIn(bson::emptyDocument(), level, level + 1, order);
-  if (!takeOdd(null, equalToNull) || !takeWithoutValue(level, among, equalToNull)) return false;
-  for (; nextOdd != odd.end() && !isFull();) {
-    RecordSet group;
-    const SortOrder::Key& shared = nextOdd->key;
-    if (!takeOdd(shared, group) || !orderGroup(level + 1, group)) return false;
+  if (!takeOddBefore(null) || !takeWithoutValue(level, among, takeOddAt(null))) return false;
+  while (nextOdd != odd.end() && !isFull()) {
+    if (!orderGroup(level + 1, takeOddAt(nextOdd->key))) return false;
   }
   return true;
 }
