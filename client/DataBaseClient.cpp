@@ -9,6 +9,19 @@
 #include "client/arguments.h"
 #include "client/saslPrepare.h"
 
+/// The connection as applications see it, over whichever engine the host's name chose. Here arguments are checked and
+/// put into the engines' form, and nothing else happens: whatever is done alike on every store is done once, here, and
+/// whatever is not is the engine's.
+///
+/// Invariants:
+/// - First it is asked whether there is a connection, then whether the names are sound, then the rest. So a call tells
+///   the same error on every store, and one without a connection never complains of a document.
+/// - A list of the caller's is changed by one splice that cannot throw, after the engine gave all there is: a call that
+///   fails leaves it as it was.
+/// - What makes no sense throws, also from `connect`. A store that is not to be had makes `connect` false, and the
+///   reason is kept for the operations that follow, which throw it.
+/// - Cancellation and the handler of unreadable documents are the client's and not the engine's: they can be set before
+///   there is a connection, and outlast it.
 namespace database_client {
 
 namespace {
@@ -85,7 +98,7 @@ void checkCredentials(const std::string& user, const std::string& password) {
 ObjectProperties prepared(const ObjectProperties* document) {
   if (document == nullptr) throw Error(Error::Kind::query, "document: a null pointer", {"document"});
   ObjectProperties stored = arguments::withId(*document);
-  arguments::checkDocument("document", stored);
+  arguments::checkDocument("document", stored);  // Not before: a new id may be what makes it too large.
   return stored;
 }
 
@@ -172,6 +185,7 @@ std::list<BulkFailure> DataBaseClient::insertMany(const std::string& database, c
   stored.reserve(documents.size());
   places.reserve(documents.size());
   for (std::size_t i = 0; i < documents.size(); ++i) {
+    // One that is refused here keeps the others from the store as little as one that the store refuses.
     try {
       stored.push_back(prepared(documents[i]));
       places.push_back(i);
@@ -179,6 +193,7 @@ std::list<BulkFailure> DataBaseClient::insertMany(const std::string& database, c
       failures.push_back({i, error});
     }
   }
+  // An id for each document, in their order; empty where nothing was inserted.
   std::vector<std::string> made(documents.size());
   for (std::size_t i = 0; i < stored.size(); ++i) made[places[i]] = stored[i].valueAsId("_id", "");
   for (const BulkFailure& failure : engine.insertMany({database, collection}, stored)) {
@@ -422,7 +437,7 @@ Transaction::~Transaction() {
 
 void Transaction::commit() {
   if (!open_) return;
-  open_ = false;
+  open_ = false;  // Also where the commit fails: then there is nothing left to be undone.
   client_.commitTransaction();
 }
 

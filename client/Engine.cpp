@@ -29,6 +29,7 @@ CheckReport Engine::repair(const std::string& /*path*/) {
   refuse("repair");
 }
 
+// Only here the two kinds of stores are told apart; the rest of the client knows an `Engine`.
 std::unique_ptr<Engine> openEngine(const ConnectRequest& request) {
   static const std::string filePrefix = "file:";
   if (request.host.compare(0, filePrefix.size(), filePrefix) == 0) {

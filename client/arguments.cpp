@@ -23,6 +23,7 @@ using bson::View;
 
 namespace {
 
+// Names that a server takes, and on no store any others, so that a file can be copied to a deployment.
 constexpr std::size_t longestDatabaseName = 63;
 constexpr std::size_t longestNamespace = 255;
 
@@ -52,6 +53,7 @@ bool isTrue(const Value& value) {
   }
 }
 
+/// A document, a path or an operator in a projection is neither true nor false.
 bool isSwitch(const Value& value) {
   return value.type == Type::boolean || value.isNumber();
 }

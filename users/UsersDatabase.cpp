@@ -40,6 +40,7 @@ void writeRole(const Role& role, ObjectProperties& level) {
   level.setValueString("db", databaseTypeToString(role.db));
 }
 
+/// A role that the enumerations have no name for, which somebody granted by other means, is passed over.
 void readRole(const ObjectProperties& level, std::list<Role>& roles) {
   const DatabaseType db = databaseNameToDatabaseType(level.valueAsString("db", ""));
   if (db == DatabaseType::databaseManager || db == DatabaseType::undefinedDatabase) return;
@@ -71,6 +72,7 @@ UsersDatabase::UsersDatabase() : client_(std::make_unique<DataBaseClient>()) {}
 UsersDatabase::UsersDatabase(std::unique_ptr<DataBaseClient> client) : client_(std::move(client)) {}
 
 void UsersDatabase::connectAsAdmin(const std::string& host, int port, const std::string& password) const {
+  // A deployment that is being set up has no administrator yet, and lets in who gives no name.
   client_->connect(admin, host, port, password.empty() ? "" : admin, password);
 }
 
@@ -156,6 +158,7 @@ void UsersDatabase::rolesFromObjectProperties(const ObjectProperties* document, 
 
 void UsersDatabase::addUserData(const std::string& user, const std::string& tag, const ObjectProperties& data) const {
   const ObjectProperties selector = selectBlock(user, tag);
+  // The whole block again, so that nothing is left of what stood under the tag before.
   ObjectProperties block = selector;
   block.include("data", data);
   client_->update(databaseManager, customization, selector, block, UpdateFlags::upsert, UpdateOperation::replace);

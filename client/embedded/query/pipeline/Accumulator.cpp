@@ -22,6 +22,9 @@ using bson::Writer;
 
 namespace {
 
+// What `add` returns is what the accumulator holds now and did not hold before, never less than 0: a value that becomes
+// smaller gives nothing back, so that the sum over a run is a bound on its memory.
+
 class Sum : public Accumulator {
  public:
   std::size_t add(const Value& value) override {
@@ -104,6 +107,7 @@ class Maximum : public OneValue {
   }
 };
 
+/// Of the first document, also where the value is missing there: hence a flag, and not whether something is kept.
 class First : public OneValue {
  public:
   std::size_t add(const Value& value) override {
@@ -139,6 +143,7 @@ class Push : public Accumulator {
   std::size_t count_ = 0;
 };
 
+/// By the keys of values, so that 1 and 1.0 are one; the form that came first stays.
 class AddToSet : public Push {
  public:
   std::size_t add(const Value& value) override {
@@ -190,6 +195,7 @@ constexpr std::array<NamedMaker, 11> makers = {{{"$sum", make<Sum>},
                                                 {"$stdDevPop", make<Deviation<StandardDeviation::Of::population>>},
                                                 {"$stdDevSamp", make<Deviation<StandardDeviation::Of::sample>>}}};
 
+// Named, so that whoever uses one is told that the store lacks it rather than that there is no such thing.
 constexpr std::array<std::string_view, 12> knownToServers = {"$accumulator", "$bottom", "$bottomN",    "$firstN",
                                                              "$lastN",       "$maxN",   "$median",     "$minN",
                                                              "$top",         "$topN",   "$percentile", "$function"};

@@ -49,6 +49,8 @@ class Collector : public StageRun {
   std::size_t count_ = 0;
 };
 
+/// Each document goes to all branches that still want one. What they put out is held until the end, since it makes one
+/// document, which comes out also where none went in; that bounds it better than the memory of a stage would.
 class FacetRun : public StageRun {
  public:
   FacetRun(const std::vector<SubPipeline>& pipelines, StageRun& next, const RunLimits& limits) : next_(next) {
@@ -110,6 +112,7 @@ class FacetStage : public Stage {
   std::vector<SubPipeline> pipelines_;
 };
 
+/// Before they are parsed, so that a server's code is told also for those that the store does not have.
 void checkStagesInside(View stages) {
   static constexpr std::array<std::string_view, 6> refused = {"$facet",   "$out",        "$merge",
                                                               "$geoNear", "$indexStats", "$collStats"};

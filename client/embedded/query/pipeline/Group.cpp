@@ -39,6 +39,9 @@ struct GroupSpecification {
   std::vector<AccumulatedField> fields;
 };
 
+/// Holds all groups until the end. A group is found by the canonical key of its id, which is the same for values that
+/// are equal (1 and 1.0); its "_id" is the value that came first. The groups come out in the order in which they were
+/// first seen.
 class GroupRun : public StageRun {
  public:
   GroupRun(const GroupSpecification& specification, StageRun& next, const RunLimits& limits)
@@ -50,7 +53,7 @@ class GroupRun : public StageRun {
       const Value value = specification_.fields[i].expression->evaluate(document, scratch_);
       memory_ += group.accumulators[i]->add(value);
     }
-    scratch_.clear();
+    scratch_.clear();  // What the expressions made is in the accumulators by now.
     if (memory_ > limits_.memory) refuseMemory("$group", limits_);
     return true;
   }

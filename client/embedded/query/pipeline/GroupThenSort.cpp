@@ -35,6 +35,7 @@ class GroupThenSort : public Stage {
   }
 
  private:
+  // The group refers to the sort, so it has to be gone first: members are destroyed from the last to the first.
   class PairRun : public StageRun {
    public:
     PairRun(std::unique_ptr<StageRun> first, std::unique_ptr<StageRun> second)
@@ -158,6 +159,13 @@ StagePtr parseSortByCount(const Value& operand) {
   return groupThenSort(group.take(), sortBy("count", -1));
 }
 
+/// $bucket is written as the $group that it stands for, whose id is
+///
+///     {$let: {vars: {value: GROUP_BY}, in: {$switch: {branches: […], default: …}}}}
+///
+/// so that expressions, accumulators and their errors are those of $group, and the value is computed once for all
+/// boundaries. A value outside of them without a default is an error of $switch, as it is on a server. Branches are
+/// tried one after the other: boundaries are few.
 StagePtr parseBucket(const Value& operand) {
   Value groupBy;
   Value listed;
@@ -188,7 +196,7 @@ StagePtr parseBucket(const Value& operand) {
     checkDefault(value.value(), boundaries);
     appendLiteral("default", value.value(), group);
   }
-  for (int open = 0; open < 4; ++open) group.end();
+  for (int open = 0; open < 4; ++open) group.end();  // $switch, in, $let, _id
   if (isMissing(output)) {
     appendCount(group);
   } else if (output.isDocument()) {

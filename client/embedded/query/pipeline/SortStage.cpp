@@ -14,6 +14,7 @@ using bson::View;
 
 namespace {
 
+/// What an entry costs besides its bytes, about.
 constexpr std::size_t entryOverhead = 100;
 
 struct Entry {
@@ -32,6 +33,7 @@ class SortRun : public StageRun {
 
   bool take(View document) override {
     Entry entry{order_.key(document), place_++, {}};
+    // The document is copied only where it stays: of a long scan for a short page most do not.
     const bool full = kept_ && entries_.size() == *kept_;
     if (full && !comesBefore(entry, entries_.front())) return true;
     if (full) drop();
@@ -52,7 +54,7 @@ class SortRun : public StageRun {
  private:
   bool comesBefore(const Entry& left, const Entry& right) const {
     const int result = order_.compare(left.key, right.key);
-    return result != 0 ? result < 0 : left.place < right.place;
+    return result != 0 ? result < 0 : left.place < right.place;  // Neither the heap nor std::sort is stable.
   }
 
   auto heapOrder() const {

@@ -19,7 +19,9 @@ using bson::View;
 
 namespace {
 
-/// A document with one field cut out, into which values can be put instead.
+/// A document with one field cut out, into which values can be put instead: the bytes before it and behind it are
+/// copied as they are, and only the lengths of the levels around it are mended, since an array of n elements makes n
+/// documents that differ in nothing else.
 class Splice {
  public:
   /// The field is absent when a level on the way is no document.
@@ -100,6 +102,7 @@ struct UnwindSpecification {
 class UnwindRun : public StageRun {
  public:
   UnwindRun(const UnwindSpecification& specification, StageRun& next) : specification_(specification), next_(next) {
+    // Written as a computed field, which knows how a path with dots makes its levels.
     if (specification.index) position_.add(*specification.index, std::make_unique<PositionExpression>(current_));
   }
 

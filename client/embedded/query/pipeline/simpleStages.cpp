@@ -63,6 +63,7 @@ class ProjectStage : public StatelessStage<ProjectStage> {
   explicit ProjectStage(FieldSpecification fields) : fields_(std::move(fields)) {}
   bool pass(View document, StageRun& next) const {
     const std::vector<Byte> result = fields_.apply(document);
+    // Leaving out and keeping makes nothing larger or deeper.
     if (!fields_.computed.empty()) checkLimits(viewOf(result));
     return next.take(viewOf(result));
   }
@@ -117,7 +118,7 @@ class LimitStage : public Stage {
     bool take(View document) override {
       if (left_ == 0) return false;
       --left_;
-      return next_.take(document) && left_ > 0;
+      return next_.take(document) && left_ > 0;  // The last one ends the scan, not the one behind it.
     }
     void end() override { next_.end(); }
 
@@ -171,7 +172,7 @@ class CountStage : public Stage {
       return true;
     }
     void end() override {
-      if (count_ > 0) emit();
+      if (count_ > 0) emit();  // Of no documents there is no result, as on a server.
       next_.end();
     }
 
@@ -208,6 +209,7 @@ StagePtr parseAddFields(const Value& operand) {
   return std::make_unique<AddFieldsStage>(parseComputedFields(operand.asDocument()));
 }
 
+/// A projection that leaves fields out.
 StagePtr parseUnset(const Value& operand) {
   FieldSpecification fields;
   if (operand.type == Type::string) {
