@@ -7,6 +7,7 @@
 
 #include "database_client/codes.h"
 #include "tests/library/LoadedLibrary.h"
+#include "tests/support/TemporaryFolder.h"
 #include "tests/support/records.h"
 
 // Everything an application can do, through the factories and the interfaces alone, on the embedded store.
@@ -21,25 +22,9 @@ using testing::newDocument;
 
 using Records = std::map<std::string, std::unique_ptr<DatabaseRecordInterface>>;
 
-/// A folder for a test's store, removed with all it holds.
-class Folder {
- public:
-  Folder() : path_(std::filesystem::temp_directory_path() / "round-trip-XXXXXX") {
-    std::string name = path_.string();
-    if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("no folder for the test");
-    path_ = name;
-  }
-  Folder(const Folder&) = delete;
-  Folder& operator=(const Folder&) = delete;
-  ~Folder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-  }
-  std::string host() const { return "file:" + (path_ / "store.db").string(); }
-
- private:
-  std::filesystem::path path_;
-};
+std::string hostIn(const database_test::TemporaryFolder& folder) {
+  return "file:" + folder / "store.db";
+}
 
 std::string text(const std::list<DatabaseProviderInterface::Description>& descriptions) {
   std::list<std::string> items;
@@ -95,8 +80,8 @@ class RoundTrip : public ::testing::TestWithParam<bool> {
   }
 
   testing::LoadedLibrary library;
-  Folder folder;
-  std::string host = GetParam() ? folder.host() : "file::memory:";
+  database_test::TemporaryFolder folder;
+  std::string host = GetParam() ? hostIn(folder) : "file::memory:";
   std::unique_ptr<ExperimentDatabaseInterface> experiments = library.experiments();
   std::unique_ptr<DatabaseProviderInterface> scenarios = library.scenarios();
 };
@@ -286,20 +271,20 @@ TEST_P(RoundTrip, SourcesAreListedByHost) {
 class StoreFile : public ::testing::Test {
  protected:
   testing::LoadedLibrary library;
-  Folder folder;
+  database_test::TemporaryFolder folder;
 };
 
 TEST_F(StoreFile, IsReadByTheNextProgram) {
   std::string id;
   {
     const auto experiments = library.experiments();
-    ASSERT_TRUE(experiments->connect("", folder.host(), 0, "", ""));
+    ASSERT_TRUE(experiments->connect("", hostIn(folder), 0, "", ""));
     const auto record = library.experiment();
     record->setCategory("Color", "red");
     experiments->writeRecord(record.get(), id);
   }
   const auto experiments = library.experiments();
-  ASSERT_TRUE(experiments->connect("", folder.host(), 0, "", ""));
+  ASSERT_TRUE(experiments->connect("", hostIn(folder), 0, "", ""));
   const auto record = library.experiment();
   experiments->readRecord(record.get(), id);
   EXPECT_EQ(categories(*record), "Color=red");
@@ -308,8 +293,8 @@ TEST_F(StoreFile, IsReadByTheNextProgram) {
 TEST_F(StoreFile, IsSharedByTwoProviders) {
   const auto writer = library.experiments();
   const auto reader = library.experiments();
-  ASSERT_TRUE(writer->connect("", folder.host(), 0, "", ""));
-  ASSERT_TRUE(reader->connect("", folder.host(), 0, "", ""));
+  ASSERT_TRUE(writer->connect("", hostIn(folder), 0, "", ""));
+  ASSERT_TRUE(reader->connect("", hostIn(folder), 0, "", ""));
   const auto record = library.experiment();
   std::string id;
   writer->writeRecord(record.get(), id);
@@ -319,10 +304,10 @@ TEST_F(StoreFile, IsSharedByTwoProviders) {
 }
 
 /// How often this program has the store file open.
-std::ptrdiff_t openFiles(const Folder& folder) {
+std::ptrdiff_t openFiles(const database_test::TemporaryFolder& folder) {
   const auto inside = [&](const std::filesystem::directory_entry& descriptor) {
     std::error_code gone;
-    return "file:" + std::filesystem::read_symlink(descriptor.path(), gone).string() == folder.host();
+    return "file:" + std::filesystem::read_symlink(descriptor.path(), gone).string() == hostIn(folder);
   };
   const std::filesystem::directory_iterator descriptors("/proc/self/fd");
   return std::count_if(begin(descriptors), end(descriptors), inside);
@@ -330,7 +315,7 @@ std::ptrdiff_t openFiles(const Folder& folder) {
 
 TEST_F(StoreFile, IsClosedWithItsProvider) {
   std::unique_ptr<DatabaseProviderInterface> experiments = library.experiments();
-  ASSERT_TRUE(experiments->connect("", folder.host(), 0, "", ""));
+  ASSERT_TRUE(experiments->connect("", hostIn(folder), 0, "", ""));
   EXPECT_GT(openFiles(folder), 0);
   experiments.reset();
   EXPECT_EQ(openFiles(folder), 0);
@@ -338,7 +323,7 @@ TEST_F(StoreFile, IsClosedWithItsProvider) {
 
 class StoredUsers : public StoreFile {
  protected:
-  StoredUsers() { users->connectAsAdmin(folder.host(), 0, ""); }
+  StoredUsers() { users->connectAsAdmin(hostIn(folder), 0, ""); }
   std::string roles(const std::string& name, ObjectProperties& customData) const {
     std::list<UsersDatabaseInterface::Role> granted;
     users->getUserInfo(name, granted, customData);
@@ -392,7 +377,7 @@ TEST_F(StoredUsers, KeepOneBlockUnderATagThatIsStoredTwice) {
   users->addUserData("anna", "layout", ObjectProperties::fromJson(R"({"a": 1})"));
   users->addUserData("anna", "layout", ObjectProperties::fromJson(R"({"b": 2})"));
   database_client::DataBaseClient client;
-  ASSERT_TRUE(client.connect("", folder.host(), 0, "", ""));
+  ASSERT_TRUE(client.connect("", hostIn(folder), 0, "", ""));
   EXPECT_EQ(client.count("databaseManager", "customization", {}), 1);
   EXPECT_EQ(settings("anna", "layout"), R"({"b": 2})");
 }
@@ -438,20 +423,20 @@ TEST_F(StoredUsers, DoAsTheirRolesAllowOnceTheAdministratorHasAPassword) {
   users->disconnect();
 
   const auto experiments = library.experiments();
-  EXPECT_FALSE(experiments->connect("databaseManager", folder.host(), 0, "anna", "wrong"));
-  ASSERT_TRUE(experiments->connect("databaseManager", folder.host(), 0, "anna", "secret"));
+  EXPECT_FALSE(experiments->connect("databaseManager", hostIn(folder), 0, "anna", "wrong"));
+  ASSERT_TRUE(experiments->connect("databaseManager", hostIn(folder), 0, "anna", "secret"));
   std::list<std::string> ids;
   EXPECT_NO_THROW(experiments->read(*library.filter(), ids, 0, 0));
   const auto record = library.experiment();
   std::string id;
   EXPECT_THROW(experiments->writeRecord(record.get(), id), database_client::Error);
 
-  users->connectAsUser(folder.host(), 0, "anna", "secret");
+  users->connectAsUser(hostIn(folder), 0, "anna", "secret");
   EXPECT_NO_THROW(users->addUserData("anna", "layout", {}));
   EXPECT_NO_THROW(users->changeUserPassword("anna", "new"));
-  users->connectAsUser(folder.host(), 0, "anna", "secret");
+  users->connectAsUser(hostIn(folder), 0, "anna", "secret");
   EXPECT_THROW(users->enumUsers(), database_client::Error);
-  users->connectAsAdmin(folder.host(), 0, "geheim");
+  users->connectAsAdmin(hostIn(folder), 0, "geheim");
   EXPECT_EQ(joined(users->enumUsers()), "anna");
 }
 

@@ -18,6 +18,7 @@
 #include "tests/support/Certificates.h"
 #include "tests/support/Process.h"
 #include "tests/support/Relay.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace database_test {
 

@@ -64,15 +64,6 @@ class Socket {
 
 }  // namespace
 
-TemporaryFolder::TemporaryFolder() : path_((std::filesystem::temp_directory_path() / "database-test-XXXXXX").string()) {
-  if (mkdtemp(path_.data()) == nullptr) fail("mkdtemp " + path_);
-}
-
-TemporaryFolder::~TemporaryFolder() {
-  std::error_code ignored;
-  std::filesystem::remove_all(path_, ignored);
-}
-
 Process::Process(const std::vector<std::string>& command, const std::string& folder) {
   std::vector<std::string> words = command;
   std::vector<char*> arguments;

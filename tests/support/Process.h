@@ -8,20 +8,6 @@
 
 namespace database_test {
 
-/// A folder of its own under the system's temporary folder, removed with everything in it.
-class TemporaryFolder {
- public:
-  TemporaryFolder();
-  ~TemporaryFolder();
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-
-  const std::string& path() const { return path_; }
-
- private:
-  std::string path_;
-};
-
 /// A child process. It is ended with this object, and by the system when the test program dies first.
 class Process {
  public:

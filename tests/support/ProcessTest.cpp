@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "tests/support/Process.h"
+#include "tests/support/TemporaryFolder.h"
 #include "tests/support/Terminal.h"
 
 namespace database_test {

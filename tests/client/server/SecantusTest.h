@@ -12,6 +12,7 @@
 
 #include "tests/client/server/ServerTest.h"
 #include "tests/support/Process.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace database_client {
 

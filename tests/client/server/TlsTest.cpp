@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gmock/gmock.h>
 
-#include <cstdlib>
-#include <filesystem>
 #include <memory>
 
 #include "tests/client/server/Capture.h"
 #include "tests/client/server/ServerTest.h"
 #include "tests/support/Certificates.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace database_client {
 namespace {
@@ -17,24 +16,6 @@ using database_test::Certificates;
 using database_test::Pose;
 using database_test::ScriptedServer;
 using ::testing::HasSubstr;
-
-/// A folder with certificates, made once for all tests of this file.
-class Folder {
- public:
-  Folder() : path_(::testing::TempDir() + "tls-XXXXXX") {
-    if (mkdtemp(path_.data()) == nullptr) throw std::runtime_error("cannot make " + path_);
-  }
-  ~Folder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-  }
-  Folder(const Folder&) = delete;
-  Folder& operator=(const Folder&) = delete;
-  const std::string& path() const { return path_; }
-
- private:
-  std::string path_;
-};
 
 class Tls : public ClientTest {
  protected:
@@ -48,7 +29,7 @@ class Tls : public ClientTest {
   }
   std::string trusted() const { return "&tlsCAFile=" + certificates.authority(); }
 
-  const Folder folder{};
+  const database_test::TemporaryFolder folder{};
   const Certificates certificates{folder.path()};
   std::unique_ptr<ScriptedServer> server{};
 };

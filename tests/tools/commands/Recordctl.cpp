@@ -58,17 +58,6 @@ Outcome waitFor(pid_t process) {
 
 }  // namespace
 
-Recordctl::Recordctl() {
-  std::string name = (fs::temp_directory_path() / "recordctl_test_XXXXXX").string();
-  if (::mkdtemp(name.data()) == nullptr) throw std::runtime_error(std::strerror(errno));
-  folder_ = name;
-}
-
-Recordctl::~Recordctl() {
-  std::error_code failure;
-  fs::remove_all(folder_, failure);
-}
-
 std::vector<std::string> Recordctl::commandWith(const std::vector<std::string>& arguments) const {
   std::vector<std::string> command{RECORDCTL_PATH};
   if (std::none_of(arguments.begin(), arguments.end(), namesAnother))
@@ -125,7 +114,7 @@ Outcome Recordctl::finish(pid_t process) const {
 }
 
 Outcome Recordctl::runScript(const std::string& script) const {
-  std::vector<std::string> command{"/usr/bin/env", "-C", folder_, "python3", script};
+  std::vector<std::string> command{"/usr/bin/env", "-C", folder_.path(), "python3", script};
   for (std::string& word : commandWith({})) command.push_back(std::move(word));
   return finish(startProgram(std::move(command), ""));
 }

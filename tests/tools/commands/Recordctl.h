@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/TemporaryFolder.h"
 #include "tests/support/Terminal.h"
 
 /// How a run of the command ended.
@@ -23,12 +24,7 @@ struct Outcome {
 
 /// Runs the command as a process, in an empty folder and with a store in a file of that folder.
 class Recordctl : public ::testing::Test {
- public:
-  ~Recordctl() override;
-
  protected:
-  Recordctl();
-
   Outcome run(const std::vector<std::string>& arguments, const std::string& input = "") const;
   /// Runs a script of Python in the folder. Its arguments are the command and who asks.
   Outcome runScript(const std::string& script) const;
@@ -43,7 +39,7 @@ class Recordctl : public ::testing::Test {
 
   std::string file(const std::string& name, const std::string& content) const;
   std::string path(const std::string& name) const { return folder_ / name; }
-  bool storeExists() const { return std::filesystem::exists(folder_ / "store.db"); }
+  bool storeExists() const { return std::filesystem::exists(path("store.db")); }
   /// Imports four plots.
   void importPlots() const;
   long long countRecords() const;
@@ -59,7 +55,7 @@ class Recordctl : public ::testing::Test {
   std::vector<std::string> commandWith(const std::vector<std::string>& arguments) const;
   std::vector<std::string> environmentOfRun() const;
 
-  std::filesystem::path folder_;
+  database_test::TemporaryFolder folder_{};
 };
 
 /// A text with "ID" in the place of each object id, and without the times in them that lists tell.

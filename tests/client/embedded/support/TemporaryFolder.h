@@ -1,16 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <ftw.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdio>
-#include <cstdlib>
 #include <fstream>
 #include <iterator>
-#include <stdexcept>
 #include <string>
+
+#include "tests/support/TemporaryFolder.h"
 
 namespace database_client::testing {
 
@@ -19,24 +18,7 @@ inline std::string memoryFolder() {
   return access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
 }
 
-/// A folder for one test, removed with all it holds.
-class TemporaryFolder {
- public:
-  explicit TemporaryFolder(const std::string& base = "/tmp") : path_(base + "/store_test_XXXXXX") {
-    if (mkdtemp(path_.data()) == nullptr) throw std::runtime_error("no temporary folder");
-  }
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-  ~TemporaryFolder() {
-    nftw(
-        path_.c_str(), [](const char* name, const struct stat*, int, FTW*) { return std::remove(name); }, 8,
-        FTW_DEPTH | FTW_PHYS);
-  }
-  std::string operator/(const std::string& name) const { return path_ + "/" + name; }
-
- private:
-  std::string path_;
-};
+using database_test::TemporaryFolder;
 
 inline std::string contentOf(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
