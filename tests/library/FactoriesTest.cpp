@@ -12,7 +12,7 @@ namespace {
 
 class Factories : public ::testing::Test {
  protected:
-  testing::LoadedLibrary library;
+  LoadedLibrary library;
 };
 
 TEST_F(Factories, AreFoundByTheirPlainNames) {
@@ -73,7 +73,7 @@ TEST_F(Factories, ReturnTheAddressOfTheObjectItself) {
 }
 
 TEST_F(Factories, MakeProvidersThatKnowTheirCollections) {
-  database_client::testing::RecordingClient client;
+  database_client::RecordingClient client;
   const auto experiments = library.experiments();
   const auto scenarios = library.scenarios();
   experiments->setDatabaseClient(&client);

@@ -9,7 +9,7 @@
 
 #include "database_provider/database_provider.h"
 
-namespace database_provider::testing {
+namespace database_provider {
 
 /// The library, opened at run time as an application opens it that knows the interfaces only.
 class LoadedLibrary {
@@ -54,4 +54,4 @@ class LoadedLibrary {
   void* handle_;
 };
 
-}  // namespace database_provider::testing
+}  // namespace database_provider

@@ -15,11 +15,6 @@
 namespace database_provider {
 namespace {
 
-using testing::categories;
-using testing::content;
-using testing::joined;
-using testing::newDocument;
-
 using Records = std::map<std::string, std::unique_ptr<DatabaseRecordInterface>>;
 
 std::string hostIn(const database_test::TemporaryFolder& folder) {
@@ -79,7 +74,7 @@ class RoundTrip : public ::testing::TestWithParam<bool> {
     return joined(items);
   }
 
-  testing::LoadedLibrary library;
+  LoadedLibrary library;
   database_test::TemporaryFolder folder;
   std::string host = GetParam() ? hostIn(folder) : "file::memory:";
   std::unique_ptr<ExperimentDatabaseInterface> experiments = library.experiments();
@@ -270,7 +265,7 @@ TEST_P(RoundTrip, SourcesAreListedByHost) {
 
 class StoreFile : public ::testing::Test {
  protected:
-  testing::LoadedLibrary library;
+  LoadedLibrary library;
   database_test::TemporaryFolder folder;
 };
 

@@ -9,8 +9,7 @@ namespace database_provider {
 namespace {
 
 using database_client::JsonMode;
-using database_client::testing::RecordingClient;
-using testing::joined;
+using database_client::RecordingClient;
 
 class Catalogue : public ::testing::Test {
  protected:

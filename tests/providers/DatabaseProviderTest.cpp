@@ -11,9 +11,7 @@
 namespace database_provider {
 namespace {
 
-using database_client::testing::RecordingClient;
-using testing::joined;
-using testing::newDocument;
+using database_client::RecordingClient;
 
 constexpr const char* someId = "0123456789abcdef01234567";
 

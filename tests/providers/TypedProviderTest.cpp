@@ -13,9 +13,7 @@
 namespace database_provider {
 namespace {
 
-using database_client::testing::RecordingClient;
-using testing::categories;
-using testing::joined;
+using database_client::RecordingClient;
 
 using Records = std::map<std::string, DatabaseRecordInterface*>;
 

@@ -7,8 +7,6 @@
 namespace database_provider {
 namespace {
 
-using testing::categories;
-
 const char* const redAndRound =
     R"({"recordInfo": {"category": [{"name": "Color", "value": "red"}, {"name": "Shape", "value": "round"}]}})";
 
@@ -110,7 +108,7 @@ TEST_F(Categories, TheNamesReplaceWhatTheListHeld) {
   load(redAndRound);
   std::list<std::string> names{"old"};
   view.enumCategoriesNames(names);
-  EXPECT_EQ(testing::joined(names), "Color Shape");
+  EXPECT_EQ(joined(names), "Color Shape");
 }
 
 TEST_F(Categories, ASlashIsAnOrdinaryName) {
@@ -137,7 +135,7 @@ TEST_F(Categories, ItemsAreKeyedInPlainDecimal) {
   const ObjectProperties& record = *view.getRecord();
   const database_client::Entered info = database_client::Entered::group(record, "recordInfo");
   const database_client::Entered array = database_client::Entered::array(record, "category");
-  EXPECT_EQ(testing::joined(record.childKeys()), "0 1 2 3 4 5 6 7 8 9 10");
+  EXPECT_EQ(joined(record.childKeys()), "0 1 2 3 4 5 6 7 8 9 10");
 }
 
 TEST_F(Categories, ATextThatNoDocumentHoldsIsRefusedAndChangesNothing) {
@@ -199,7 +197,7 @@ TEST_F(Categories, RemovedAndAddedAgainAreNumberedAnew) {
   const ObjectProperties& record = *view.getRecord();
   const database_client::Entered info = database_client::Entered::group(record, "recordInfo");
   const database_client::Entered array = database_client::Entered::array(record, "category");
-  EXPECT_EQ(testing::joined(record.childKeys()), "0 1 2");
+  EXPECT_EQ(joined(record.childKeys()), "0 1 2");
 }
 
 TEST_F(Categories, AllRemovedOneByOneAndOneAddedAreOne) {

@@ -7,11 +7,6 @@
 namespace database_provider {
 namespace {
 
-using testing::categories;
-using testing::content;
-using testing::descriptions;
-using testing::newDocument;
-
 const char* const full =
     R"({"plot": 12, "recordInfo": {"category": [{"name": "Color", "value": "red"}], )"
     R"("description": [{"name": "yield", "value": 1.5, "type": 8}], "additionalData": {"files": [{"fileId": "7", )"
@@ -237,7 +232,7 @@ TEST_F(Record, SupportsNoKindOfFileAndLeavesTheListOfExtensions) {
   EXPECT_TRUE(record.supportedObjectTypes().empty());
   std::list<std::string> extensions{".old"};
   record.fileExtensions(ObjectType::xmlObject, extensions);
-  EXPECT_EQ(testing::joined(extensions), ".old");
+  EXPECT_EQ(joined(extensions), ".old");
 }
 
 TEST_F(Record, ForwardsEveryDescriptionAndFileOperation) {
@@ -260,12 +255,12 @@ TEST_F(Record, ForwardsEveryDescriptionAndFileOperation) {
   record.addFileInfo(ObjectType::mediaObject, "h", "/a", id);
   std::list<std::string> ids;
   record.enumFilesIds(ObjectType::mediaObject, ids);
-  EXPECT_EQ(testing::joined(ids), id);
+  EXPECT_EQ(joined(ids), id);
   record.removeFileInfo(id);
-  EXPECT_TRUE(testing::filesIds(record).empty());
+  EXPECT_TRUE(filesIds(record).empty());
   record.addFileInfo(ObjectType::mediaObject, "h", "/a", id);
   record.removeAllFilesInfo();
-  EXPECT_TRUE(testing::filesIds(record).empty());
+  EXPECT_TRUE(filesIds(record).empty());
 }
 
 }  // namespace

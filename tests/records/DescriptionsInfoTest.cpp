@@ -10,8 +10,6 @@ namespace database_provider {
 namespace {
 
 using database_client::JsonMode;
-using testing::description;
-using testing::descriptions;
 
 class Descriptions : public ::testing::Test {
  protected:
@@ -210,7 +208,7 @@ TEST_F(Descriptions, TheNamesReplaceWhatTheListHeld) {
   view.addDescriptionInt("a", 1);
   std::list<std::string> names{"old"};
   view.enumDescriptionsNames(names);
-  EXPECT_EQ(testing::joined(names), "a");
+  EXPECT_EQ(joined(names), "a");
 }
 
 TEST_F(Descriptions, ASlashIsAnOrdinaryName) {

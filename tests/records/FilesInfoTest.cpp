@@ -11,10 +11,6 @@
 namespace database_provider {
 namespace {
 
-using testing::file;
-using testing::filesIds;
-using testing::joined;
-
 const char* const threeFiles =
     R"({"recordInfo": {"additionalData": {"files": [)"
     R"({"fileId": "7", "type": 1, "host": "h", "path": "/a"}, {"fileId": "8", "type": 4, "host": "h", "path": "/b"}, )"

@@ -16,9 +16,6 @@
 namespace database_provider {
 namespace {
 
-using testing::categories;
-using testing::descriptions;
-
 /// One item of a section: its name, and what is read of it ("red", "int32:5", "1 host path").
 struct Item {
   std::string name;
@@ -44,7 +41,7 @@ class Items {
   std::string text() const {
     std::list<std::string> texts;
     for (const Item& item : items_) texts.push_back(item.name + "=" + item.value);
-    return testing::joined(texts);
+    return joined(texts);
   }
 
  private:
@@ -71,9 +68,9 @@ class Pair {
     (this->*steps.at(below(steps.size())))();
   }
   std::string record() const {
-    std::list<std::string> files = testing::filesIds(record_);
-    for (std::string& id : files) id += "=" + testing::file(record_, id);
-    return categories(record_) + " | " + descriptions(record_) + " | " + testing::joined(files);
+    std::list<std::string> files = filesIds(record_);
+    for (std::string& id : files) id += "=" + file(record_, id);
+    return categories(record_) + " | " + descriptions(record_) + " | " + joined(files);
   }
   std::string model() const { return categories_.text() + " | " + descriptions_.text() + " | " + files_.text(); }
 
@@ -129,7 +126,7 @@ class Pair {
     std::string id;
     record_.addFileInfo(ObjectType::xmlObject, "h", name(), id);
     ids_.push_back(id);
-    files_.set(id, testing::file(record_, id));
+    files_.set(id, file(record_, id));
   }
   void removeFile() {
     if (ids_.empty()) return;

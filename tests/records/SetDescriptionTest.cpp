@@ -8,9 +8,6 @@
 namespace database_provider {
 namespace {
 
-using testing::descriptions;
-using testing::newDocument;
-
 /// What a record holds after it was written and read again.
 std::string stored(const DatabaseRecordInterface& record) {
   ExperimentDatabaseRecord again;

@@ -9,11 +9,6 @@
 namespace database_provider {
 namespace {
 
-using testing::categories;
-using testing::content;
-using testing::joined;
-using testing::newDocument;
-
 std::string extensions(const DatabaseRecordInterface& record, int type) {
   std::list<std::string> list{".old"};
   record.fileExtensions(static_cast<ObjectType>(type), list);

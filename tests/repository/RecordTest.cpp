@@ -7,7 +7,7 @@
 #include "database_provider/Record.h"
 #include "tests/support/records.h"
 
-namespace database_provider::testing {
+namespace database_provider {
 
 using database_client::Error;
 using ::testing::ElementsAre;
@@ -165,4 +165,4 @@ TEST(NewRecordTest, BeginsItsDocumentWithTheIdThatItIsToHave) {
 
 }  // namespace
 
-}  // namespace database_provider::testing
+}  // namespace database_provider

@@ -3,7 +3,7 @@
 
 #include "database_provider/records.h"
 
-namespace database_provider::testing {
+namespace database_provider {
 
 namespace {
 
@@ -55,4 +55,4 @@ TEST(SortByTest, RefusesWhatIsNoName) {
 
 }  // namespace
 
-}  // namespace database_provider::testing
+}  // namespace database_provider

@@ -11,7 +11,7 @@
 #include "database_client/DataBaseClient.h"
 #include "database_client/Error.h"
 
-namespace database_client::testing {
+namespace database_client {
 
 /// A client without a store: it writes down each call, one line each with the documents as JSON, and answers what it
 /// was told to. `find` and `aggregate` give one prepared answer each, in turn, and nothing when there is none left.
@@ -117,4 +117,4 @@ class RecordingClient : public DataBaseClient {
   std::deque<std::vector<std::string>> answers_;
 };
 
-}  // namespace database_client::testing
+}  // namespace database_client

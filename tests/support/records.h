@@ -7,7 +7,7 @@
 
 #include "database_provider/DatabaseRecordInterface.h"
 
-namespace database_provider::testing {
+namespace database_provider {
 
 inline std::unique_ptr<ObjectProperties> newDocument(const std::string& json) {
   return std::make_unique<ObjectProperties>(ObjectProperties::fromJson(json));
@@ -84,4 +84,4 @@ inline std::string content(const DatabaseRecordInterface& record) {
   return text + "; user " + record.getUserRecord().toJson();
 }
 
-}  // namespace database_provider::testing
+}  // namespace database_provider

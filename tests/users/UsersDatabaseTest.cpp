@@ -10,8 +10,7 @@
 namespace database_provider {
 namespace {
 
-using database_client::testing::RecordingClient;
-using testing::joined;
+using database_client::RecordingClient;
 using Role = UsersDatabaseInterface::Role;
 
 /// "read@experiment readWrite@base"

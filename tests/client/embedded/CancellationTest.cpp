@@ -12,8 +12,6 @@
 namespace database_client {
 namespace {
 
-using testing::TemporaryFolder;
-
 constexpr int documents = 20'000;
 
 /// A store of many documents, and a client that may give up.

@@ -8,8 +8,6 @@
 namespace database_client {
 namespace {
 
-using testing::Client;
-
 class EmbeddedAggregation : public ::testing::Test {
  protected:
   void insertRecords() {

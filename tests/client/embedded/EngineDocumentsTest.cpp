@@ -10,9 +10,6 @@
 namespace database_client {
 namespace {
 
-using testing::Client;
-using testing::TemporaryFolder;
-
 class EmbeddedDocuments : public ::testing::Test {
  protected:
   /// The ids found, with a space behind each.

@@ -13,11 +13,6 @@
 namespace database_client {
 namespace {
 
-using testing::Client;
-using testing::contentOf;
-using testing::modeOf;
-using testing::TemporaryFolder;
-
 class EmbeddedCare : public ::testing::Test {
  protected:
   static void fill(Client& client, int count) {
@@ -105,7 +100,7 @@ TEST_F(EmbeddedCare, NeverGivesADocumentOfAnotherCollection) {
   const std::size_t others = pageWith(content, "of the others");
   ASSERT_NE(things, others);
   std::swap_ranges(&content[things], &content[things] + 8192, &content[others]);
-  testing::writeFile(path, content);
+  writeFile(path, content);
   Client client(path);
   EXPECT_EQ(client.all(), "storage 0");
   EXPECT_EQ(client.find(R"({"_id": 1})"), "storage 0");
@@ -160,7 +155,7 @@ TEST_F(EmbeddedCare, CopiesAStoreInMemory) {
 
 TEST_F(EmbeddedCare, OverwritesNothingWithACopy) {
   Client client(path);
-  testing::writeFile(folder / "copy", "precious");
+  writeFile(folder / "copy", "precious");
   EXPECT_EQ(Client::outcome([&] { client.engine->backup(folder / "copy"); }), "storage 0");
   EXPECT_EQ(Client::outcome([&] { client.engine->backup(path); }), "storage 0");
   EXPECT_EQ(Client::outcome([&] { client.engine->backup(folder / "no/copy"); }), "storage 0");

@@ -9,11 +9,6 @@
 namespace database_client {
 namespace {
 
-using testing::Client;
-using testing::contentOf;
-using testing::TemporaryFolder;
-using testing::writeFile;
-
 /// The file of a version of the format.
 std::string goldenFile(int version) {
   return std::string(GOLDEN_FOLDER) + "/version" + std::to_string(version) + ".store";

@@ -12,8 +12,6 @@
 namespace database_client {
 namespace {
 
-using testing::Client;
-
 constexpr int documents = 2'000;
 
 /// Joins what `part` gives for 0 to count - 1.

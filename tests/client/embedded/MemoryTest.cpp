@@ -58,8 +58,6 @@ void operator delete[](void* block, std::size_t /*size*/) noexcept {
 namespace database_client {
 namespace {
 
-using testing::TemporaryFolder;
-
 constexpr std::size_t megabyte = 1024 * 1024;
 constexpr const char* database = "experiment";
 
@@ -104,7 +102,7 @@ class StreamedMemory : public ::testing::Test {
     return peak;
   }
 
-  TemporaryFolder folder{testing::memoryFolder()};
+  TemporaryFolder folder{memoryFolder()};
   DataBaseClient client{};
 };
 

@@ -9,9 +9,6 @@
 namespace database_client {
 namespace {
 
-using testing::Client;
-using testing::TemporaryFolder;
-
 class EmbeddedTransaction : public ::testing::Test {
  protected:
   TemporaryFolder folder{};

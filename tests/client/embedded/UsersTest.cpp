@@ -11,11 +11,6 @@
 namespace database_client {
 namespace {
 
-using testing::Client;
-using testing::contentOf;
-using testing::isThere;
-using testing::TemporaryFolder;
-
 constexpr const char* ownData = R"({"role": "changeOwnPasswordCustomDataRole", "db": "databaseManager"})";
 
 class EmbeddedUsers : public ::testing::Test {
@@ -432,7 +427,7 @@ class EmbeddedRights : public EmbeddedUsers {
 
   EmbeddedRights() {
     path = folder / "controlled";
-    testing::writeFile(path, contentOf(*prepared / "store"));
+    writeFile(path, contentOf(*prepared / "store"));
   }
   /// A mark for each operation: + where it is allowed, - where it is refused with 13.
   std::string row(const std::string& name) {

@@ -19,13 +19,6 @@
 namespace database_client {
 namespace {
 
-using testing::Client;
-using testing::contentOf;
-using testing::documentOf;
-using testing::isThere;
-using testing::TemporaryFolder;
-using testing::writeFile;
-
 constexpr int documents = 150;
 
 class EmbeddedDamage : public ::testing::Test {
@@ -56,7 +49,7 @@ class EmbeddedDamage : public ::testing::Test {
     }
   }
 
-  TemporaryFolder folder{testing::memoryFolder()};
+  TemporaryFolder folder{memoryFolder()};
   std::string path = folder / "store";
 };
 
@@ -80,7 +73,7 @@ TEST_F(EmbeddedDamage, IsNeverTakenForADocumentAndNeverMendedSilently) {
     ++outcomes[outcome];
     EXPECT_TRUE(outcome == "whole" || outcome == "refused" || outcome == "missed") << outcome;
     EXPECT_EQ(contentOf(path), damaged);
-    for (const char* side : {"-wal", "-shm", "-journal"}) testing::removeFile(path + side);
+    for (const char* side : {"-wal", "-shm", "-journal"}) removeFile(path + side);
   }
   EXPECT_GT(outcomes["refused"], 0);
   std::printf("seed %u: %ld rounds, %d refused, %d found by the check, %d harmless\n", seed, rounds,
@@ -310,7 +303,7 @@ TEST_F(EmbeddedDamage, OfAnyKindIsToldInOurWordsAndGivesNoOtherDocuments) {
     writeFile(path, Damager(random).damage(whole));
     ++outcomes[DamagedUse(path, things, jsonOf(other)).run(folder / "repaired")];
     for (const char* name : {"store-wal", "store-shm", "store-journal", "repaired", "repaired-wal", "repaired-shm"}) {
-      testing::removeFile(folder / name);
+      removeFile(folder / name);
     }
   }
   EXPECT_GT(outcomes["told"], 0);
@@ -338,7 +331,7 @@ TEST_F(EmbeddedDamage, OfTheLogLosesOnlyWhatStoodInTheLog) {
 /// Runs as somebody without rights, since the rights of files mean nothing to root.
 template <class Work>
 std::string asNobody(const Work& work) {
-  testing::Pipe pipe;
+  Pipe pipe;
   const pid_t child = fork();
   if (child == 0) {
     if (geteuid() == 0 && setuid(65534) != 0) _exit(3);

@@ -14,13 +14,6 @@
 namespace database_client {
 namespace {
 
-using testing::Client;
-using testing::contentOf;
-using testing::FaultyFiles;
-using testing::isThere;
-using testing::TemporaryFolder;
-using testing::writeFile;
-
 struct Operation {
   const char* name;
   std::function<void(Client&)> run;
@@ -127,7 +120,7 @@ std::vector<Situation> situations() {
 class EmbeddedFault : public ::testing::TestWithParam<Situation> {
  protected:
   static void SetUpTestSuite() {
-    prepared = new TemporaryFolder(testing::memoryFolder());
+    prepared = new TemporaryFolder(memoryFolder());
     Client client(*prepared / "store");
     insertMany(client, 1, 60);
   }
@@ -135,10 +128,10 @@ class EmbeddedFault : public ::testing::TestWithParam<Situation> {
 
   static void copy(const std::string& from, const std::string& to) {
     for (const char* side : {"", "-wal"}) {
-      testing::removeFile(to + side);
+      removeFile(to + side);
       if (isThere(from + side)) writeFile(to + side, contentOf(from + side));
     }
-    testing::removeFile(to + "-shm");
+    removeFile(to + "-shm");
   }
   static std::string reopened(const std::string& path) {
     Client client(path);
@@ -157,7 +150,7 @@ class EmbeddedFault : public ::testing::TestWithParam<Situation> {
   }
 
   static TemporaryFolder* prepared;
-  TemporaryFolder folder{testing::memoryFolder()};
+  TemporaryFolder folder{memoryFolder()};
   std::string path = folder / "store";
   std::string crashed = folder / "crashed";
   FaultyFiles files{};
@@ -240,7 +233,7 @@ class EmbeddedFaultAtMaking : public ::testing::TestWithParam<bool> {
     }
   }
 
-  TemporaryFolder folder{testing::memoryFolder()};
+  TemporaryFolder folder{memoryFolder()};
   std::string path = folder / "store";
   FaultyFiles files{};
 };
@@ -252,7 +245,7 @@ TEST_P(EmbeddedFaultAtMaking, LeavesNothingWhereNothingWas) {
   for (const auto fault : {FaultyFiles::Fault::inputOutput, FaultyFiles::Fault::full}) {
     for (long nth = 1;; ++nth) {
       SCOPED_TRACE("operation number " + std::to_string(nth));
-      for (const char* side : {"", "-wal", "-shm", "-journal"}) testing::removeFile(path + side);
+      for (const char* side : {"", "-wal", "-shm", "-journal"}) removeFile(path + side);
       FaultyFiles::failAt(nth, GetParam(), fault);
       bool maybeMade = true;
       try {
@@ -273,7 +266,7 @@ TEST_P(EmbeddedFaultAtMaking, LeavesNothingWhereNothingWas) {
 
 TEST_P(EmbeddedFaultAtMaking, OfAFullDeviceIsToldAsSuch) {
   for (long nth = 1;; ++nth) {
-    for (const char* side : {"", "-wal", "-shm", "-journal"}) testing::removeFile(path + side);
+    for (const char* side : {"", "-wal", "-shm", "-journal"}) removeFile(path + side);
     FaultyFiles::failAt(nth, GetParam(), FaultyFiles::Fault::full);
     std::string refusal;
     try {
@@ -293,7 +286,7 @@ TEST_P(EmbeddedFaultAtMaking, LeavesAFileThatIsMadeAStoreNextTime) {
   long positions = 0;
   for (long nth = 1;; ++nth) {
     SCOPED_TRACE("operation number " + std::to_string(nth));
-    for (const char* side : {"", "-wal", "-shm", "-journal"}) testing::removeFile(path + side);
+    for (const char* side : {"", "-wal", "-shm", "-journal"}) removeFile(path + side);
     FaultyFiles::failAt(nth, GetParam(), FaultyFiles::Fault::inputOutput);
     const std::string outcome = Client::outcome([this] { Client client(path); });
     FaultyFiles::failNoMore();

@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <utility>
 
-namespace database_client::testing {
+namespace database_client {
 
 namespace {
 
@@ -201,4 +201,4 @@ bool FaultyFiles::hasHit() {
   return state.hit;
 }
 
-}  // namespace database_client::testing
+}  // namespace database_client

@@ -4,7 +4,7 @@
 #include <functional>
 #include <string>
 
-namespace database_client::testing {
+namespace database_client {
 
 /// Something that was done to a file.
 struct FileChange {
@@ -38,4 +38,4 @@ class FaultyFiles {
   static void afterNextSize(std::function<void()> work);
 };
 
-}  // namespace database_client::testing
+}  // namespace database_client

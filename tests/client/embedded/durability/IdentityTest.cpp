@@ -15,15 +15,6 @@
 namespace database_client {
 namespace {
 
-using testing::Client;
-using testing::contentOf;
-using testing::documentOf;
-using testing::isThere;
-using testing::Pipe;
-using testing::removeFile;
-using testing::TemporaryFolder;
-using testing::writeFile;
-
 /// The number of documents written.
 int fill(const Client& client, int first, int count) {
   int written = 0;

@@ -20,16 +20,6 @@
 namespace database_client {
 namespace {
 
-using testing::Client;
-using testing::documentOf;
-using testing::follow;
-using testing::Model;
-using testing::numberFrom;
-using testing::Pipe;
-using testing::Step;
-using testing::TemporaryFolder;
-using testing::Writer;
-
 constexpr int writers = 4;
 /// What the log of one writer says: what is certain, and what may have happened.
 struct Account {

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-namespace database_client::testing {
+namespace database_client {
 
 /// What a writer is about to do to a store, or has been told is done.
 struct Step {
@@ -97,4 +97,4 @@ inline std::string documentOf(std::int32_t id, std::int32_t version) {
          std::to_string(id) + R"(}], "text": ")" + text + "\"}";
 }
 
-}  // namespace database_client::testing
+}  // namespace database_client

@@ -17,20 +17,6 @@
 namespace database_client {
 namespace {
 
-using testing::Client;
-using testing::documentOf;
-using testing::FaultyFiles;
-using testing::FileChange;
-using testing::follow;
-using testing::memoryFolder;
-using testing::Model;
-using testing::numberFrom;
-using testing::removeFile;
-using testing::Step;
-using testing::TemporaryFolder;
-using testing::writeFile;
-using testing::Writer;
-
 constexpr std::size_t sectorSize = 512;
 
 /// What becomes of what was written since the last sync of its file.

@@ -19,11 +19,6 @@
 namespace database_client {
 namespace {
 
-using testing::Client;
-using testing::documentOf;
-using testing::FaultyFiles;
-using testing::Pipe;
-using testing::TemporaryFolder;
 using Clock = std::chrono::steady_clock;
 
 constexpr int writers = 4;

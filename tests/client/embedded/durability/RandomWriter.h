@@ -13,7 +13,7 @@
 #include "tests/client/embedded/durability/LogOfSteps.h"
 #include "tests/client/embedded/support/EngineFixture.h"
 
-namespace database_client::testing {
+namespace database_client {
 
 /// A number from the environment, or the usual one.
 inline long numberFrom(const char* variable, long usual) {
@@ -122,4 +122,4 @@ class Writer {
   Model model_;
 };
 
-}  // namespace database_client::testing
+}  // namespace database_client

@@ -17,8 +17,8 @@
 namespace database_client::embedded {
 namespace {
 
-using database_client::testing::Client;
-using database_client::testing::TemporaryFolder;
+using database_client::Client;
+using database_client::TemporaryFolder;
 
 class IndexedStoreTest : public ::testing::Test {
  protected:

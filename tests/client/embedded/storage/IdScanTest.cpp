@@ -11,9 +11,6 @@
 namespace database_client {
 namespace {
 
-using testing::Client;
-using testing::TemporaryFolder;
-
 /// One of each kind and form that an "_id" can have, and several where their order is not that of their keys.
 const std::vector<std::string>& idsOfAllKinds() {
   static const std::vector<std::string> ids{R"({"$oid": "00000000000000000000000a"})",

@@ -18,10 +18,6 @@ namespace {
 
 using embedded::Checksum;
 using embedded::sqlite::Connection;
-using testing::Client;
-using testing::contentOf;
-using testing::TemporaryFolder;
-using testing::writeFile;
 
 constexpr int documents = 400;
 

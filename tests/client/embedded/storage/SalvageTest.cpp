@@ -13,11 +13,6 @@
 namespace database_client {
 namespace {
 
-using testing::Client;
-using testing::contentOf;
-using testing::TemporaryFolder;
-using testing::writeFile;
-
 constexpr int documents = 500;
 constexpr std::size_t pageSize = 8192;
 
@@ -339,7 +334,7 @@ TEST_F(EmbeddedSalvage, WritesAllThatIsHealthyToANewStore) {
   EXPECT_EQ(report.problems.size(), static_cast<std::size_t>(documents) - healthy);
   EXPECT_EQ(report.problems.front(), "test.things {\"_id\": 7} (record 8): lost");
   EXPECT_EQ(contentOf(path), before);
-  EXPECT_EQ(testing::modeOf(folder / "new"), "600");
+  EXPECT_EQ(modeOf(folder / "new"), "600");
   Client repaired((folder / "new") + "?create=false", "admin", "admin", "secret");
   EXPECT_EQ(repaired.check(), std::to_string(report.documents));
   EXPECT_EQ(idsOf(repaired), idsOf(client));

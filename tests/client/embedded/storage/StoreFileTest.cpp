@@ -15,12 +15,6 @@
 namespace database_client::embedded {
 namespace {
 
-using testing::contentOf;
-using testing::isThere;
-using testing::modeOf;
-using testing::TemporaryFolder;
-using testing::writeFile;
-
 class StoreFile : public ::testing::Test {
  protected:
   /// "open", or the kind of the error and its text behind the path.
@@ -95,9 +89,9 @@ TEST_F(StoreFile, IsForItsOwnerAloneWhateverTheUmask) {
     umask(before);
     EXPECT_EQ(modeOf(path) + modeOf(path + "-wal") + modeOf(path + "-shm"), "600600600") << mask;
     connection.execute("DELETE FROM collections");
-    testing::removeFile(path);
-    testing::removeFile(path + "-wal");
-    testing::removeFile(path + "-shm");
+    removeFile(path);
+    removeFile(path + "-wal");
+    removeFile(path + "-shm");
   }
 }
 

@@ -11,7 +11,7 @@
 #include "database_client/Error.h"
 #include "tests/client/embedded/support/TemporaryFolder.h"
 
-namespace database_client::testing {
+namespace database_client {
 
 /// A client of an embedded store, with verbs that take and give JSON.
 class Client {
@@ -117,4 +117,4 @@ class Client {
   std::string collection = "things";
 };
 
-}  // namespace database_client::testing
+}  // namespace database_client

@@ -11,7 +11,7 @@
 
 #include "tests/support/TemporaryFolder.h"
 
-namespace database_client::testing {
+namespace database_client {
 
 /// Where files are fastest, for tests that need no device below them.
 inline std::string memoryFolder() {
@@ -48,4 +48,4 @@ inline std::string modeOf(const std::string& path) {
   return digits;
 }
 
-}  // namespace database_client::testing
+}  // namespace database_client
