@@ -5,6 +5,8 @@
 
 #include "database_client/version.h"
 
+namespace database_client {
+
 TEST(ClientVersion, OfTheLibraryIsThatOfTheHeaders) {
   EXPECT_STREQ(database_client::version(), DATABASE_CLIENT_VERSION);
 }
@@ -14,3 +16,5 @@ TEST(ClientVersion, IsMadeOfItsThreeNumbers) {
                 std::to_string(DATABASE_CLIENT_VERSION_PATCH),
             DATABASE_CLIENT_VERSION);
 }
+
+}  // namespace database_client

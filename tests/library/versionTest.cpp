@@ -5,6 +5,8 @@
 
 #include "database_provider/version.h"
 
+namespace database_provider {
+
 TEST(LibraryVersion, OfTheLibraryIsThatOfTheHeaders) {
   EXPECT_STREQ(database_provider::version(), DATABASE_PROVIDER_VERSION);
 }
@@ -14,3 +16,5 @@ TEST(LibraryVersion, IsMadeOfItsThreeNumbers) {
                 "." + std::to_string(DATABASE_PROVIDER_VERSION_PATCH),
             DATABASE_PROVIDER_VERSION);
 }
+
+}  // namespace database_provider

@@ -6,8 +6,7 @@
 #include "selection/Parser.h"
 #include "selection/Query.h"
 
-using namespace database_provider::selection;
-
+namespace database_provider::selection {
 namespace {
 
 std::string query(const std::string& text) {
@@ -124,3 +123,5 @@ TEST(FilterQuery, TheDeepestTextFitsADocument) {
   for (int i = 0; i < maximalFilterDepth; ++i) text = "not " + text;
   EXPECT_NO_THROW(database_client::ObjectProperties::fromJson(query(text)));
 }
+
+}  // namespace database_provider::selection

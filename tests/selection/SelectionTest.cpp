@@ -7,8 +7,7 @@
 #include "database_provider/Selection.h"
 #include "database_provider/database_provider.h"
 
-using namespace database_provider;
-
+namespace database_provider {
 namespace {
 
 std::string query(const Selection& selection) {
@@ -138,3 +137,5 @@ TEST(Where, AnErrorIsAnInvalidArgument) {
 TEST(SelectionError, APlaceBehindTheTextIsItsEnd) {
   EXPECT_STREQ(SelectionError("reason", "a=1", 7).what(), "in the filter: reason\n  a=1\n     ^");
 }
+
+}  // namespace database_provider

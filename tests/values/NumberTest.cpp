@@ -7,7 +7,7 @@
 
 #include "values/Number.h"
 
-using namespace database_provider::values;
+namespace database_provider::values {
 
 TEST(Number, WholeNumbersReachTheEndsOf64Bits) {
   EXPECT_EQ(parseInteger("9223372036854775807"), std::numeric_limits<std::int64_t>::max());
@@ -73,3 +73,5 @@ TEST(Number, AWholeDoubleIsTakenWithin64Bits) {
   EXPECT_EQ(wholeNumber(1.5), std::nullopt);
   EXPECT_EQ(wholeNumber(std::numeric_limits<double>::quiet_NaN()), std::nullopt);
 }
+
+}  // namespace database_provider::values

@@ -5,8 +5,7 @@
 
 #include "values/Time.h"
 
-using namespace database_provider::values;
-
+namespace database_provider::values {
 namespace {
 
 /// What a text means, written out again; "-" for a text that is no time.
@@ -103,3 +102,5 @@ TEST(Time, NothingElseIsATimeAgo) {
 TEST(Time, TheCurrentTimeIsBehindThatOfThisTest) {
   EXPECT_GT(currentTime().milliseconds, now.milliseconds - 3 * 365 * 86'400'000LL);
 }
+
+}  // namespace database_provider::values

@@ -3,7 +3,7 @@
 
 #include "tools/core/Network.h"
 
-using namespace database_provider::recordctl;
+namespace database_provider::recordctl {
 
 TEST(Network, FilesAndThisMachineAreNotInTheClear) {
   for (const char* store :
@@ -41,3 +41,5 @@ TEST(Network, OfOneAddressIsWarnedOnce) {
             "recordctl: warning: the connection is not encrypted, and whoever is on the way reads along; give an "
             "address with tls=true\n");
 }
+
+}  // namespace database_provider::recordctl

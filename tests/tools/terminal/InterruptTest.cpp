@@ -6,7 +6,7 @@
 
 #include "tools/terminal/Interrupt.h"
 
-using namespace database_provider::recordctl;
+namespace database_provider::recordctl {
 
 TEST(Interrupt, TheFirstSignalIsRemembered) {
   EXPECT_EXIT(
@@ -43,3 +43,5 @@ TEST(Interrupt, WhatIsIgnoredAtTheStartStaysSo) {
       },
       ::testing::ExitedWithCode(0), "");
 }
+
+}  // namespace database_provider::recordctl

@@ -9,7 +9,8 @@
 #include "tools/terminal/Table.h"
 #include "values/Text.h"
 
-using namespace database_provider::recordctl;
+namespace database_provider::recordctl {
+
 using database_provider::values::displayWidth;
 
 namespace {
@@ -87,3 +88,5 @@ TEST(Table, RowsAfterTheFirstOnesKeepTheWidthsWhereThereIsALimit) {
 TEST(Table, HeadingsAreBoldWithColours) {
   EXPECT_EQ(drawn({0, true}, {{"a"}}, {{{"x"}}}), "\x1b[1ma\n\x1b[0mx\n");
 }
+
+}  // namespace database_provider::recordctl
