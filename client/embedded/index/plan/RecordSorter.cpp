@@ -140,8 +140,8 @@ bool RecordSorter::orderByTerms(std::size_t level, const RecordSet* among) {
   };
 
   index::ValueWalk walk(scan_, *key.column, key.isDescending);
-  for (double visited = 1; !isFull() && walk.next(); ++visited) {
-    if (index::cost::visiting(visited) > mostSpent) {
+  for (std::uint64_t visited = 1; !isFull() && walk.next(); ++visited) {
+    if (index::cost::visiting(static_cast<double>(visited)) > mostSpent) {
       found_.resize(foundBefore);
       return orderByReading(level, *among);
     }
