@@ -25,6 +25,7 @@ class Node {
   };
 
   // Each of them is what stands behind a key; so they convert by themselves.
+  // NOLINTBEGIN(google-explicit-constructor)
   Node(std::nullptr_t) : value_(nullptr) {}
   Node(bool value) : value_(value) {}
   Node(int value) : value_(value) {}
@@ -34,6 +35,7 @@ class Node {
   Node(ObjectProperties value) : value_(std::move(value)) {}
   Node(Object value) : value_(std::move(value)) {}
   Node(Array value) : value_(std::move(value)) {}
+  // NOLINTEND(google-explicit-constructor)
 
   /// Places the value under a key of the document's current level.
   void writeTo(ObjectProperties& document, const std::string& key) const;

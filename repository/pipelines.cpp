@@ -73,7 +73,7 @@ class Pipeline {
     if (!selection.selectsAll()) add("$match", selection.query());
   }
 
-  void add(const char* stage, Node body) { stages_.elements.push_back(object({{stage, std::move(body)}})); }
+  void add(const char* stage, Node body) { stages_.elements.emplace_back(object({{stage, std::move(body)}})); }
   ObjectProperties take() const { return toDocument(object({{"pipeline", stages_}})); }
 
  private:

@@ -101,13 +101,15 @@ class DATABASE_PROVIDER_EXPORT FoundRecords {
     State* state_ = nullptr;  ///< null at the end
   };
 
+  FoundRecords(const FoundRecords&) = delete;
+  FoundRecords& operator=(const FoundRecords&) = delete;
   FoundRecords(FoundRecords&&) noexcept;
   FoundRecords& operator=(FoundRecords&&) noexcept;
   ~FoundRecords();
 
   /// Reads the first records. A second call goes on where the first iterator stands.
   iterator begin();
-  iterator end() { return {}; }
+  static iterator end() { return {}; }
 
  private:
   friend class Records;

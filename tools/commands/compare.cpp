@@ -128,6 +128,7 @@ std::vector<std::string> headings(const std::vector<std::string>& ids) {
 
 std::vector<std::string> textsOf(const std::vector<Table::Cell>& cells) {
   std::vector<std::string> result;
+  result.reserve(cells.size());
   for (const Table::Cell& cell : cells) result.push_back(cell.text);
   return result;
 }
@@ -152,6 +153,7 @@ void write(const std::vector<ComparisonRow>& rows, const std::vector<std::string
     for (const ComparisonRow& row : rows) writeMarkdownLine(textsOf(cellsOf(row)));
   } else {
     std::vector<Table::Column> columns;
+    columns.reserve(names.size());
     for (const std::string& name : names) columns.push_back({name});
     Table table(std::cout, outputLayout(), std::move(columns));
     for (const ComparisonRow& row : rows) table.add(cellsOf(row));

@@ -40,7 +40,7 @@ Selection selectionOf(const RemoveOptions& options, const std::set<std::string>&
   if (static_cast<int>(!options.ids.empty()) + static_cast<int>(hasFilter) + static_cast<int>(options.all) > 1)
     throw UsageError("IDs, --where and --all exclude each other");
   if (!ids.empty()) return Selection::ofIds({ids.begin(), ids.end()});
-  const Selection selection = options.selection.selection();
+  Selection selection = options.selection.selection();
   if (!options.all && selection.selectsAll())
     throw UsageError("what is to be removed? Give IDs, --where FILTER, or --all for every record");
   return selection;

@@ -98,7 +98,8 @@ void RecordMaker::checkKeys(const Row& row) const {
     if (name != names_.end()) ++counts[name->second];
   }
   const auto twice = std::find_if(counts.begin(), counts.end(), [](std::size_t count) { return count > 1; });
-  if (twice != counts.end()) throw BadRow(columns_.names()[twice - counts.begin()], "stands twice in the row");
+  if (twice != counts.end())
+    throw BadRow(columns_.names()[static_cast<std::size_t>(twice - counts.begin())], "stands twice in the row");
 }
 
 /// The cells of the columns that are named, in the order of their names' places.

@@ -380,7 +380,7 @@ void FigureAggregator::writeId(const Group& group, bson::Writer& out) const {
     rest /= key.codes.size();
     OwnedValue shown(key.codes.value(code));
     if (key.codes.isAmbiguous(code)) {
-      const View document = documents_.read(static_cast<std::int64_t>(group.first));
+      const View document = documents_.read(group.first);
       if (document.data == nullptr) index::damaged("a record that is not there");
       shown = groupingValue(key.column.valueIn(document), key.by);
     }

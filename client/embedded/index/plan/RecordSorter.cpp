@@ -17,7 +17,6 @@ namespace database_client::embedded {
 using bson::Value;
 using bson::View;
 using bson::viewOf;
-using index::ItemColumn;
 
 namespace {
 
