@@ -89,6 +89,12 @@ void run(const std::string& address) {
     std::cout << cell.values[0] << '/' << cell.values[1] << ' ' << cell.count << '\n';
   // tour end
 
+  // tour: remarks
+  if (plots.count(where("sight=Waseca")) == 0)
+    for (const Remark& remark : plots.remarks("sight=Waseca"))
+      std::cout << remark.text << '\n';  // no record has a category or description "sight"
+  // tour end
+
   // tour: remove
   std::cout << plots.remove(where("not has yield")) << " removed\n";
   // tour end

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "database_provider/Record.h"
 
+#include <array>
 #include <chrono>
 #include <cmath>
 #include <initializer_list>
@@ -134,6 +135,32 @@ const char* kindName(const Value& value) {
     const char* operator()(Time) const { return "a time"; }
   };
   return std::visit(Name(), value);
+}
+
+std::string typeName(PropertyType type) {
+  switch (type) {
+    case PropertyType::string:
+      return "string";
+    case PropertyType::boolean:
+      return "bool";
+    case PropertyType::int32:
+      return "int";
+    case PropertyType::int64:
+      return "long";
+    case PropertyType::real:
+      return "double";
+    case PropertyType::time:
+      return "time";
+    default:
+      return "type " + std::to_string(static_cast<int>(type));
+  }
+}
+
+std::string typeName(const Value& value) {
+  constexpr std::array types = {PropertyType::string, PropertyType::boolean, PropertyType::int32,
+                                PropertyType::int64,  PropertyType::real,    PropertyType::time};
+  static_assert(types.size() == std::variant_size_v<Value>);
+  return typeName(types.at(value.index()));
 }
 
 Record::Record(RecordKind kind, ObjectProperties document)

@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
+#include <filesystem>
+#include <system_error>
 
 #include "database_provider/records.h"
+#include "values/Text.h"
 
 namespace database_provider {
 
@@ -45,6 +48,17 @@ Host hostOf(const std::string& address) {
   return {address.substr(0, colon), portOf(address.substr(colon + 1))};
 }
 
+/// A name that is meant for a file would be looked up as that of a host.
+void refuseFileWithoutScheme(const std::string& address) {
+  std::error_code ignored;
+  const bool isFile = std::filesystem::is_regular_file(address, ignored);
+  if (isFile || values::looksLikePath(address))
+    throw Error(Error::Kind::query,
+                values::inQuotes(address) + (isFile ? " is" : " looks like") +
+                    " a file; a store in a file is given as file:" + values::printable(address),
+                {"address"});
+}
+
 std::string withoutCreation(const std::string& file) {
   return file + (file.find('?') == std::string::npos ? "?" : "&") + "create=false";
 }
@@ -59,6 +73,7 @@ std::string authDatabaseOf(const OpenOptions& options) {
 
 std::unique_ptr<DataBaseClient> open(const std::string& address, const OpenOptions& options) {
   if (address.empty()) throw Error(Error::Kind::query, "the address of the store is empty", {"address"});
+  if (!isWhole(address)) refuseFileWithoutScheme(address);
   Host host = isWhole(address) ? Host{address} : hostOf(address);
   const bool isFile = address.rfind("file:", 0) == 0;
   if (isFile && !options.create) host.name = withoutCreation(host.name);

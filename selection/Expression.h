@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <variant>
@@ -22,12 +23,14 @@ enum class Field {
 struct Name {
   Field field = Field::any;
   std::string text{};
+  std::size_t position = 0;  ///< of its first byte in the filter
 };
 
 /// A value as it was typed: its text, and what the text stands for where it was not quoted.
 struct Value {
   std::string text{};
   std::variant<std::string, bool, std::int64_t, double, values::Time> typed{};
+  std::size_t position = 0;  ///< of its first byte in the filter
 };
 
 /// What the time names that `created` is compared with: a second, or a day where it is a date alone. In seconds since

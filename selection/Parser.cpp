@@ -212,6 +212,13 @@ class Parser {
   }
 
   Name name() {
+    const std::size_t position = token_.position;
+    Name result = unplacedName();
+    result.position = position;
+    return result;
+  }
+
+  Name unplacedName() {
     const Token token = token_;
     if (token.kind == Token::Kind::quoted) return plainName(token);
     if (token.kind != Token::Kind::word || isKeyword(token)) fail("expected a name");
@@ -253,7 +260,7 @@ class Parser {
     result.operation = found.operation;
     result.options = found.options;
     token_ = lexer_.nextValue();
-    result.values.push_back(found.isPattern() ? pattern() : value());
+    addValue(result, found.isPattern() ? pattern() : value());
     advance();
     return result;
   }
@@ -274,11 +281,16 @@ class Parser {
       token_ = lexer_.nextValue();
       if (result.values.size() == maximalListValues)
         lexer_.fail("more than " + std::to_string(maximalListValues) + " values in a list", token_.position);
-      result.values.push_back(value());
+      addValue(result, value());
       advance();
     } while (token_.isSymbol(","));
     expect(")");
     return result;
+  }
+
+  void addValue(Expression& condition, Value value) const {
+    value.position = token_.position;
+    condition.values.push_back(std::move(value));
   }
 
   std::string text() const {

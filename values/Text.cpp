@@ -2,8 +2,11 @@
 #include "values/Text.h"
 
 #include <algorithm>
+#include <array>
+#include <clocale>
 #include <cstdint>
 #include <cwchar>
+#include <cwctype>
 #include <optional>
 
 namespace database_provider::values {
@@ -66,6 +69,39 @@ std::size_t columns(char32_t c) {
   return width < 0 ? 1 : static_cast<std::size_t>(width);
 }
 
+/// Letter case as Unicode has it, whatever the locale of the process; never freed, since it is needed to the end. Where
+/// the system lacks that locale, only ASCII has letters.
+locale_t unicode() {
+  static const locale_t result = ::newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+  return result;
+}
+
+char32_t inSmallLetters(char32_t c) {
+  if (c >= U'A' && c <= U'Z') return c + (U'a' - U'A');
+  if (c < 0x80 || unicode() == nullptr) return c;
+  return static_cast<char32_t>(::towlower_l(static_cast<wint_t>(c), unicode()));
+}
+
+/// The blanks of the C library, and those that do not break a line, which it leaves out.
+bool isBlank(char32_t c) {
+  if (c < 0x80) return c == U' ' || (c >= U'\t' && c <= U'\r');
+  if (c == 0xA0 || c == 0x2007 || c == 0x202F) return true;
+  return unicode() != nullptr && ::iswspace_l(static_cast<wint_t>(c), unicode()) != 0;
+}
+
+void append(std::string& text, char32_t c) {
+  const auto continuation = [](char32_t bits) { return static_cast<char>(0x80U | (bits & 0x3FU)); };
+  if (c < 0x80) {
+    text += static_cast<char>(c);
+  } else if (c < 0x800) {
+    text += {static_cast<char>(0xC0U | (c >> 6U)), continuation(c)};
+  } else if (c < 0x10000) {
+    text += {static_cast<char>(0xE0U | (c >> 12U)), continuation(c >> 6U), continuation(c)};
+  } else {
+    text += {static_cast<char>(0xF0U | (c >> 18U)), continuation(c >> 12U), continuation(c >> 6U), continuation(c)};
+  }
+}
+
 bool isEscapable(char c) {
   return c == ',' || c == ':' || c == '\\';
 }
@@ -83,6 +119,13 @@ bool isUtf8(std::string_view text) {
     text.remove_prefix(first->length);
   }
   return true;
+}
+
+bool looksLikePath(std::string_view text) {
+  constexpr std::array<std::string_view, 3> endings = {".db", ".sqlite", ".sqlite3"};
+  return text.find('/') != std::string_view::npos || std::any_of(endings.begin(), endings.end(), [&](auto ending) {
+           return text.size() > ending.size() && text.substr(text.size() - ending.size()) == ending;
+         });
 }
 
 std::string inQuotes(std::string_view text) {
@@ -146,6 +189,20 @@ std::string lowered(std::string text) {
   std::transform(text.begin(), text.end(), text.begin(),
                  [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
   return text;
+}
+
+std::string withoutCaseAndBlanks(std::string_view text) {
+  std::string result;
+  result.reserve(text.size());
+  while (!text.empty()) {
+    const auto first = decodeFirst(text);
+    if (!first)
+      result += text.front();  // what is not UTF-8 stands for itself
+    else if (!isBlank(first->character))
+      append(result, inSmallLetters(first->character));
+    text.remove_prefix(first ? first->length : 1);
+  }
+  return result;
 }
 
 std::size_t displayWidth(std::string_view text) {

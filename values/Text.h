@@ -35,6 +35,13 @@ std::string excerpt(std::string_view text, std::size_t longest = 150);
 /// The text with its letters of ASCII in lower case.
 std::string lowered(std::string text);
 
+/// Whether a text that could name a host is rather the path of a file: it has a slash, or ends like a store's file.
+bool looksLikePath(std::string_view text);
+
+/// The text in small letters, of every script that has them, and without its blanks: two texts of which this is the
+/// same differ by letter case or blanks alone.
+std::string withoutCaseAndBlanks(std::string_view text);
+
 /// The columns that a printable text takes on a terminal.
 std::size_t displayWidth(std::string_view text);
 

@@ -93,6 +93,10 @@ class DATABASE_PROVIDER_EXPORT Record {
 /// The name of a kind of value, as messages write it ("a text").
 DATABASE_PROVIDER_EXPORT const char* kindName(const Value& value);
 
+/// The short name of a type of descriptions: string, bool, int, long, double or time; "type N" for any other.
+DATABASE_PROVIDER_EXPORT std::string typeName(PropertyType type);
+DATABASE_PROVIDER_EXPORT std::string typeName(const Value& value);
+
 template <class Type>
 std::optional<Type> Record::descriptionAs(const std::string& name) const {
   const std::optional<Value> value = description(name);

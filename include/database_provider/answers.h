@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <vector>
@@ -26,6 +27,24 @@ struct NameInUse {
   PropertyType type =
       PropertyType::string;  ///< of its values; a name with values of several types stands once for each
   long long count = 0;
+};
+
+/// Something that was asked for and that no record of the kind can have or meet: a mistyped name, most often.
+struct Remark {
+  enum class Reason {
+    unknownName,  ///< no record has it
+    otherItem,    ///< it is a category where a description was asked for, or the other way round
+    otherKind,    ///< records of the other kind have it
+    userBlock,    ///< it is a key of the user record, which filters do not see
+    wrongType,    ///< values of another type than the name ever has, which are never compared
+    noId,         ///< a text that is no id as stores make them
+  };
+
+  Reason reason = Reason::unknownName;
+  std::string name{};        ///< as it was asked for; the text that is no id
+  std::size_t position = 0;  ///< the first byte of it, or of the value of the wrong type, in the filter
+  std::string nearest{};     ///< the name that was most likely meant; empty where none is near
+  std::string text{};        ///< all of it, as a sentence
 };
 
 /// The values of the categories that a group of records has in common, in the order in which they were asked for;

@@ -179,7 +179,20 @@ class DATABASE_PROVIDER_EXPORT Records {
   std::vector<ComparisonRow> compare(const std::vector<std::string>& ids) const;
   KindSummary summary() const;
 
+  // What was asked for in vain. To be looked at where nothing was found, so that a slip is not taken for an answer.
+
+  /// What of a filter in text (see `where`) no record can ever meet: names that none has, values of a type that the
+  /// name never has, texts that are no id. Nothing for a filter that some record could meet, though none does. Looks at
+  /// the names of all records, and for each that is not there once through their user records. Throws
+  /// `SelectionError`.
+  std::vector<Remark> remarks(const std::string& filter) const;
+  /// Why no record has a category, a description or (without `kind`) either of them of this name; nothing where one
+  /// has, which takes one look-up.
+  std::optional<Remark> remarkOn(const std::string& name, std::optional<NameInUse::Kind> kind = {}) const;
+
  private:
+  class Review;
+
   void aggregate(const ObjectProperties& pipeline, const std::function<void(ObjectProperties&)>& receive) const;
   bool isInUse(const char* path, const std::string& name) const;
 

@@ -294,6 +294,16 @@ TEST(FilterParser, OfALongFilterThePlaceIsShown) {
   }
 }
 
+TEST(FilterParser, NamesAndValuesKnowTheirPlaces) {
+  const Expression both = parseFilter("  site = Waseca and not has category:'v w' or id in (a, \"b\")");
+  const Expression& first = both.operands[0];
+  EXPECT_EQ(first.operands[0].name.position, 2U);
+  EXPECT_EQ(first.operands[0].values[0].position, 9U);
+  EXPECT_EQ(first.operands[1].operands[0].name.position, 28U);
+  EXPECT_EQ(both.operands[1].name.position, 46U);
+  EXPECT_EQ(both.operands[1].values[1].position, 56U);
+}
+
 TEST(FilterParser, AMarkStandsUnderTheColumn) {
   ASSERT_NE(std::setlocale(LC_CTYPE, "C.UTF-8"), nullptr);
   const std::string text = "gr\u00f6\u00dfe\t> and x=1";

@@ -73,3 +73,19 @@ TEST_F(Text, UnescapingTakesTheBackslashesAway) {
   EXPECT_EQ(unescaped("a\\,b\\:c\\\\d"), "a,b:c\\d");
   EXPECT_EQ(unescaped("C\\temp"), "C\\temp");
 }
+
+TEST_F(Text, APathIsToldFromTheNameOfAHost) {
+  for (const char* path : {"./plots", "/data/plots", "plots.db", "plots.sqlite3"})
+    EXPECT_TRUE(looksLikePath(path)) << path;
+  for (const char* host : {"", "localhost", "db", ".db", "db.example.org", "10.0.0.1"})
+    EXPECT_FALSE(looksLikePath(host)) << host;
+}
+
+TEST_F(Text, LetterCaseAndBlanksCanBeLeftOut) {
+  EXPECT_EQ(withoutCaseAndBlanks(" New\tYork "), "newyork");
+  EXPECT_EQ(withoutCaseAndBlanks("\u00c9T\u00c9"), withoutCaseAndBlanks("\u00e9 t\u00a0\u00e9"));
+  EXPECT_EQ(withoutCaseAndBlanks("\u0416\U00010400"), withoutCaseAndBlanks("\u0436\U00010428"));
+  EXPECT_NE(withoutCaseAndBlanks("a-b"), withoutCaseAndBlanks("ab"));
+  EXPECT_EQ(withoutCaseAndBlanks("A\xff\u20ac"), "a\xff\u20ac");
+  EXPECT_EQ(withoutCaseAndBlanks(""), "");
+}

@@ -6,7 +6,6 @@
 
 #include "tools/commands/commands.h"
 #include "tools/commands/options.h"
-#include "tools/core/Catalogue.h"
 #include "tools/core/valueText.h"
 #include "tools/terminal/Table.h"
 
@@ -62,11 +61,10 @@ void writeCrossTable(const std::vector<CoverageCell>& cells, const std::string& 
 
 void tellUnknown(Session& session, const CoverageOptions& options) {
   const RecordKind kind = options.selection.kind.kind();
-  DataBaseClient& client = session.store(Access::existing);
   std::vector<std::string> sentences;
-  for (const std::string& text : options.names) {
-    const Name name{Field::category, text};
-    if (!isNameInUse(kind, client, name)) sentences.push_back(unknownName(name, Catalogue::of(kind, client)));
+  for (const std::string& name : options.names) {
+    if (const auto remark = session.records(kind).remarkOn(name, NameInUse::Kind::category))
+      sentences.push_back(sentenceOf(*remark, kind));
   }
   tellAside(session, sentences, options.selection.isStrict);
 }
@@ -100,9 +98,9 @@ void countScenarios(Session& session, const std::string& name) {
   }
   const bool isNamed = std::any_of(scenarios.begin(), scenarios.end(),
                                    [](const ScenarioCoverage& scenario) { return scenario.experiments > 0; });
-  const Name category{Field::category, name};
-  if (isNamed || isNameInUse(RecordKind::experiment, client, category)) return;
-  tellAside(session, {unknownName(category, Catalogue::of(RecordKind::experiment, client))}, false);
+  if (isNamed) return;
+  if (const auto remark = session.records(RecordKind::experiment).remarkOn(name, NameInUse::Kind::category))
+    tellAside(session, {remark->text}, false);
 }
 
 void coverage(Session& session, const CoverageOptions& options) {

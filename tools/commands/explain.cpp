@@ -14,12 +14,14 @@ void explain(Session& session, const SelectionOptions& options) {
   const Selection selection = options.selection();
   const ObjectProperties plan =
       session.store(Access::existing).explain(place.database, place.collection, selection.query());
-  if (session.json()) return writeJson(plan);
   const std::string index = plan.valueAsString("index", "");
+  const std::int64_t returned = plan.valueAsInt64("returned", 0);
+  if (returned == 0) options.tellUnmatched(session);
+  if (session.json()) return writeJson(plan);
   std::cout << "query     " << selection.query().toJson() << '\n'
             << "index     " << (index.empty() ? "none: every record is read" : index) << '\n'
             << "examined  " << plan.valueAsInt64("examined", 0) << '\n'
-            << "returned  " << plan.valueAsInt64("returned", 0) << '\n';
+            << "returned  " << returned << '\n';
 }
 
 }  // namespace

@@ -6,7 +6,6 @@
 
 #include "tools/commands/commands.h"
 #include "tools/commands/options.h"
-#include "tools/core/Catalogue.h"
 #include "tools/terminal/Table.h"
 #include "values/Text.h"
 
@@ -60,10 +59,10 @@ void writeBars(const std::vector<Facet>& facets) {
 
 /// Names of categories are taken in either case here.
 void tellUnmatched(Session& session, const FacetOptions& options) {
-  const Catalogue catalogue = Catalogue::of(options.selection.kind.kind(), session.store(Access::existing));
-  const auto isName = [&](const std::string& name) { return lowered(name) == lowered(options.name); };
-  if (std::none_of(catalogue.categories.begin(), catalogue.categories.end(), isName))
-    tellAside(session, {unknownName({Field::category, options.name}, catalogue)}, options.selection.isStrict);
+  const RecordKind kind = options.selection.kind.kind();
+  const auto remark = session.records(kind).remarkOn(options.name, NameInUse::Kind::category);
+  if (remark && lowered(remark->nearest) != lowered(options.name))
+    tellAside(session, {sentenceOf(*remark, kind)}, options.selection.isStrict);
   options.selection.tellUnmatched(session);
 }
 

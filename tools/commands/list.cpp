@@ -43,16 +43,20 @@ ObjectProperties toJson(const Record& record, const std::optional<NameColumns>& 
   return result;
 }
 
+std::optional<NameInUse::Kind> kindOf(Field field) {
+  if (field == Field::category) return NameInUse::Kind::category;
+  if (field == Field::description) return NameInUse::Kind::description;
+  return std::nullopt;
+}
+
 /// Takes the columns out of `columns` whose names no record has, and says so of each.
 void dropUnknown(Session& session, const ListOptions& options, NameColumns& columns) {
   const RecordKind kind = options.selection.kind.kind();
-  DataBaseClient& client = session.store(Access::existing);
   std::vector<std::string> sentences;
-  std::optional<Catalogue> catalogue;
   for (const Name& name : columns.names()) {
-    if (isNameInUse(kind, client, name)) continue;
-    if (!catalogue) catalogue = Catalogue::of(kind, client);
-    sentences.push_back("--columns: " + unknownName(name, *catalogue));
+    const auto remark = session.records(kind).remarkOn(name.text, kindOf(name.field));
+    if (!remark) continue;
+    sentences.push_back("--columns: " + sentenceOf(*remark, kind));
     columns.drop(name);
   }
   tellAside(session, sentences, options.selection.isStrict);
@@ -127,15 +131,14 @@ std::vector<SortKey> sortKeys(const std::string& text) {
 /// Says of each name to sort by that no record has it.
 void tellUnknown(Session& session, const ListOptions& options, const std::vector<SortKey>& keys) {
   const RecordKind kind = options.selection.kind.kind();
-  DataBaseClient& client = session.store(Access::existing);
   std::vector<std::string> sentences;
   for (const SortKey& key : keys) {
     if (key.name.empty()) continue;
     const Field field = key.field == SortKey::Field::category      ? Field::category
                         : key.field == SortKey::Field::description ? Field::description
                                                                    : Field::any;
-    if (!isNameInUse(kind, client, {field, key.name}))
-      sentences.push_back("--sort: " + unknownName({field, key.name}, Catalogue::of(kind, client)));
+    if (const auto remark = session.records(kind).remarkOn(key.name, kindOf(field)))
+      sentences.push_back("--sort: " + sentenceOf(*remark, kind));
   }
   tellAside(session, sentences, options.selection.isStrict);
 }

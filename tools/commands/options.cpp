@@ -3,8 +3,6 @@
 
 #include <iostream>
 
-#include "selection/Parser.h"
-#include "tools/core/Catalogue.h"
 #include "tools/values/Errors.h"
 #include "values/Text.h"
 
@@ -35,8 +33,15 @@ void SelectionOptions::addLimitsTo(const Command& command) {
 
 void SelectionOptions::tellUnmatched(Session& session) const {
   if (where.empty()) return;
-  tellAside(session, whyUnmatched(selection::parseFilter(where), kind.kind(), session.store(Access::existing)),
-            isStrict);
+  std::vector<std::string> sentences;
+  for (const Remark& remark : session.records(kind.kind()).remarks(where))
+    sentences.push_back(sentenceOf(remark, kind.kind()));
+  tellAside(session, sentences, isStrict);
+}
+
+std::string sentenceOf(const Remark& remark, RecordKind asked) {
+  if (remark.reason != Remark::Reason::otherKind) return remark.text;
+  return remark.text + "; try --kind " + (asked == RecordKind::experiment ? "scenario" : "experiment");
 }
 
 void tellAside(Session& session, const std::vector<std::string>& sentences, bool isStrict) {

@@ -34,8 +34,8 @@ struct SelectionOptions {
   Selection selection() const;
   /// The limits.
   FindOptions range() const;
-  /// To be called where nothing was selected: tells on standard error which names of the filter no record has, and
-  /// which values it could never equal. With `--strict` that is wrong use.
+  /// To be called where nothing was selected: tells on standard error what in the filter no record can ever meet (see
+  /// `Records::remarks`). With `--strict` that is wrong use.
   void tellUnmatched(Session& session) const;
 };
 
@@ -44,5 +44,8 @@ void tellProblems(Session& session, const std::list<std::string>& problems);
 
 /// Tells each sentence on standard error; if there is one, and `isStrict`, the command was used in a wrong way.
 void tellAside(Session& session, const std::vector<std::string>& sentences, bool isStrict);
+
+/// The sentence of a remark, with the option that leads to records of the other kind.
+std::string sentenceOf(const Remark& remark, RecordKind asked);
 
 }  // namespace database_provider::recordctl

@@ -6,7 +6,6 @@
 
 #include "tools/commands/commands.h"
 #include "tools/commands/options.h"
-#include "tools/core/Catalogue.h"
 #include "tools/core/valueText.h"
 #include "tools/terminal/Table.h"
 #include "values/Text.h"
@@ -92,21 +91,20 @@ void writeTable(const std::vector<Figures>& all, const std::vector<std::string>&
 void tellOdd(Session& session, const StatsOptions& options, const std::vector<std::string>& names,
              const std::vector<std::string>& by, const std::vector<Figures>& all) {
   const RecordKind kind = options.selection.kind.kind();
-  DataBaseClient& client = session.store(Access::existing);
+  const Records records = session.records(kind);
   std::vector<std::string> sentences;
   for (const std::string& name : names) {
     const bool hasNumbers = std::any_of(
         all.begin(), all.end(), [&](const Figures& figures) { return figures.name == name && figures.count > 0; });
     if (hasNumbers) continue;
-    const Name description{Field::description, name};
-    if (!isNameInUse(kind, client, description))
-      sentences.push_back(unknownName(description, Catalogue::of(kind, client)));
+    if (const auto remark = records.remarkOn(name, NameInUse::Kind::description))
+      sentences.push_back(sentenceOf(*remark, kind));
     else if (options.selection.where.empty())
       sentences.push_back("description " + values::inQuotes(name) + " has no numbers");
   }
   for (const std::string& name : by) {
-    const Name category{Field::category, name};
-    if (!isNameInUse(kind, client, category)) sentences.push_back(unknownName(category, Catalogue::of(kind, client)));
+    if (const auto remark = records.remarkOn(name, NameInUse::Kind::category))
+      sentences.push_back(sentenceOf(*remark, kind));
   }
   tellAside(session, sentences, options.selection.isStrict);
 }

@@ -11,7 +11,7 @@
 #include <type_traits>
 
 #include "tools/values/Errors.h"
-#include "tools/values/Nearest.h"
+#include "values/Nearest.h"
 #include "values/Number.h"
 #include "values/Text.h"
 
@@ -21,6 +21,7 @@ namespace {
 
 using values::inQuotes;
 using values::parseInteger;
+using values::suggestion;
 
 /// Nobody means an empty text; it comes from a variable of a script that is not set.
 std::string whyEmpty(const std::string& value) {

@@ -2,7 +2,6 @@
 #include "tools/core/Session.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -22,6 +21,7 @@ namespace database_provider::recordctl {
 namespace {
 
 using values::inQuotes;
+using values::looksLikePath;
 using values::parseInteger;
 using values::printable;
 using values::printableJson;
@@ -55,18 +55,11 @@ void requireStore(const std::string& store) {
   if (store.empty()) throw UsageError("no store is given; use --store ADDRESS or set RECORDCTL_STORE");
 }
 
-bool looksLikeFile(const std::string& text) {
-  constexpr std::array<std::string_view, 3> endings = {".db", ".sqlite", ".sqlite3"};
-  return text.find('/') != std::string::npos || std::any_of(endings.begin(), endings.end(), [&](auto ending) {
-           return text.size() > ending.size() && std::string_view(text).substr(text.size() - ending.size()) == ending;
-         });
-}
-
 /// A name that is meant for a file would be looked up as that of a host.
 void refuseFileWithoutScheme(const std::string& text) {
   std::error_code ignored;
   const bool isFile = std::filesystem::is_regular_file(text, ignored);
-  if (isFile || looksLikeFile(text))
+  if (isFile || looksLikePath(text))
     throw UsageError("--store: " + inQuotes(text) + (isFile ? " is" : " looks like") +
                      " a file; a store in a file is given as file:" + printable(text));
 }

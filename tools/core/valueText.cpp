@@ -38,32 +38,6 @@ Table::Cell figureCell(const std::optional<double>& figure) {
   return {figure ? figureText(*figure) : "", true};
 }
 
-std::string typeName(PropertyType type) {
-  switch (type) {
-    case PropertyType::string:
-      return "string";
-    case PropertyType::boolean:
-      return "bool";
-    case PropertyType::int32:
-      return "int";
-    case PropertyType::int64:
-      return "long";
-    case PropertyType::real:
-      return "double";
-    case PropertyType::time:
-      return "time";
-    default:
-      return "type " + std::to_string(static_cast<int>(type));
-  }
-}
-
-std::string typeName(const Value& value) {
-  constexpr std::array types = {PropertyType::string, PropertyType::boolean, PropertyType::int32,
-                                PropertyType::int64,  PropertyType::real,    PropertyType::time};
-  static_assert(types.size() == std::variant_size_v<Value>);
-  return typeName(types.at(value.index()));
-}
-
 void putValue(ObjectProperties& document, const std::string& key, const std::optional<Value>& value) {
   struct Put {
     ObjectProperties& document;

@@ -17,10 +17,6 @@ Table::Cell valueCell(const std::optional<Value>& value);
 Table::Cell figureCell(const std::optional<double>& figure);
 std::string figureText(double figure);
 
-/// The name of a description's kind: string, bool, int, long, double or time.
-std::string typeName(PropertyType type);
-std::string typeName(const Value& value);
-
 // Put a value under a key, of its own kind; null where there is none.
 void putValue(ObjectProperties& document, const std::string& key, const std::optional<Value>& value);
 void putText(ObjectProperties& document, const std::string& key, const std::optional<std::string>& text);

@@ -61,7 +61,7 @@ TEST_P(RecordctlContract, StatsAreATableOfGroups) {
             "13.08147545195113, \"max\": 48.5}\n");
   const Outcome text = run({"stats", "site", "--strict"});
   EXPECT_EQ(text.status, 2);
-  EXPECT_EQ(text.err, "recordctl: no record has a description \"site\"\n");
+  EXPECT_EQ(text.err, "recordctl: no record has a description \"site\" (it is a category)\n");
   EXPECT_EQ(run({"stats", "yield", "--by", "a,b,c"}).status, 2);
 }
 

@@ -63,7 +63,7 @@ TEST_P(RecordctlContract, NamesThatNoRecordHasAreToldWhereNothingMatches) {
   EXPECT_EQ(told({"list", "--json", "--where", "sit=Waseca", "--strict"}, 2), site);
   EXPECT_EQ(told({"export", "--where", "sit=Waseca"}), site);
   EXPECT_EQ(told({"export", "--where", "description:site=Waseca"}),
-            "recordctl: no record has a description \"site\"\n");
+            "recordctl: no record has a description \"site\" (it is a category)\n");
   EXPECT_EQ(told({"export", "--where", "note=1"}),
             "recordctl: \"note\" is a key of the user block, which filters do not see\n");
   EXPECT_EQ(told({"facets", "vareity"}),

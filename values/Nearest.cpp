@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/values/Nearest.h"
+#include "values/Nearest.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -7,12 +7,9 @@
 
 #include "values/Text.h"
 
-namespace database_provider::recordctl {
+namespace database_provider::values {
 
 namespace {
-
-using values::inQuotes;
-using values::lowered;
 
 // Comparing takes time that grows with the square of the length, and nobody mistypes longer names.
 constexpr std::size_t longestCompared = 100;
@@ -73,4 +70,4 @@ std::string suggestion(const std::string& text, const std::vector<std::string>& 
   return name.empty() ? "" : " (did you mean " + inQuotes(name) + "?)";
 }
 
-}  // namespace database_provider::recordctl
+}  // namespace database_provider::values

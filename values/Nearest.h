@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-namespace database_provider::recordctl {
+namespace database_provider::values {
 
 /// The candidate that a mistyped text most likely stands for: the one with the fewest slips (a letter more, less,
 /// another, or two exchanged; letters in either case are alike), one slip for every three letters at most, or else the
@@ -14,4 +14,4 @@ std::string nearest(const std::string& text, const std::vector<std::string>& can
 /// What a message says of the nearest candidate, such as ` (did you mean "site"?)`; empty where none is near.
 std::string suggestion(const std::string& text, const std::vector<std::string>& candidates);
 
-}  // namespace database_provider::recordctl
+}  // namespace database_provider::values

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
-#include "tools/values/Nearest.h"
+#include "values/Nearest.h"
 
-using namespace database_provider::recordctl;
+using namespace database_provider::values;
 
 namespace {
 
