@@ -8,6 +8,7 @@
 #include <vector>
 
 // tour: headers
+#include <database_provider/diagnosis.h>
 #include <database_provider/records.h>
 
 using namespace database_provider;
@@ -93,6 +94,11 @@ void run(const std::string& address) {
   if (plots.count(where("sight=Waseca")) == 0)
     for (const Remark& remark : plots.remarks("sight=Waseca"))
       std::cout << remark.text << '\n';  // no record has a category or description "sight"
+  // tour end
+
+  // tour: care
+  for (const Finding& finding : diagnose(plots))
+    std::cout << problemName(finding.problem) << ' ' << finding.name << ": " << finding.records << '\n';
   // tour end
 
   // tour: remove

@@ -52,10 +52,10 @@ ExitStatus fail(const std::exception& error, ExitStatus status) {
 }
 
 void addCommands(const Command& root, Session& session) {
-  constexpr std::array add = {addImport, addImportSumo, addList,     addShow,    addNames, addCategoriesCommand,
-                              addFacets, addSources,    addExport,   addRemove,  addUsers, addSettings,
-                              addInit,   addExplain,    addCheck,    addCompact, addCopy,  addInfo,
-                              addCount,  addStats,      addCoverage, addCompare};
+  constexpr std::array add = {addImport, addImportSumo, addList,     addShow,    addNames,  addCategoriesCommand,
+                              addFacets, addSources,    addExport,   addRemove,  addUsers,  addSettings,
+                              addInit,   addExplain,    addCheck,    addCompact, addCopy,   addInfo,
+                              addCount,  addStats,      addCoverage, addCompare, addDoctor, addFiles};
   for (const auto& command : add) command(root, session);
 }
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gmock/gmock.h>
 
-#include "database_provider/records.h"
+#include "database_provider/diagnosis.h"
 #include "tests/contract/Contract.h"
 
 namespace database_test {
@@ -9,6 +9,7 @@ namespace database_test {
 using namespace database_provider;  // the tests of the library read like a program that uses it
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using ::testing::UnorderedElementsAre;
 
 namespace {
 
@@ -57,6 +58,67 @@ TEST_P(CareContract, ARemarkOnANameTellsWhyNoRecordHasIt) {
   EXPECT_EQ(plots.remarkOn("yeild")->nearest, "yield");
   EXPECT_EQ(scenarios.remarkOn("site")->reason, Remark::Reason::otherKind);
   EXPECT_EQ(plots.remarkOn("_id")->reason, Remark::Reason::unknownName);
+}
+
+/// "problem name records: words" of each.
+std::vector<std::string> shown(const std::vector<Finding>& findings) {
+  std::vector<std::string> result;
+  for (const Finding& finding : findings) {
+    result.push_back(std::string(problemName(finding.problem)) + " " + finding.name + " " +
+                     std::to_string(finding.records) + ":");
+    for (const std::string& word : finding.command) result.back() += " " + word;
+  }
+  return result;
+}
+
+TEST_P(CareContract, ADiagnosisNamesWhatIsOddAndTheCommandThatMendsIt) {
+  const auto plot = [](const char* site, const Value& yield) {
+    return NewRecord().category("site", site).description("yield", yield).dataServer("nas");
+  };
+  plots.insertMany({plot("Waseca", 1.5), plot("Waseca", 2.5), plot("wa seca", 3),
+                    plot("Morris", "n/a").file(ObjectType::mediaObject, "localhost", "/nowhere/at/all"),
+                    NewRecord().category("Site", "Morris").category("\u00c9t\u00e9", "x")});
+  EXPECT_THAT(
+      shown(diagnose(plots)),
+      ElementsAre("one name of two types yield 2: convert yield double",
+                  "names that differ by case or blanks alone Site 1: rename --merge Site site",
+                  "values that differ by case or blanks alone site 1: rename --value=wa seca=Waseca site",
+                  "name used once \u00c9t\u00e9 1: set --where has category:\u00c9t\u00e9 --unset \u00c9t\u00e9",
+                  "file that is not there /nowhere/at/all 1: files check", "experiments without a source  1:"));
+  EXPECT_THAT(diagnose(scenarios), IsEmpty());
+  DiagnosisOptions none;
+  none.most = 0;
+  for (const Finding& finding : diagnose(plots, none)) {
+    EXPECT_EQ(finding.name, "");
+    EXPECT_GE(finding.records, 1);
+  }
+}
+
+TEST_P(CareContract, CommandsThatMendTakeNamesAndValuesOfAnySort) {
+  plots.insertMany({NewRecord().category("id", "a=1").category("n:1", "-x").description("-d", 1),
+                    NewRecord().category("id", "A=1").category("n:1", "-X").description("-d", 2),
+                    NewRecord().category("id", "A=1").category("n:1", "-X").description("-D", 3)});
+  std::vector<std::string> lines = shown(diagnose(plots));
+  lines.pop_back();  // their sources
+  EXPECT_THAT(lines,
+              ElementsAre("names that differ by case or blanks alone -D 1: rename --merge -- description:-D -d",
+                          "values that differ by case or blanks alone id 1: rename --value=a\\=1=A=1 category:id",
+                          "values that differ by case or blanks alone n:1 1: rename --value=-x=-X n\\:1"));
+}
+
+TEST_P(CareContract, FilesOfRecordsAreGoneThroughRecordByRecord) {
+  plots.insertMany({NewRecord().file(ObjectType::mediaObject, "nas", "/a").file(ObjectType::xmlObject, "", "b\n\"'"),
+                    NewRecord().category("site", "Waseca"), NewRecord().file(ObjectType::mediaObject, "nas", "/c")});
+  std::vector<std::string> paths;
+  forEachFile(plots, {}, [&](const FileOfRecord& one) {
+    EXPECT_EQ(one.record.size(), 24U);
+    paths.push_back(one.file.path);
+    return true;
+  });
+  EXPECT_THAT(paths, UnorderedElementsAre("/a", "b\n\"'", "/c"));
+  int some = 0;
+  forEachFile(plots, {}, [&](const FileOfRecord& /*one*/) { return ++some < 2; });
+  EXPECT_EQ(some, 2);
 }
 
 INSTANTIATE_TEST_SUITE_P(Engines, CareContract, ::testing::ValuesIn(engineNames()), engineName);

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <iostream>
 #include <memory>
-#include <string_view>
 
 #include "tools/commands/commands.h"
 #include "tools/commands/options.h"
@@ -51,17 +50,8 @@ void check(Session& session) {
   tell(session, report, records, "read");
 }
 
-/// A file, as --store takes it or by its path alone.
-std::string pathOf(const std::string& store) {
-  constexpr std::string_view prefix = "file:";
-  if (store.find('?') != std::string::npos) throw UsageError("--repair: a path alone, without options");
-  if (store.compare(0, prefix.size(), prefix) == 0) return store.substr(prefix.size());
-  if (store.find("://") != std::string::npos) throw UsageError("--repair: the new store is a file");
-  return store;
-}
-
 void repair(Session& session, const std::string& to) {
-  const std::string path = pathOf(to);
+  const std::string path = pathOfFile(to, "--repair");
   const CheckReport report = session.store(Access::existing).repair(path);
   const auto written = session.connect("file:" + path, Access::existing);
   tell(session, report, countRecords(*written), "written");

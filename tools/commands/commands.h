@@ -30,5 +30,7 @@ void addCount(const Command& commands, Session& session);
 void addStats(const Command& commands, Session& session);
 void addCoverage(const Command& commands, Session& session);
 void addCompare(const Command& commands, Session& session);
+void addDoctor(const Command& commands, Session& session);
+void addFiles(const Command& commands, Session& session);
 
 }  // namespace database_provider::recordctl

@@ -1,14 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
-#include <cstdlib>
 #include <iostream>
-#include <memory>
 #include <optional>
-#include <utility>
 #include <vector>
 
 #include "tools/commands/commands.h"
 #include "tools/core/StoreParts.h"
+#include "tools/core/valueText.h"
 #include "tools/terminal/Table.h"
 #include "values/Time.h"
 
@@ -21,42 +19,13 @@ using values::formatTime;
 using database_client::AccessControl;
 using database_client::CollectionSize;
 
-/// The oldest and the newest record, by the time that an object id holds.
-constexpr const char* agesPipeline = R"({"pipeline": [
-    {"$match": {"_id": {"$type": "objectId"}}},
-    {"$group": {"_id": null, "oldest": {"$min": "$_id"}, "newest": {"$max": "$_id"}}}]})";
-
 struct PartInfo {
   const StorePart* part;
   CollectionSize size;
 };
 
-struct Ages {
-  std::optional<long long> oldest{};
-  std::optional<long long> newest{};
-};
-
 std::string kindName(RecordKind kind) {
   return kind == RecordKind::experiment ? "experiment" : "scenario";
-}
-
-/// An object id begins with the seconds since the epoch.
-std::optional<long long> creationOf(const std::string& id) {
-  constexpr std::size_t digits = 8;
-  constexpr int hexadecimal = 16;
-  if (id.size() < digits) return std::nullopt;
-  return std::strtoll(id.substr(0, digits).c_str(), nullptr, hexadecimal) * 1000;
-}
-
-Ages agesOf(DataBaseClient& client, const StorePart& part) {
-  std::list<ObjectProperties*> groups;
-  client.aggregate(part.database, part.collection, ObjectProperties::fromJson(agesPipeline), groups);
-  Ages result;
-  for (ObjectProperties* group : groups) {
-    const std::unique_ptr<ObjectProperties> owned(group);
-    result = {creationOf(owned->valueAsId("oldest", "")), creationOf(owned->valueAsId("newest", ""))};
-  }
-  return result;
 }
 
 std::optional<long long> bytesOf(const CollectionSize& size) {
@@ -89,20 +58,17 @@ void setNumber(ObjectProperties& document, const std::string& key, const std::op
     document.setValueNull(key);
 }
 
-void setTime(ObjectProperties& document, const std::string& key, const std::optional<long long>& time) {
-  if (time)
-    document.setValueTime(key, *time);
-  else
-    document.setValueNull(key);
+void putTime(ObjectProperties& document, const std::string& key, const std::optional<Time>& time) {
+  putValue(document, key, time ? std::optional<Value>(*time) : std::nullopt);
 }
 
-ObjectProperties toJson(const PartInfo& info, const Ages& ages) {
+ObjectProperties toJson(const PartInfo& info, const KindSummary& summary) {
   ObjectProperties result;
   result.setValueString("kind", kindName(info.part->kind));
-  result.setValueInt64("records", info.size.documents);
+  result.setValueInt64("records", summary.records);
   setNumber(result, "bytes", bytesOf(info.size));
-  setTime(result, "oldest", ages.oldest);
-  setTime(result, "newest", ages.newest);
+  putTime(result, "oldest", summary.oldest);
+  putTime(result, "newest", summary.newest);
   return result;
 }
 
@@ -136,17 +102,17 @@ void writeStore(Session& session, DataBaseClient& client) {
   if (access == AccessControl::off) tellUncontrolled(session.options.store);
 }
 
-void writeRecords(DataBaseClient& client, const std::vector<PartInfo>& parts) {
-  const auto timeOf = [](const std::optional<long long>& time) { return time ? formatTime(*time) : ""; };
+void writeRecords(Session& session, const std::vector<PartInfo>& parts) {
+  const auto timeOf = [](const std::optional<Time>& time) { return time ? formatTime(time->milliseconds) : ""; };
   Table table(std::cout, outputLayout(), {{"kind"}, {"records"}, {"bytes"}, {"oldest"}, {"newest"}});
   for (const PartInfo& info : parts) {
     if (info.part->contents != StorePart::Contents::records) continue;
-    const Ages ages = agesOf(client, *info.part);
+    const KindSummary summary = session.records(info.part->kind).summary();
     table.add({{kindName(info.part->kind)},
-               {std::to_string(info.size.documents), true},
+               {std::to_string(summary.records), true},
                {shown(bytesOf(info.size)), true},
-               {timeOf(ages.oldest)},
-               {timeOf(ages.newest)}});
+               {timeOf(summary.oldest)},
+               {timeOf(summary.newest)}});
   }
   table.finish();
 }
@@ -180,11 +146,12 @@ void showInfo(Session& session) {
   const std::vector<PartInfo> parts = readableParts(client);
   if (session.json()) {
     for (const PartInfo& info : parts) {
-      if (info.part->contents == StorePart::Contents::records) writeJson(toJson(info, agesOf(client, *info.part)));
+      if (info.part->contents == StorePart::Contents::records)
+        writeJson(toJson(info, session.records(info.part->kind).summary()));
     }
     return;
   }
-  writeRecords(client, parts);
+  writeRecords(session, parts);
   writeBytes(client, parts);
 }
 

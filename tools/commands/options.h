@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "database_provider/files.h"
 #include "tools/core/Command.h"
 #include "tools/core/Records.h"
 #include "tools/core/Session.h"
@@ -39,8 +40,24 @@ struct SelectionOptions {
   void tellUnmatched(Session& session) const;
 };
 
+/// `--host-root`, where files are looked at.
+struct RootOptions {
+  std::vector<std::string> texts{};
+
+  void addTo(const Command& command);
+  /// Throws `UsageError`.
+  FileRoots roots() const;
+};
+
 /// Writes what is wrong with a store to standard error, and notes the failure where there is something.
 void tellProblems(Session& session, const std::list<std::string>& problems);
+
+/// The path of a store in a file that is given as --store takes it or by its path alone. Throws `UsageError`, naming
+/// what was given.
+std::string pathOfFile(const std::string& store, const std::string& name);
+
+/// Tells whose passwords a copy of a store could not take along.
+void tellUsersWithoutPassword(const std::vector<std::string>& users);
 
 /// Tells each sentence on standard error; if there is one, and `isStrict`, the command was used in a wrong way.
 void tellAside(Session& session, const std::vector<std::string>& sentences, bool isStrict);

@@ -190,6 +190,14 @@ std::unique_ptr<DataBaseClient> Session::connect(const std::string& store, Acces
   return connectTo(store, options.login.user, password(), access);
 }
 
+OpenOptions Session::login() {
+  OpenOptions result;
+  result.user = options.login.user;
+  result.password = password();
+  result.wanted = [] { return !wasInterrupted(); };
+  return result;
+}
+
 std::unique_ptr<DatabaseProviderInterface> Session::provider(RecordKind kind, Access access) {
   return providerOf(kind, store(access));
 }

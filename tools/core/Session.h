@@ -85,6 +85,8 @@ class Session {
   /// A connection of its own, be it to another store, for the same person.
   std::unique_ptr<DataBaseClient> connect(const std::string& store, Access access);
   std::unique_ptr<DatabaseProviderInterface> provider(RecordKind kind, Access access);
+  /// Who asks, for what opens stores by itself; given up as `store` is.
+  OpenOptions login();
   Records records(RecordKind kind) { return {store(Access::existing), kind}; }
   /// The users of the store; the connection is one of its own.
   std::unique_ptr<UsersDatabaseInterface> users(Access access);

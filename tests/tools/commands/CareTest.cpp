@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "tests/support/Process.h"
 #include "tests/tools/commands/RecordctlContract.h"
 
 // What the command says of names that a store does not have, of what a store holds, and of what is odd in it.
@@ -48,4 +49,66 @@ TEST_P(RecordctlContract, OddNamesAreAskedForAsTheyAre) {
     EXPECT_EQ(outcome.out, "0\n");
     EXPECT_EQ(outcome.err.find("recordctl: no record has a category or description \""), 0U) << outcome.err;
   }
+}
+
+TEST_P(RecordctlContract, TheDoctorFindsWhatPythonFindsInTheSameRecords) {
+  if (database_test::onPath("python3").empty()) GTEST_SKIP() << "there is no python3 on the PATH";
+  const Outcome outcome = runScript(DATABASE_TEST_SCRIPTS "/doctor.py");
+  EXPECT_EQ(outcome.status, 0) << outcome.err;
+  EXPECT_EQ(outcome.out, "agree\n");
+}
+
+TEST_P(RecordctlContract, TheDoctorFindsNothingInAnEmptyStore) {
+  importPlots();
+  output({"remove", "--all", "--yes"});
+  const Outcome outcome = run({"doctor"});
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.out, "");
+  EXPECT_EQ(outcome.err, "recordctl: nothing is odd\n");
+  EXPECT_EQ(output({"doctor", "--json"}), "");
+  EXPECT_EQ(output({"files", "check", "--json"}), "");
+}
+
+TEST_P(RecordctlContract, TheDoctorTellsEachProblemWithTheLineThatMendsIt) {
+  output({"import", file("a.jsonl", "{\"site\": \"Waseca\", \"yield\": 1}\n{\"site\": \"waseca\", \"yeild\": 2}\n"),
+          "--category", "site", "--description", "yield:double,yeild:double", "--kind", "scenario"});
+  output({"import", file("b.jsonl", "{\"it's\": \"x\", \"n\": 1}\n{\"it's\": \"X \", \"n\": 2}\n"), "--category",
+          "it's", "--description", "n:int", "--source-host", "nas"});
+  EXPECT_EQ(output({"doctor"}),
+            "values that differ by case or blanks alone \"it's\": \"X \" and \"x\" (1 record)\n"
+            "    recordctl rename '--value=X =x' 'it'\\''s'\n"
+            "values that differ by case or blanks alone \"site\": \"waseca\" and \"Waseca\" (scenarios, 1 record)\n"
+            "    recordctl rename --kind scenario --value=waseca=Waseca site\n"
+            "name used once \"yeild\" (scenarios, 1 record)\n"
+            "    recordctl set --kind scenario --where 'has description:yeild' --unset yeild\n"
+            "name used once \"yield\" (scenarios, 1 record)\n"
+            "    recordctl set --kind scenario --where 'has description:yield' --unset yield\n");
+}
+
+TEST_P(RecordctlContract, FilesOfAnotherHostAreLookedAtBelowItsRoot) {
+  std::filesystem::create_directories(path("mounted/data"));
+  file("mounted/data/a.pdf", "x");
+  file("secret", "x");
+  const std::string rows = "{\"f\": \"/data/a.pdf\"}\n{\"f\": \"data/gone.pdf\"}\n{\"f\": \"/data/../../secret\"}\n";
+  output({"import", file("f.jsonl", rows), "--file", "document:NAS:f"});
+  const std::string root = "nas=" + path("mounted");
+  EXPECT_EQ(withoutIds(output({"files", "list", "--json", "--where", ""})),
+            "{\"id\": \"ID\", \"kind\": \"document\", \"host\": \"NAS\", \"path\": \"/data/a.pdf\", \"state\": "
+            "\"elsewhere\"}\n"
+            "{\"id\": \"ID\", \"kind\": \"document\", \"host\": \"NAS\", \"path\": \"data/gone.pdf\", \"state\": "
+            "\"elsewhere\"}\n"
+            "{\"id\": \"ID\", \"kind\": \"document\", \"host\": \"NAS\", \"path\": \"/data/../../secret\", \"state\": "
+            "\"elsewhere\"}\n");
+  const Outcome checked = run({"files", "check", "--host-root", root});
+  EXPECT_EQ(checked.status, 1);
+  EXPECT_EQ(withoutIds(checked.out).find("a.pdf"), std::string::npos) << checked.out;
+  EXPECT_NE(checked.out.find("data/gone.pdf"), std::string::npos) << checked.out;
+  EXPECT_EQ(checked.err, "recordctl: /data/../../secret: \"..\" in it leads out of " + path("mounted") +
+                             ", so that it is not looked at\n"
+                             "recordctl: of 3 files 1 missing, 1 unreadable, 0 on other hosts\n");
+  const Outcome elsewhere = run({"files", "check", "--json"});
+  EXPECT_EQ(elsewhere.status, 0) << "what lies elsewhere is not wrong";
+  EXPECT_EQ(run({"files", "check", "--host-root", "nas=" + path("nowhere")}).status, 2);
+  EXPECT_EQ(run({"files", "check", "--host-root", "nas"}).status, 2);
+  EXPECT_EQ(run({"files", "check", "--where", "sight=1", "--strict"}).status, 2);
 }

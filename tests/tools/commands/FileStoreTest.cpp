@@ -20,6 +20,8 @@ TEST_F(Recordctl, CommandsThatOnlyReadNeverCreateAStore) {
                                                           {"explain", "--where", "a=1"},
                                                           {"check"},
                                                           {"compact"},
+                                                          {"doctor"},
+                                                          {"files", "check"},
                                                           {"init", "--dry-run"},
                                                           {"copy", "file:" + path("store.db"), "file:" + path("b.db")}};
   for (const auto& command : commands) {
