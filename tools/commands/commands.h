@@ -32,5 +32,7 @@ void addCoverage(const Command& commands, Session& session);
 void addCompare(const Command& commands, Session& session);
 void addDoctor(const Command& commands, Session& session);
 void addFiles(const Command& commands, Session& session);
+void addBackup(const Command& commands, Session& session);
+void addRestore(const Command& commands, Session& session);
 
 }  // namespace database_provider::recordctl

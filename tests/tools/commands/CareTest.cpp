@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <set>
+#include <sstream>
+
 #include "tests/support/Process.h"
 #include "tests/tools/commands/RecordctlContract.h"
 
@@ -111,4 +114,65 @@ TEST_P(RecordctlContract, FilesOfAnotherHostAreLookedAtBelowItsRoot) {
   EXPECT_EQ(run({"files", "check", "--host-root", "nas=" + path("nowhere")}).status, 2);
   EXPECT_EQ(run({"files", "check", "--host-root", "nas"}).status, 2);
   EXPECT_EQ(run({"files", "check", "--where", "sight=1", "--strict"}).status, 2);
+}
+
+TEST_P(RecordctlContract, ABackupHoldsEverythingAndComesBack) {
+  importPlots();
+  output({"import", file("s.jsonl", "{\"network\": \"ring\"}\n"), "--kind", "scenario", "--category", "network"});
+  output({"categories", "set", "variety,site"});
+  output({"settings", "set", "ann", "layout", "{\"a\": 1}"});
+  const auto sorted = [](const std::string& text) {
+    std::multiset<std::string> lines;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);) lines.insert(line);
+    return lines;
+  };
+  const auto before = sorted(output({"export", "--all"}));
+
+  EXPECT_EQ(output({"backup", path("b.db"), "--json"}), "{\"records\": 5}\n");
+  std::vector<std::string> exported = {"export", "--all", "--store", "file:" + path("b.db")};
+  if (isControlledFile()) exported.insert(exported.end(), login.begin(), login.end());
+  EXPECT_EQ(sorted(output(exported)), before);
+  EXPECT_EQ(run({"backup", path("b.db")}).status, 3) << "what is there is not written over";
+
+  Outcome refused = run({"restore", path("b.db")});
+  EXPECT_EQ(refused.status, 2);
+  EXPECT_NE(refused.err.find("the store holds 5 records; --replace"), std::string::npos) << refused.err;
+  output({"remove", "--where", "site=Waseca", "--yes"});
+  output({"settings", "remove", "ann", "layout"});
+  refused = run({"restore", path("b.db"), "--replace"});
+  EXPECT_EQ(refused.status, 2);
+  EXPECT_NE(refused.err.find("--yes replaces 3 records by 5 records"), std::string::npos) << refused.err;
+  EXPECT_EQ(output({"restore", path("b.db"), "--replace", "--dry-run"}),
+            "5 records would be restored, and take the place of 3\n");
+  EXPECT_EQ(output({"count"}), "2\n");
+  EXPECT_EQ(output({"restore", "file:" + path("b.db"), "--replace", "--yes", "--json"}), "{\"records\": 5}\n");
+  EXPECT_EQ(sorted(output({"export", "--all"})), before);
+  if (isFile()) {
+    EXPECT_NE(output({"check"}).find(" 0 problems"), std::string::npos);
+  }
+  EXPECT_EQ(run({"restore", path("nothing.db"), "--replace", "--yes"}).status, 3);
+  EXPECT_EQ(sorted(output({"export", "--all"})), before);
+}
+
+TEST_P(RecordctlContract, UsersOfAServerComeBackWithoutTheirPasswords) {
+  if (isFile() || !database_test::hasUsers(GetParam())) GTEST_SKIP() << "this is for servers with users";
+  importPlots();
+  environment["RECORDCTL_NEW_PASSWORD"] = "hers";
+  output({"users", "add", "ann", "--role", "read:experiment", "--data", "{\"room\": 7}", "--yes"});
+  const std::string users = output({"users", "list", "--json"});
+  const std::string told = "passwords cannot be read from a store; users that need new ones (users passwd NAME): ann\n";
+  const Outcome backup = run({"backup", path("b.db")});
+  EXPECT_EQ(backup.status, 0) << backup.err;
+  EXPECT_NE(backup.err.find(told), std::string::npos) << backup.err;
+  EXPECT_NE(backup.err.find("a server was read while others could write"), std::string::npos) << backup.err;
+  EXPECT_EQ(output({"users", "list", "--json", "--store", "file:" + path("b.db")}), users);
+  output({"users", "remove", "ann"});
+  const Outcome restored = run({"restore", path("b.db"), "--replace", "--yes"});
+  EXPECT_EQ(restored.status, 0) << restored.err;
+  EXPECT_NE(restored.err.find(told), std::string::npos) << restored.err;
+  EXPECT_EQ(output({"users", "list", "--json"}), users);
+  EXPECT_EQ(run({"restore", path("b.db"), "--replace", "--yes"}).err.find(told), std::string::npos)
+      << "who is there already stays";
+  output({"users", "remove", "ann"});
 }

@@ -22,6 +22,7 @@ TEST_F(Recordctl, CommandsThatOnlyReadNeverCreateAStore) {
                                                           {"compact"},
                                                           {"doctor"},
                                                           {"files", "check"},
+                                                          {"backup", path("b.db")},
                                                           {"init", "--dry-run"},
                                                           {"copy", "file:" + path("store.db"), "file:" + path("b.db")}};
   for (const auto& command : commands) {
@@ -257,4 +258,49 @@ TEST_F(Recordctl, ACopyMayBeAskedForByNobodyWhereItComesFrom) {
   std::vector<std::string> anonymous = copy;
   anonymous.insert(anonymous.end(), {"--from-user", ""});
   EXPECT_EQ(output(anonymous), "5 documents copied, 0 were there already, 0 differ\n");
+}
+
+TEST_F(Recordctl, ARestoreTakesThePlaceOfAStoreWithItsUsers) {
+  importPlots();
+  environment["RECORDCTL_NEW_PASSWORD"] = "hers";
+  output({"users", "add", "ann", "--role", "read:experiment", "--admin-password-file", file("admin", "secret")});
+  const auto as = [&](const std::string& user, const std::string& password, std::vector<std::string> command) {
+    environment["RECORDCTL_PASSWORD"] = password;
+    command.insert(command.begin(), {"--user", user});
+    return run(command);
+  };
+  EXPECT_EQ(as("ann", "hers", {"backup", path("b.db")}).status, 3) << "only the administrator has a right to all";
+  EXPECT_FALSE(std::filesystem::exists(path("b.db")));
+  EXPECT_EQ(as("admin", "secret", {"backup", path("b.db")}).out, "4 records are in the backup\n");
+  as("admin", "secret", {"users", "remove", "ann"});
+  as("admin", "secret", {"remove", "--all", "--yes"});
+  EXPECT_EQ(run({"restore", path("b.db"), "--replace", "--yes"}).status, 3) << "nobody in particular may not";
+  const Outcome restored = as("admin", "secret", {"restore", path("b.db")});
+  EXPECT_EQ(restored.status, 0) << restored.err;
+  EXPECT_EQ(restored.out, "4 records restored\n");
+  EXPECT_EQ(restored.err, "");
+  EXPECT_EQ(as("ann", "hers", {"count"}).out, "4\n");
+
+  environment["RECORDCTL_STORE"] = "file:" + path("new.db");
+  EXPECT_EQ(as("admin", "secret", {"restore", path("b.db"), "--dry-run"}).out, "4 records would be restored\n");
+  EXPECT_FALSE(std::filesystem::exists(path("new.db")));
+  EXPECT_EQ(as("admin", "secret", {"restore", path("b.db")}).out, "4 records restored\n");
+  EXPECT_EQ(as("ann", "hers", {"count"}).out, "4\n");
+  EXPECT_EQ(as("admin", "secret", {"restore", path("new.db")}).status, 2) << "the backup is the store itself";
+  std::size_t left = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(path(".")))
+    left += entry.path().filename().string().rfind(".backup-", 0) == 0 ? 1 : 0;
+  EXPECT_EQ(left, 0U);
+}
+
+TEST_F(Recordctl, AnExistingStoreWithUsersAloneIsNotEmpty) {
+  importPlots();
+  output({"backup", path("b.db")});
+  environment["RECORDCTL_STORE"] = "file:" + path("new.db");
+  environment["RECORDCTL_NEW_PASSWORD"] = "hers";
+  output({"users", "add", "ann", "--role", "read:experiment", "--yes"});
+  const Outcome refused = run({"restore", path("b.db")});
+  EXPECT_EQ(refused.status, 2);
+  EXPECT_NE(refused.err.find("the store holds 1 user; --replace"), std::string::npos) << refused.err;
+  EXPECT_EQ(output({"restore", path("b.db"), "--replace", "--yes"}), "4 records restored\n");
 }
