@@ -26,7 +26,6 @@
 #include "database_client/codes.h"
 #include "database_provider/deployment.h"
 #include "records/layout.h"
-#include "repository/Node.h"
 #include "repository/places.h"
 #include "values/Text.h"
 
@@ -34,7 +33,6 @@ namespace database_provider {
 
 namespace fs = std::filesystem;
 using database_client::Error;
-using repository::object;
 
 namespace {
 
@@ -125,10 +123,14 @@ void copyPlace(DataBaseClient& from, DataBaseClient& to, const layout::Place& pl
   std::size_t bytes = 0;
   const auto flush = [&] {
     std::vector<const ObjectProperties*> documents;
+    documents.reserve(batch.size());
     for (const ObjectProperties& document : batch) documents.push_back(&document);
     std::vector<std::string> ids;
     const auto failures = to.insertMany(place.database, place.collection, documents, ids);
-    if (!failures.empty()) throw failures.front().error;
+    if (!failures.empty()) {
+      const Error& first = failures.front().error;
+      throw Error(first.kind(), first.what(), {first.where(), first.code(), false, first.outcomeUnknown()});
+    }
     batch.clear();
     bytes = 0;
   };

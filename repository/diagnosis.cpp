@@ -114,7 +114,8 @@ class Diagnosis {
     for (const TypesOfNames* names : {&categories_, &descriptions_}) lookForNames(*names, all);
     lookForValues();
     lookThroughRecords();
-    for (const auto& [problem, many] : beyond_) findings_.push_back({problem, records_.kind(), "", "", many, {}});
+    for (const auto& [problem, many] : beyond_)
+      findings_.push_back({problem, records_.kind(), "", "more of these", many, {}});
     std::stable_sort(findings_.begin(), findings_.end(),
                      [](const Finding& left, const Finding& right) { return left.problem < right.problem; });
     return std::move(findings_);

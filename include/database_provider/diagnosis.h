@@ -13,7 +13,7 @@ namespace database_provider {
 /// Something odd in the records of a kind, and what mends it.
 struct Finding {
   enum class Problem {
-    twoTypes,       ///< a description has values of several types, of which a comparison sees one
+    twoTypes,       ///< a description has values of several types
     alikeNames,     ///< two names differ by letter case or blanks alone
     alikeValues,    ///< two values of a category differ so
     nameUsedOnce,   ///< one record alone has a category or a description of this name

@@ -3,8 +3,8 @@
 
 #include "tests/tools/commands/Recordctl.h"
 
-// What import and export hold in memory does not grow with the number of rows: the kernel tells the most that a run
-// held.
+// What import, export and doctor hold in memory does not grow with the number of rows: the kernel tells the most that a
+// run held.
 
 namespace {
 
@@ -48,13 +48,16 @@ TEST_F(RecordctlMemory, StaysLevelAsRowsGrow) {
   const std::vector<std::string> exporting{"export"};
   const long fewIn = peakOf({"import", rows(10), "--category", "site"});
   const long fewOut = peakOf(exporting);
+  const long fewLooked = peakOf({"doctor"});
   const long manyIn = peakOf({"import", rows(manyRows), "--category", "site"});
   std::filesystem::remove(path("rows.csv"));
   std::filesystem::remove(path("stdout"));
   std::filesystem::create_symlink("/dev/null", path("stdout"));
   const long manyOut = peakOf(exporting);
+  const long manyLooked = peakOf({"doctor"});
   expectLevel(fewIn, manyIn);
   expectLevel(fewOut, manyOut);
+  expectLevel(fewLooked, manyLooked);
 }
 
 }  // namespace
