@@ -42,10 +42,12 @@ install(FILES "${_generated}/database_provider-config.cmake" "${_generated}/data
         DESTINATION "${_package_dir}")
 set(_private_modules "")
 set(_provider_modules "")
+set(_provider_libraries "")
 if(NOT BUILD_SHARED_LIBS)
   install(FILES cmake/LibraryDependencies.cmake cmake/FindMongoC.cmake DESTINATION "${_package_dir}")
   set(_private_modules "libpcre2-8, libxxhash, icu-uc, libcrypto, sqlite3 >= 3.34, zlib, snappy, libzstd")
   set(_provider_modules "libpcre2-8")
+  set(_provider_libraries "-lcsv") # which has no module
   if(MongoC_VERSION VERSION_LESS 2)
     string(PREPEND _private_modules "libmongoc-1.0, ")
   else()

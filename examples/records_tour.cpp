@@ -4,10 +4,12 @@
 
 #include <iostream>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
 // tour: headers
+#include <database_provider/arrow.h>
 #include <database_provider/diagnosis.h>
 #include <database_provider/records.h>
 
@@ -88,6 +90,55 @@ void run(const std::string& address) {
               << ", mean " << figures.mean.value_or(0) << '\n';
   for (const CoverageCell& cell : plots.coverage("site", "variety"))
     std::cout << cell.values[0] << '/' << cell.values[1] << ' ' << cell.count << '\n';
+  // tour end
+
+  // tour: update
+  const ChangeResult result = plots.update(
+      where("site=Waseca"), Changes().category("soil", "loam").compute("gain", "yield - 30").unset("note"));
+  std::cout << result.changed << " changed, " << result.skipped << " without a yield\n";
+  // tour end
+
+  // tour: rename
+  plots.rename({"gain", "surplus"});
+  plots.renameValues("soil", {{"loam", "silty loam"}});
+  plots.convert("surplus", PropertyType::string);
+  // tour end
+
+  // tour: upsert
+  const auto plot = [](const char* site, const char* variety, int year) {
+    return NewRecord().category("site", site).category("variety", variety).description("year", year);
+  };
+  const ImportResult written =
+      plots.upsertMany({plot("Morris", "Svansota", 1932).description("yield", 35.1), plot("Crookston", "Trebi", 1932)},
+                       {"site", "variety", "year"});
+  std::cout << written.imported << " new, " << written.updated << " changed\n";  // 1 new, 1 changed
+  // tour end
+
+  // tour: import
+  std::istringstream table("site,variety,year,yield\nCrookston,Trebi,1932,20.6\nMorris,Svansota,1932,\nMorris,,,30\n");
+  const auto rows = readRows("plots.csv", RowFormat::csv, [&](char* bytes, std::size_t size) {
+    table.read(bytes, static_cast<std::streamsize>(size));
+    return static_cast<std::size_t>(table.gcount());
+  });
+  ImportPlan plan;
+  plan.categories = {"site", "variety"};
+  plan.descriptions = {{"year", PropertyType::int32}, {"yield", PropertyType::real}};
+  plan.key = {"site", "variety", "year"};
+  const ImportResult imported = plots.importFrom(*rows, plan);
+  std::cout << imported.updated << " changed, " << imported.unchanged << " as they were\n";
+  for (const BadRow& bad : imported.badRows)  // plots.csv:4: variety: has no value, and belongs to the key
+    std::cout << bad.origin.file << ':' << bad.origin.line << ": " << bad.column << ": " << bad.reason << '\n';
+  // tour end
+
+  // tour: arrow
+  ArrowArrayStream stream;
+  plots.exportArrow(where("year=1932"), {"site", "yield", "created"}, &stream);
+  ArrowArray batch;
+  while (stream.get_next(&stream, &batch) == 0 && batch.release != nullptr) {
+    std::cout << batch.length << " rows of " << batch.n_children << " columns\n";
+    batch.release(&batch);
+  }
+  stream.release(&stream);
   // tour end
 
   // tour: remarks

@@ -5,43 +5,39 @@
 
 namespace database_provider {
 
+namespace {
+
+constexpr int firstBatch = 64;
+constexpr int largestBatch = 1024;
+
+}  // namespace
+
+FoundRecords::State::State(const Records& records, const Selection& selection, const FindOptions& options)
+    : kind_(records.kind()),
+      pages_(records, selection, options),
+      batchSize_(options.sort.empty() ? firstBatch : largestBatch) {}
+
 bool FoundRecords::State::advance() {
-  if (at == batch.size() && !isLast) fetch();
-  if (at == batch.size()) {
+  if (at_ == batch_.size() && !isLast_) fetch();
+  if (at_ == batch_.size()) {
     current.reset();
     return false;
   }
-  Record& record = batch[at++];
+  Record& record = batch_[at_++];
   std::string id = record.id();
   current = FoundRecord{std::move(id), std::move(record)};
-  // The next batch begins behind this record, which the caller may be about to remove.
-  if (at == batch.size() && !isLast) fetch();
+  if (at_ == batch_.size() && !isLast_) fetch();
   return true;
 }
 
 void FoundRecords::State::fetch() {
-  constexpr std::size_t largestBatch = 1024;
-  FindOptions options = next;
-  const auto size = static_cast<int>(batchSize);
-  options.limit = isLimited ? std::min(next.limit, size) : size;
-  batch.clear();
-  at = 0;
-  records.forEach(selection, options, [this](Record&& record) {
-    batch.push_back(std::move(record));
+  batch_.clear();
+  at_ = 0;
+  isLast_ = !pages_.next(batchSize_, [this](ObjectProperties& document) {
+    batch_.emplace_back(kind_, std::move(document));
     return true;
   });
-  const auto count = static_cast<int>(batch.size());
-  if (isLimited) next.limit -= count;
-  isLast = count < options.limit || (isLimited && next.limit == 0);
-  batchSize = std::min(2 * batchSize, largestBatch);
-  // An id of another kind than those of the library cannot be gone on from.
-  const bool canGoOnFromId = next.sort.empty() && count > 0 && !batch.back().id().empty();
-  if (canGoOnFromId) {
-    next.after = batch.back().id();
-    next.skip = 0;
-  } else {
-    next.skip += count;
-  }
+  batchSize_ = std::min(2 * batchSize_, largestBatch);
 }
 
 FoundRecord& FoundRecords::iterator::operator*() const {

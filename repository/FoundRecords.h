@@ -1,35 +1,35 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <utility>
+#include <optional>
 #include <vector>
 
-#include "database_provider/records.h"
+#include "repository/DocumentPages.h"
 
 namespace database_provider {
 
 /// Where somebody who goes through found records stands.
 ///
-/// Records come in batches, each of a `find` of its own, rather than from one cursor that stays open: the client can be
-/// used for other calls in the loop, a store in a file is not read-locked for as long as a caller thinks about a
-/// record, and a server does not close a cursor that nobody asked for a while. Without a sort a batch begins behind the
-/// last record of the one before, so that it costs the same wherever it stands.
+/// Records come in batches that grow, so that who looks at the first record alone does not pay for a thousand, and the
+/// next batch is read before the last record of this one is handed over, which the caller may be about to remove. A
+/// short sorted answer is one batch.
 struct FoundRecords::State {
-  Records records;
-  Selection selection;
-  FindOptions next;  ///< asks for the next batch, but for its size
-  bool isLimited;
-  std::vector<Record> batch{};
-  std::size_t at = 0;
-  std::size_t batchSize = 64;
-  bool isLast = false;
-  std::optional<FoundRecord> current{};
+  State(const Records& records, const Selection& selection, const FindOptions& options);
 
   /// Makes the next record the current one; false when there is none.
   bool advance();
 
+  std::optional<FoundRecord> current{};
+
  private:
   void fetch();
+
+  RecordKind kind_;
+  repository::DocumentPages pages_;
+  int batchSize_;
+  std::vector<Record> batch_{};
+  std::size_t at_ = 0;
+  bool isLast_ = false;
 };
 
 }  // namespace database_provider

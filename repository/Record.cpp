@@ -3,53 +3,27 @@
 
 #include <array>
 #include <chrono>
-#include <cmath>
-#include <initializer_list>
 #include <limits>
 
-#include "database_provider/database_provider_creator.h"
 #include "database_provider/descriptions.h"
 #include "records/layout.h"
+#include "repository/convertValue.h"
 #include "repository/documentValue.h"
+#include "repository/items.h"
+#include "repository/kinds.h"
 
 namespace database_provider {
 
 using database_client::ElementReader;
 using database_client::Error;
+using repository::findItem;
+using repository::Item;
+using repository::itemAt;
+using repository::itemsOf;
+using repository::levelAt;
 using repository::valueOf;
 
 namespace {
-
-/// The level at the end of a path, before its first entry; an empty level when there is none.
-ElementReader levelAt(const ObjectProperties& document, std::initializer_list<std::string_view> path) {
-  static const ObjectProperties nothing;
-  ElementReader level(document);
-  for (const std::string_view key : path) {
-    do {
-      if (!level.next()) return ElementReader(nothing);
-    } while (level.key() != key);
-    level = level.children();
-  }
-  return level;
-}
-
-ElementReader itemsOf(const ObjectProperties& document, const char* section) {
-  return levelAt(document, {layout::key::recordInfo, section});
-}
-
-struct Item {
-  std::string_view name{};
-  std::optional<ElementReader> value{};
-};
-
-Item itemAt(const ElementReader& element) {
-  Item result;
-  for (ElementReader field = element.children(); field.next();) {
-    if (field.key() == "name") result.name = field.asString();
-    if (field.key() == "value") result.value = field;
-  }
-  return result;
-}
 
 std::vector<std::string> namesOf(ElementReader items) {
   std::vector<std::string> result;
@@ -60,23 +34,8 @@ std::vector<std::string> namesOf(ElementReader items) {
   return result;
 }
 
-/// The value of the last item of a name, as the interfaces read it.
-std::optional<ElementReader> find(ElementReader items, const std::string& name) {
-  std::optional<ElementReader> result;
-  while (items.next()) {
-    const Item item = itemAt(items);
-    if (item.name == name) result = item.value;
-  }
-  return result;
-}
-
 void refuse(bool isWrong, const std::string& name, const std::string& reason) {
   if (isWrong) throw Error(Error::Kind::document, reason, {name});
-}
-
-std::unique_ptr<DatabaseRecordInterface> newInterface(RecordKind kind) {
-  if (kind == RecordKind::scenario) return std::unique_ptr<DatabaseRecordInterface>(createScenarioDatabaseRecord());
-  return std::unique_ptr<DatabaseRecordInterface>(createExperimentDatabaseRecord());
 }
 
 void store(DatabaseRecordInterface& record, const std::string& name, const Value& value) {
@@ -91,21 +50,6 @@ void store(DatabaseRecordInterface& record, const std::string& name, const Value
     void operator()(Time time) const { setDescription(record, name, std::chrono::milliseconds(time.milliseconds)); }
   };
   std::visit(Store{record, name}, value);
-}
-
-/// The integer that a value is without loss.
-template <class Integer>
-std::optional<Integer> integerOf(const Value& value) {
-  if (const auto* narrow = std::get_if<std::int32_t>(&value)) return *narrow;
-  if (const auto* wide = std::get_if<std::int64_t>(&value)) {
-    if (*wide < std::numeric_limits<Integer>::min() || *wide > std::numeric_limits<Integer>::max()) return std::nullopt;
-    return static_cast<Integer>(*wide);
-  }
-  const auto* real = std::get_if<double>(&value);
-  // The largest integer is no double, its successor is.
-  const double end = std::ldexp(1.0, std::numeric_limits<Integer>::digits);
-  if (real == nullptr || !(*real >= -end && *real < end) || std::trunc(*real) != *real) return std::nullopt;
-  return static_cast<Integer>(*real);
 }
 
 }  // namespace
@@ -177,13 +121,13 @@ std::vector<std::string> Record::descriptionNames() const {
 }
 
 std::optional<std::string> Record::category(const std::string& name) const {
-  const std::optional<ElementReader> value = find(itemsOf(document_, layout::key::category), name);
+  const std::optional<ElementReader> value = findItem(itemsOf(document_, layout::key::category), name);
   if (!value || value->type() != PropertyType::string) return std::nullopt;
   return std::string(value->asString());
 }
 
 std::optional<Value> Record::description(const std::string& name) const {
-  const std::optional<ElementReader> value = find(itemsOf(document_, layout::key::description), name);
+  const std::optional<ElementReader> value = findItem(itemsOf(document_, layout::key::description), name);
   return value ? valueOf(*value) : std::nullopt;
 }
 
@@ -210,7 +154,7 @@ ObjectProperties Record::data() const {
 }
 
 std::unique_ptr<DatabaseRecordInterface> Record::toInterface() const {
-  std::unique_ptr<DatabaseRecordInterface> result = newInterface(kind_);
+  std::unique_ptr<DatabaseRecordInterface> result = repository::newRecordOf(kind_);
   result->setD(std::make_unique<ObjectProperties>(document_).release());
   return result;
 }
@@ -230,11 +174,13 @@ std::optional<bool> Record::convert(const Value& value, const bool* /*type*/) {
 }
 
 std::optional<std::int32_t> Record::convert(const Value& value, const std::int32_t* /*type*/) {
-  return integerOf<std::int32_t>(value);
+  const std::optional<std::int64_t> integer = repository::exactInteger(value);
+  const bool isNarrow = integer && static_cast<std::int32_t>(*integer) == *integer;
+  return isNarrow ? std::optional(static_cast<std::int32_t>(*integer)) : std::nullopt;
 }
 
 std::optional<std::int64_t> Record::convert(const Value& value, const std::int64_t* /*type*/) {
-  return integerOf<std::int64_t>(value);
+  return repository::exactInteger(value);
 }
 
 std::optional<double> Record::convert(const Value& value, const double* /*type*/) {
@@ -252,10 +198,6 @@ std::optional<Time> Record::convert(const Value& value, const Time* /*type*/) {
 NewRecord& NewRecord::category(const std::string& name, const std::string& value) {
   categories_.emplace_back(name, value);
   return *this;
-}
-
-NewRecord& NewRecord::description(const std::string& name, const char* value) {
-  return description(name, Value(std::string(value)));
 }
 
 NewRecord& NewRecord::description(const std::string& name, const Value& value) {
@@ -286,7 +228,7 @@ NewRecord& NewRecord::data(const ObjectProperties& data) {
 ObjectProperties NewRecord::toDocument(RecordKind kind) const {
   for (const char* key : {"_id", layout::key::recordInfo})
     refuse(data_.contains(key), key, std::string("the data of a record cannot have the key \"") + key + "\"");
-  const std::unique_ptr<DatabaseRecordInterface> record = newInterface(kind);
+  const std::unique_ptr<DatabaseRecordInterface> record = repository::newRecordOf(kind);
   if (!data_.isEmpty()) record->setUserRecrod(data_);
   for (const auto& [name, value] : categories_) {
     refuse(name.empty(), name, "a category has an empty name");

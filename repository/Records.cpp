@@ -6,8 +6,8 @@
 
 #include "repository/FoundRecords.h"
 #include "repository/Node.h"
+#include "repository/kinds.h"
 #include "repository/pipelines.h"
-#include "repository/places.h"
 
 namespace database_provider {
 
@@ -75,8 +75,7 @@ std::optional<Record> Records::read(const std::string& id) const {
 
 FoundRecords Records::find(const Selection& selection, const FindOptions& options) const {
   requireLimits(options);
-  return FoundRecords(
-      std::make_unique<FoundRecords::State>(FoundRecords::State{*this, selection, options, options.limit > 0}));
+  return FoundRecords(std::make_unique<FoundRecords::State>(*this, selection, options));
 }
 
 void Records::forEach(const Selection& selection, const FindOptions& options,
@@ -128,6 +127,8 @@ void Records::forEachDocument(const Selection& selection, const FindOptions& opt
     inStoreOrder.limit = options.limit;
     inStoreOrder.skip = options.skip;
     inStoreOrder.after = options.after;
+    // A server goes on from a record in the order of ids, and so has to begin in it.
+    if (options.limit > 0 && !store_->keepsInsertionOrder()) inStoreOrder.sort.setValueInt32("_id", 1);
     store_->findEach(place.database, place.collection, selection.query(), inStoreOrder, receive);
     return;
   }

@@ -8,8 +8,8 @@
 
 #include "database_provider/records.h"
 #include "repository/documentValue.h"
+#include "repository/kinds.h"
 #include "repository/pipelines.h"
-#include "repository/places.h"
 
 namespace database_provider {
 
@@ -17,16 +17,13 @@ using database_client::EnteredScope;
 using database_client::Error;
 using repository::Bins;
 using repository::GroupedFigures;
+using repository::numbered;
 using repository::NumberKind;
 using repository::valueAt;
 
 namespace {
 
 constexpr std::size_t mostCells = 10'000'000;
-
-std::string numbered(const char* name, std::size_t number) {
-  return name + std::to_string(number);
-}
 
 /// The values by which a group, or a record that is to be put into one, is known.
 GroupKey groupKeyOf(const ObjectProperties& level, std::size_t count) {

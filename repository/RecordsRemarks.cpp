@@ -5,7 +5,7 @@
 
 #include "database_provider/records.h"
 #include "repository/Node.h"
-#include "repository/places.h"
+#include "repository/kinds.h"
 #include "selection/Parser.h"
 #include "values/Nearest.h"
 #include "values/Text.h"

@@ -26,7 +26,7 @@
 #include "database_client/codes.h"
 #include "database_provider/deployment.h"
 #include "records/layout.h"
-#include "repository/places.h"
+#include "repository/kinds.h"
 #include "values/Text.h"
 
 namespace database_provider {

@@ -3,11 +3,9 @@
 // What is odd in a store. Each problem is looked for where the answer is cheapest:
 //
 // - Names, their types and how often they stand: `Records::names`, which a file answers from its index.
-// - Values that are alike: the counts of the values of each category, streamed twice. The first time only a hash of
-// what
-//   is left of a value without letter case and blanks is kept, 8 bytes for each; the second time, and only where a hash
-//   came twice, the values behind those. So a category of a million different values takes 8 MB here, not a map of
-//   texts.
+// - Values that are alike: the counts of the values of each category, streamed twice. The first time keeps a hash of
+//   each value without letter case and blanks, 8 bytes; the second time, where a hash came twice, the values behind it.
+//   So a category of a million different values takes 8 MB here, and not a map of texts.
 // - Files, sources and plain rows: one pass over the records that reads their additional data alone.
 //
 // A finding names the command that mends it. Which of two names or values is meant is the store's own vote: the one
@@ -22,8 +20,8 @@
 #include <utility>
 
 #include "records/layout.h"
+#include "repository/kinds.h"
 #include "repository/pipelines.h"
-#include "repository/places.h"
 #include "selection/Lexer.h"
 #include "values/Nearest.h"
 #include "values/Text.h"

@@ -10,10 +10,6 @@ namespace database_provider::repository {
 
 namespace {
 
-std::string numbered(const char* name, std::size_t number) {
-  return name + std::to_string(number);
-}
-
 /// The value of the first item of a name; missing where there is none.
 Node itemValue(const std::string& path, const std::string& name) {
   const std::string items = "$" + path;

@@ -22,6 +22,11 @@ namespace database_provider::repository {
 ObjectProperties sortedRecords(const Selection& selection, const std::vector<SortKey>& keys, bool tiesById, int limit,
                                int skip, const ObjectProperties& projection);
 
+/// The name of one of several fields in a pipeline, and in its answer: "value0".
+inline std::string numbered(const char* name, std::size_t number) {
+  return name + std::to_string(number);
+}
+
 /// What a number is taken from.
 enum class NumberKind { number, time };
 

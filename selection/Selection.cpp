@@ -1,9 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "database_provider/Selection.h"
 
-#include <algorithm>
-#include <string_view>
-
 #include "database_client/AtRoot.h"
 #include "selection/Parser.h"
 #include "selection/Query.h"
@@ -12,17 +9,6 @@
 namespace database_provider {
 
 namespace {
-
-/// The reason, the text, and a mark under the column.
-std::string described(const std::string& reason, std::string_view text, std::size_t position) {
-  constexpr std::size_t longest = 100;  // bytes on either side of the place
-  position = std::min(position, text.size());
-  std::size_t begin = position > longest ? position - longest : 0;
-  while (begin < position && values::isContinuation(text[begin])) ++begin;
-  const std::string before = (begin > 0 ? "\u2026" : "") + values::printable(text.substr(begin, position - begin));
-  return "in the filter: " + reason + "\n  " + before + values::excerpt(text.substr(position), longest) + "\n  " +
-         std::string(values::displayWidth(before), ' ') + "^";
-}
 
 /// Adds what a query asks for to the operands of an "$and". A query that is itself one gives its operands, so that
 /// however many selections are joined, the document grows no deeper.
@@ -87,7 +73,10 @@ Selection where(const std::string& text) {
 }
 
 SelectionError::SelectionError(const std::string& reason, const std::string& text, std::size_t position)
-    : std::invalid_argument(described(reason, text, position)), reason_(reason), text_(text), position_(position) {}
+    : std::invalid_argument("in the filter: " + reason + "\n" + values::marked(text, position)),
+      reason_(reason),
+      text_(text),
+      position_(position) {}
 
 SelectionError::~SelectionError() = default;
 SelectionError::SelectionError(const SelectionError&) = default;

@@ -52,11 +52,11 @@ ExitStatus fail(const std::exception& error, ExitStatus status) {
 }
 
 void addCommands(const Command& root, Session& session) {
-  constexpr std::array add = {addImport, addImportSumo, addList,     addShow,    addNames,  addCategoriesCommand,
-                              addFacets, addSources,    addExport,   addRemove,  addUsers,  addSettings,
-                              addInit,   addExplain,    addCheck,    addCompact, addCopy,   addInfo,
-                              addCount,  addStats,      addCoverage, addCompare, addDoctor, addFiles,
-                              addBackup, addRestore};
+  constexpr std::array add = {addImport,   addImportSumo, addList,   addShow,     addNames,  addCategoriesCommand,
+                              addFacets,   addSources,    addExport, addAdd,      addSet,    addRename,
+                              addConvert,  addRemove,     addUsers,  addSettings, addInit,   addExplain,
+                              addCheck,    addCompact,    addCopy,   addInfo,     addCount,  addStats,
+                              addCoverage, addCompare,    addDoctor, addFiles,    addBackup, addRestore};
   for (const auto& command : add) command(root, session);
 }
 

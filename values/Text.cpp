@@ -185,6 +185,16 @@ std::string printableJson(const std::string& json) {
   return result;
 }
 
+std::string marked(std::string_view text, std::size_t position) {
+  constexpr std::size_t longest = 100;  // bytes on either side of the place
+  position = std::min(position, text.size());
+  std::size_t begin = position > longest ? position - longest : 0;
+  while (begin < position && isContinuation(text[begin])) ++begin;
+  const std::string before = (begin > 0 ? "\u2026" : "") + printable(text.substr(begin, position - begin));
+  return "  " + before + excerpt(text.substr(position), longest) + "\n  " + std::string(displayWidth(before), ' ') +
+         "^";
+}
+
 std::string lowered(std::string text) {
   std::transform(text.begin(), text.end(), text.begin(),
                  [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });

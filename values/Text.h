@@ -32,6 +32,10 @@ std::string printableJson(const std::string& json);
 /// ellipsis.
 std::string excerpt(std::string_view text, std::size_t longest = 150);
 
+/// Two lines that show where a text went wrong: what stands around the place, and a mark under it, each behind two
+/// blanks.
+std::string marked(std::string_view text, std::size_t position);
+
 /// The text with its letters of ASCII in lower case.
 std::string lowered(std::string text);
 

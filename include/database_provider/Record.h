@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <variant>
 #include <vector>
@@ -110,7 +111,11 @@ std::optional<Type> Record::descriptionAs(const std::string& name) const {
 class DATABASE_PROVIDER_EXPORT NewRecord {
  public:
   NewRecord& category(const std::string& name, const std::string& value);
-  NewRecord& description(const std::string& name, const char* value);
+  /// A text; as a template, so that a literal 0 is a number and no null pointer.
+  template <class Text, std::enable_if_t<std::is_same_v<std::decay_t<Text>, const char*>, int> = 0>
+  NewRecord& description(const std::string& name, Text&& text) {
+    return description(name, Value(std::string(text)));
+  }
   NewRecord& description(const std::string& name, const Value& value);
   NewRecord& file(ObjectType type, const std::string& host, const std::string& path);
   /// The experiment's data lies in a section of a data server; a scenario that is given one is refused when written.

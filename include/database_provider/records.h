@@ -9,12 +9,17 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "database_provider/Record.h"
 #include "database_provider/Selection.h"
 #include "database_provider/answers.h"
+#include "database_provider/changes.h"
 #include "database_provider/export.h"
+#include "database_provider/import.h"
+
+struct ArrowArrayStream;  // arrow.h
 
 /// The records of a store, as programs ask for them, change them and hand them on. It stands beside the interfaces and
 /// works through any client.
@@ -76,8 +81,9 @@ struct FoundRecord {
   Record record;
 };
 
-/// Records that are read while one goes through them, some at a time: memory does not grow with their number. What is
-/// written meanwhile may be seen or not. To be gone through once; the client must outlive it.
+/// Records that are read while one goes through them, some at a time: memory does not grow with their number, but for
+/// the ids under a sort, which are taken in its order at the start (some 40 bytes each). What is written meanwhile may be
+/// seen or not. To be gone through once; the client must outlive it.
 class DATABASE_PROVIDER_EXPORT FoundRecords {
   struct State;
 
@@ -134,6 +140,17 @@ class DATABASE_PROVIDER_EXPORT Records {
   /// Inserts all in one go, which in a file is one transaction: all or none. Gives their ids in the same order. On a
   /// server some may have been written when it throws; the message says how many.
   std::vector<std::string> insertMany(const std::vector<NewRecord>& records) const;
+  /// Writes each record onto the one that has its key (see `ImportPlan::key`; a bare name is that of what the records
+  /// themselves have), or inserts it where none has. A record of the batch whose key another one has, or several in the
+  /// store, is a bad row, counted from 1, and the others go in. In a file one transaction; on a server record by
+  /// record, each only as long as nobody changed it meanwhile. Asks the store once for a thousand of them.
+  ImportResult upsertMany(const std::vector<NewRecord>& records, const std::vector<std::string>& key,
+                          OnMatch onMatch = OnMatch::update) const;
+  /// Makes records of rows, in batches: memory does not grow with their number. The categories of the plan are added to
+  /// the configured ones, behind them. With a key, rows that can be read twice are, so that two of one key are found
+  /// before either went in. Throws `ImportError` where rows cannot be read on, and for a plan that makes no sense; the
+  /// batches before that stay, unless the plan says all or nothing.
+  ImportResult importFrom(RowReader& rows, const ImportPlan& plan, const ImportObserver& observer = {}) const;
   /// Nothing when there is no record of this id. Takes constant time.
   std::optional<Record> read(const std::string& id) const;
   /// The selected records, read while one goes through them.
@@ -151,6 +168,45 @@ class DATABASE_PROVIDER_EXPORT Records {
   std::vector<std::string> idsBeginningWith(const std::string& text, int limit) const;
   /// Removes the selected records and says how many. `Selection()` selects all.
   long long remove(const Selection& selection) const;
+
+  /// Writes the selected records line by line, each with its end, and gives their number: RowFormat::records, complete
+  /// as an import takes them back; or RowFormat::csv with a header, the id, categories (the configured ones first) and
+  /// descriptions, which an import with the key "id" takes back. Others are Error{unsupported}. What `write` throws
+  /// ends it. CSV reads records twice, until every name in use was met.
+  long long exportTo(const std::function<void(const std::string& line)>& write, RowFormat format,
+                     const Selection& selection = {}, const FindOptions& options = {}) const;
+  /// A table of the selected records, for whoever reads Apache Arrow: `stream` (arrow.h) is filled, which the caller
+  /// releases, early if wanted. It reads some thousand records each time that it is asked for more; the client must
+  /// outlive it, and is not to be used meanwhile by another thread. `columns` are "id", "created", names as in filters,
+  /// "category:NAME" or "description:NAME", with a backslash before a colon in a name; none for all names in use. Texts
+  /// are utf8, the rest bool, int32, int64, double and timestamp (milliseconds, UTC); a value that a record lacks is
+  /// null. A description with values of several kinds gives a column for each, the most frequent kind under the name,
+  /// the others under "NAME:TYPE" (string, bool, int, long, double, time). A name that no record has is a column of
+  /// nulls. A value that is written meanwhile, of a kind that has no column, is an error of the stream.
+  void exportArrow(const Selection& selection, const std::vector<std::string>& columns, ArrowArrayStream* stream,
+                   const FindOptions& options = {}) const;
+
+  // Changes. In a file each is one transaction, all or nothing but for the records that are counted as failed; one that
+  // the caller has begun is refused. On a server records are changed one by one, each only if nobody changed it since
+  // it was read (else it is read again): what was acknowledged stays when the rest fails or is given up, and the
+  // message says how many records that were. Each record is changed once, however the change makes it look; memory
+  // grows by its id alone. To do the same again does the rest, but for formulas that compute from what they change.
+
+  /// Changes the selected records. `Selection()` selects all.
+  ChangeResult update(const Selection& selection, const Changes& changes, const ChangeOptions& options = {}) const;
+  /// The names in the formulas of the changes that are a description of no record.
+  std::vector<std::string> unknownOperands(const Changes& changes) const;
+  /// Gives a category or description another name. Error{query}, before anything is written and with up to twenty ids,
+  /// where records have the new name already (see `Renaming::merge`), or would lose a value. What was interrupted
+  /// on a server is done to its end by the same with `merge`.
+  ChangeResult rename(const Renaming& renaming, const ChangeOptions& options = {}) const;
+  /// Gives values of a category other ones: of each pair the first becomes the second.
+  ChangeResult renameValues(const std::string& category, const std::vector<std::pair<std::string, std::string>>& values,
+                            const ChangeOptions& options = {}) const;
+  /// Makes a description one of another type in all records: numbers of any kind, booleans and times (ISO 8601) of
+  /// texts that stand for them, numbers of numbers without loss, texts of all. Error{query}, before anything is written
+  /// and with up to twenty ids, where a value cannot become one.
+  ChangeResult convert(const std::string& description, PropertyType type, const ChangeOptions& options = {}) const;
 
   // Questions. In a file they are answered from the index, without reading a record, as far as it can tell; on a
   // server by one aggregation.

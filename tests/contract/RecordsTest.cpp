@@ -4,6 +4,7 @@
 #include <cmath>
 #include <limits>
 #include <random>
+#include <set>
 #include <sstream>
 
 #include "database_provider/records.h"
@@ -142,6 +143,36 @@ TEST_P(RecordsContract, FoundRecordsAreGoneThroughInBatches) {
   EXPECT_EQ(countOf({{}, 0, 0, ids[199]}), 100);
   EXPECT_EQ(countOf({{}, 70, 10, ids[199]}), 70);
   EXPECT_EQ(countOf({sortBy("n:desc"), 130}), 130);
+}
+
+TEST_P(RecordsContract, BatchesLeaveNothingOutWhateverOrderTheIdsHave) {
+  std::vector<NewRecord> many;
+  for (int i = 299; i >= 0; --i) many.push_back(NewRecord().id("plot " + std::to_string(1000 + i)).description("n", i));
+  plots.insertMany(many);
+  std::set<std::string> seen;
+  for (const auto& [id, record] : plots.find()) EXPECT_TRUE(seen.insert(id).second) << id;
+  EXPECT_EQ(seen.size(), 300U);
+}
+
+TEST_P(RecordsContract, ASortOfManyRecordsIsGoneThroughInItsOrder) {
+  constexpr int count = 2500;
+  std::vector<NewRecord> many;
+  for (int i = 0; i < count; ++i) many.push_back(NewRecord().description("n", i));
+  const std::vector<std::string> ids = plots.insertMany(many);
+  const auto expectOrder = [&] {
+    int expected = count;
+    for (const auto& [id, record] : plots.find({}, {sortBy("n:desc")}))
+      EXPECT_EQ(record.descriptionAs<int>("n"), --expected);
+    EXPECT_EQ(expected, 0);
+  };
+  expectOrder();
+  // Other programs may write ids of other kinds, by which nothing can be asked for.
+  ObjectProperties foreign = plots.read(ids[1000])->document();
+  plots.remove(Selection::ofIds({ids[1000]}));
+  foreign.setValueInt32("_id", 7);
+  std::string unused;
+  client.insert("experiment", "records", &foreign, unused);
+  expectOrder();
 }
 
 TEST_P(RecordsContract, ARecordMayBeChangedWhileOthersAreGoneThrough) {

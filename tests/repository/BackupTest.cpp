@@ -9,7 +9,7 @@
 
 #include "database_provider/backup.h"
 
-namespace database_provider::testing {
+namespace database_provider {
 
 using database_client::Error;
 
@@ -103,4 +103,4 @@ TEST_F(BackupTest, IsPutBackIntoAStoreInMemoryDocumentByDocument) {
 
 }  // namespace
 
-}  // namespace database_provider::testing
+}  // namespace database_provider

@@ -9,7 +9,7 @@
 
 #include "database_provider/files.h"
 
-namespace database_provider::testing {
+namespace database_provider {
 
 namespace {
 
@@ -92,4 +92,4 @@ TEST_F(FileRootsTest, TheRootGivenLastHolds) {
 
 }  // namespace
 
-}  // namespace database_provider::testing
+}  // namespace database_provider

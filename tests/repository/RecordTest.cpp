@@ -143,6 +143,12 @@ TEST(NewRecordTest, IsWrittenWithADoubleAsItsOnlyDescription) {
   EXPECT_EQ(recordOf(NewRecord().description("big", std::int64_t{1})).description("big"), Value(std::int64_t{1}));
 }
 
+TEST(NewRecordTest, TakesAZeroForANumber) {
+  EXPECT_EQ(recordOf(NewRecord().description("n", 0)).description("n"), Value(std::int32_t{0}));
+  const char* text = "dry";
+  EXPECT_EQ(recordOf(NewRecord().description("n", text)).description("n"), Value(std::string("dry")));
+}
+
 TEST(NewRecordTest, RefusesWhatARecordCannotHold) {
   const auto refusal = [](const NewRecord& record, RecordKind kind = RecordKind::experiment) {
     return failure([&] { record.toDocument(kind); });

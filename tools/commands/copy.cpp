@@ -4,10 +4,10 @@
 #include <optional>
 #include <utility>
 
+#include "importing/Importer.h"
 #include "tools/commands/commands.h"
 #include "tools/commands/options.h"
 #include "tools/core/PassedOver.h"
-#include "tools/input/Import.h"
 #include "tools/terminal/Interrupt.h"
 #include "tools/terminal/Progress.h"
 #include "values/Text.h"
@@ -164,7 +164,7 @@ void copyCategories(RecordKind kind, DataBaseClient& from, DataBaseClient& to, C
   const std::vector<std::string> names = categoriesOf(kind, from);
   if (names.empty()) return;
   const std::size_t before = categoriesOf(kind, to).size();
-  addCategories(*providerOf(kind, to), names);
+  importing::addCategories(to, kind, names);
   ++(categoriesOf(kind, to).size() > before ? counts.copied : counts.alike);
 }
 

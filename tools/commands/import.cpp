@@ -1,13 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
+
 #include "tools/input/Import.h"
 
 #include <algorithm>
+#include <chrono>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "tools/commands/commands.h"
 #include "tools/commands/options.h"
+#include "tools/input/Columns.h"
+#include "values/Text.h"
 
 namespace database_provider::recordctl {
 
@@ -21,6 +25,8 @@ struct ImportOptions {
   std::string format{};
   std::string sourceHost{};
   std::string timeUnit{};
+  std::vector<std::string> key{};
+  std::string onMatch{};
   bool keepIds = false;
   bool allOrNothing = false;
   KindOption kind{};
@@ -32,37 +38,61 @@ std::vector<InputSource> sourcesOf(const ImportOptions& options) {
   return result;
 }
 
-void checkRecords(const ImportPlan& plan) {
+void checkRecords(const ImportTask& task) {
   bool areRecords = false;
-  for (const InputSource& source : plan.sources) areRecords = areRecords || source.format == RowFormat::records;
-  if (areRecords && (!plan.columns.isEmpty() || !plan.sourceHost.empty()))
+  for (const InputSource& source : task.sources) areRecords = areRecords || source.format == RowFormat::records;
+  if (areRecords && (!importing::columnNames(task.plan).empty() || !task.plan.sourceHost.empty()))
     throw UsageError("records are imported as they are; columns and a source are for plain rows");
-  if (!areRecords && plan.keepIds) throw UsageError("--keep-ids: only --format records has ids");
+  if (areRecords && !task.plan.key.empty())
+    throw UsageError("--key: records are imported as they are; a key is for plain rows");
+  if (!areRecords && task.plan.keepIds) throw UsageError("--keep-ids: only --format records has ids");
 }
 
-void checkKind(const ImportPlan& plan) {
-  if (plan.kind == RecordKind::scenario && !plan.sourceHost.empty())
+void checkKind(const ImportTask& task) {
+  if (task.kind == RecordKind::scenario && !task.plan.sourceHost.empty())
     throw UsageError("--source-host: a scenario has no data source");
-  const std::list<ObjectType> supported = newRecordOf(plan.kind)->supportedObjectTypes();
-  for (const Columns::File& file : plan.columns.files) {
+  const std::list<ObjectType> supported = newRecordOf(task.kind)->supportedObjectTypes();
+  for (const ImportPlan::File& file : task.plan.files) {
     if (std::find(supported.begin(), supported.end(), file.kind) == supported.end())
       throw UsageError("--file: records of this kind have no " + objectTypeName(file.kind) + " files");
   }
 }
 
+/// Names stay escaped, as the library reads them: a colon tells a category from a description.
+std::vector<std::string> parseKey(const std::vector<std::string>& texts) {
+  std::vector<std::string> result;
+  for (const std::string& text : texts) {
+    for (std::string& name : values::splitEscaped(text, ',')) {
+      if (name.empty()) throw UsageError("--key: a name is empty");
+      result.push_back(std::move(name));
+    }
+  }
+  return result;
+}
+
+OnMatch parseOnMatch(const ImportOptions& options) {
+  if (!options.onMatch.empty() && options.key.empty())
+    throw UsageError("--on-match: without --key every row is a new record");
+  if (options.onMatch == "replace") return OnMatch::replace;
+  if (options.onMatch == "skip") return OnMatch::skip;
+  return options.onMatch == "fail" ? OnMatch::fail : OnMatch::update;
+}
+
 void runImport(Session& session, const ImportOptions& options) {
-  ImportPlan plan;
-  plan.sources = sourcesOf(options);
-  plan.kind = options.kind.kind();
-  plan.columns = parseColumns(options.categories, options.descriptions, options.fileColumns);
+  ImportTask task;
+  task.sources = sourcesOf(options);
+  task.kind = options.kind.kind();
+  task.plan = parseColumns(options.categories, options.descriptions, options.fileColumns);
   if (!options.timeUnit.empty())
-    plan.columns.timeUnit = options.timeUnit == "s" ? TimeUnit::seconds : TimeUnit::milliseconds;
-  plan.sourceHost = options.sourceHost;
-  plan.keepIds = options.keepIds;
-  plan.allOrNothing = options.allOrNothing;
-  checkRecords(plan);
-  checkKind(plan);
-  Import import(session, std::move(plan));
+    task.plan.timeUnit = options.timeUnit == "s" ? std::chrono::seconds(1) : std::chrono::milliseconds(1);
+  task.plan.sourceHost = options.sourceHost;
+  task.plan.keepIds = options.keepIds;
+  task.plan.allOrNothing = options.allOrNothing;
+  task.plan.key = parseKey(options.key);
+  task.plan.onMatch = parseOnMatch(options);
+  checkRecords(task);
+  checkKind(task);
+  Import import(session, std::move(task));
   import.checkFiles();
   import.run();
 }
@@ -84,6 +114,12 @@ void addImport(const Command& commands, Session& session) {
   command.option("--file", "KIND:HOST:COLUMN", options->fileColumns,
                  "a column of paths that become references to files (xml, media, archive, document, extraXml)");
   command.option("--source-host", "HOST", options->sourceHost, "the data server that the experiments' data lies on");
+  command.option("--key", "A,B", options->key,
+                 "categories, descriptions or id: a row whose key a record has changes that record; columns that are "
+                 "not named are then what the store has under their names");
+  command.option("--on-match", "HOW", options->onMatch,
+                 "what becomes of that record: update (the default) sets what the row has, replace, skip, or fail",
+                 Traits::oneOf({"update", "replace", "skip", "fail"}));
   command.flag("--keep-ids", options->keepIds, "keep the ids of exported records");
   command.flag("--all-or-nothing", options->allOrNothing, "write nothing unless every row is good");
   command.run([&session, options] { runImport(session, *options); });

@@ -69,7 +69,7 @@ class SumoImport {
   void run() {
     forEachSumoConfig(options_.folder, {[this](const fs::path& file) { add(file); },
                                         [this](const fs::path& path, const std::string& reason) {
-                                          bad_.add({path.string()}, "", reason);
+                                          bad_.add({{path.string()}, "", reason});
                                         }});
     if (writer_) writer_->flush();
     progress_.hide();
@@ -77,14 +77,18 @@ class SumoImport {
     if (!writer_ && bad_.count() == 0)
       throw UsageError(options_.folder + ": there is no .sumocfg file under this folder");
     if (bad_.count() > 0) session_.noteFailure();
-    printSummary(session_, {writer_ ? writer_->written() : 0, bad_.count()}, progress_.seconds());
+    ImportCounts counts;
+    counts.rows.imported = writer_ ? static_cast<long long>(writer_->written()) : 0;
+    counts.rows.failed = static_cast<long long>(bad_.count());
+    printSummary(session_, counts, progress_.seconds());
   }
 
  private:
   void start() {
     DataBaseClient& client = session_.store(Access::create);
-    addCategories(*providerOf(RecordKind::scenario, client), {nameCategory, networkCategory});
-    writer_ = std::make_unique<BatchWriter>(client, placeOf(RecordKind::scenario), bad_);
+    importing::addCategories(client, RecordKind::scenario, {nameCategory, networkCategory});
+    writer_ = std::make_unique<importing::BatchWriter>(client, placeOf(RecordKind::scenario),
+                                                       [this](const BadRow& row) { bad_.add(row); });
   }
 
   void add(const fs::path& file) {
@@ -101,9 +105,9 @@ class SumoImport {
     try {
       return std::unique_ptr<ObjectProperties>(scenarioOf(file, options_)->take());
     } catch (const SumoError& error) {
-      bad_.add({file.string()}, error.option(), error.what());
+      bad_.add({{file.string()}, error.option(), error.what()});
     } catch (const database_client::Error& error) {
-      bad_.add({file.string()}, error.where(), error.what());
+      bad_.add({{file.string()}, error.where(), error.what()});
     }
     return nullptr;
   }
@@ -112,7 +116,7 @@ class SumoImport {
   SumoOptions options_;
   Progress progress_{0};
   BadRows bad_{[this] { progress_.hide(); }};
-  std::unique_ptr<BatchWriter> writer_{};
+  std::unique_ptr<importing::BatchWriter> writer_{};
   std::uint64_t count_ = 0;
 };
 

@@ -43,12 +43,6 @@ ObjectProperties toJson(const Record& record, const std::optional<NameColumns>& 
   return result;
 }
 
-std::optional<NameInUse::Kind> kindOf(Field field) {
-  if (field == Field::category) return NameInUse::Kind::category;
-  if (field == Field::description) return NameInUse::Kind::description;
-  return std::nullopt;
-}
-
 /// Takes the columns out of `columns` whose names no record has, and says so of each.
 void dropUnknown(Session& session, const ListOptions& options, NameColumns& columns) {
   const RecordKind kind = options.selection.kind.kind();
@@ -66,8 +60,8 @@ void dropUnknown(Session& session, const ListOptions& options, NameColumns& colu
 /// than are held back for that, those that any record of the store has.
 class RecordTable {
  public:
-  RecordTable(NameColumns columns, bool areGiven, std::function<Catalogue()> catalogue)
-      : columns_(std::move(columns)), areGiven_(areGiven), catalogue_(std::move(catalogue)) {}
+  RecordTable(NameColumns columns, bool areGiven, std::function<std::vector<NameInUse>()> names)
+      : columns_(std::move(columns)), areGiven_(areGiven), names_(std::move(names)) {}
 
   void add(Record record) {
     if (table_) {
@@ -76,7 +70,7 @@ class RecordTable {
     }
     if (!areGiven_) columns_.addNamesOf(record);
     if (waiting_.size() == rowsThatGiveTheColumns) {
-      if (!areGiven_) columns_.addNamesOf(catalogue_());
+      if (!areGiven_) columns_.addNamesOf(names_());
       start();
       write(record);
       return;
@@ -108,7 +102,7 @@ class RecordTable {
 
   NameColumns columns_;
   bool areGiven_;
-  std::function<Catalogue()> catalogue_;
+  std::function<std::vector<NameInUse>()> names_;
   std::vector<Record> waiting_{};
   std::optional<Table> table_{};
   std::size_t notShown_ = 0;
@@ -152,12 +146,10 @@ void list(Session& session, const ListOptions& options) {
   if (isFirstScreen) find.limit = recordsOnATerminal;
   std::optional<NameColumns> given;
   if (!options.columns.empty()) given = NameColumns::parse(options.columns);
-  DataBaseClient& client = session.store(Access::existing);
   if (given) dropUnknown(session, options, *given);
   tellUnknown(session, options, find.sort);
-  RecordTable table(given ? *given : usualColumns(session, kind), given.has_value(),
-                    [&] { return Catalogue::of(kind, client); });
   const Records records = session.records(kind);
+  RecordTable table(given ? *given : usualColumns(session, kind), given.has_value(), [&] { return records.names(); });
   int count = 0;
   records.forEach(selection, find, [&](Record&& record) {
     checkInterrupt();

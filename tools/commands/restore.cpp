@@ -3,8 +3,8 @@
 #include <memory>
 
 #include "database_provider/backup.h"
+#include "tools/commands/choice.h"
 #include "tools/commands/commands.h"
-#include "tools/commands/options.h"
 #include "tools/core/Network.h"
 #include "tools/terminal/Interrupt.h"
 #include "tools/terminal/Terminal.h"
@@ -19,10 +19,6 @@ struct RestoreArguments {
   bool yes = false;
   bool dryRun = false;
 };
-
-std::string records(long long count) {
-  return std::to_string(count) + (count == 1 ? " record" : " records");
-}
 
 void tell(const Session& session, const BackupReport& report, bool isDone) {
   if (session.json()) {

@@ -3,10 +3,11 @@
 #include <memory>
 #include <set>
 
+#include "importing/InputFile.h"
 #include "tools/commands/commands.h"
 #include "tools/commands/options.h"
 #include "tools/core/StoreParts.h"
-#include "tools/input/InputFile.h"
+#include "tools/input/InputSource.h"
 #include "tools/terminal/Terminal.h"
 #include "values/Text.h"
 
@@ -34,7 +35,7 @@ ObjectProperties queryOf(const SettingsOptions& options) {
 std::string textOf(const SettingsOptions& options) {
   if (options.json != "-") return options.json;
   if (standardInputIsTerminal()) std::cerr << "recordctl: type the block; Ctrl-D on a line of its own ends it\n";
-  InputFile input("-");
+  importing::InputFile input("-", awaitedBytes("-"));
   std::string result;
   while (input.hasMore()) result += input.takeChunk();
   return result;

@@ -10,18 +10,6 @@
 
 namespace database_provider::recordctl {
 
-std::string valueText(const std::optional<Value>& value) {
-  struct Text {
-    std::string operator()(const std::string& text) const { return text; }
-    std::string operator()(bool boolean) const { return boolean ? "true" : "false"; }
-    std::string operator()(std::int32_t integer) const { return std::to_string(integer); }
-    std::string operator()(std::int64_t integer) const { return std::to_string(integer); }
-    std::string operator()(double real) const { return values::formatReal(real); }
-    std::string operator()(Time time) const { return values::formatTime(time.milliseconds); }
-  };
-  return value ? std::visit(Text(), *value) : std::string();
-}
-
 Table::Cell valueCell(const std::optional<Value>& value) {
   return {valueText(value), value && numberOf(*value)};
 }
@@ -36,21 +24,6 @@ std::string figureText(double figure) {
 
 Table::Cell figureCell(const std::optional<double>& figure) {
   return {figure ? figureText(*figure) : "", true};
-}
-
-void putValue(ObjectProperties& document, const std::string& key, const std::optional<Value>& value) {
-  struct Put {
-    ObjectProperties& document;
-    const std::string& key;
-    void operator()(const std::string& text) const { document.setValueString(key, text); }
-    void operator()(bool boolean) const { document.setValueBool(key, boolean); }
-    void operator()(std::int32_t integer) const { document.setValueInt32(key, integer); }
-    void operator()(std::int64_t integer) const { document.setValueInt64(key, integer); }
-    void operator()(double real) const { document.setValueDouble(key, real); }
-    void operator()(Time time) const { document.setValueTime(key, time.milliseconds); }
-  };
-  if (!value) return document.setValueNull(key);
-  std::visit(Put{document, key}, *value);
 }
 
 void putText(ObjectProperties& document, const std::string& key, const std::optional<std::string>& text) {

@@ -2,6 +2,7 @@
 #include "tools/input/BadRows.h"
 
 #include <iostream>
+#include <string>
 
 #include "values/Text.h"
 
@@ -16,11 +17,12 @@ constexpr std::size_t longestReason = 500;
 
 }  // namespace
 
-void BadRows::add(const RowOrigin& origin, const std::string& column, const std::string& reason) {
+void BadRows::add(const BadRow& row) {
+  const RowOrigin& origin = row.origin;
   if (++count_ > toldInFull) return;
   beforeLine_();
   std::cerr << origin.file << (origin.line > 0 ? ":" + std::to_string(origin.line) : "") << ": "
-            << (column.empty() ? "" : excerpt(column) + ": ") << excerpt(reason, longestReason)
+            << (row.column.empty() ? "" : excerpt(row.column) + ": ") << excerpt(row.reason, longestReason)
             << (origin.row > 0 ? " (row " + std::to_string(origin.row) + ")" : "") << '\n';
 }
 

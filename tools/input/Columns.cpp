@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "tools/values/Errors.h"
+#include "values/Cell.h"
 #include "values/Text.h"
 
 namespace database_provider::recordctl {
@@ -28,13 +29,6 @@ bool isBlank(const std::string& name) {
   return name.find_first_not_of(" \t\r\n") == std::string::npos;
 }
 
-ObjectType parseKind(const std::string& name) {
-  for (const auto& [known, kind] : kinds) {
-    if (lowered(known) == lowered(name)) return kind;
-  }
-  throw UsageError("--file: unknown kind " + inQuotes(name) + "; xml, media, archive, document and extraXml are known");
-}
-
 /// The pieces of all texts, still escaped.
 std::vector<std::string> pieces(const std::vector<std::string>& texts) {
   std::vector<std::string> result;
@@ -52,21 +46,22 @@ void requireNamesOnce(const std::vector<std::string>& names, const std::string& 
   }
 }
 
-Columns::Description parseDescription(const std::string& text) {
+ImportPlan::Description parseDescription(const std::string& text) {
   const auto parts = splitEscaped(text, ':');
   if (parts.size() != 2)
-    throw UsageError("--description: expected NAME:TYPE, found " + inQuotes(text) + "; types are " + columnTypeNames());
-  const auto type = columnType(parts.back());
+    throw UsageError("--description: expected NAME:TYPE, found " + inQuotes(text) + "; types are " +
+                     values::columnTypeNames());
+  const auto type = values::columnType(parts.back());
   if (!type)
     throw UsageError("--description: unknown type " + inQuotes(parts.back()) + " of " + inQuotes(unescaped(parts[0])) +
-                     "; types are " + columnTypeNames());
+                     "; types are " + values::columnTypeNames());
   return {unescaped(parts.front()), *type};
 }
 
-Columns::File parseFile(const std::string& text) {
+ImportPlan::File parseFile(const std::string& text) {
   const auto parts = splitEscaped(text, ':');
   if (parts.size() != 3) throw UsageError("--file: expected KIND:HOST:COLUMN, found " + inQuotes(text));
-  return {parseKind(parts[0]), unescaped(parts[1]), unescaped(parts[2])};
+  return {parseObjectType(parts[0]), unescaped(parts[1]), unescaped(parts[2])};
 }
 
 template <class Items>
@@ -79,17 +74,6 @@ std::vector<std::string> namesOf(const Items& items) {
 
 }  // namespace
 
-std::vector<std::string> Columns::names() const {
-  std::vector<std::string> result;
-  std::set<std::string> seen;
-  for (const auto& names : {categories, namesOf(descriptions), namesOf(files)}) {
-    for (const std::string& name : names) {
-      if (seen.insert(name).second) result.push_back(name);
-    }
-  }
-  return result;
-}
-
 std::vector<std::string> parseNames(const std::vector<std::string>& texts, const std::string& option) {
   std::vector<std::string> result = pieces(texts);
   for (std::string& name : result) {
@@ -100,9 +84,9 @@ std::vector<std::string> parseNames(const std::vector<std::string>& texts, const
   return result;
 }
 
-Columns parseColumns(const std::vector<std::string>& categories, const std::vector<std::string>& descriptions,
-                     const std::vector<std::string>& files) {
-  Columns result;
+ImportPlan parseColumns(const std::vector<std::string>& categories, const std::vector<std::string>& descriptions,
+                        const std::vector<std::string>& files) {
+  ImportPlan result;
   result.categories = parseNames(categories, "--category");
   for (const std::string& piece : pieces(descriptions)) result.descriptions.push_back(parseDescription(piece));
   requireNamesOnce(namesOf(result.descriptions), "--description");
@@ -112,6 +96,13 @@ Columns parseColumns(const std::vector<std::string>& categories, const std::vect
     throw UsageError("--category, --description and --file name more than " + std::to_string(maximalColumns) +
                      " columns");
   return result;
+}
+
+ObjectType parseObjectType(const std::string& name) {
+  for (const auto& [known, kind] : kinds) {
+    if (lowered(known) == lowered(name)) return kind;
+  }
+  throw UsageError("--file: unknown kind " + inQuotes(name) + "; xml, media, archive, document and extraXml are known");
 }
 
 std::string objectTypeName(ObjectType type) {

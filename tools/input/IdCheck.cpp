@@ -46,7 +46,7 @@ IdCheck::IdCheck(DataBaseClient& client, RecordPlace place, BadRows& bad)
     : client_(client),
       place_(place),
       seen_(connectTo("file:" + folder_.file() + "?synchronous=normal&exclusive=true", "", "", Access::create)),
-      writer_(*seen_, place_, bad) {}
+      writer_(*seen_, place_, [&bad](const BadRow& row) { bad.add(row); }) {}
 
 void IdCheck::add(const ObjectProperties& document, RowOrigin origin) {
   if (!document.contains("_id")) return;

@@ -7,9 +7,9 @@
 #include <memory>
 #include <vector>
 
+#include "importing/BatchWriter.h"
 #include "tools/core/Records.h"
 #include "tools/input/BadRows.h"
-#include "tools/input/BatchWriter.h"
 
 namespace database_provider::recordctl {
 
@@ -46,7 +46,7 @@ class IdCheck {
   RecordPlace place_;
   Folder folder_{};
   std::unique_ptr<DataBaseClient> seen_;
-  BatchWriter writer_;
+  importing::BatchWriter writer_;
   std::vector<std::unique_ptr<ObjectProperties>> waiting_{};
   std::vector<RowOrigin> origins_{};
 };

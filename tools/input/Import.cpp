@@ -19,6 +19,8 @@ namespace database_provider::recordctl {
 
 namespace {
 
+using importing::Row;
+using importing::RowError;
 using values::inQuotes;
 
 std::uint64_t totalSize(const std::vector<InputSource>& sources) {
@@ -66,7 +68,7 @@ const StorePart& partNamedBy(const InputSource& source, const Row& row) {
 
 /// Takes the columns of one file out of `missing`, reading it to its end; whether it has rows.
 bool findColumns(const InputSource& source, std::set<std::string>& missing) {
-  const auto reader = openRows(source.path, source.format);
+  const auto reader = source.open();
   for (const std::string& name : reader->header()) missing.erase(name);
   Row row;
   bool hasRows = !reader->header().empty();
@@ -111,62 +113,49 @@ std::vector<std::string> configuredNames(const ObjectProperties& configuration) 
   return result;
 }
 
-/// As the store does when the document is inserted, with an id that may still be missing.
-void checkSize(const ObjectProperties& document) {
-  constexpr std::size_t largest = 16U << 20U;
-  constexpr std::size_t sizeOfId = 17;
-  const std::size_t size = document.toBson().size() + (document.contains("_id") ? 0 : sizeOfId);
-  if (size > largest) throw BadRow("", "larger than 16 MiB");
+ImportResult sumOf(const ImportResult& left, const ImportResult& right) {
+  return {left.imported + right.imported, left.updated + right.updated, left.unchanged + right.unchanged,
+          left.failed + right.failed};
 }
 
 }  // namespace
 
-bool InputSource::canBeReadOnlyOnce() const {
-  std::error_code error;
-  return path == "-" || (std::filesystem::exists(path, error) && !std::filesystem::is_regular_file(path, error) &&
-                         !std::filesystem::is_directory(path, error));
-}
-
-void addCategories(const DatabaseProviderInterface& provider, const std::vector<std::string>& names) {
-  std::list<std::string> configured;
-  provider.enumCategoriesNames(configured);
-  const std::size_t before = configured.size();
-  for (const std::string& name : names) {
-    if (std::find(configured.begin(), configured.end(), name) == configured.end()) configured.push_back(name);
-  }
-  if (configured.size() > before) provider.setCategoriesNames(configured);
-}
-
 void printSummary(const Session& session, const ImportCounts& counts, double seconds) {
+  const ImportResult& rows = counts.rows;
   if (session.json()) {
     ObjectProperties result;
-    result.setValueInt64("imported", static_cast<std::int64_t>(counts.records));
-    result.setValueInt64("failed", static_cast<std::int64_t>(counts.failed));
+    result.setValueInt64("imported", rows.imported);
+    if (counts.hasKey) {
+      result.setValueInt64("updated", rows.updated);
+      result.setValueInt64("unchanged", rows.unchanged);
+    }
+    result.setValueInt64("failed", rows.failed);
     result.setValueDouble("seconds", seconds);
     writeJson(result);
     return;
   }
   char time[32];
   static_cast<void>(std::snprintf(time, sizeof time, "%.1f", seconds));
-  std::cout << counts.records << (counts.records == 1 ? " record" : " records") << " imported";
+  std::cout << rows.imported << (rows.imported == 1 ? " record" : " records") << " imported";
+  if (counts.hasKey) std::cout << ", " << rows.updated << " updated, " << rows.unchanged << " unchanged";
   if (counts.others > 0) std::cout << ", " << counts.others << " settings and configurations";
-  if (counts.failed > 0) std::cout << ", " << counts.failed << (counts.failed == 1 ? " row" : " rows") << " failed";
+  if (rows.failed > 0) std::cout << ", " << rows.failed << (rows.failed == 1 ? " row" : " rows") << " failed";
   std::cout << ", in " << time << " s\n";
 }
 
-Import::Import(Session& session, ImportPlan plan)
+Import::Import(Session& session, ImportTask task)
     : session_(session),
-      plan_(std::move(plan)),
-      maker_(plan_.kind, plan_.columns, plan_.sourceHost),
-      progress_(totalSize(plan_.sources)),
+      task_(std::move(task)),
+      maker_(task_.kind, task_.plan),
+      progress_(totalSize(task_.sources)),
       bad_([this] { progress_.hide(); }) {}
 
 void Import::checkFiles() const {
-  const std::vector<std::string> names = plan_.columns.names();
+  const std::vector<std::string> names = importing::columnNames(task_.plan);
   std::set<std::string> missing(names.begin(), names.end());
   bool hasRows = false;
   bool hasUnchecked = false;
-  for (const InputSource& source : plan_.sources) {
+  for (const InputSource& source : task_.sources) {
     if (source.canBeReadOnlyOnce())
       hasUnchecked = true;
     else
@@ -179,7 +168,9 @@ void Import::checkFiles() const {
 }
 
 void Import::run() {
-  if (plan_.allOrNothing && session_.isNewFile()) return intoNewFile();
+  // In a store that is not there yet, the key can only be of the columns that are named.
+  if (session_.isNewFile() && !task_.plan.key.empty()) static_cast<void>(importing::RecordKey(task_.plan, {}));
+  if (task_.plan.allOrNothing && session_.isNewFile()) return intoNewFile();
   // A store that refuses does so before the rows are read; a file that is not there is made for the first good row.
   if (!session_.isNewFile()) session_.store(Access::create);
   intoStore();
@@ -200,7 +191,7 @@ void Import::intoNewFile() {
 }
 
 void Import::intoStore() {
-  if (!plan_.allOrNothing) {
+  if (!task_.plan.allOrNothing) {
     write();
     summarise(false);
   } else if (hasTransactions(session_.store(Access::create))) {
@@ -216,22 +207,43 @@ void Import::intoStore() {
 
 void Import::writeInTransaction() {
   database_client::Transaction transaction(session_.store(Access::create));
+  isInTransaction_ = true;
   write();
   if (bad_.count() == 0) transaction.commit();
 }
 
-BatchWriter& Import::writer(RecordKind kind) {
-  const auto found = writers_.find(kind);
-  if (found != writers_.end()) return found->second;
-  return writers_
-      .emplace(std::piecewise_construct, std::forward_as_tuple(kind),
-               std::forward_as_tuple(session_.store(Access::create), placeOf(kind), bad_))
-      .first->second;
+importing::Importer& Import::importer(RecordKind kind) {
+  const auto found = importers_.find(kind);
+  if (found != importers_.end()) return found->second;
+  importing::Importer& result = importers_
+                                    .emplace(std::piecewise_construct, std::forward_as_tuple(kind),
+                                             std::forward_as_tuple(
+                                                 Records(session_.store(Access::create), kind), task_.plan,
+                                                 [this](const BadRow& row) { bad_.add(row); },
+                                                 importing::Importer::Mode{isInTransaction_, false}))
+                                    .first->second;
+  noteKeys(result);
+  return result;
 }
 
-std::size_t Import::written() const {
-  return std::accumulate(writers_.begin(), writers_.end(), std::size_t{0},
-                         [](std::size_t sum, const auto& entry) { return sum + entry.second.written(); });
+/// Rows that have a key in common are to be known before the first of them goes in.
+void Import::noteKeys(importing::Importer& importer) {
+  const bool canBeReadTwice = std::none_of(task_.sources.begin(), task_.sources.end(),
+                                           [](const InputSource& source) { return source.canBeReadOnlyOnce(); });
+  if (!importer.wantsKeys() || !canBeReadTwice) return;
+  for (const InputSource& source : task_.sources) {
+    const auto reader = source.open();
+    Row row;
+    while (reader->next(row)) {
+      checkInterrupt();
+      importer.noteKey(row, source.path);
+    }
+  }
+}
+
+ImportResult Import::written() const {
+  return std::accumulate(importers_.begin(), importers_.end(), ImportResult(),
+                         [](const ImportResult& sum, const auto& entry) { return sumOf(sum, entry.second.result()); });
 }
 
 void Import::summarise(bool isUndone) {
@@ -239,17 +251,23 @@ void Import::summarise(bool isUndone) {
   bad_.finish();
   if (isUndone) std::cerr << "recordctl: nothing was written, since some rows are bad\n";
   if (bad_.count() > 0) session_.noteFailure();
-  printSummary(session_, isUndone ? ImportCounts{0, bad_.count()} : ImportCounts{written(), bad_.count(), others_},
-               progress_.seconds());
+  ImportCounts counts;
+  counts.hasKey = !task_.plan.key.empty();
+  if (!isUndone) {
+    counts.rows = written();
+    counts.others = others_;
+  }
+  counts.rows.failed = static_cast<long long>(bad_.count());
+  printSummary(session_, counts, progress_.seconds());
 }
 
 template <class Step>
 void Import::forEachRow(const Step& step) {
   std::uint64_t before = 0;
   std::uint64_t count = 0;
-  for (const InputSource& source : plan_.sources) {
-    const auto reader = openRows(source.path, source.format);
-    const StorePart* part = &recordsPart(plan_.kind);
+  for (const InputSource& source : task_.sources) {
+    const auto reader = source.open();
+    const StorePart* part = &recordsPart(task_.kind);
     Row row;
     while (reader->next(row)) {
       checkInterrupt();
@@ -259,8 +277,8 @@ void Import::forEachRow(const Step& step) {
       }
       try {
         step(*part, source, row);
-      } catch (const BadRow& bad) {
-        bad_.add({source.path, row.line, row.number}, bad.column(), bad.what());
+      } catch (const RowError& bad) {
+        bad_.add({{source.path, row.line, row.number}, bad.column(), bad.what()});
       }
       progress_.update(before + reader->position(), ++count);
     }
@@ -269,35 +287,33 @@ void Import::forEachRow(const Step& step) {
 }
 
 bool Import::isEveryRowGood() {
-  if (std::any_of(plan_.sources.begin(), plan_.sources.end(), [](const auto& s) { return s.canBeReadOnlyOnce(); }))
+  if (std::any_of(task_.sources.begin(), task_.sources.end(), [](const auto& s) { return s.canBeReadOnlyOnce(); }))
     throw UsageError("a pipe cannot be checked first, and this store has no transactions; give a file");
   DataBaseClient& client = session_.store(Access::create);
   std::map<RecordKind, std::unique_ptr<IdCheck>> ids;
-  if (plan_.keepIds) {
+  if (task_.plan.keepIds) {
     for (const RecordKind kind : {RecordKind::experiment, RecordKind::scenario})
       ids.emplace(kind, std::make_unique<IdCheck>(client, placeOf(kind), bad_));
   }
+  importing::Importer check(Records(client, task_.kind), task_.plan, [this](const BadRow& row) { bad_.add(row); },
+                            {false, true});
+  noteKeys(check);
   forEachRow([&](const StorePart& part, const InputSource& source, const Row& row) {
+    if (source.format != RowFormat::records) return check.add(row, source.path, false);
     const auto document = documentOf(source, row);
-    checkSize(*document);
+    importing::checkSize(*document);
     if (part.contents == StorePart::Contents::settings) static_cast<void>(isSettingThere(*document));
     const bool isRecord = part.contents == StorePart::Contents::records;
-    if (isRecord && plan_.keepIds) ids.at(part.kind)->add(*document, {source.path, row.line, row.number});
+    if (isRecord && task_.plan.keepIds) ids.at(part.kind)->add(*document, {source.path, row.line, row.number});
   });
-  for (const auto& [kind, check] : ids) check->flush();
+  check.finish();
+  for (const auto& [kind, idCheck] : ids) idCheck->flush();
   return bad_.count() == 0;
 }
 
 std::unique_ptr<ObjectProperties> Import::documentOf(const InputSource& source, const Row& row) const {
-  if (source.format != RowFormat::records) return std::unique_ptr<ObjectProperties>(maker_.make(row)->take());
-  if (!row.problem.empty()) throw BadRow("", row.problem);
-  try {
-    auto document = std::make_unique<ObjectProperties>(row.document());
-    if (!plan_.keepIds) document->removeKey("_id");
-    return document;
-  } catch (const database_client::Error& error) {
-    throw BadRow(error.where(), error.what());
-  }
+  if (source.format == RowFormat::records) return importing::recordOf(row, task_.plan.keepIds);
+  return std::unique_ptr<ObjectProperties>(maker_.make(row)->take());
 }
 
 void Import::write() {
@@ -305,38 +321,29 @@ void Import::write() {
     addRows();
   } catch (const std::runtime_error&) {
     progress_.hide();
-    if (!plan_.allOrNothing && written() > 0)
-      std::cerr << "recordctl: " << written() << " records were written before this\n";
+    const ImportResult done = written();
+    if (!task_.plan.allOrNothing && done.imported + done.updated > 0)
+      std::cerr << "recordctl: " << done.imported + done.updated << " records were written before this\n";
     throw;
   }
 }
 
 void Import::addRows() {
-  forEachRow([this](const StorePart& part, const InputSource& source, const Row& row) {
-    addRow(part, source, row);
-    configureOnce();
-  });
-  for (auto& [kind, writer] : writers_) writer.flush();
-  configureOnce();
+  forEachRow([this](const StorePart& part, const InputSource& source, const Row& row) { addRow(part, source, row); });
+  for (auto& [kind, importer] : importers_) importer.finish();
 }
 
 void Import::addRow(const StorePart& part, const InputSource& source, const Row& row) {
-  auto document = documentOf(source, row);
   switch (part.contents) {
     case StorePart::Contents::records:
-      return writer(part.kind).add(std::move(document), {source.path, row.line, row.number}, row.size());
+      // A file that is not there is made for the first good row.
+      if (importers_.empty()) static_cast<void>(documentOf(source, row));
+      return importer(part.kind).add(row, source.path, source.format == RowFormat::records);
     case StorePart::Contents::configuration:
-      return configure(part.kind, *document);
+      return configure(part.kind, *documentOf(source, row));
     case StorePart::Contents::settings:
-      return addSetting(*document);
+      return addSetting(*documentOf(source, row));
   }
-}
-
-/// Categories are configured with the first record that went in, so that an import of none changes nothing.
-void Import::configureOnce() {
-  if (isConfigured_ || written() == 0) return;
-  addCategories(*session_.provider(plan_.kind, Access::create), plan_.columns.categories);
-  isConfigured_ = true;
 }
 
 void Import::insert(const StorePart& part, const ObjectProperties& document) {
@@ -345,7 +352,7 @@ void Import::insert(const StorePart& part, const ObjectProperties& document) {
     session_.store(Access::create).insert(part.database, part.collection, &document, id);
   } catch (const database_client::Error& error) {
     if (error.kind() != database_client::Error::Kind::duplicateKey) throw;
-    throw BadRow("_id", "there is another document of this id already");
+    throw RowError("_id", "there is another document of this id already");
   }
   ++others_;
 }
@@ -355,13 +362,14 @@ void Import::configure(RecordKind kind, const ObjectProperties& configuration) {
   const StorePart& part = configurationPart(kind);
   DataBaseClient& client = session_.store(Access::create);
   if (client.count(part.database, part.collection, ObjectProperties()) == 0) return insert(part, configuration);
-  addCategories(*session_.provider(kind, Access::create), configuredNames(configuration));
+  importing::addCategories(client, kind, configuredNames(configuration));
   ++others_;
 }
 
-/// Throws `BadRow` where the user has other settings under the same tag.
+/// Throws `RowError` where the user has other settings under the same tag.
 bool Import::isSettingThere(const ObjectProperties& setting) {
-  if (!setting.contains("user") || !setting.contains("tag")) throw BadRow("", R"(settings have a "user" and a "tag")");
+  if (!setting.contains("user") || !setting.contains("tag"))
+    throw RowError("", R"(settings have a "user" and a "tag")");
   const StorePart& part = settingsPart();
   std::optional<ObjectProperties> there;
   session_.store(Access::create)
@@ -372,7 +380,7 @@ bool Import::isSettingThere(const ObjectProperties& setting) {
                 });
   if (!there) return false;
   if (withoutId(*there) != withoutId(setting))
-    throw BadRow("", settingName(setting) + " are there already, differ, and stay as they are");
+    throw RowError("", settingName(setting) + " are there already, differ, and stay as they are");
   return true;
 }
 

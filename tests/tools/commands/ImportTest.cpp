@@ -351,6 +351,67 @@ TEST_P(RecordctlContract, ASumoScenarioRefersToItsFilesFromAnywhere) {
   EXPECT_NE(exported.find("\"value\": \"sub/a\""), std::string::npos) << exported;
 }
 
+TEST_P(RecordctlContract, AKeyTellsWhichRecordARowIsOf) {
+  const std::vector<std::string> columns{"--category", "site", "--description", "run:int,yield:double"};
+  const std::string first = file("first.csv", "site,run,yield\nWaseca,1,48.5\nMorris,2,30\n");
+  const std::string json = output(with({"import", first, "--key", "run", "--json"}, columns));
+  EXPECT_EQ(json.substr(0, json.find("\"seconds\"")),
+            "{\"imported\": 2, \"updated\": 0, \"unchanged\": 0, \"failed\": 0, ");
+  const std::string second = file("second.csv", "run,yield\n1,\n2,31\n3,7\n");
+  const std::string out = output({"import", second, "--key", "run"});
+  EXPECT_EQ(out.substr(0, out.find(", in")), "1 record imported, 1 updated, 1 unchanged");
+  EXPECT_EQ(countRecords(), 3);
+  const Outcome failed = run({"import", second, "--key", "run", "--on-match", "fail"});
+  EXPECT_EQ(failed.status, 1);
+  EXPECT_EQ(countLines(failed.err), 3U) << failed.err;
+}
+
+TEST_P(RecordctlContract, TwoRowsOfAKeyAreBadRowsThatNameEachOther) {
+  const std::string rows = file("rows.csv", "run,yield\n1,1\n2,2\n1,3\n");
+  const Outcome outcome = run({"import", rows, "--key", "run", "--description", "run:int,yield:double"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.err, rows + ":2: the key run=1 stands in row 3 (" + rows + ":4), too (row 1)\n" + rows +
+                             ":4: the key run=1 stands in row 1 (" + rows + ":2), too (row 3)\n");
+  EXPECT_EQ(countRecords(), 1);
+}
+
+TEST_P(RecordctlContract, ExportedCsvComesBack) {
+  importPlots();
+  const std::string before = output({"export"});
+  const std::string table = output({"export", "--format", "csv"});
+  std::string out = output({"import", file("table.csv", table), "--key", "id"});
+  EXPECT_EQ(out.substr(0, out.find(", in")), "0 records imported, 0 updated, 4 unchanged");
+  EXPECT_EQ(output({"export"}), before);
+  std::string edited = table;
+  edited.replace(edited.find(",1931"), 5, ",1941");
+  out = output({"import", file("edited.csv", edited), "--key", "id"});
+  EXPECT_EQ(out.substr(0, out.find(", in")), "0 records imported, 1 updated, 3 unchanged");
+  EXPECT_EQ(output({"count", "--where", "description:year=1941"}), "1\n");
+}
+
+TEST_P(RecordctlContract, AKeyThatNothingHasIsWrongUse) {
+  importPlots();
+  const std::string rows = file("rows.csv", "sites\nx\n");
+  EXPECT_EQ(run({"import", rows, "--key", "sites"}).status, 2);
+  EXPECT_EQ(run({"import", rows, "--on-match", "skip"}).status, 2);
+  EXPECT_EQ(run({"import", rows, "--key", "id", "--on-match", "perhaps"}).status, 2);
+  EXPECT_EQ(run({"import", file("a.records", "{}"), "--key", "id"}).status, 2);
+  EXPECT_EQ(countRecords(), 4);
+}
+
+TEST_P(RecordctlContract, AllOrNothingOfAKeyChangesNothingWhenARowIsBad) {
+  importPlots();
+  const std::string before = output({"export"});
+  const std::string table = output({"export", "--format", "csv"});
+  std::string edited = table;
+  edited.replace(edited.find(",1931"), 5, ",1941");
+  edited.replace(edited.rfind(",193"), 5, ",soon");
+  const Outcome outcome = run({"import", file("edited.csv", edited), "--key", "id", "--all-or-nothing"});
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_NE(outcome.err.find("nothing was written"), std::string::npos) << outcome.err;
+  EXPECT_EQ(output({"export"}), before);
+}
+
 TEST_P(RecordctlContract, ASumoScenarioRefersToItsFiles) {
   std::filesystem::create_directory(path("net"));
   file("net/a.sumocfg", R"(<configuration><input><net-file value="a.net.xml"/><route-files value="r.xml,../s.xml"/>

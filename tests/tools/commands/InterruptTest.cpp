@@ -53,12 +53,23 @@ TEST_F(RecordctlInterrupt, ALongScanEndsAtOnce) {
                                              {"export", "--where", filter},
                                              {"explain", "--where", filter},
                                              {"remove", "--where", filter, "--dry-run"},
-                                             {"remove", "--where", filter, "--yes"}}) {
+                                             {"remove", "--where", filter, "--yes"},
+                                             {"set", "--where", filter, "--unset", "site", "--yes"}}) {
     const Outcome outcome = interrupted(command);
     EXPECT_EQ(outcome.status, 130) << command.front() << ": " << outcome.err;
     EXPECT_EQ(outcome.out, "") << command.front();
     EXPECT_EQ(outcome.err, "recordctl: interrupted\n") << command.front();
   }
+}
+
+TEST_F(RecordctlInterrupt, AChangeThatIsUnderWayIsUndone) {
+  std::string slow = "n==1";
+  for (int i = 0; i < 30'000; ++i) slow += "+1";
+  const Outcome outcome = interrupted({"set", "--all", "--description", slow, "--yes"});
+  EXPECT_EQ(outcome.status, 130);
+  EXPECT_EQ(outcome.out, "");
+  EXPECT_EQ(outcome.err, "recordctl: nothing was changed\nrecordctl: interrupted\n");
+  EXPECT_EQ(output({"count", "--where", "has n"}), "0\n");
 }
 
 TEST_F(RecordctlInterrupt, ASignalThatIsIgnoredAtTheStartStaysSo) {

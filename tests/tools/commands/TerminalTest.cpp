@@ -51,6 +51,23 @@ TEST_F(RecordctlTerminal, APasswordIsAskedForWithoutEcho) {
   EXPECT_TRUE(terminal->echoes());
 }
 
+TEST_F(RecordctlTerminal, AChangeIsAskedFor) {
+  importPlots();
+  for (const auto& [keys, answer] : std::vector<std::pair<std::string, std::string>>{
+           {"n\n", "recordctl: nothing was changed\r\n0 records changed\r\n"}, {"y\n", "2 records changed\r\n"}}) {
+    const auto terminal = onTerminal({"set", "--where", "site=Waseca", "--category", "site=Duluth"});
+    terminal->readUntil("Change 2 records? [y/N] ");
+    terminal->type(keys);
+    EXPECT_EQ(terminal->finish(), 0);
+    EXPECT_TRUE(contains(terminal->rest(), answer)) << terminal->rest();
+  }
+  const auto terminal = onTerminal({"rename", "site", "place"});
+  terminal->readUntil("Change 4 records? [y/N] ");
+  terminal->type("y\n");
+  EXPECT_EQ(terminal->finish(), 0);
+  EXPECT_EQ(output({"count", "--where", "place=Duluth"}), "2\n");
+}
+
 TEST_F(RecordctlTerminal, AnInterruptAtThePasswordGivesTheEchoBack) {
   controlAccess();
   for (const int signal : {SIGINT, SIGTERM}) {

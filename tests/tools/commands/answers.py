@@ -21,15 +21,15 @@ ESCAPED = ODD.replace("\\", "\\\\").replace(",", "\\,").replace(":", "\\:")
 wrong = 0
 
 
-def run(*arguments):
+def run(*arguments, status=0):
     done = subprocess.run([*COMMAND, *arguments], capture_output=True, text=True, stdin=subprocess.DEVNULL, check=False)
-    if done.returncode != 0:
+    if done.returncode != status:
         sys.exit(f"{arguments}: status {done.returncode}: {done.stderr}")
     return done.stdout
 
 
-def answer(*arguments):
-    return [json.loads(line) for line in run(*arguments, "--json").splitlines()]
+def answer(*arguments, status=0):
+    return [json.loads(line) for line in run(*arguments, "--json", status=status).splitlines()]
 
 
 def agree(what, given, expected):
@@ -138,6 +138,33 @@ def main():
         both = isinstance(one, (int, float)) and isinstance(other, (int, float))
         agree(f"compare {name}", differing[name],
               {"name": name, "kind": "description", "values": [one, other], "difference": other - one if both else None})
+
+    # Changes, which come last.
+    missing = [row for row in late if row["yield"] == ""]
+    numbers = [row for row in late if number(row["yield"]) is not None]
+    agree("set", answer("set", "--where", "year>=1930 and (yield>-1e9 or not has yield)", "--description",
+                        "gain==(yield - 10) * 2 / -4 + year", "--yes"),
+          [{"changed": len(numbers), "unchanged": 0, "skipped": len(missing), "failed": 0}])
+    gains = [(number(row["yield"]) - 10) * 2 / -4 + int(row["year"]) for row in numbers]
+    agree("what set computed", [row["descriptions"]["gain"] for row in answer("list", "--where", "gain<1e9", "--sort", "gain")],
+          sorted(gains))
+    odd = [row for row in numbers if int(row["year"]) % 2 == 1]
+    agree("set of a typed value",
+          answer("set", "--where", "has gain", "--description", "odd:int==(year + 1) / 2", "--yes", status=1),
+          [{"changed": len(odd), "unchanged": 0, "skipped": 0, "failed": len(numbers) - len(odd)}])
+    counts = Counter(row["site"] for row in rows if row["site"])
+    agree("rename", answer("rename", "site", ESCAPED + "2", "--yes"),
+          [{"changed": sum(counts.values()), "unchanged": 0, "failed": 0}])
+    agree("rename --value", answer("rename", ESCAPED + "2", "--value", "a,b=x=y", "--value", "$set=a,b", "--yes"),
+          [{"changed": counts["a,b"] + counts["$set"], "unchanged": 0, "failed": 0}])
+    counts["x=y"], counts["a,b"], counts["$set"] = counts["a,b"], counts["$set"], 0
+    widest = sorted(((value, count) for value, count in counts.items() if count),
+                    key=lambda item: (-item[1], item[0].encode()))
+    agree("facets of what was renamed", answer("facets", ODD + "2"),
+          [{"value": value, "count": count} for value, count in widest])
+    agree("convert", answer("convert", "odd", "string", "--yes"), [{"changed": len(odd), "unchanged": 0, "failed": 0}])
+    agree("count of what was converted", answer("count", "--where", 'odd="966"'),
+          [{"count": len([row for row in odd if row["year"] == "1931"])}])
 
     print("agree" if wrong == 0 else f"{wrong} answers differ")
     return min(wrong, 1)

@@ -3,9 +3,11 @@
 
 #include <string>
 
+#include "importing/RecordMaker.h"
 #include "tools/input/Columns.h"
 #include "tools/values/Errors.h"
 
+using namespace database_provider;
 using namespace database_provider::recordctl;
 
 namespace {
@@ -14,11 +16,11 @@ namespace {
 std::string columns(const std::vector<std::string>& categories, const std::vector<std::string>& descriptions,
                     const std::vector<std::string>& files) {
   try {
-    const Columns parsed = parseColumns(categories, descriptions, files);
+    const ImportPlan parsed = parseColumns(categories, descriptions, files);
     std::string result;
     for (const std::string& name : parsed.categories) result += "[" + name + "]";
     for (const auto& column : parsed.descriptions)
-      result += "[" + column.name + ":" + columnTypeName(column.type) + "]";
+      result += "[" + column.name + ":" + values::columnTypeName(column.type) + "]";
     for (const auto& column : parsed.files)
       result += "[" + objectTypeName(column.kind) + ":" + column.host + ":" + column.name + "]";
     return result;
@@ -41,7 +43,7 @@ TEST(Columns, ABackslashMakesAnOrdinaryCharacter) {
 TEST(Columns, NoMoreThan10000MayBeNamed) {
   std::string names = "0";
   for (int i = 1; i < 10'000; ++i) names += ',' + std::to_string(i);
-  EXPECT_EQ(parseColumns({names}, {}, {}).names().size(), 10'000);
+  EXPECT_EQ(importing::columnNames(parseColumns({names}, {}, {})).size(), 10'000);
   EXPECT_EQ(columns({names}, {"yield:double"}, {}),
             "--category, --description and --file name more than 10000 columns");
 }
@@ -68,6 +70,6 @@ TEST(Columns, AFileNeedsAKindAHostAndAColumn) {
 }
 
 TEST(Columns, EveryColumnIsNamedOnce) {
-  EXPECT_EQ(parseColumns({"a,b"}, {"b:int,c:int"}, {"xml::a", "xml::d"}).names(),
+  EXPECT_EQ(importing::columnNames(parseColumns({"a,b"}, {"b:int,c:int"}, {"xml::a", "xml::d"})),
             (std::vector<std::string>{"a", "b", "c", "d"}));
 }

@@ -7,7 +7,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "tests/tools/input/TemporaryFile.h"
+#include "tests/support/TemporaryFile.h"
 #include "tools/input/SumoConfig.h"
 #include "tools/values/Errors.h"
 #include "values/Number.h"

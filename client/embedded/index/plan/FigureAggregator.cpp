@@ -126,7 +126,7 @@ FigureAggregator::FigureAggregator(ItemIndex& index, const index::GroupedFigures
 std::optional<std::vector<std::vector<bson::Byte>>> FigureAggregator::run() {
   if (!prepare() || !readRecords()) return std::nullopt;
   if (asksForExtremesAlone()) {
-    groups_.push_back(Group{0, allRecords()});
+    groups_.push_back(Group{0, 1});
     for (ReadRecord& read : read_) read.group = 0;
   } else if (!combineCodes() || !countRecords()) {
     return std::nullopt;
@@ -141,6 +141,10 @@ std::optional<std::vector<std::vector<bson::Byte>>> FigureAggregator::run() {
       if (read.numbers[i]) sums_[read.group * measures_.size() + i].add(*read.numbers[i], read.record);
     }
   }
+  // Where no record was seen there may be none, and no group then.
+  const bool isSeen = !read_.empty() ||
+                      std::any_of(sums_.begin(), sums_.end(), [](const FigureSums& sums) { return sums.count() > 0; });
+  if (asksForExtremesAlone() && !isSeen) groups_[0].count = allRecords();
   std::vector<std::vector<bson::Byte>> documents;
   for (std::size_t i = 0; i < groups_.size(); ++i) {
     if (groups_[i].count != 0 && !write(i, documents.emplace_back())) return std::nullopt;
@@ -277,11 +281,11 @@ bool FigureAggregator::countRecords() {
     read.group = groupOf(read.combination);
     count(read.group, read.record);
   }
-  const RecordSet everyone;
-  RecordSet::Probe selected(selected_ ? *selected_ : everyone);
+  std::optional<RecordSet::Probe> selected;
+  if (selected_) selected.emplace(*selected_);
   for (RecordNumber record = 1; record < places_.size(); ++record) {
     std::uint32_t& place = places_[record];
-    if (place == none || (selected_ && !selected.contains(record))) {
+    if (place == none || (selected && !selected->contains(record))) {
       place = none;
     } else if (place == 0 && !selected_) {
       // There may be no such record; all of these are counted below.

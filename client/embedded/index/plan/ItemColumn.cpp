@@ -32,7 +32,7 @@ RecordSet ItemColumn::oddRecords() const {
     const KeyRange range = valuesOf(kind, kind);
     scan_.collect(range.low, range.high, odd);
   }
-  if (isUnique()) return odd;
+  if (isUnique(scan_, id_, nameValue_.asString())) return odd;
   // Of two items of a name the first one counts, and the terms do not tell which that is.
   RecordSet seen;
   scan_.eachTerm(values_, afterPrefix(values_), [&](std::string_view, auto&& eachRun) {
@@ -45,15 +45,6 @@ RecordSet ItemColumn::oddRecords() const {
     });
   });
   return odd;
-}
-
-/// Whether no record has two items of the name, records that are not indexable apart. The counts mostly tell, as the
-/// items of a name are mostly of one type, which makes one term of them.
-bool ItemColumn::isUnique() const {
-  if (countWithItem()) return true;
-  std::int64_t items = 0;
-  scan_.eachPart(names_, afterPrefix(names_), [&](const TermIterator& part) { items += part.term().counts.items(); });
-  return recordsWithItem().count() == static_cast<std::uint64_t>(items);
 }
 
 std::optional<std::uint64_t> ItemColumn::countWithItem() const {

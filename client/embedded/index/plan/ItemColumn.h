@@ -56,7 +56,6 @@ class ItemColumn {
   bson::Value valueIn(bson::View document) const;
 
  private:
-  bool isUnique() const;
   bool isNamed(const bson::Value& element) const;
 
   const TermScan& scan_;

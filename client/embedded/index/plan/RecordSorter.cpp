@@ -23,10 +23,6 @@ namespace {
 /// Numbers of removed records that are asked for before a scan is cheaper.
 constexpr std::uint64_t mostGone = 10'000;
 
-std::string numbered(const char* name, std::size_t number) {
-  return name + std::to_string(number);
-}
-
 /// Whether {$lte: [value, null]} holds.
 bool countsAsMissing(const Value& value) {
   constexpr int nullClass = 5;
@@ -227,8 +223,8 @@ std::vector<RecordSorter::ReadRecord> RecordSorter::readInOrder(const RecordSet&
 SortOrder RecordSorter::orderFrom(std::size_t first, std::size_t last) const {
   bson::Writer writer;
   for (std::size_t i = first; i < last; ++i) {
-    writer.appendInt32(numbered("missing", i), 1);
-    writer.appendInt32(numbered("value", i), levels_[i].isDescending ? -1 : 1);
+    writer.appendInt32(index::numbered("missing", i), 1);
+    writer.appendInt32(index::numbered("value", i), levels_[i].isDescending ? -1 : 1);
   }
   const std::vector<bson::Byte> bytes = writer.take();
   return SortOrder({bson::Type::document, bytes.data(), bytes.size()});
@@ -248,8 +244,8 @@ SortOrder::Key RecordSorter::keyIn(View document, std::size_t first, std::size_t
       time = made.take();
       value = viewOf(time).begin()->value;
     }
-    writer.appendBool(numbered("missing", i), countsAsMissing(value));
-    if (!isMissing(value)) writer.append(numbered("value", i), value);
+    writer.appendBool(index::numbered("missing", i), countsAsMissing(value));
+    if (!isMissing(value)) writer.append(index::numbered("value", i), value);
   }
   const std::vector<bson::Byte> bytes = writer.take();
   return order.key(viewOf(bytes));
@@ -258,8 +254,9 @@ SortOrder::Key RecordSorter::keyIn(View document, std::size_t first, std::size_t
 SortOrder::Key RecordSorter::keyOfTerm(std::size_t level, std::string_view key, const SortOrder& order) const {
   const std::string_view encoded = key.substr(levels_[level].column->valueAt());
   bson::Writer writer;
-  writer.appendBool(numbered("missing", level), false);
-  index::appendDecoded(writer, numbered("value", level), static_cast<index::ValueClass>(encoded[0]), encoded.substr(1));
+  writer.appendBool(index::numbered("missing", level), false);
+  index::appendDecoded(writer, index::numbered("value", level), static_cast<index::ValueClass>(encoded[0]),
+                       encoded.substr(1));
   const std::vector<bson::Byte> bytes = writer.take();
   return order.key(viewOf(bytes));
 }

@@ -103,6 +103,16 @@ std::optional<std::uint64_t> countUnique(const TermScan& scan, PathId path, std:
   return static_cast<std::uint64_t>(records);
 }
 
+bool isUnique(const TermScan& scan, PathId path, std::string_view name) {
+  if (countUnique(scan, path, name)) return true;
+  const KeyRange range = allNamed(path, TermKind::name, name);
+  std::int64_t items = 0;
+  scan.eachPart(range.low, range.high, [&](const TermIterator& part) { items += part.term().counts.items(); });
+  RecordSet records;
+  scan.collect(range.low, range.high, records);
+  return records.count() == static_cast<std::uint64_t>(items);
+}
+
 std::vector<std::string> namesUnder(const TermScan& scan, PathId path) {
   std::unordered_set<std::string> names;
   const KeyRange range = allOf(path, TermKind::name);

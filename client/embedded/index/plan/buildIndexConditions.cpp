@@ -248,22 +248,13 @@ class ConjunctionBuilder {
     return names;
   }
 
-  /// Whether no document has two items of this name, documents that are not indexable apart.
-  bool isUnique(PathId path, std::string_view name) const {
-    const KeyRange range = allNamed(path, TermKind::name, name);
-    std::int64_t items = 0;
-    scan_.eachPart(range.low, range.high, [&](const TermIterator& part) { items += part.term().counts.items(); });
-    RecordSet records;
-    scan_.collect(range.low, range.high, records);
-    return records.count() == static_cast<std::uint64_t>(items);
-  }
-
   /// A lower and an upper bound in two conditions on one name select far more terms each than both together. They may
   /// be intersected where no document has two items of the name, so that the one item has to meet both.
   void addNamedItems() {
     for (auto& [key, items] : named_) {
       const auto& [id, name] = key;
-      if (items.values.size() > 1 && isUnique(id, name)) items.values = {ValueRanges::intersectionOf(items.values)};
+      if (items.values.size() > 1 && isUnique(scan_, id, name))
+        items.values = {ValueRanges::intersectionOf(items.values)};
       for (const ValueRanges& values : items.values) {
         auto condition = std::make_unique<ItemCondition>(scan_, items.path);
         addNamedValues(*condition, id, name, values);

@@ -151,10 +151,6 @@ class Stages {
   std::size_t taken_ = 0;
 };
 
-std::string numbered(const char* name, std::size_t number) {
-  return name + std::to_string(number);
-}
-
 bool takeSortKeys(View project, SortedRecordsPattern& pattern) {
   std::size_t at = 0;
   for (const bson::Element& field : project) {

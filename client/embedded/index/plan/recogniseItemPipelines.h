@@ -82,6 +82,11 @@ struct GroupedFiguresPattern {
   std::size_t answered = 0;
 };
 
+/// The name of one of several fields in a pipeline: "value0".
+inline std::string numbered(const char* name, std::size_t number) {
+  return name + std::to_string(number);
+}
+
 /// The query of a first $match; null where there is none, or all records meet it.
 const Matcher* filterOf(const Pipeline& pipeline);
 

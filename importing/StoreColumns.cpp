@@ -1,0 +1,78 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "importing/StoreColumns.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "values/Number.h"
+#include "values/Time.h"
+
+namespace database_provider::importing {
+
+namespace {
+
+using Kind = StoreColumn::Kind;
+using values::Cell;
+using values::Converted;
+
+std::string written(const Converted& value) {
+  struct {
+    std::string operator()(const std::string& text) const { return text; }
+    std::string operator()(bool boolean) const { return boolean ? "true" : "false"; }
+    std::string operator()(int integer) const { return std::to_string(integer); }
+    std::string operator()(std::int64_t integer) const { return std::to_string(integer); }
+    std::string operator()(double real) const { return values::formatReal(real); }
+    std::string operator()(values::Time time) const { return values::formatTime(time.milliseconds); }
+  } write;
+  return std::visit(write, value);
+}
+
+}  // namespace
+
+StoreColumns::StoreColumns(const std::vector<NameInUse>& names) {
+  std::vector<NameInUse> byCount = names;
+  std::stable_sort(byCount.begin(), byCount.end(),
+                   [](const NameInUse& left, const NameInUse& right) { return left.count > right.count; });
+  std::map<std::pair<Kind, std::string>, std::vector<PropertyType>> inUse;
+  for (const NameInUse& name : byCount) {
+    const bool isCategory = name.kind == NameInUse::Kind::category;
+    inUse[{isCategory ? Kind::category : Kind::description, name.name}].push_back(name.type);
+  }
+  for (const auto& [name, types] : inUse) {
+    const auto [entry, isNew] = columns_.try_emplace(name.second, StoreColumn{name.first, name.second, types});
+    if (!isNew) entry->second.kind = Kind::ambiguous;
+  }
+  // A bare name comes before what another one is with a prefix.
+  for (const auto& [name, types] : inUse) {
+    const char* prefix = name.first == Kind::category ? "category:" : "description:";
+    columns_.try_emplace(prefix + name.second, StoreColumn{name.first, name.second, types});
+  }
+  columns_.erase("id");  // which exported CSV means as the id alone
+}
+
+void StoreColumns::takeId() {
+  columns_.insert_or_assign("id", StoreColumn{Kind::id, "id"});
+}
+
+const StoreColumn* StoreColumns::find(std::string_view column) const {
+  const auto found = columns_.find(column);
+  return found == columns_.end() ? nullptr : &found->second;
+}
+
+Converted convertToOneOf(const Cell& cell, const std::vector<PropertyType>& types, values::TimeUnit unit) {
+  if (types.size() == 1) return values::convert(cell, types.front(), unit);
+  const auto* text = std::get_if<std::string>(&cell.value);
+  std::optional<Converted> first;
+  for (const PropertyType type : types) {
+    try {
+      Converted value = values::convert(cell, type, unit);
+      if (text == nullptr || written(value) == *text) return value;
+      if (!first) first = std::move(value);
+    } catch (const values::ConversionError&) {
+      continue;  // another type may take it
+    }
+  }
+  return first ? *first : values::convert(cell, types.front(), unit);
+}
+
+}  // namespace database_provider::importing
