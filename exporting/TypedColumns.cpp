@@ -31,6 +31,7 @@ std::vector<TypedColumn> ofDescription(const std::string& name, const std::vecto
                    [](const NameInUse* left, const NameInUse* right) { return left->count > right->count; });
   if (kinds.empty()) return {{Source::description, name, PropertyType::string}};
   std::vector<TypedColumn> result;
+  result.reserve(kinds.size());
   for (const NameInUse* kind : kinds) result.push_back({Source::description, name, kind->type});
   return result;
 }

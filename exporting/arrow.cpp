@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "database_provider/arrow.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <memory>
 #include <new>
@@ -76,6 +77,9 @@ class ArrowSource {
   }
   ArrowSource(const ArrowSource&) = delete;
   ArrowSource& operator=(const ArrowSource&) = delete;
+  ArrowSource(ArrowSource&&) = delete;
+  ArrowSource& operator=(ArrowSource&&) = delete;
+  ~ArrowSource() = default;
 
   void fill(ArrowSchema& schema) const {
     std::vector<std::pair<std::string, PropertyType>> fields;
@@ -90,10 +94,8 @@ class ArrowSource {
     for (const TypedColumn& column : columns_) batch.emplace_back(column.type);
     const bool isAny = pages_.next(recordsOfBatch, [&](ObjectProperties& document) {
       add(document, batch);
-      for (const ArrowColumn& column : batch) {
-        if (column.textSize() >= mostText) return false;
-      }
-      return true;
+      return std::all_of(batch.begin(), batch.end(),
+                         [](const ArrowColumn& column) { return column.textSize() < mostText; });
     });
     if (isAny) exporting::fillStructure(array, std::move(batch));
   }

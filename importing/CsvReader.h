@@ -19,6 +19,10 @@ namespace database_provider::importing {
 class CsvReader : public RowReader {
  public:
   explicit CsvReader(std::unique_ptr<InputFile> file);
+  CsvReader(const CsvReader&) = delete;
+  CsvReader& operator=(const CsvReader&) = delete;
+  CsvReader(CsvReader&&) = delete;
+  CsvReader& operator=(CsvReader&&) = delete;
   ~CsvReader() override;
 
   bool next(Row& row) override;

@@ -82,8 +82,8 @@ struct FoundRecord {
 };
 
 /// Records that are read while one goes through them, some at a time: memory does not grow with their number, but for
-/// the ids under a sort, which are taken in its order at the start (some 40 bytes each). What is written meanwhile may be
-/// seen or not. To be gone through once; the client must outlive it.
+/// the ids under a sort, which are taken in its order at the start (some 40 bytes each). What is written meanwhile may
+/// be seen or not. To be gone through once; the client must outlive it.
 class DATABASE_PROVIDER_EXPORT FoundRecords {
   struct State;
 

@@ -110,8 +110,8 @@ KeyRange allNamed(PathId path, TermKind kind, std::string_view name);
 /// where these do not tell whether a record has two such items.
 std::optional<std::uint64_t> countUnique(const TermScan& scan, PathId path, std::string_view name);
 
-/// Whether no record has two items of the name, those that are not indexable apart. The counts mostly tell, as the items
-/// of a name are mostly of one type, which makes one term of them; else the records of the name are collected.
+/// Whether no record has two items of the name, those that are not indexable apart. The counts mostly tell, as the
+/// items of a name are mostly of one type, which makes one term of them; else the records of the name are collected.
 bool isUnique(const TermScan& scan, PathId path, std::string_view name);
 
 /// The names under a path, in no particular order. A name stays as long as the segments that had it are not merged.
