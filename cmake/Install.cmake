@@ -26,6 +26,10 @@ if(TARGET recordctl)
   file(RELATIVE_PATH _bin_to_lib "${CMAKE_INSTALL_FULL_BINDIR}" "${CMAKE_INSTALL_FULL_LIBDIR}")
   set_target_properties(recordctl PROPERTIES INSTALL_RPATH "$ORIGIN/${_bin_to_lib}")
   install(TARGETS recordctl RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
+  set(_told "$<TARGET_FILE_DIR:recordctl>")
+  install(FILES "${_told}/recordctl.1" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1")
+  install(FILES "${_told}/recordctl.bash" DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions" RENAME recordctl)
+  install(FILES "${_told}/_recordctl" DESTINATION "${CMAKE_INSTALL_DATADIR}/zsh/site-functions")
 endif()
 
 install(

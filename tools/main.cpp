@@ -10,6 +10,7 @@
 #include "database_provider/version.h"
 #include "tools/commands/commands.h"
 #include "tools/core/Session.h"
+#include "tools/core/storeNames.h"
 #include "tools/terminal/Interrupt.h"
 #include "tools/terminal/Terminal.h"
 #include "values/Text.h"
@@ -62,8 +63,9 @@ void addCommands(const Command& root, Session& session) {
 
 void addGlobalOptions(const Command& root, GlobalOptions& options) {
   root.option("--store", "ADDRESS", options.store,
-              "file:PATH, a host, HOST:PORT or mongodb://...; else RECORDCTL_STORE", Traits::emptyToo());
-  root.option("--user", "NAME", options.login.user, "who asks; without it nobody in particular", Traits::emptyToo());
+              "file:PATH, a host, HOST:PORT, mongodb://... or @NAME; else RECORDCTL_STORE", Traits::emptyOr(addressOf));
+  root.option("--user", "NAME", options.login.user, "who asks, else RECORDCTL_USER; without it nobody in particular",
+              Traits::emptyToo());
   root.option("--password-file", "FILE", options.login.passwordFile,
               "a file with the password; else RECORDCTL_PASSWORD or a prompt");
   root.flag("--json", options.json, "results as JSON, an object a line");
@@ -78,9 +80,11 @@ ExitStatus run(int argc, const char* const* argv) {
   const CommandLine commandLine("recordctl", "Keeps records of experiments and scenarios in a document store.",
                                 DATABASE_PROVIDER_VERSION);
   Session session;
-  if (const char* store = std::getenv("RECORDCTL_STORE")) session.options.store = store;
+  if (const char* store = std::getenv("RECORDCTL_STORE")) session.options.store = addressOf(store);
+  if (const char* user = std::getenv("RECORDCTL_USER")) session.options.login.user = user;
   addGlobalOptions(commandLine.root(), session.options);
   addCommands(commandLine.root(), session);
+  addCompletion(commandLine, session);
   commandLine.root().footer(footer);
   commandLine.run(argc, argv);
   session.passedOver().finish();

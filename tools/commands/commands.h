@@ -38,5 +38,7 @@ void addDoctor(const Command& commands, Session& session);
 void addFiles(const Command& commands, Session& session);
 void addBackup(const Command& commands, Session& session);
 void addRestore(const Command& commands, Session& session);
+/// Works on the command line as a whole, which must live until the command has run.
+void addCompletion(const CommandLine& commandLine, Session& session);
 
 }  // namespace database_provider::recordctl

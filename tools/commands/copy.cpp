@@ -8,6 +8,7 @@
 #include "tools/commands/commands.h"
 #include "tools/commands/options.h"
 #include "tools/core/PassedOver.h"
+#include "tools/core/storeNames.h"
 #include "tools/terminal/Interrupt.h"
 #include "tools/terminal/Progress.h"
 #include "values/Text.h"
@@ -226,8 +227,8 @@ void copy(Session& session, const CopyOptions& options) {
 void addCopy(const Command& commands, Session& session) {
   auto options = std::make_shared<CopyOptions>();
   const Command command = commands.add("copy", "Copy records, configuration and settings to another store");
-  command.argument("FROM", options->from, "a store, as --store takes it");
-  command.argument("TO", options->to, "another one; what it has already stays");
+  command.argument("FROM", options->from, "a store, as --store takes it", Traits::made(addressOf));
+  command.argument("TO", options->to, "another one; what it has already stays", Traits::made(addressOf));
   command.option("--on-difference", "WHAT", options->onDifference,
                  "what becomes of a document that TO has otherwise: keep (the default), which is told, or replace",
                  Traits::oneOf({"keep", "replace"}));

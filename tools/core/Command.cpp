@@ -10,6 +10,7 @@
 #include <string_view>
 #include <type_traits>
 
+#include "tools/core/manual.h"
 #include "tools/values/Errors.h"
 #include "values/Nearest.h"
 #include "values/Number.h"
@@ -22,6 +23,8 @@ namespace {
 using values::inQuotes;
 using values::parseInteger;
 using values::suggestion;
+
+constexpr const char* choicesPrefix = "choices:";
 
 /// Nobody means an empty text; it comes from a variable of a script that is not set.
 std::string whyEmpty(const std::string& value) {
@@ -121,6 +124,12 @@ std::string anyOf(const std::vector<std::string>& choices) {
   return result;
 }
 
+std::string nameOfChoices(const std::vector<std::string>& choices) {
+  std::string result = choicesPrefix;
+  for (const std::string& choice : choices) result += (result.back() == ':' ? "" : ",") + choice;
+  return result;
+}
+
 CLI::Option* addOption(CLI::App& app, const std::string& name, const std::string& form, const Variable& variable,
                        const std::string& help, const Traits& traits) {
   const auto add = [&](auto reference) {
@@ -134,12 +143,20 @@ CLI::Option* addOption(CLI::App& app, const std::string& name, const std::string
     }
   };
   CLI::Option* option = std::visit(add, variable)->type_name(form);
+  if (traits.becomes)
+    option->transform(CLI::Validator(
+        [becomes = traits.becomes](std::string& text) {
+          text = becomes(text);
+          return std::string();
+        },
+        ""));
   if (traits.choices.empty()) return option;
   const auto whyNoChoice = [choices = traits.choices](const std::string& text) {
     const bool isOne = std::find(choices.begin(), choices.end(), text) != choices.end();
     return isOne ? std::string() : "expected " + anyOf(choices) + ", found " + inQuotes(text);
   };
-  return option->check(whyNoChoice, "");
+  // The parser does not tell which checks an option has but by their names.
+  return option->check(CLI::Validator(whyNoChoice, "", nameOfChoices(traits.choices)));
 }
 
 /// The parser takes what follows "--name=" for its value, which is the empty text.
@@ -169,6 +186,19 @@ std::vector<std::string> argumentsOf(int argc, const char* const* argv) {
 
 }  // namespace
 
+std::vector<std::string> choicesOf(CLI::Option& option) {
+  const std::string prefix = choicesPrefix;
+  try {
+    // An option that takes any text has a check as well, so the place of the one asked for is looked for.
+    for (int i = 0;; ++i) {
+      const std::string& name = option.get_validator(i)->get_name();
+      if (name.compare(0, prefix.size(), prefix) == 0) return values::splitEscaped(name.substr(prefix.size()), ',');
+    }
+  } catch (const CLI::OptionNotFound&) {
+    return {};
+  }
+}
+
 Command Command::add(const std::string& name, const std::string& help) const {
   app_->require_subcommand(1);
   CLI::App* command = app_->add_subcommand(name, help);
@@ -197,12 +227,16 @@ void Command::footer(const std::string& text) const {
   app_->footer(text);
 }
 
+void Command::hide() const {
+  app_->group("");
+}
+
 void Command::run(const std::function<void()>& action) const {
   app_->callback(action);
 }
 
 CommandLine::CommandLine(const std::string& name, const std::string& help, const std::string& version)
-    : app_(std::make_unique<CLI::App>(help, name).release()) {
+    : app_(std::make_unique<CLI::App>(help, name).release()), version_(version) {
   app_->set_version_flag("--version", name + " " + version);
 }
 
@@ -212,6 +246,14 @@ CommandLine::~CommandLine() {
 
 Command CommandLine::root() const {
   return Command(*app_);
+}
+
+void CommandLine::writeManual(std::ostream& out) const {
+  recordctl::writeManual(*app_, version_, out);
+}
+
+std::vector<std::string> CommandLine::complete(const TypedLine& line, const StoreWords& store) const {
+  return completions(*app_, line, store);
 }
 
 void CommandLine::run(int argc, const char* const* argv) const {

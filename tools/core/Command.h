@@ -2,15 +2,19 @@
 #pragma once
 
 #include <functional>
+#include <iosfwd>
 #include <optional>
 #include <string>
 #include <utility>
 #include <variant>
 #include <vector>
 
+#include "tools/core/completion.h"
+
 namespace CLI {
 class App;
-}
+class Option;
+}  // namespace CLI
 
 namespace database_provider::recordctl {
 
@@ -25,12 +29,23 @@ struct Traits {
   std::optional<bool> isRequired{};
   bool mayBeEmpty = false;
   std::vector<std::string> choices{};  ///< where there are any, the value is one of them
+  /// What becomes of the text that was given.
+  std::function<std::string(const std::string& given)> becomes{};
 
   static Traits required() { return {true}; }
   static Traits optional() { return {false}; }
   static Traits emptyToo() { return {std::nullopt, true}; }
-  static Traits oneOf(std::vector<std::string> choices) { return {std::nullopt, false, std::move(choices)}; }
+  static Traits emptyOr(std::function<std::string(const std::string&)> becomes) {
+    return {std::nullopt, true, {}, std::move(becomes)};
+  }
+  static Traits made(std::function<std::string(const std::string&)> becomes) {
+    return {std::nullopt, false, {}, std::move(becomes)};
+  }
+  static Traits oneOf(std::vector<std::string> choices) { return {std::nullopt, false, std::move(choices), {}}; }
 };
+
+/// The values of which an option takes one; empty where it takes any.
+std::vector<std::string> choicesOf(CLI::Option& option);
 
 /// A command of the command line, to which its arguments and options are added. The variables given here are set when
 /// the command line is read, before `run` is called; they must live until then. Cheap to copy.
@@ -49,6 +64,9 @@ class Command {
   /// What the help says at its end.
   void footer(const std::string& text) const;
 
+  /// Leaves the command out of the help, as one that programs call.
+  void hide() const;
+
   /// What the command does.
   void run(const std::function<void()>& action) const;
 
@@ -65,12 +83,17 @@ class CommandLine {
   CommandLine& operator=(const CommandLine&) = delete;
 
   Command root() const;
+  /// Writes the manual page.
+  void writeManual(std::ostream& out) const;
+  /// What the last word of a line may become (see `completions`).
+  std::vector<std::string> complete(const TypedLine& line, const StoreWords& store) const;
   /// Reads the arguments and runs the command that they name, or writes the help or the version where they ask for it.
   /// Throws `UsageError` when they make no sense.
   void run(int argc, const char* const* argv) const;
 
  private:
   CLI::App* app_;
+  std::string version_;
 };
 
 }  // namespace database_provider::recordctl
