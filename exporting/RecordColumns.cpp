@@ -4,7 +4,32 @@
 #include <algorithm>
 #include <utility>
 
+#include "values/Text.h"
+
 namespace database_provider::exporting {
+
+using database_client::Error;
+
+Name parseColumn(const std::string& text) {
+  const auto parts = values::splitEscaped(text, ':');
+  if (parts.size() == 1 && text == "id") return {Field::id, ""};
+  Name result{Field::any, values::unescaped(parts.back())};
+  if (parts.size() == 2 && parts.front() == "category")
+    result.field = Field::category;
+  else if (parts.size() == 2 && parts.front() == "description")
+    result.field = Field::description;
+  else if (parts.size() != 1)
+    throw Error(Error::Kind::query, "before a colon stands category or description, found " + values::inQuotes(text),
+                {"columns"});
+  if (result.text.empty()) throw Error(Error::Kind::query, "a name is empty", {"columns"});
+  return result;
+}
+
+RecordColumns RecordColumns::ofTexts(const std::vector<std::string>& texts) {
+  RecordColumns result;
+  for (const std::string& text : texts) result.append(parseColumn(text));
+  return result;
+}
 
 RecordColumns::RecordColumns(const std::vector<std::string>& firstCategories) {
   columns_.push_back({{Field::id, ""}, true});

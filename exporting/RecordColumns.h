@@ -13,12 +13,18 @@ namespace database_provider::exporting {
 using selection::Field;
 using selection::Name;
 
+/// A name as it is asked for: a name, `category:NAME`, `description:NAME` or `id`, with a backslash before a colon or
+/// backslash in it. Error{query} for anything else.
+DATABASE_PROVIDER_EXPORT Name parseColumn(const std::string& text);
+
 /// The columns of a table of records: the id, categories and descriptions.
 class DATABASE_PROVIDER_EXPORT RecordColumns {
  public:
   RecordColumns() = default;
   /// The id, and these categories; others, and descriptions, come with `addNamesOf`.
   explicit RecordColumns(const std::vector<std::string>& firstCategories);
+  /// Those that are asked for, each as `parseColumn` reads it.
+  static RecordColumns ofTexts(const std::vector<std::string>& texts);
 
   /// Adds what a record has and no column shows yet.
   void addNamesOf(const Record& record);

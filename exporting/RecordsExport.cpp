@@ -6,6 +6,7 @@
 #include "database_provider/records.h"
 #include "exporting/RecordColumns.h"
 #include "exporting/csv.h"
+#include "exporting/recordJson.h"
 #include "records/layout.h"
 #include "repository/kinds.h"
 #include "repository/valueText.h"
@@ -64,9 +65,11 @@ RecordColumns columnsOf(const Records& records, const Selection& selection, cons
 }  // namespace
 
 long long Records::exportTo(const std::function<void(const std::string& line)>& write, RowFormat format,
-                            const Selection& selection, const FindOptions& options) const {
+                            const Selection& selection, const FindOptions& options,
+                            const std::vector<std::string>& columns) const {
   long long count = 0;
   if (format == RowFormat::records) {
+    if (!columns.empty()) throw Error(Error::Kind::query, "complete records have no columns", {"columns"});
     forEachDocument(selection, options, {}, [&](const ObjectProperties& document) {
       ++count;
       write(document.toJson(database_client::JsonMode::canonical) + "\n");
@@ -74,18 +77,31 @@ long long Records::exportTo(const std::function<void(const std::string& line)>& 
     });
     return count;
   }
-  if (format != RowFormat::csv)
-    throw Error(Error::Kind::unsupported, "records are exported whole or as CSV", {"format"});
-  const RecordColumns columns = columnsOf(*this, selection, options);
-  write(exporting::csvLine(columns.headings()));
-  std::vector<std::string> cells;
+  std::optional<RecordColumns> given;
+  if (!columns.empty()) given = RecordColumns::ofTexts(columns);
+  if (format == RowFormat::csv) {
+    const RecordColumns all = given ? *given : columnsOf(*this, selection, options);
+    write(exporting::csvLine(all.headings()));
+    std::vector<std::string> cells;
+    forEach(selection, options, [&](const Record& record) {
+      ++count;
+      cells.clear();
+      for (const auto& value : all.valuesOf(record)) cells.push_back(repository::valueText(value));
+      write(exporting::csvLine(cells));
+      return true;
+    });
+    return count;
+  }
+  const bool isArray = format == RowFormat::json;
+  std::string line;  // held back for one record, since a comma stands behind each but the last
+  if (isArray) write("[\n");
   forEach(selection, options, [&](const Record& record) {
-    ++count;
-    cells.clear();
-    for (const auto& value : columns.valuesOf(record)) cells.push_back(repository::valueText(value));
-    write(exporting::csvLine(cells));
+    if (count++ > 0) write(line + (isArray ? ",\n" : "\n"));
+    line = exporting::recordJson(record, given ? &*given : nullptr).toJson();
     return true;
   });
+  if (count > 0) write(line + "\n");
+  if (isArray) write("]\n");
   return count;
 }
 

@@ -59,6 +59,10 @@ struct Expression {
   std::vector<Value> values{};
   Moment moment{};
   std::vector<Expression> operands{};
+  // Where it stands in the filter, parentheses around it included; of an empty filter and of a chain without
+  // parentheses nothing is said.
+  std::size_t begin = 0;
+  std::size_t end = 0;
 };
 
 }  // namespace database_provider::selection

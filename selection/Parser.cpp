@@ -110,7 +110,10 @@ class Parser {
     Parser& parser_;
   };
 
-  void advance() { token_ = lexer_.next(); }
+  void advance() {
+    endOfLast_ = token_.position + token_.source.size();
+    token_ = lexer_.next();
+  }
 
   [[noreturn]] void fail(const std::string& expected) const {
     std::string reason = expected + ", found " + described(token_);
@@ -143,12 +146,18 @@ class Parser {
   Expression conjunction() { return chain(Kind::all, "and", &Parser::negation); }
 
   Expression negation() {
-    if (!token_.isWord("not")) return primary();
-    const Deeper deeper(*this);
-    advance();
+    const std::size_t begin = token_.position;
     Expression result;
-    result.kind = Kind::negation;
-    result.operands.push_back(negation());
+    if (token_.isWord("not")) {
+      const Deeper deeper(*this);
+      advance();
+      result.kind = Kind::negation;
+      result.operands.push_back(negation());
+    } else {
+      result = primary();
+    }
+    result.begin = begin;
+    result.end = endOfLast_;
     return result;
   }
 
@@ -317,6 +326,7 @@ class Parser {
   Lexer lexer_;
   Token token_;
   Time now_;
+  std::size_t endOfLast_ = 0;  ///< of the token before the one at hand
   int depth_ = 0;
   std::size_t conditions_ = 0;
 };

@@ -11,6 +11,7 @@
 #include "tools/commands/commands.h"
 #include "tools/core/Session.h"
 #include "tools/core/storeNames.h"
+#include "tools/serve/serve.h"
 #include "tools/terminal/Interrupt.h"
 #include "tools/terminal/Terminal.h"
 #include "values/Text.h"
@@ -57,7 +58,8 @@ void addCommands(const Command& root, Session& session) {
                               addFacets,   addSources,    addExport, addAdd,      addSet,    addRename,
                               addConvert,  addRemove,     addUsers,  addSettings, addInit,   addExplain,
                               addCheck,    addCompact,    addCopy,   addInfo,     addCount,  addStats,
-                              addCoverage, addCompare,    addDoctor, addFiles,    addBackup, addRestore};
+                              addCoverage, addCompare,    addDoctor, addFiles,    addBackup, addRestore,
+                              addServe};
   for (const auto& command : add) command(root, session);
 }
 

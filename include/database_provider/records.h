@@ -170,11 +170,16 @@ class DATABASE_PROVIDER_EXPORT Records {
   long long remove(const Selection& selection) const;
 
   /// Writes the selected records line by line, each with its end, and gives their number: RowFormat::records, complete
-  /// as an import takes them back; or RowFormat::csv with a header, the id, categories (the configured ones first) and
-  /// descriptions, which an import with the key "id" takes back. Others are Error{unsupported}. What `write` throws
-  /// ends it. CSV reads records twice, until every name in use was met.
+  /// as an import takes them back; RowFormat::csv with a header, the id, categories (the configured ones first) and
+  /// descriptions, which an import with the key "id" takes back; RowFormat::jsonl, an object {"id", "created",
+  /// "categories": {}, "descriptions": {}} in relaxed extended JSON on each line; or RowFormat::json, an array of
+  /// these. `columns` chooses among categories and descriptions, for CSV in this order: "id", names as in filters,
+  /// "category:NAME" or "description:NAME", with a backslash before a colon in a name; Error{query} for any other, and
+  /// for complete records. What `write` throws ends it. CSV without columns reads records twice, until every name in
+  /// use was met.
   long long exportTo(const std::function<void(const std::string& line)>& write, RowFormat format,
-                     const Selection& selection = {}, const FindOptions& options = {}) const;
+                     const Selection& selection = {}, const FindOptions& options = {},
+                     const std::vector<std::string>& columns = {}) const;
   /// A table of the selected records, for whoever reads Apache Arrow: `stream` (arrow.h) is filled, which the caller
   /// releases, early if wanted. It reads some thousand records each time that it is asked for more; the client must
   /// outlive it, and is not to be used meanwhile by another thread. `columns` are "id", "created", names as in filters,

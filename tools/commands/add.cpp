@@ -3,6 +3,7 @@
 #include <iostream>
 #include <iterator>
 #include <memory>
+#include <optional>
 
 #include "tools/commands/assignments.h"
 #include "tools/commands/commands.h"
@@ -40,6 +41,8 @@ void add(Session& session, const AddOptions& options) {
   const Assignments assignments = Assignments::parse(options.assignments, kind);
   if (options.assignments.isEmpty() && options.data.empty())
     throw UsageError("what is the record to hold? Give --category, --description, --file or --data");
+  std::optional<Records> inStore;
+  if (!session.isNewFile()) inStore = session.records(kind);
   NewRecord record;
   if (!options.data.empty()) record.data(readData(options.data));
   for (const auto& [name, value] : assignments.categories) record.category(name, value);
@@ -48,7 +51,7 @@ void add(Session& session, const AddOptions& options) {
     if (description.isFormula)
       throw UsageError("--description: " + inQuotes(description.name) +
                        " cannot be computed; a new record has no numbers");
-    record.description(description.name, valueOf(description, session, kind));
+    record.description(description.name, valueOf(description, inStore ? &*inStore : nullptr));
   }
   static_cast<void>(record.toDocument(kind));  // what cannot be a record makes no file
   const std::string id = Records(session.store(Access::create), kind).insert(record);

@@ -5,6 +5,8 @@
 #include <array>
 #include <set>
 
+#include "tools/commands/changes.h"
+#include "tools/core/NameColumns.h"
 #include "tools/input/Columns.h"
 #include "tools/values/Errors.h"
 #include "values/Cell.h"
@@ -81,12 +83,12 @@ void requireNamesOnce(const Items& items, const std::string& option) {
 }
 
 /// The one type that a description has in all records that have it.
-std::optional<PropertyType> typeInStore(Session& session, RecordKind kind, const std::string& name) {
+std::optional<PropertyType> typeInStore(const Records* records, const std::string& name) {
   ObjectProperties query;
   query.setValueString(layout::path::descriptionName, name);
   std::set<PropertyType> known;
-  if (session.isNewFile()) return std::nullopt;
-  for (const NameInUse& used : session.records(kind).names(Selection::ofQuery(query))) {
+  if (records == nullptr) return std::nullopt;
+  for (const NameInUse& used : records->names(Selection::ofQuery(query))) {
     if (used.kind == NameInUse::Kind::description && used.name == name) known.insert(used.type);
   }
   for (const PropertyType type : types) {
@@ -105,6 +107,34 @@ Value toValue(const values::Converted& converted) {
     Value operator()(values::Time time) const { return Time{time.milliseconds}; }
   };
   return std::visit(ToValue(), converted);
+}
+
+void addFormula(Changes& changes, const Assignments::Description& description) {
+  try {
+    changes.compute(description.name, description.text, description.type.value_or(PropertyType::undefined));
+  } catch (const std::exception& error) {
+    throw UsageError("--description: " + std::string(error.what()));
+  }
+}
+
+void takeAway(Changes& changes, const Name& name) {
+  if (name.field == Field::id) throw UsageError("--unset: a record keeps its id");
+  const auto kind = kindOf(name.field);
+  kind ? changes.unset(*kind, name.text) : changes.unset(name.text);
+}
+
+/// Names that no record has are mistyped, since nothing would become of them.
+void refuseUnknownNames(const Records& records, const std::vector<Name>& unset, const Changes& changes) {
+  std::vector<std::string> sentences;
+  for (const Name& name : unset) {
+    if (const auto remark = records.remarkOn(name.text, kindOf(name.field)))
+      sentences.push_back("--unset: " + sentenceOf(*remark, records.kind()));
+  }
+  for (const std::string& name : records.unknownOperands(changes)) {
+    if (const auto remark = records.remarkOn(name, NameInUse::Kind::description))
+      sentences.push_back("--description: " + sentenceOf(*remark, records.kind()));
+  }
+  refuseUnknown(sentences);
 }
 
 }  // namespace
@@ -143,9 +173,9 @@ Assignments Assignments::parse(const AssignmentOptions& options, RecordKind kind
   return result;
 }
 
-Value valueOf(const Assignments::Description& description, Session& session, RecordKind kind) {
+Value valueOf(const Assignments::Description& description, const Records* records) {
   std::optional<PropertyType> inStore;
-  if (!description.type) inStore = typeInStore(session, kind, description.name);
+  if (!description.type) inStore = typeInStore(records, description.name);
   const PropertyType type = description.type.value_or(inStore.value_or(values::apparentType(description.text)));
   const std::string option = "--description: " + inQuotes(description.name) + ": ";
   const std::string hint =
@@ -161,6 +191,27 @@ Value valueOf(const Assignments::Description& description, Session& session, Rec
   } catch (const values::ConversionError& error) {
     throw UsageError(option + error.what() + hint);
   }
+}
+
+Changes changesOf(const Assignments& assignments, const std::vector<std::string>& unset) {
+  Changes changes;
+  for (const std::string& text : unset) takeAway(changes, parseName(text, "--unset"));
+  for (const auto& [name, value] : assignments.categories) changes.category(name, value);
+  for (const FileReference& file : assignments.files) changes.file(file.type, file.host, file.path);
+  for (const Assignments::Description& description : assignments.descriptions) {
+    if (description.isFormula) addFormula(changes, description);
+  }
+  return changes;
+}
+
+void completeChanges(Changes& changes, const Assignments& assignments, const std::vector<std::string>& unset,
+                     const Records& records) {
+  for (const Assignments::Description& description : assignments.descriptions) {
+    if (!description.isFormula) changes.description(description.name, valueOf(description, &records));
+  }
+  std::vector<Name> names;
+  for (const std::string& text : unset) names.push_back(parseName(text, "--unset"));
+  refuseUnknownNames(records, names, changes);
 }
 
 }  // namespace database_provider::recordctl

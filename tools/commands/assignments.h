@@ -53,7 +53,17 @@ struct Assignments {
 };
 
 /// The value of a description, which is no formula: of the type that is given with it, else of the one type that the
-/// name has in the store, else of the one that the text looks like. Throws `UsageError` where the text is none.
-Value valueOf(const Assignments::Description& description, Session& session, RecordKind kind);
+/// name has in the store (which is not asked without `records`), else of the one that the text looks like. Throws
+/// `UsageError` where the text is none.
+Value valueOf(const Assignments::Description& description, const Records* records);
+
+/// The assignments as a change of records, which loses the names of `unset`; without the values of descriptions, whose
+/// types a store may have to tell. Throws `UsageError`.
+Changes changesOf(const Assignments& assignments, const std::vector<std::string>& unset);
+
+/// Adds these values. Throws `UsageError`, also for a name to be taken away, or to compute from, that no record has,
+/// since nothing would become of it.
+void completeChanges(Changes& changes, const Assignments& assignments, const std::vector<std::string>& unset,
+                     const Records& records);
 
 }  // namespace database_provider::recordctl

@@ -5,6 +5,7 @@
 #include <iostream>
 #include <list>
 
+#include "tools/core/answers.h"
 #include "tools/terminal/Interrupt.h"
 #include "values/Text.h"
 
@@ -48,14 +49,7 @@ ChangeResult runChange(Session& session, bool dryRun, const std::function<Change
 }
 
 void tellResult(const Session& session, bool dryRun, bool canSkip, const ChangeResult& result) {
-  if (session.json()) {
-    ObjectProperties json;
-    json.setValueInt64("changed", result.changed);
-    json.setValueInt64("unchanged", result.unchanged);
-    if (canSkip) json.setValueInt64("skipped", result.skipped);
-    json.setValueInt64("failed", result.failed);
-    return writeJson(json);
-  }
+  if (session.json()) return writeJson(toJson(result, canSkip));
   std::cout << records(result.changed) << (dryRun ? " would be changed" : " changed");
   if (result.unchanged > 0) std::cout << ", " << result.unchanged << " unchanged";
   if (result.skipped > 0) std::cout << ", " << result.skipped << " skipped";

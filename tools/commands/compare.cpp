@@ -8,6 +8,7 @@
 
 #include "tools/commands/commands.h"
 #include "tools/commands/options.h"
+#include "tools/core/answers.h"
 #include "tools/core/csv.h"
 #include "tools/core/valueText.h"
 #include "tools/terminal/Table.h"
@@ -17,8 +18,6 @@
 namespace database_provider::recordctl {
 
 namespace {
-
-constexpr std::size_t mostRecords = 8;
 
 struct CompareOptions {
   std::vector<std::string> ids{};
@@ -71,10 +70,6 @@ bool differs(const ComparisonRow& row, const Tolerances& tolerances) {
   return row.kind != NameInUse::Kind::description || tolerance == tolerances.end() || !isWithin(row, tolerance->second);
 }
 
-const char* kindOf(const ComparisonRow& row) {
-  return row.kind == NameInUse::Kind::category ? "category" : "description";
-}
-
 bool areTimes(const ComparisonRow& row) {
   return row.values.front() && std::holds_alternative<Time>(*row.values.front());
 }
@@ -88,23 +83,6 @@ std::string differenceText(const ComparisonRow& row, std::size_t record) {
   const double first = *numberOf(*row.values.front());
   if (first == 0 || !std::isfinite(first)) return withSign(*difference);
   return withSign(*difference) + " (" + withSign(std::round(*difference / std::abs(first) * 1e4) / 1e2) + " %)";
-}
-
-ObjectProperties toJson(const ComparisonRow& row) {
-  ObjectProperties result;
-  result.setValueString("name", row.name);
-  result.setValueString("kind", kindOf(row));
-  {
-    const database_client::ArrayScope values(result, "values");
-    for (std::size_t i = 0; i < row.values.size(); ++i) putValue(result, std::to_string(i), row.values[i]);
-  }
-  if (row.difference.size() == 2) {
-    putNumber(result, "difference", row.difference[1]);
-    return result;
-  }
-  const database_client::ArrayScope differences(result, "difference");
-  for (std::size_t i = 1; i < row.difference.size(); ++i) putNumber(result, std::to_string(i - 1), row.difference[i]);
-  return result;
 }
 
 /// The cells of a row, the heading's first: the name, each value, and beside each but the first its difference.
@@ -167,10 +145,10 @@ std::vector<std::string> chosenIds(const Records& records, const CompareOptions&
   std::vector<std::string> ids = options.ids;
   if (hasFilter) {
     FindOptions first;
-    first.limit = mostRecords + 1;
+    first.limit = mostCompared + 1;
     ids = records.ids(options.selection.selection(), first);
   }
-  if (ids.size() > mostRecords) throw UsageError("at most " + std::to_string(mostRecords) + " records are compared");
+  if (ids.size() > mostCompared) throw UsageError("at most " + std::to_string(mostCompared) + " records are compared");
   return ids;
 }
 

@@ -4,6 +4,7 @@
 
 #include "tools/commands/commands.h"
 #include "tools/commands/options.h"
+#include "tools/core/answers.h"
 
 namespace database_provider::recordctl {
 
@@ -13,9 +14,7 @@ void count(Session& session, const SelectionOptions& options) {
   const Selection selection = options.selection();
   const long long records = session.records(options.kind.kind()).count(selection);
   if (session.json()) {
-    ObjectProperties result;
-    result.setValueInt64("count", records);
-    writeJson(result);
+    writeJson(countJson(records));
   } else {
     std::cout << records << '\n';
   }

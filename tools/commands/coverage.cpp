@@ -6,6 +6,7 @@
 
 #include "tools/commands/commands.h"
 #include "tools/commands/options.h"
+#include "tools/core/answers.h"
 #include "tools/core/valueText.h"
 #include "tools/terminal/Table.h"
 
@@ -18,24 +19,6 @@ struct CoverageOptions {
   std::string scenarios{};
   SelectionOptions selection{};
 };
-
-ObjectProperties toJson(const CoverageCell& cell) {
-  ObjectProperties result;
-  {
-    const database_client::ArrayScope values(result, "values");
-    for (std::size_t i = 0; i < cell.values.size(); ++i) result.setValueString(std::to_string(i), cell.values[i]);
-  }
-  result.setValueInt64("count", cell.count);
-  return result;
-}
-
-ObjectProperties toJson(const ScenarioCoverage& scenario) {
-  ObjectProperties result;
-  result.setValueString("scenario", scenario.scenario);
-  putText(result, "value", scenario.value);
-  result.setValueInt64("experiments", scenario.experiments);
-  return result;
-}
 
 /// A row for each value of the first category, a column for each of the second. What no record has stands out as a
 /// dot among the numbers.

@@ -52,9 +52,12 @@ void runExport(Session& session, const ExportOptions& options) {
     checkInterrupt();
     std::cout << line;
   };
+  const RowFormat format = options.format == "csv"     ? RowFormat::csv
+                           : options.format == "jsonl" ? RowFormat::jsonl
+                           : options.format == "json"  ? RowFormat::json
+                                                       : RowFormat::records;
   const long long count =
-      session.records(kind).exportTo(write, options.format == "csv" ? RowFormat::csv : RowFormat::records,
-                                     options.selection.selection(), options.selection.range());
+      session.records(kind).exportTo(write, format, options.selection.selection(), options.selection.range());
   if (count == 0) options.selection.tellUnmatched(session);
 }
 
@@ -67,8 +70,9 @@ void addExport(const Command& commands, Session& session) {
   options->selection.addLimitsTo(command);
   command.option("--format", "FORMAT", options->format,
                  "records (the default): complete, a document of extended JSON a line; csv: id, categories, "
-                 "descriptions",
-                 Traits::oneOf({"records", "csv"}));
+                 "descriptions; jsonl: the same and the time of making, an object a line as list --json writes it; "
+                 "json: an array of these",
+                 Traits::oneOf({"records", "csv", "jsonl", "json"}));
   command.flag("--all", options->all,
                "records of both kinds, configured categories and settings; import takes them all");
   command.run([&session, options] { runExport(session, *options); });

@@ -6,6 +6,7 @@
 
 #include "tools/commands/commands.h"
 #include "tools/commands/options.h"
+#include "tools/core/answers.h"
 #include "tools/terminal/Table.h"
 #include "values/Text.h"
 
@@ -22,13 +23,6 @@ struct FacetOptions {
   int limit = 0;
   SelectionOptions selection{};
 };
-
-ObjectProperties toJson(const Facet& facet) {
-  ObjectProperties result;
-  result.setValueString("value", facet.value);
-  result.setValueInt64("count", facet.count);
-  return result;
-}
 
 constexpr std::size_t widestBar = 40;
 constexpr std::size_t narrowestBar = 8;

@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 
+#include "exporting/recordJson.h"
 #include "tools/commands/commands.h"
 #include "tools/commands/options.h"
 #include "tools/core/NameColumns.h"
@@ -22,26 +23,6 @@ struct ListOptions {
   std::string sort{};
   std::string columns{};
 };
-
-/// What the columns name, or everything where none are given.
-ObjectProperties toJson(const Record& record, const std::optional<NameColumns>& columns) {
-  const auto isWanted = [&](Field field, const std::string& name) { return !columns || columns->has(field, name); };
-  ObjectProperties result;
-  result.setValueString("id", record.id());
-  putValue(result, "created", record.created() ? std::optional<Value>(*record.created()) : std::nullopt);
-  {
-    const database_client::GroupScope categories(result, "categories");
-    for (const std::string& name : record.categoryNames()) {
-      if (isWanted(Field::category, name)) result.setValueString(name, record.category(name).value_or(""));
-    }
-  }
-  const database_client::GroupScope descriptions(result, "descriptions");
-  for (const std::string& name : record.descriptionNames()) {
-    const std::optional<Value> value = record.description(name);
-    if (value && isWanted(Field::description, name)) putValue(result, name, value);
-  }
-  return result;
-}
 
 /// Takes the columns out of `columns` whose names no record has, and says so of each.
 void dropUnknown(Session& session, const ListOptions& options, NameColumns& columns) {
@@ -155,7 +136,7 @@ void list(Session& session, const ListOptions& options) {
     checkInterrupt();
     ++count;
     if (session.json())
-      writeJson(toJson(record, given));
+      writeJson(exporting::recordJson(record, given ? &*given : nullptr));
     else if (!given || !given->isEmpty())
       table.add(std::move(record));
     return true;

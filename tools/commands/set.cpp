@@ -4,7 +4,6 @@
 #include "tools/commands/assignments.h"
 #include "tools/commands/changes.h"
 #include "tools/commands/commands.h"
-#include "tools/core/NameColumns.h"
 
 namespace database_provider::recordctl {
 
@@ -17,56 +16,14 @@ struct SetOptions {
   ConsentOptions consent{};
 };
 
-void addFormula(Changes& changes, const Assignments::Description& description) {
-  try {
-    changes.compute(description.name, description.text, description.type.value_or(PropertyType::undefined));
-  } catch (const std::exception& error) {
-    throw UsageError("--description: " + std::string(error.what()));
-  }
-}
-
-void unset(Changes& changes, const Name& name) {
-  if (name.field == Field::id) throw UsageError("--unset: a record keeps its id");
-  const auto kind = kindOf(name.field);
-  kind ? changes.unset(*kind, name.text) : changes.unset(name.text);
-}
-
-/// Names that no record has are mistyped, since nothing would become of them.
-void refuseUnknownNames(Session& session, RecordKind kind, const std::vector<Name>& unset, const Changes& changes) {
-  const Records records = session.records(kind);
-  std::vector<std::string> sentences;
-  for (const Name& name : unset) {
-    if (const auto remark = records.remarkOn(name.text, kindOf(name.field)))
-      sentences.push_back("--unset: " + sentenceOf(*remark, kind));
-  }
-  for (const std::string& name : records.unknownOperands(changes)) {
-    if (const auto remark = records.remarkOn(name, NameInUse::Kind::description))
-      sentences.push_back("--description: " + sentenceOf(*remark, kind));
-  }
-  refuseUnknown(sentences);
-}
-
 void set(Session& session, const SetOptions& options) {
   const RecordKind kind = options.choice.selection.kind.kind();
   const Assignments assignments = Assignments::parse(options.assignments, kind);
   if (options.assignments.isEmpty() && options.unset.empty())
     throw UsageError("what is to be changed? Give --category, --description, --unset or --file");
-  Changes changes;
-  std::vector<Name> names;
-  for (const std::string& text : options.unset) {
-    names.push_back(parseName(text, "--unset"));
-    unset(changes, names.back());
-  }
-  for (const auto& [name, value] : assignments.categories) changes.category(name, value);
-  for (const FileReference& file : assignments.files) changes.file(file.type, file.host, file.path);
-  for (const Assignments::Description& description : assignments.descriptions) {
-    if (description.isFormula) addFormula(changes, description);
-  }
+  Changes changes = changesOf(assignments, options.unset);
   const Choice choice = choose(session, options.choice, changing);
-  for (const Assignments::Description& description : assignments.descriptions) {
-    if (!description.isFormula) changes.description(description.name, valueOf(description, session, kind));
-  }
-  if (choice.count > 0) refuseUnknownNames(session, kind, names, changes);
+  if (choice.count > 0) completeChanges(changes, assignments, options.unset, session.records(kind));
   const bool dryRun = options.consent.dryRun;
   ChangeResult result;
   if (dryRun || isAllowed(options.consent, changing, choice.count))

@@ -4,6 +4,7 @@
 
 #include "tools/commands/commands.h"
 #include "tools/commands/options.h"
+#include "tools/core/answers.h"
 #include "tools/core/valueText.h"
 #include "tools/input/Columns.h"
 #include "values/Text.h"
@@ -53,19 +54,15 @@ void writeFiles(const Record& record) {
 }
 
 void writeSource(const DatabaseRecordInterface& record) {
-  const auto* experiment = dynamic_cast<const ExperimentDatabaseRecordInterface*>(&record);
-  if (experiment == nullptr) return;
-  if (const auto* source = experiment->getDatabaseSourceInfo())
-    writeSection(
-        "Data source", {{"host"}, {"port"}, {"database"}, {"source"}},
-        {{{source->host()}, {std::to_string(source->port())}, {source->databaseName()}, {source->sourceId()}}});
-  if (const auto* source = experiment->getDataServerSourceInfo())
-    writeSection("Data source", {{"host"}, {"section"}, {"record"}, {"path"}, {"volume"}},
-                 {{{source->host()},
-                   {source->section()},
-                   {source->record()},
-                   {source->path()},
-                   {std::to_string(source->volume())}}});
+  for (const auto& source : sourcesOf(record)) {
+    std::vector<Table::Column> columns;
+    Table::Row row;
+    for (const auto& [name, value] : source) {
+      columns.push_back({name});
+      row.push_back({value});
+    }
+    writeSection("Data source", columns, {row});
+  }
 }
 
 void writeUserBlock(const Record& record) {
@@ -78,18 +75,6 @@ void writeUserBlock(const Record& record) {
     const std::string json = one.toJson();
     std::cout << printable(json.substr(1, json.size() - 2)) << '\n';
   }
-}
-
-/// The id itself, or the one of which it is the beginning. Throws `UsageError` where several begin so.
-std::string wholeId(const Records& records, const std::string& beginning) {
-  constexpr int mostTold = 5;
-  if (!records.ids(Selection::ofIds({beginning})).empty()) return beginning;
-  const std::vector<std::string> ids = records.idsBeginningWith(beginning, mostTold);
-  if (ids.empty()) return beginning;
-  if (ids.size() == 1) return ids.front();
-  std::string message = "several ids begin with " + inQuotes(beginning) + ":";
-  for (const std::string& id : ids) message += " " + printable(id);
-  throw UsageError(message + (ids.size() == mostTold ? " …" : ""));
 }
 
 void show(Session& session, const ShowOptions& options) {

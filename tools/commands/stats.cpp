@@ -6,6 +6,7 @@
 
 #include "tools/commands/commands.h"
 #include "tools/commands/options.h"
+#include "tools/core/answers.h"
 #include "tools/core/valueText.h"
 #include "tools/terminal/Table.h"
 #include "values/Text.h"
@@ -20,47 +21,6 @@ struct StatsOptions {
   bool withMedian = false;
   SelectionOptions selection{};
 };
-
-std::vector<std::string> namesIn(const std::string& text) {
-  std::vector<std::string> result;
-  if (text.empty()) return result;
-  for (const std::string& piece : values::splitEscaped(text, ',')) {
-    result.push_back(values::unescaped(piece));
-    if (result.back().empty()) throw UsageError("a name is empty in " + values::inQuotes(text));
-  }
-  return result;
-}
-
-bool isNumeric(PropertyType type) {
-  return type == PropertyType::int32 || type == PropertyType::int64 || type == PropertyType::real;
-}
-
-/// Every description that has numbers.
-std::vector<std::string> numericNames(const Records& records) {
-  std::vector<std::string> result;
-  for (const NameInUse& name : records.names()) {
-    const bool isNew = result.empty() || result.back() != name.name;
-    if (name.kind == NameInUse::Kind::description && isNumeric(name.type) && isNew) result.push_back(name.name);
-  }
-  return result;
-}
-
-ObjectProperties toJson(const Figures& figures, const std::vector<std::string>& by, bool withMedian) {
-  ObjectProperties result;
-  {
-    const database_client::GroupScope group(result, "by");
-    for (std::size_t i = 0; i < by.size(); ++i) putText(result, by[i], figures.by[i]);
-  }
-  result.setValueString("name", figures.name);
-  result.setValueInt64("count", figures.count);
-  result.setValueInt64("missing", figures.missing);
-  putValue(result, "min", figures.min);
-  putNumber(result, "mean", figures.mean);
-  putNumber(result, "std", figures.std);
-  putValue(result, "max", figures.max);
-  if (withMedian) putNumber(result, "median", figures.median);
-  return result;
-}
 
 Table::Row toRow(const Figures& figures, bool withMedian) {
   Table::Row row;

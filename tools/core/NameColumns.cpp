@@ -7,22 +7,14 @@
 
 namespace database_provider::recordctl {
 
-using values::inQuotes;
 using values::splitEscaped;
-using values::unescaped;
 
 Name parseName(const std::string& text, const std::string& option) {
-  const auto parts = splitEscaped(text, ':');
-  if (parts.size() == 1 && text == "id") return {Field::id, ""};
-  Name result{Field::any, unescaped(parts.back())};
-  if (parts.size() == 2 && parts.front() == "category")
-    result.field = Field::category;
-  else if (parts.size() == 2 && parts.front() == "description")
-    result.field = Field::description;
-  else if (parts.size() != 1)
-    throw UsageError(option + ": before a colon stands category or description, found " + inQuotes(text));
-  if (result.text.empty()) throw UsageError(option + ": a name is empty");
-  return result;
+  try {
+    return exporting::parseColumn(text);
+  } catch (const database_client::Error& error) {
+    throw UsageError(option + ": " + error.what());
+  }
 }
 
 std::optional<NameInUse::Kind> kindOf(Field field) {
