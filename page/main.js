@@ -120,8 +120,9 @@ function failed(error) {
 
 function allColumns() {
   return [
-    { key: "id", kind: "id", heading: "id", list: "id" },
-    { key: "created", kind: "created", heading: "created" },
+    // Ids follow each other in the order in which records are made, and stores find the last of them at once.
+    { key: "id", kind: "id", heading: "id" },
+    { key: "id", kind: "created", heading: "created" },
     ...names.categories.map((name) => columnOf("category", name)),
     ...names.descriptions.map((name) => columnOf("description", name)),
   ];
@@ -132,11 +133,13 @@ function columnOf(kind, name) {
   return { key, kind, name, heading: names.both.has(name) ? `${kind}: ${name}` : name };
 }
 
+const listKey = (column) => (column.kind === "created" ? "created" : column.key);
+
 function shownColumns() {
   const all = allColumns();
   if (state.columns === "") return all.slice(0, 2 + usualColumns);
   const wanted = split(state.columns);
-  const found = wanted.map((key) => all.find((column) => column.key === key)).filter(Boolean);
+  const found = wanted.map((key) => all.find((column) => listKey(column) === key)).filter(Boolean);
   return found.length > 0 ? [all[0], ...found.filter((column) => column.kind !== "id")] : all.slice(0, 2);
 }
 
@@ -253,7 +256,7 @@ function showCommand() {
 function columnsDialog() {
   const shown = shownColumns();
   const boxes = allColumns().filter((column) => column.kind !== "id").map((column) => {
-    const box = h("input", { type: "checkbox", checked: shown.some((one) => one.key === column.key) });
+    const box = h("input", { type: "checkbox", checked: shown.some((one) => listKey(one) === listKey(column)) });
     return { column, box, element: h("label", { class: "value" }, box, h("span", { class: "text", dir: "auto" }, column.heading)) };
   });
   const find = h("input", {
@@ -263,7 +266,7 @@ function columnsDialog() {
   });
   const apply = () => {
     hideDialog();
-    const wanted = boxes.filter(({ box }) => box.checked).map(({ column }) => column.key);
+    const wanted = boxes.filter(({ box }) => box.checked).map(({ column }) => listKey(column));
     go({ columns: wanted.length === 0 ? "id" : wanted.join(",") });
   };
   showDialog("Columns", h("form", { onsubmit: (event) => { event.preventDefault(); apply(); } },
@@ -353,6 +356,7 @@ async function refresh(isForced = false) {
     if (namesOfKind !== kind || isForced) {
       if (namesOfKind !== kind) {
         facets.forget();
+        lastList = null;
         $("rows").replaceChildren(skeleton());
       }
       const answer = await ask("names", null, { kind }, signal);
@@ -367,29 +371,33 @@ async function refresh(isForced = false) {
       await showBelow(signal);
       return;
     }
+    const counts = Promise.all(kinds.map(([one]) => ask("count", null, { kind: one }, signal)))
+      .then((answers) => showKinds(answers.map((one) => one.results[0].count)));
+    counts.catch(() => {});
     const list = ask("list", null, { ...question(), limit: pageSize, skip: state.skip }, signal);
     list.catch(() => {});
     const taken = await ask("conditions", null, { where }, signal);
     conditions = taken.results;
     showFilterError(null);
-    const counts = Promise.all(kinds.map(([one]) => ask("count", null, { kind: one }, signal)));
     const matching = ask("count", null, { kind, where }, signal);
-    counts.catch(() => {});
+    matching.catch(() => {});
     const [answer, count] = await Promise.all([list, matching]);
     shownCount = count.results[0].count;
     showTable(answer.results, [...(answer.remarks ?? [])]);
     showRange(answer.results.length);
+    clearTimeout(busy);
+    document.body.classList.remove("busy");
     $("matches").replaceChildren(grouped(shownCount), ` ${shownCount === 1 ? "match" : "matches"}`);
     showCommand();
     showAway(null);
     shownFor = key;
-    const totals = (await counts).map((one) => one.results[0].count);
-    showKinds(totals);
-    await Promise.all([facets.show(kind, names, conditions, signal), showBelow(signal)]);
+    await Promise.all([counts, facets.show(kind, names, conditions, signal), showBelow(signal)]);
   } catch (error) {
     if (error instanceof Refusal && error.position !== null && error.position !== undefined) {
       showFilterError(error);
       shownFor = "";
+      // What was found last stays; where nothing was, as with an address that somebody mistyped, that is said.
+      if (lastList === null) $("rows").replaceChildren(h("p", { class: "empty" }, "The filter cannot be read."));
     } else failed(error);
   } finally {
     clearTimeout(busy);

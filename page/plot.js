@@ -108,9 +108,10 @@ export async function showPlot(element, { kind, where, names, state, go, signal,
   const numeric = names.descriptions.filter((name) => names.isNumeric(name));
   const times = names.descriptions.filter((name) => names.isTime(name));
   const isBars = state.plot === "bars" && names.categories.length > 0;
-  const yName = numeric.includes(state.y) ? state.y : numeric[0];
+  const usual = numeric.find((name) => names.types.get(name) === "double") ?? numeric[0];
+  const yName = numeric.includes(state.y) ? state.y : usual;
   const xs = [["", "created"], ...[...numeric, ...times].map((name) => [`=${name}`, name])];
-  const other = numeric.find((name) => name !== yName) ?? times[0];
+  const other = times[0] ?? numeric.find((name) => name !== yName);
   const x = state.x === "created" ? "" : xs.some(([key]) => key === `=${state.x}`) ? `=${state.x}` : other ? `=${other}` : "";
   const colour = names.categories.includes(state.colour) ? state.colour : "";
   const group = colour || names.categories[0];

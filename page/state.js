@@ -7,7 +7,7 @@ export const pageSize = 100;
 const longest = 6000;
 
 const usual = {
-  kind: "experiment", where: "", sort: "created:desc", columns: "", skip: "", open: "", rows: "", compare: "",
+  kind: "experiment", where: "", sort: "id:desc", columns: "", skip: "", open: "", rows: "", compare: "",
   plot: "points", x: "", y: "", colour: "", by: "", median: "",
 };
 

@@ -30,7 +30,7 @@ export function idText(id) {
 
 function cell(value, column, layout, open) {
   if (column.kind === "id")
-    return h("td", { class: "id" }, h("a", { href: open.address, title: value, onclick: open.go }, idText(value)));
+    return h("td", { class: "id" }, h("a", { href: open.address, title: value, "aria-label": value, onclick: open.go }, idText(value)));
   const text = textOf(value);
   if (value === null) return h("td", { class: layout.areNumbers ? "number" : "" });
   if (!layout.areNumbers || isTime(value))
@@ -50,7 +50,9 @@ export function recordTable(records, columns, sort, chosen, on) {
   const all = records.map((record) => record.id);
   const chosenHere = all.filter((id) => chosen.includes(id)).length;
   const headings = columns.map((column, i) => {
-    const direction = sort.find((one) => one.key === column.key);
+    // The time of making and the id are one order; the arrow stands where people look for it.
+    const isOther = column.kind === "id" && columns.some((one) => one.kind === "created");
+    const direction = isOther ? undefined : sort.find((one) => one.key === column.key || (one.key === "created" && column.kind === "created"));
     return h("th", {
       scope: "col", class: layouts[i].areNumbers ? "number" : "",
       "aria-sort": direction ? (direction.isDescending ? "descending" : "ascending") : null,

@@ -121,15 +121,18 @@ void Records::forEachDocument(const Selection& selection, const FindOptions& opt
                               const std::function<bool(ObjectProperties&)>& receive) const {
   requireLimits(options);
   const layout::Place& place = placeOf(kind_);
-  if (options.sort.empty()) {
-    database_client::FindOptions inStoreOrder;
-    inStoreOrder.projection = projection;
-    inStoreOrder.limit = options.limit;
-    inStoreOrder.skip = options.skip;
-    inStoreOrder.after = options.after;
+  // Stores keep an order of ids, so that the first of a million records by id are found without looking at the others.
+  const bool isById = options.sort.size() == 1 && options.sort.front().field == SortKey::Field::id;
+  if (options.sort.empty() || isById) {
     // A server goes on from a record in the order of ids, and so has to begin in it.
-    if (options.limit > 0 && !store_->keepsInsertionOrder()) inStoreOrder.sort.setValueInt32("_id", 1);
-    store_->findEach(place.database, place.collection, selection.query(), inStoreOrder, receive);
+    const bool isPageOnServer = options.limit > 0 && !store_->keepsInsertionOrder();
+    database_client::FindOptions find;
+    find.projection = projection;
+    if (isById || isPageOnServer) find.sort.setValueInt32("_id", isById && options.sort.front().isDescending ? -1 : 1);
+    find.limit = options.limit;
+    find.skip = options.skip;
+    find.after = options.after;
+    store_->findEach(place.database, place.collection, selection.query(), find, receive);
     return;
   }
   std::vector<SortKey> keys = options.sort;

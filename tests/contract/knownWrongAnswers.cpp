@@ -229,6 +229,7 @@ const std::vector<WrongAnswer>& knownWrongAnswers() {
       {"java", "ComparisonsPutMissingBelowNull", "takes a missing field for null"},
       {"java", "AListIsSortedByWhatIsNamed", unknownOperator},
       {"java", "AnswersAreThoseThatPythonComputesFromTheSameRows", unknownOperator},
+      {"java", "ServedAnswersAreThoseOfTheCommands", unknownOperator},
       {"java", "CountsTheExperimentsOfEachScenario", unknownOperator},
       {"java", "CountsTimesAndExtremeValuesInBins", unknownOperator},
       {"java", "CountsValuesInBins", unknownOperator},

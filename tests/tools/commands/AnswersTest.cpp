@@ -9,6 +9,15 @@ TEST_P(RecordctlContract, AnswersAreThoseThatPythonComputesFromTheSameRows) {
   EXPECT_EQ(outcome.out, "agree\n");
 }
 
+TEST_P(RecordctlContract, ServedAnswersAreThoseOfTheCommands) {
+  if (database_test::onPath("python3").empty()) GTEST_SKIP() << "there is no python3 on the PATH";
+  constexpr int skipped = 77;
+  const Outcome outcome = runScript(DATABASE_TEST_SCRIPTS "/../serve/answers.py");
+  if (outcome.status == skipped) GTEST_SKIP() << outcome.out;
+  EXPECT_EQ(outcome.status, 0) << outcome.err;
+  EXPECT_EQ(outcome.out, "agree\n");
+}
+
 TEST_P(RecordctlContract, CountTellsHowMany) {
   importPlots();
   EXPECT_EQ(output({"count", "--kind", "scenario"}), "0\n");

@@ -1,15 +1,16 @@
 # SPDX-License-Identifier: Apache-2.0
 """What a served store answers is what the commands print with --json.
 
-    RECORDCTL_PATH=PROGRAM [RECORDCTL_STORE=ADDRESS] answers.py      without a store: one in a file of its own
-
-A store that is named is filled; it has to be empty.
+    answers.py [RECORDCTL [OPTION…]]      the store is RECORDCTL_STORE, which has to be empty and is filled, or a file of
+                                          its own; the program RECORDCTL_PATH, unless it is given with its options
 """
 
 import json
 import os
+import sys
 import urllib.parse
 
+import serving
 from serving import PLOTS, Served, folder, import_plots, printed, require_serve, run
 
 WHERE = 'site in (Waseca, Morris) and yield>25 and not variety="No. 457"'
@@ -24,6 +25,8 @@ def agree(what, given, expected):
 
 
 def main():
+    if len(sys.argv) > 1:
+        serving.RECORDCTL, *serving.LOGIN = sys.argv[1:]
     require_serve()
     with folder() as where:
         store = os.environ.get("RECORDCTL_STORE") or f"file:{where}/store.db"
