@@ -15,6 +15,8 @@ find_package(OpenSSL REQUIRED COMPONENTS Crypto)
 find_package(ZLIB REQUIRED)
 find_package(Snappy REQUIRED)
 pkg_check_modules(ZSTD REQUIRED IMPORTED_TARGET libzstd)
+pkg_check_modules(PUGIXML REQUIRED IMPORTED_TARGET pugixml)
+pkg_check_modules(YAMLCPP IMPORTED_TARGET yaml-cpp) # may be missing
 find_path(LIBCSV_INCLUDE_DIR csv.h REQUIRED)
 find_library(LIBCSV_LIBRARY csv REQUIRED)
 if(NOT TARGET CSV::csv)

@@ -2,6 +2,7 @@
 #include "importing/CsvReader.h"
 
 #include <algorithm>
+#include <array>
 #include <new>
 #include <set>
 #include <utility>
@@ -22,9 +23,56 @@ int isNoBlank(unsigned char) {
   return 0;
 }
 
+constexpr std::string_view delimiters = ",;\t|";
+constexpr std::size_t linesLookedAt = 20;
+using Counts = std::array<std::size_t, delimiters.size()>;
+
+/// How often each delimiter stands in each of the first lines, those without text left out. What the end cuts off is no
+/// line, unless there is no other.
+std::vector<Counts> countDelimiters(std::string_view beginning) {
+  std::vector<Counts> result;
+  Counts counts{};
+  bool isQuoted = false;
+  bool isEmpty = true;
+  for (const char c : beginning) {
+    if (result.size() == linesLookedAt) break;
+    if (!isQuoted && (c == '\n' || c == '\r')) {
+      if (!isEmpty) result.push_back(counts);
+      counts = {};
+      isEmpty = true;
+      continue;
+    }
+    isEmpty = false;
+    if (c == '"') isQuoted = !isQuoted;
+    const std::size_t place = isQuoted ? std::string_view::npos : delimiters.find(c);
+    if (place != std::string_view::npos) ++counts[place];
+  }
+  if (result.empty()) result.push_back(counts);
+  return result;
+}
+
 }  // namespace
 
-CsvReader::CsvReader(std::unique_ptr<InputFile> file) : RowReader(file->path(), false), file_(std::move(file)) {
+char delimiterOf(std::string_view beginning) {
+  const std::vector<Counts> lines = countDelimiters(beginning);
+  const Counts& header = lines.front();
+  std::size_t best = 0;
+  std::pair<std::size_t, std::size_t> bestScore{0, 0};  // lines that are as the first, delimiters in it
+  for (std::size_t i = 0; i < delimiters.size(); ++i) {
+    if (header[i] == 0) continue;
+    const auto alike =
+        std::count_if(lines.begin(), lines.end(), [&](const Counts& line) { return line[i] == header[i]; });
+    const std::pair<std::size_t, std::size_t> score{static_cast<std::size_t>(alike), header[i]};
+    if (score > bestScore) {
+      best = i;
+      bestScore = score;
+    }
+  }
+  return delimiters[best];
+}
+
+CsvReader::CsvReader(std::unique_ptr<InputFile> file, char delimiter)
+    : RowReader(file->path(), false), file_(std::move(file)), delimiter_(delimiter) {
   if (csv_init(&parser_, CSV_STRICT | CSV_STRICT_FINI | CSV_REPALL_NL) != 0) throw std::bad_alloc();
   csv_set_space_func(&parser_, isNoBlank);
   try {
@@ -40,6 +88,8 @@ CsvReader::~CsvReader() {
 }
 
 void CsvReader::start() {
+  csv_set_delim(&parser_,
+                static_cast<unsigned char>(delimiter_ == '\0' ? delimiterOf(file_->peekChunk()) : delimiter_));
   Line first;
   if (!takeLine(first)) throw ImportError(name() + ": the file is empty; expected a header");
   header_ = std::move(first.cells);

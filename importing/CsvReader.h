@@ -7,6 +7,7 @@
 #include <exception>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "importing/InputFile.h"
@@ -14,11 +15,12 @@
 
 namespace database_provider::importing {
 
-/// The rows of a CSV file (RFC 4180) whose first line names the columns. A row of another length has a problem; a stray
-/// quote ends the reading.
+/// The rows of a CSV file (RFC 4180, with any sign between cells) whose first line names the columns. A row of another
+/// length has a problem; a stray quote ends the reading.
 class CsvReader : public RowReader {
  public:
-  explicit CsvReader(std::unique_ptr<InputFile> file);
+  /// A delimiter of NUL is looked for.
+  explicit CsvReader(std::unique_ptr<InputFile> file, char delimiter = '\0');
   CsvReader(const CsvReader&) = delete;
   CsvReader& operator=(const CsvReader&) = delete;
   CsvReader(CsvReader&&) = delete;
@@ -52,6 +54,7 @@ class CsvReader : public RowReader {
   void guarded(const Step& step) noexcept;
 
   std::unique_ptr<InputFile> file_;
+  char delimiter_;
   csv_parser parser_{};
   Cells header_{};
   Line current_{};
@@ -62,5 +65,9 @@ class CsvReader : public RowReader {
   int lastEnd_ = 0;
   bool atEnd_ = false;
 };
+
+/// The sign between the cells of CSV that begins like this: the one of , ; tab and | that the first line has outside of
+/// quotes, and most of the next ones as often; a comma where there is none, or where two are alike.
+DATABASE_PROVIDER_EXPORT char delimiterOf(std::string_view beginning);
 
 }  // namespace database_provider::importing

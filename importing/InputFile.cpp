@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "importing/Row.h"
+#include "importing/decoders.h"
 
 namespace database_provider::importing {
 
@@ -25,17 +26,25 @@ constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
 
 }  // namespace
 
-InputFile::InputFile(const std::string& path)
-    : path_(path), descriptor_(::open(path.c_str(), O_RDONLY | O_CLOEXEC)), buffer_(bufferSize) {
+InputFile::InputFile(const std::string& path, std::string encoding)
+    : path_(path),
+      descriptor_(::open(path.c_str(), O_RDONLY | O_CLOEXEC)),
+      encoding_(std::move(encoding)),
+      buffer_(bufferSize) {
   if (descriptor_ < 0) fail(path_);
   struct stat status {};
   if (::fstat(descriptor_, &status) == 0 && S_ISREG(status.st_mode)) size_ = static_cast<std::uint64_t>(status.st_size);
-  skipByteOrderMark();
+  try {
+    begin();
+  } catch (...) {
+    ::close(descriptor_);
+    throw;
+  }
 }
 
-InputFile::InputFile(std::string name, ByteReader read)
-    : path_(std::move(name)), read_(std::move(read)), buffer_(bufferSize) {
-  skipByteOrderMark();
+InputFile::InputFile(std::string name, ByteReader read, std::string encoding)
+    : path_(std::move(name)), encoding_(std::move(encoding)), read_(std::move(read)), buffer_(bufferSize) {
+  begin();
 }
 
 InputFile::~InputFile() {
@@ -46,11 +55,56 @@ bool InputFile::rewind() {
   if (descriptor_ < 0 || ::lseek(descriptor_, 0, SEEK_SET) != 0) return false;
   next_ = end_ = 0;
   consumed_ = 0;
-  skipByteOrderMark();
+  decoded_ = nullptr;
+  begin();
   return true;
 }
 
+/// What the first bytes say is obeyed by steps that read the file from there on. Text that needs none is read without.
+void InputFile::begin() {
+  constexpr std::size_t longestMark = 4;
+  while (end_ < longestMark) {  // a pipe may hand over less at a time
+    const std::size_t count = readOpened(buffer_.data() + end_, buffer_.size() - end_);
+    if (count == 0) break;
+    end_ += count;
+  }
+  const std::string_view first(buffer_.data(), end_);
+  *packed_ = end_;
+  const ByteReader opened = [this](char* bytes, std::size_t size) {
+    const std::size_t count = readOpened(bytes, size);
+    *packed_ += count;
+    return count;
+  };
+  // Whether a step is wanted shows only behind the one before it, so that they begin with what is read already.
+  ByteReader unpacked = decompressed(path_, behind(std::string(first), opened), first);
+  std::string head(first);
+  const bool isPacked = isCompressed(first);
+  if (isPacked) {
+    head.resize(longestMark);
+    std::size_t size = 0;
+    while (size < longestMark) {
+      const std::size_t count = unpacked(head.data() + size, longestMark - size);
+      if (count == 0) break;
+      size += count;
+    }
+    head.resize(size);
+    unpacked = behind(head, std::move(unpacked));
+  }
+  const std::string marked = encodingByMark(head);
+  const std::string& encoding = marked.empty() ? encoding_ : marked;
+  if (!encoding.empty())
+    decoded_ = recoded(path_, std::move(unpacked), encoding);
+  else if (isPacked)
+    decoded_ = std::move(unpacked);
+  if (decoded_) next_ = end_ = 0;
+  skipByteOrderMark();
+}
+
 std::size_t InputFile::read(char* bytes, std::size_t size) const {
+  return decoded_ ? decoded_(bytes, size) : readOpened(bytes, size);
+}
+
+std::size_t InputFile::readOpened(char* bytes, std::size_t size) const {
   if (read_) return read_(bytes, size);
   for (;;) {
     const ssize_t count = ::read(descriptor_, bytes, size);

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -11,19 +12,21 @@
 
 namespace database_provider::importing {
 
-/// A file that is read from front to back, or what somebody else reads. A byte order mark at its front is passed over.
-/// Throws `ImportError` when it cannot be opened or read.
+/// A file that is read from front to back, or what somebody else reads, as text in UTF-8: what is compressed by gzip or
+/// Zstandard is unpacked, another encoding recoded, a byte order mark passed over. Throws `ImportError` when it cannot
+/// be opened or read.
 class DATABASE_PROVIDER_EXPORT InputFile {
  public:
-  explicit InputFile(const std::string& path);
-  InputFile(std::string name, ByteReader read);
+  /// `encoding` as iconv names it; empty for UTF-8, or the one that a byte order mark tells.
+  explicit InputFile(const std::string& path, std::string encoding = {});
+  InputFile(std::string name, ByteReader read, std::string encoding = {});
   ~InputFile();
   InputFile(const InputFile&) = delete;
   InputFile& operator=(const InputFile&) = delete;
 
   const std::string& path() const { return path_; }
-  /// The bytes read so far.
-  std::uint64_t position() const { return consumed_; }
+  /// The bytes read so far, of the file as it lies there.
+  std::uint64_t position() const { return decoded_ ? *packed_ : consumed_; }
   /// The size of a regular file, 0 for anything else.
   std::uint64_t size() const { return size_; }
 
@@ -47,11 +50,16 @@ class DATABASE_PROVIDER_EXPORT InputFile {
  private:
   std::size_t read(char* bytes, std::size_t size) const;
   bool fill();
+  std::size_t readOpened(char* bytes, std::size_t size) const;
+  void begin();
   void skipByteOrderMark();
 
   std::string path_;
   int descriptor_ = -1;
+  std::string encoding_;
   ByteReader read_{};
+  ByteReader decoded_{};  ///< empty where the bytes are text as they stand
+  std::shared_ptr<std::uint64_t> packed_ = std::make_shared<std::uint64_t>(0);  ///< the bytes that were decoded
   std::uint64_t size_ = 0;
   std::uint64_t consumed_ = 0;
   std::vector<char> buffer_;

@@ -8,10 +8,15 @@
 #include <algorithm>
 #include <limits>
 #include <string_view>
+#include <utility>
+
+#include "values/Text.h"
 
 namespace database_provider::importing {
 
 namespace {
+
+using values::inQuotes;
 
 // A row is parsed once, straight into its document. To find its end in an array takes no parser: brackets outside of
 // texts tell it. Only a row of which no document can be made is looked at again, by a parser that keeps nothing, to
@@ -110,13 +115,48 @@ rapidjson::ParseResult lookAt(Stream& stream, Row& row, int deepest) {
   return result;
 }
 
-/// Makes the row's document and takes its keys from that; false where the text is no document.
-bool parse(Row& row) {
+/// The object with the NaN, Infinity and -Infinity that Python writes and JSON has no words for as extended JSON says
+/// them; empty where it has none.
+std::string withNonFinite(const std::string& json) {
+  constexpr std::size_t longestWord = 9;
+  std::string result;
+  bool isInText = false;
+  bool isAnyFound = false;
+  for (std::size_t i = 0; i < json.size(); ++i) {
+    if (json[i] == '"') isInText = !isInText;
+    if (isInText && json[i] == '\\') result += json[i++];
+    const std::string_view next = std::string_view(json).substr(i, isInText ? 0 : longestWord + 1);
+    const std::string_view word = next.substr(0, next.find_first_not_of("-NaInfity"));
+    if (word == "NaN" || word == "Infinity" || word == "-Infinity") {
+      isAnyFound = true;
+      result.append("{\"$numberDouble\": \"").append(word).append("\"}");
+      i += word.size() - 1;
+    } else {
+      result += json[i];
+    }
+  }
+  return isAnyFound ? result : "";
+}
+
+bool parseAsIs(Row& row) {
   try {
     row.parsed = ObjectProperties::fromJson(row.json);
+    return true;
   } catch (const database_client::Error&) {
     row.refusal = std::current_exception();
     return false;
+  }
+}
+
+/// Makes the row's document and takes its keys from that; false where the text is no document.
+bool parse(Row& row) {
+  if (!parseAsIs(row)) {
+    Row changed;
+    changed.json = withNonFinite(row.json);
+    if (changed.json.empty() || !parseAsIs(changed)) return false;
+    row.json = std::move(changed.json);
+    row.parsed = std::move(changed.parsed);
+    row.refusal = nullptr;
   }
   for (database_client::ElementReader value(row.parsed); value.next();) {
     if (row.keys.size() == maximalNames) {
@@ -168,40 +208,44 @@ std::size_t countLineEnds(std::string_view text) {
   return static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
 }
 
-bool isBlank(char c) {
-  return c == ' ' || c == '\t' || c == '\r' || c == '\n';
-}
-
 }  // namespace
 
-JsonArrayReader::JsonArrayReader(std::unique_ptr<InputFile> file)
-    : RowReader(file->path(), false), file_(std::move(file)) {
+JsonArrayReader::JsonArrayReader(std::unique_ptr<InputFile> file, std::string path)
+    : RowReader(file->path(), false), file_(std::move(file)), path_(std::move(path)), scanner_(*file_) {
   start();
 }
 
 void JsonArrayReader::start() {
+  if (!path_.empty() && !scanner_.enter(path_)) throw ImportError(name() + ": there is nothing at " + inQuotes(path_));
   const char first = skipBlanks();
-  if (first == '{') throw ImportError(name() + ": expected an array of objects; objects on lines are --format jsonl");
-  if (first != '[') throw ImportError(name() + ": expected a JSON array of objects");
+  if (first != '[') failAtStart(first);
   file_->take();
+}
+
+void JsonArrayReader::failAtStart(char first) {
+  if (!path_.empty()) throw ImportError(name() + ": at " + inQuotes(path_) + " is no array");
+  if (first != '{') throw ImportError(name() + ": expected a JSON array of objects");
+  std::string paths;
+  try {
+    for (const std::string& key : scanner_.arrays()) paths += (paths.empty() ? "--rows " : " or --rows ") + key;
+  } catch (const ImportError&) {
+    paths.clear();  // nothing to tell of what is no document
+  }
+  throw ImportError(name() + ": expected an array of objects; objects on lines are --format jsonl" +
+                    (paths.empty() ? "" : ", and the array in this one is " + paths));
 }
 
 bool JsonArrayReader::rewind() {
   if (!file_->rewind()) return false;
   rows_ = 0;
-  line_ = 1;
+  scanner_ = JsonScanner(*file_);
   atEnd_ = false;
   start();
   return true;
 }
 
-char JsonArrayReader::skipBlanks() {
-  while (isBlank(file_->peek())) line_ += file_->take() == '\n' ? 1 : 0;
-  return file_->peek();
-}
-
 void JsonArrayReader::fail(const std::string& reason) const {
-  throw ImportError(file_->path() + ":" + std::to_string(line_) + ": not JSON: " + reason + " (row " +
+  throw ImportError(file_->path() + ":" + std::to_string(scanner_.line()) + ": not JSON: " + reason + " (row " +
                     std::to_string(rows_ + 1) + ")");
 }
 
@@ -210,6 +254,7 @@ bool JsonArrayReader::toNextRow() {
   const char c = skipBlanks();
   if (c == ']') {
     file_->take();
+    scanner_.leave();
     skipBlanks();
     if (file_->hasMore()) throw ImportError(file_->path() + ": something follows the end of the array");
     return false;
@@ -228,16 +273,17 @@ bool JsonArrayReader::next(Row& row) {
   }
   row = Row();
   row.number = rows_ + 1;
-  row.line = line_;
+  row.line = scanner_.line();
   const bool isWhole = file_->peek() == '{' && takeObject(*file_, row.json);
   if (isWhole && parse(row)) {
-    line_ += countLineEnds(row.json);
+    scanner_.setLine(row.line + countLineEnds(row.json));
     ++rows_;
     return true;
   }
   Recording stream(*file_, row.json);
   const rapidjson::ParseResult result = lookAt(stream, row, isWhole ? deepestLooked : std::numeric_limits<int>::max());
-  line_ += countLineEnds(std::string_view(row.json).substr(0, isNotJson(result) ? result.Offset() : row.json.size()));
+  scanner_.setLine(row.line + countLineEnds(std::string_view(row.json).substr(
+                                  0, isNotJson(result) ? result.Offset() : row.json.size())));
   if (isNotJson(result)) fail(reasonOf(result));
   ++rows_;
   return true;

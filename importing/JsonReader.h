@@ -7,15 +7,16 @@
 #include <vector>
 
 #include "importing/InputFile.h"
+#include "importing/JsonScanner.h"
 #include "importing/Row.h"
 
 namespace database_provider::importing {
 
-/// The rows of a file that is one JSON array of objects. What is no JSON ends the reading, since nobody could tell
-/// where the next row begins.
+/// The rows of a file that is one JSON array of objects, or has one at a path of keys. What is no JSON ends the
+/// reading, since nobody could tell where the next row begins.
 class JsonArrayReader : public RowReader {
  public:
-  explicit JsonArrayReader(std::unique_ptr<InputFile> file);
+  explicit JsonArrayReader(std::unique_ptr<InputFile> file, std::string path = {});
 
   bool next(Row& row) override;
   const std::vector<std::string>& header() const override { return header_; }
@@ -25,14 +26,16 @@ class JsonArrayReader : public RowReader {
 
  private:
   void start();
-  char skipBlanks();
+  char skipBlanks() { return scanner_.skipBlanks(); }
+  [[noreturn]] void failAtStart(char first);
   bool toNextRow();
   [[noreturn]] void fail(const std::string& reason) const;
 
   std::unique_ptr<InputFile> file_;
+  std::string path_;
+  JsonScanner scanner_;
   std::vector<std::string> header_{};
   std::size_t rows_ = 0;
-  std::size_t line_ = 1;
   bool atEnd_ = false;
 };
 

@@ -36,7 +36,62 @@ bool isNumber(PropertyType type) {
   return type == PropertyType::int32 || type == PropertyType::int64 || type == PropertyType::real;
 }
 
-Cell cellOf(const database_client::ElementReader& value) {
+void setConverted(DatabaseRecordInterface& record, const std::string& name, const values::Converted& value) {
+  struct Set {
+    DatabaseRecordInterface& record;
+    const std::string& name;
+    void operator()(Time time) const { setDescription(record, name, std::chrono::milliseconds(time.milliseconds)); }
+    void operator()(const std::string& text) const { setDescription(record, name, text); }
+    void operator()(bool boolean) const { setDescription(record, name, boolean); }
+    void operator()(int integer) const { setDescription(record, name, integer); }
+    void operator()(std::int64_t integer) const { setDescription(record, name, static_cast<long long>(integer)); }
+    void operator()(double real) const { setDescription(record, name, real); }
+  };
+  std::visit(Set{record, name}, value);
+}
+
+/// Removes what `findPath` finds, and the groups that are empty without it.
+void removePath(ObjectProperties& document, std::string_view path) {
+  const std::string whole(path);
+  if (document.contains(whole)) return document.removeKey(whole);
+  for (const std::string& key : document.childGroups()) {
+    if (path.size() <= key.size() || path[key.size()] != '.' || path.substr(0, key.size()) != key) continue;
+    bool isEmpty = false;
+    {
+      const database_client::GroupScope group(document, key);
+      removePath(document, path.substr(key.size() + 1));
+      isEmpty = document.size() == 0;
+    }
+    if (isEmpty) document.removeKey(key);
+  }
+}
+
+values::TimeUnit unitOf(const ImportPlan& plan) {
+  if (!plan.timeUnit) return values::TimeUnit::undecided;
+  if (*plan.timeUnit == std::chrono::milliseconds(1)) return values::TimeUnit::milliseconds;
+  if (*plan.timeUnit == std::chrono::seconds(1)) return values::TimeUnit::seconds;
+  throw ImportError("the unit of times is a second or a millisecond");
+}
+
+values::CellForms formsOf(const ImportPlan& plan) {
+  return {plan.decimal == '\0' ? '.' : plan.decimal, plan.thousands, plan.absent, plan.timeFormats, unitOf(plan)};
+}
+
+}  // namespace
+
+std::optional<ElementReader> findPath(ElementReader level, std::string_view path) {
+  while (level.next()) {
+    const std::string_view key = level.key();
+    if (key == path) return level;
+    const bool isOnTheWay = level.type() == PropertyType::group && path.size() > key.size() &&
+                            path[key.size()] == '.' && path.substr(0, key.size()) == key;
+    if (!isOnTheWay) continue;
+    if (auto found = findPath(level.children(), path.substr(key.size() + 1))) return found;
+  }
+  return std::nullopt;
+}
+
+Cell cellOf(const ElementReader& value) {
   switch (value.type()) {
     case PropertyType::undefined:
     case PropertyType::null:
@@ -58,29 +113,6 @@ Cell cellOf(const database_client::ElementReader& value) {
   }
 }
 
-void setConverted(DatabaseRecordInterface& record, const std::string& name, const values::Converted& value) {
-  struct Set {
-    DatabaseRecordInterface& record;
-    const std::string& name;
-    void operator()(Time time) const { setDescription(record, name, std::chrono::milliseconds(time.milliseconds)); }
-    void operator()(const std::string& text) const { setDescription(record, name, text); }
-    void operator()(bool boolean) const { setDescription(record, name, boolean); }
-    void operator()(int integer) const { setDescription(record, name, integer); }
-    void operator()(std::int64_t integer) const { setDescription(record, name, static_cast<long long>(integer)); }
-    void operator()(double real) const { setDescription(record, name, real); }
-  };
-  std::visit(Set{record, name}, value);
-}
-
-values::TimeUnit unitOf(const ImportPlan& plan) {
-  if (!plan.timeUnit) return values::TimeUnit::undecided;
-  if (*plan.timeUnit == std::chrono::milliseconds(1)) return values::TimeUnit::milliseconds;
-  if (*plan.timeUnit == std::chrono::seconds(1)) return values::TimeUnit::seconds;
-  throw ImportError("the unit of times is a second or a millisecond");
-}
-
-}  // namespace
-
 std::vector<std::string> columnNames(const ImportPlan& plan) {
   std::vector<std::string> result;
   std::set<std::string> seen;
@@ -97,7 +129,7 @@ RecordMaker::RecordMaker(RecordKind kind, ImportPlan plan, StoreColumns inStore)
     : kind_(kind),
       plan_(std::move(plan)),
       inStore_(std::move(inStore)),
-      timeUnit_(unitOf(plan_)),
+      forms_(formsOf(plan_)),
       columns_(columnNames(plan_)) {
   for (const std::string& name : columns_) names_.emplace(name, names_.size());
 }
@@ -150,14 +182,35 @@ RecordMaker::NamedCells RecordMaker::cellsOf(const ObjectProperties& document, c
     else
       result.inStore.emplace_back(inStore, std::move(cell));
   }
+  if (row.cells.empty()) findNested(document, result);
   return result;
+}
+
+/// A name with dots that is no key of the row may be a path into it.
+void RecordMaker::findNested(const ObjectProperties& document, NamedCells& cells) const {
+  for (const auto& [name, place] : names_) {
+    Cell& cell = cells.planned[place];
+    if (name.find('.') == std::string::npos || !std::holds_alternative<std::monostate>(cell.value)) continue;
+    if (const auto found = findPath(ElementReader(document), name)) cell = cellOf(*found);
+  }
+}
+
+void RecordMaker::describe(DatabaseRecordInterface& record, const std::string& name, const Cell& cell,
+                           const std::vector<PropertyType>& types) const {
+  try {
+    setConverted(record, name, convertToOneOf(cell, types, forms_));
+  } catch (const values::ConversionError&) {
+    if (!plan_.surpriseAsText || std::holds_alternative<Cell::Other>(cell.value)) throw;
+    setConverted(record, name, values::textOf(cell));
+  }
 }
 
 void RecordMaker::fill(DatabaseRecordInterface& record, const Row& row, ObjectProperties document) const {
   const NamedCells cells = cellsOf(document, row);
-  const auto withCell = [](const std::string& name, const Cell& cell, const auto& step) {
+  const auto withCell = [this](const std::string& name, const Cell& cell, const auto& step) {
     try {
-      if (!cell.isAbsent()) step(cell);
+      const auto* text = std::get_if<std::string>(&cell.value);
+      if (!cell.isAbsent() && (text == nullptr || !forms_.isAbsent(*text))) step(cell);
     } catch (const values::ConversionError& error) {
       throw RowError(name, error.what());
     } catch (const database_client::Error& error) {
@@ -170,9 +223,7 @@ void RecordMaker::fill(DatabaseRecordInterface& record, const Row& row, ObjectPr
   for (const std::string& name : plan_.categories)
     planned(name, [&](const Cell& cell) { record.setCategory(name, values::textOf(cell)); });
   for (const ImportPlan::Description& column : plan_.descriptions) {
-    planned(column.name, [&](const Cell& cell) {
-      setConverted(record, column.name, values::convert(cell, column.type, timeUnit_));
-    });
+    planned(column.name, [&](const Cell& cell) { describe(record, column.name, cell, {column.type}); });
   }
   for (const ImportPlan::File& column : plan_.files) {
     planned(column.name, [&](const Cell& cell) {
@@ -188,11 +239,15 @@ void RecordMaker::fill(DatabaseRecordInterface& record, const Row& row, ObjectPr
                        "the store has a category and a description of this name; which of them the column is has to "
                        "be said");
       if (column.kind == StoreColumn::Kind::category) record.setCategory(column.name, values::textOf(cell));
-      if (column.kind == StoreColumn::Kind::description)
-        setConverted(record, column.name, convertToOneOf(cell, column.types, timeUnit_));
+      if (column.kind == StoreColumn::Kind::description) describe(record, column.name, cell, column.types);
     });
   }
-  for (const auto& [name, place] : names_) document.removeKey(name);
+  for (const auto& [name, place] : names_) {
+    if (row.cells.empty() && name.find('.') != std::string::npos)
+      removePath(document, name);
+    else
+      document.removeKey(name);
+  }
   if (!cells.inStore.empty()) {
     for (const std::string& key : row.keys) {
       if (inStore_.find(key) != nullptr) document.removeKey(key);

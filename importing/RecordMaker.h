@@ -4,8 +4,10 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -48,15 +50,24 @@ class DATABASE_PROVIDER_EXPORT RecordMaker {
   std::unique_ptr<DatabaseRecordInterface> newRecord() const;
   void checkKeys(const Row& row) const;
   NamedCells cellsOf(const ObjectProperties& document, const Row& row) const;
+  void findNested(const ObjectProperties& document, NamedCells& cells) const;
+  void describe(DatabaseRecordInterface& record, const std::string& name, const values::Cell& cell,
+                const std::vector<PropertyType>& types) const;
   void fill(DatabaseRecordInterface& record, const Row& row, ObjectProperties document) const;
 
   RecordKind kind_;
   ImportPlan plan_;
   StoreColumns inStore_;
-  values::TimeUnit timeUnit_;
+  values::CellForms forms_;
   std::vector<std::string> columns_;
   std::map<std::string, std::size_t, std::less<>> names_{};  ///< of the columns, each with its place among the cells
 };
+
+/// The value at a path of keys with dots between them, each of which may have dots itself.
+DATABASE_PROVIDER_EXPORT std::optional<ElementReader> findPath(ElementReader level, std::string_view path);
+
+/// What a value of a row is as the cell of a column.
+values::Cell cellOf(const ElementReader& value);
 
 /// Every column that a plan names, each once.
 DATABASE_PROVIDER_EXPORT std::vector<std::string> columnNames(const ImportPlan& plan);

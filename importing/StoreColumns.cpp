@@ -59,20 +59,20 @@ const StoreColumn* StoreColumns::find(std::string_view column) const {
   return found == columns_.end() ? nullptr : &found->second;
 }
 
-Converted convertToOneOf(const Cell& cell, const std::vector<PropertyType>& types, values::TimeUnit unit) {
-  if (types.size() == 1) return values::convert(cell, types.front(), unit);
+Converted convertToOneOf(const Cell& cell, const std::vector<PropertyType>& types, const values::CellForms& forms) {
+  if (types.size() == 1) return values::convert(cell, types.front(), forms);
   const auto* text = std::get_if<std::string>(&cell.value);
   std::optional<Converted> first;
   for (const PropertyType type : types) {
     try {
-      Converted value = values::convert(cell, type, unit);
+      Converted value = values::convert(cell, type, forms);
       if (text == nullptr || written(value) == *text) return value;
       if (!first) first = std::move(value);
     } catch (const values::ConversionError&) {
       continue;  // another type may take it
     }
   }
-  return first ? *first : values::convert(cell, types.front(), unit);
+  return first ? *first : values::convert(cell, types.front(), forms);
 }
 
 }  // namespace database_provider::importing

@@ -38,6 +38,6 @@ class DATABASE_PROVIDER_EXPORT StoreColumns {
 /// The text as a description of one of the types: of that one whose values are written so, else of the first that takes
 /// it. Throws `values::ConversionError`.
 values::Converted convertToOneOf(const values::Cell& cell, const std::vector<PropertyType>& types,
-                                 values::TimeUnit unit);
+                                 const values::CellForms& forms);
 
 }  // namespace database_provider::importing

@@ -6,7 +6,9 @@
 #include <set>
 
 #include "database_provider/records.h"
+#include "importing/ColumnInference.h"
 #include "importing/Importer.h"
+#include "importing/toolFormats.h"
 
 namespace database_provider {
 
@@ -30,6 +32,15 @@ std::string written(const ImportResult& result) {
 }
 
 }  // namespace
+
+InferredPlan inferPlan(RowReader& rows, const ImportPlan& given) {
+  importing::ColumnInference inference(given, rows.areTextsTyped());
+  inference.leave(importing::keysKept(rows));
+  Row row;
+  while (rows.next(row)) inference.add(row);
+  if (!rows.rewind()) throw ImportError(rows.name() + ": can be read only once, so that its columns are to be named");
+  return inference.result();
+}
 
 ImportResult Records::importFrom(RowReader& reader, const ImportPlan& plan, const ImportObserver& observer) const {
   std::vector<BadRow> kept;

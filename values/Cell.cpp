@@ -172,6 +172,30 @@ Converted convert(const Cell& cell, PropertyType type, TimeUnit unit) {
   return textOf(cell);
 }
 
+bool CellForms::isAbsent(const std::string& text) const {
+  return std::find(absent.begin(), absent.end(), text) != absent.end();
+}
+
+Converted convert(const Cell& cell, PropertyType type, const CellForms& forms) {
+  const auto* text = std::get_if<std::string>(&cell.value);
+  if (text == nullptr || type == PropertyType::string) return convert(cell, type, forms.timeUnit);
+  const std::string_view plain = trimmed(*text);
+  if (type == PropertyType::time) {
+    for (const std::string& format : forms.timeFormats) {
+      if (const auto time = parseTime(plain, format)) return Time{*time};
+    }
+  }
+  const bool isNumber = type == PropertyType::int32 || type == PropertyType::int64 || type == PropertyType::real;
+  if (isNumber && (forms.decimal != '.' || forms.thousands != '\0')) {
+    const auto number = plainNumber(plain, forms.decimal, forms.thousands);
+    if (number) return convert({*number}, type, forms.timeUnit);
+    // What another sign would make of it is not what is meant.
+    if (parseReal(plain)) fail(std::string("a number with \"") + forms.decimal + "\" before its fraction", cell);
+  }
+  if (plain.size() == text->size()) return convert(cell, type, forms.timeUnit);
+  return convert({std::string(plain)}, type, forms.timeUnit);
+}
+
 std::string textOf(const Cell& cell) {
   if (const auto* text = std::get_if<std::string>(&cell.value)) return *text;
   if (std::holds_alternative<Cell::Other>(cell.value)) fail("a text, a number or a boolean", cell);

@@ -6,6 +6,7 @@
 #include <stdexcept>
 #include <string>
 #include <variant>
+#include <vector>
 
 #include "database_client/types.h"
 #include "values/Time.h"
@@ -28,6 +29,17 @@ enum class TimeUnit {
   undecided,  ///< milliseconds since the epoch, unless it could as well be a year or seconds
   seconds,
   milliseconds,
+};
+
+/// How a file writes down what its cells mean.
+struct CellForms {
+  char decimal = '.';                      ///< before the fraction of a number
+  char thousands = '\0';                   ///< between groups of three digits; NUL where there are none
+  std::vector<std::string> absent{};       ///< texts that mean that there is no value
+  std::vector<std::string> timeFormats{};  ///< as `parseTime` takes them; ISO 8601 is always read
+  TimeUnit timeUnit = TimeUnit::undecided;
+
+  bool isAbsent(const std::string& text) const;
 };
 
 /// What a file holds in one column of one row.
@@ -55,6 +67,9 @@ class ConversionError : public std::runtime_error {
 
 /// The value of a cell that is not absent, as a description of this type. Throws `ConversionError`.
 Converted convert(const Cell& cell, PropertyType type, TimeUnit unit = TimeUnit::undecided);
+
+/// As above, of a cell of a file. Blanks around anything but a text do not count.
+Converted convert(const Cell& cell, PropertyType type, const CellForms& forms);
 
 /// The text of a cell that is not absent, as a category has it: of a number what was typed, of a boolean true or false.
 std::string textOf(const Cell& cell);

@@ -49,6 +49,38 @@ std::optional<double> parseNonFinite(std::string_view text) {
   return isNegative ? -std::numeric_limits<double>::infinity() : std::numeric_limits<double>::infinity();
 }
 
+std::optional<std::string> plainNumber(std::string_view text, char decimal, char thousands) {
+  constexpr std::size_t sizeOfGroup = 3;
+  const auto isDigit = [&](std::size_t at) { return at < text.size() && text[at] >= '0' && text[at] <= '9'; };
+  std::string result;
+  std::size_t at = 0;
+  if (!text.empty() && text.front() == '-') result += text[at++];
+  const std::size_t begin = at;
+  while (isDigit(at)) result += text[at++];
+  if (thousands != '\0' && at > begin && at - begin <= sizeOfGroup) {
+    while (at < text.size() && text[at] == thousands && isDigit(at + 1) && isDigit(at + 2) && isDigit(at + 3)) {
+      result.append(text, at + 1, sizeOfGroup);
+      at += 1 + sizeOfGroup;
+    }
+    if (isDigit(at)) return std::nullopt;
+  }
+  bool hasDigits = at > begin;
+  if (at < text.size() && text[at] == decimal) {
+    result += '.';
+    for (++at; isDigit(at); ++at) {
+      result += text[at];
+      hasDigits = true;
+    }
+  }
+  if (!hasDigits) return std::nullopt;
+  if (at < text.size() && (text[at] == 'e' || text[at] == 'E')) {
+    result.append(text, at, std::string_view::npos);
+    at = text.size();
+  }
+  if (at != text.size() || !parseReal(result)) return std::nullopt;
+  return result;
+}
+
 std::string formatReal(double value) {
   if (std::isnan(value)) return "NaN";
   if (std::isinf(value)) return value < 0 ? "-Infinity" : "Infinity";

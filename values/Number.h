@@ -17,6 +17,10 @@ std::optional<double> parseReal(std::string_view text);
 /// What is no number, and the numbers without end: nan, inf and infinity, with a sign or not, in either case.
 std::optional<double> parseNonFinite(std::string_view text);
 
+/// The text of a number as `parseInteger` and `parseReal` read it, where another sign stands before its fraction, or
+/// one between groups of three digits (NUL for none); nothing for a text that is not written so.
+std::optional<std::string> plainNumber(std::string_view text, char decimal, char thousands);
+
 /// The shortest text that the two above read back as the same value; with an exponent only below 1e-6 and from 1e21 on.
 std::string formatReal(double value);
 

@@ -195,6 +195,13 @@ std::string marked(std::string_view text, std::size_t position) {
          "^";
 }
 
+std::string_view trimmed(std::string_view text) {
+  constexpr const char* blanks = " \t\r\n";
+  const std::size_t begin = text.find_first_not_of(blanks);
+  if (begin == std::string_view::npos) return {};
+  return text.substr(begin, text.find_last_not_of(blanks) - begin + 1);
+}
+
 std::string lowered(std::string text) {
   std::transform(text.begin(), text.end(), text.begin(),
                  [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });

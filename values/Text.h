@@ -36,6 +36,9 @@ std::string excerpt(std::string_view text, std::size_t longest = 150);
 /// blanks.
 std::string marked(std::string_view text, std::size_t position);
 
+/// The text without blanks, tabs and line ends around it.
+std::string_view trimmed(std::string_view text);
+
 /// The text with its letters of ASCII in lower case.
 std::string lowered(std::string text);
 

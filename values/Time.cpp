@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <locale>
+#include <sstream>
 
 namespace database_provider::values {
 
@@ -147,6 +149,15 @@ std::optional<long long> parseTime(std::string_view text) {
   }
   if (!scanner.atEnd()) return std::nullopt;
   return result.count();
+}
+
+std::optional<long long> parseTime(std::string_view text, const std::string& format) {
+  std::istringstream stream{std::string(text)};
+  stream.imbue(std::locale::classic());
+  date::sys_time<milliseconds> result;
+  date::from_stream(stream, format.c_str(), result);
+  if (stream.fail() || stream.peek() != std::istringstream::traits_type::eof()) return std::nullopt;
+  return result.time_since_epoch().count();
 }
 
 Time currentTime() {

@@ -17,6 +17,10 @@ struct Time {
 /// is UTC; what is finer than a millisecond is cut off. Nothing for any other text, and for days that no calendar has.
 std::optional<long long> parseTime(std::string_view text);
 
+/// The time that a text in this form names. The form is that of strftime, in English: %Y-%m-%d, %d/%m/%y %H:%M:%S, %b
+/// for the name of a month, %z for an offset. Nothing for any other text, and where the form names no day.
+std::optional<long long> parseTime(std::string_view text, const std::string& format);
+
 /// The current time.
 Time currentTime();
 

@@ -5,12 +5,14 @@
 #include <cstdio>
 #include <filesystem>
 #include <iostream>
+#include <iterator>
 #include <numeric>
 #include <optional>
 #include <set>
 #include <utility>
 
 #include "tools/input/IdCheck.h"
+#include "tools/input/Inference.h"
 #include "tools/input/StagedFile.h"
 #include "tools/terminal/Interrupt.h"
 #include "values/Text.h"
@@ -70,12 +72,22 @@ const StorePart& partNamedBy(const InputSource& source, const Row& row) {
 bool findColumns(const InputSource& source, std::set<std::string>& missing) {
   const auto reader = source.open();
   for (const std::string& name : reader->header()) missing.erase(name);
+  std::set<std::string> paths;
+  for (const std::string& name : missing) {
+    if (name.find('.') != std::string::npos) paths.insert(name);
+  }
   Row row;
   bool hasRows = !reader->header().empty();
   while (reader->next(row)) {
     hasRows = true;
     if (namesPart(source, row)) static_cast<void>(partNamedBy(source, row));
     for (const std::string& key : row.keys) missing.erase(key);
+    if (!row.cells.empty()) continue;
+    for (auto path = paths.begin(); path != paths.end();) {
+      const bool isFound = missing.count(*path) == 0 || importing::findPath(ElementReader(row.parsed), *path);
+      if (isFound) missing.erase(*path);
+      path = isFound ? paths.erase(path) : std::next(path);
+    }
   }
   return hasRows;
 }
@@ -215,13 +227,13 @@ void Import::writeInTransaction() {
 importing::Importer& Import::importer(RecordKind kind) {
   const auto found = importers_.find(kind);
   if (found != importers_.end()) return found->second;
-  importing::Importer& result = importers_
-                                    .emplace(std::piecewise_construct, std::forward_as_tuple(kind),
-                                             std::forward_as_tuple(
-                                                 Records(session_.store(Access::create), kind), task_.plan,
-                                                 [this](const BadRow& row) { bad_.add(row); },
-                                                 importing::Importer::Mode{isInTransaction_, false}))
-                                    .first->second;
+  importing::Importer& result =
+      importers_
+          .emplace(std::piecewise_construct, std::forward_as_tuple(kind),
+                   std::forward_as_tuple(
+                       Records(session_.store(Access::create), kind), task_.plan,
+                       [this](const BadRow& row) { refuse(row); }, importing::Importer::Mode{isInTransaction_, false}))
+          .first->second;
   noteKeys(result);
   return result;
 }
@@ -258,6 +270,7 @@ void Import::summarise(bool isUndone) {
     counts.others = others_;
   }
   counts.rows.failed = static_cast<long long>(bad_.count());
+  if (!isUndone && !task_.inferred.empty()) tellColumns(task_.inferred);
   printSummary(session_, counts, progress_.seconds());
 }
 
@@ -278,7 +291,7 @@ void Import::forEachRow(const Step& step) {
       try {
         step(*part, source, row);
       } catch (const RowError& bad) {
-        bad_.add({{source.path, row.line, row.number}, bad.column(), bad.what()});
+        refuse({{source.path, row.line, row.number}, bad.column(), bad.what()});
       }
       progress_.update(before + reader->position(), ++count);
     }
@@ -295,7 +308,7 @@ bool Import::isEveryRowGood() {
     for (const RecordKind kind : {RecordKind::experiment, RecordKind::scenario})
       ids.emplace(kind, std::make_unique<IdCheck>(client, placeOf(kind), bad_));
   }
-  importing::Importer check(Records(client, task_.kind), task_.plan, [this](const BadRow& row) { bad_.add(row); },
+  importing::Importer check(Records(client, task_.kind), task_.plan, [this](const BadRow& row) { refuse(row); },
                             {false, true});
   noteKeys(check);
   forEachRow([&](const StorePart& part, const InputSource& source, const Row& row) {
@@ -331,6 +344,15 @@ void Import::write() {
 void Import::addRows() {
   forEachRow([this](const StorePart& part, const InputSource& source, const Row& row) { addRow(part, source, row); });
   for (auto& [kind, importer] : importers_) importer.finish();
+}
+
+/// Of a column that was inferred nobody has said that its type is meant.
+void Import::refuse(BadRow row) {
+  const bool isInferred = std::any_of(task_.inferred.begin(), task_.inferred.end(), [&](const InferredColumn& column) {
+    return column.surprises > 0 && column.name == row.column;
+  });
+  if (isInferred) row.reason += "; --on-surprise text keeps it as a text";
+  bad_.add(row);
 }
 
 void Import::addRow(const StorePart& part, const InputSource& source, const Row& row) {

@@ -21,6 +21,7 @@ struct ImportTask {
   std::vector<InputSource> sources{};
   RecordKind kind = RecordKind::experiment;
   ImportPlan plan{};
+  std::vector<InferredColumn> inferred{};  ///< the columns of the plan that nobody named, and the rest of the row
 };
 
 /// Makes records of the rows of files.
@@ -42,6 +43,7 @@ class Import {
   bool isEveryRowGood();
   void noteKeys(importing::Importer& importer);
   void addRows();
+  void refuse(BadRow row);
   void addRow(const StorePart& part, const InputSource& source, const importing::Row& row);
   std::unique_ptr<ObjectProperties> documentOf(const InputSource& source, const importing::Row& row) const;
   void configure(RecordKind kind, const ObjectProperties& configuration);

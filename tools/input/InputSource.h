@@ -13,9 +13,13 @@ namespace database_provider::recordctl {
 struct InputSource {
   std::string path;
   RowFormat format;
+  RowOptions options{};
+  std::shared_ptr<const int> spooled{};  ///< a file that holds what could be read only once
 
   /// Standard input, a pipe, a device.
   bool canBeReadOnlyOnce() const;
+  /// Keeps what can be read only once in a file without a name under TMPDIR, so that it can be read again.
+  void spool();
   /// Throws `ImportError`; waiting for a pipe ends with `Interrupted` on a request to stop.
   std::unique_ptr<RowReader> open() const;
 };

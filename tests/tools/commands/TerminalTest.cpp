@@ -220,7 +220,7 @@ TEST_F(RecordctlTerminal, AnImportShowsABarWithRateAndTimeLeft) {
   const database_client::ObjectProperties one;
   std::string id;
   other.insert("experiment", "records", &one, id);
-  const auto terminal = onTerminal({"import", file("rows.jsonl", rows)});
+  const auto terminal = onTerminal({"import", file("rows.jsonl", rows), "--no-infer"});
   terminal->readUntil(":1: ");
   std::this_thread::sleep_for(std::chrono::milliseconds(250));  // a bar is not drawn before
   holding.commit();
