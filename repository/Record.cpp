@@ -1,9 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "database_provider/Record.h"
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <limits>
+#include <set>
+#include <string_view>
+#include <unordered_map>
 
 #include "database_provider/descriptions.h"
 #include "records/layout.h"
@@ -14,8 +18,10 @@
 
 namespace database_provider {
 
+using database_client::ArrayScope;
 using database_client::ElementReader;
 using database_client::Error;
+using database_client::GroupScope;
 using repository::findItem;
 using repository::Item;
 using repository::itemAt;
@@ -34,6 +40,31 @@ std::vector<std::string> namesOf(ElementReader items) {
   return result;
 }
 
+/// The values of items as `read` takes them, each name once: with the value of its last item, in its first place.
+template <class Read>
+auto valuesOf(ElementReader items, const Read& read) {
+  using Value = typename decltype(read(items))::value_type;
+  std::vector<std::pair<std::string, std::optional<Value>>> found;
+  std::unordered_map<std::string_view, std::size_t> places;
+  while (items.next()) {
+    const Item item = itemAt(items);
+    if (item.name.empty()) continue;
+    const auto [place, isNew] = places.try_emplace(item.name, found.size());
+    if (isNew) found.emplace_back(item.name, std::nullopt);
+    found[place->second].second = item.value ? read(*item.value) : std::nullopt;
+  }
+  std::vector<std::pair<std::string, Value>> result;
+  result.reserve(found.size());
+  for (auto& [name, value] : found) {
+    if (value) result.emplace_back(std::move(name), std::move(*value));
+  }
+  return result;
+}
+
+std::optional<std::string> textOf(const ElementReader& value) {
+  return value.type() == PropertyType::string ? std::optional(std::string(value.asString())) : std::nullopt;
+}
+
 void refuse(bool isWrong, const std::string& name, const std::string& reason) {
   if (isWrong) throw Error(Error::Kind::document, reason, {name});
 }
@@ -50,6 +81,19 @@ void store(DatabaseRecordInterface& record, const std::string& name, const Value
     void operator()(Time time) const { setDescription(record, name, std::chrono::milliseconds(time.milliseconds)); }
   };
   std::visit(Store{record, name}, value);
+}
+
+/// Gives the files of a new record, which stand there in their order, the ids that were asked for.
+void nameFiles(const std::vector<FileReference>& files, ObjectProperties& document) {
+  const auto isNamed = [](const FileReference& file) { return !file.id.empty(); };
+  if (std::none_of(files.begin(), files.end(), isNamed)) return;
+  const GroupScope info(document, layout::key::recordInfo);
+  const GroupScope additional(document, layout::key::additionalData);
+  const ArrayScope list(document, layout::key::files);
+  for (std::size_t i = 0; i < files.size(); ++i) {
+    const GroupScope file(document, std::to_string(i));
+    if (isNamed(files[i])) document.setValueString("fileId", files[i].id);
+  }
 }
 
 }  // namespace
@@ -122,13 +166,20 @@ std::vector<std::string> Record::descriptionNames() const {
 
 std::optional<std::string> Record::category(const std::string& name) const {
   const std::optional<ElementReader> value = findItem(itemsOf(document_, layout::key::category), name);
-  if (!value || value->type() != PropertyType::string) return std::nullopt;
-  return std::string(value->asString());
+  return value ? textOf(*value) : std::nullopt;
 }
 
 std::optional<Value> Record::description(const std::string& name) const {
   const std::optional<ElementReader> value = findItem(itemsOf(document_, layout::key::description), name);
   return value ? valueOf(*value) : std::nullopt;
+}
+
+std::vector<std::pair<std::string, std::string>> Record::categories() const {
+  return valuesOf(itemsOf(document_, layout::key::category), textOf);
+}
+
+std::vector<std::pair<std::string, Value>> Record::descriptions() const {
+  return valuesOf(itemsOf(document_, layout::key::description), valueOf);
 }
 
 std::vector<FileReference> Record::files() const {
@@ -210,6 +261,11 @@ NewRecord& NewRecord::file(ObjectType type, const std::string& host, const std::
   return *this;
 }
 
+NewRecord& NewRecord::file(const FileReference& file) {
+  files_.push_back(file);
+  return *this;
+}
+
 NewRecord& NewRecord::dataServer(const std::string& host, const std::string& path) {
   source_ = Source{host, path};
   return *this;
@@ -241,9 +297,12 @@ ObjectProperties NewRecord::toDocument(RecordKind kind) const {
     refuse(text != nullptr && text->empty(), name, "description \"" + name + "\" has an empty text");
     store(*record, name, value);
   }
+  std::set<std::string> fileIds;
   for (const FileReference& file : files_) {
     std::string newId;
     record->addFileInfo(file.type, file.host, file.path, newId);
+    const std::string& fileId = file.id.empty() ? newId : file.id;
+    refuse(!fileIds.insert(fileId).second, fileId, "two files of the record have the id \"" + fileId + "\"");
   }
   if (source_) {
     auto* experiment = dynamic_cast<ExperimentDatabaseRecordInterface*>(record.get());
@@ -255,6 +314,7 @@ ObjectProperties NewRecord::toDocument(RecordKind kind) const {
     experiment->setDataServerSourceInfo(source.release());
   }
   const std::unique_ptr<ObjectProperties> document(record->take());
+  nameFiles(files_, *document);
   if (id_.empty()) return std::move(*document);
   ObjectProperties result;
   result.setValueId("_id", id_);

@@ -6,6 +6,7 @@
 
 #include "repository/FoundRecords.h"
 #include "repository/Node.h"
+#include "repository/documentValue.h"
 #include "repository/kinds.h"
 #include "repository/pipelines.h"
 
@@ -40,6 +41,14 @@ std::string Records::insert(const NewRecord& record) const {
 }
 
 std::vector<std::string> Records::insertMany(const std::vector<NewRecord>& records) const {
+  std::optional<database_client::Transaction> transaction;
+  if (store_->keepsInsertionOrder()) transaction.emplace(*store_);
+  std::vector<std::string> ids = insertWithin(records);
+  if (transaction) transaction->commit();
+  return ids;
+}
+
+std::vector<std::string> Records::insertWithin(const std::vector<NewRecord>& records) const {
   const layout::Place& place = placeOf(kind_);
   std::vector<ObjectProperties> documents;
   documents.reserve(records.size());
@@ -48,19 +57,16 @@ std::vector<std::string> Records::insertMany(const std::vector<NewRecord>& recor
   pointers.reserve(documents.size());
   for (const ObjectProperties& document : documents) pointers.push_back(&document);
 
-  std::optional<database_client::Transaction> transaction;
-  if (store_->keepsInsertionOrder()) transaction.emplace(*store_);
   std::vector<std::string> ids;
   const auto failures = store_->insertMany(place.database, place.collection, pointers, ids);
   if (!failures.empty()) {
     const Error& first = failures.front().error;
-    const std::size_t written = transaction ? 0 : records.size() - failures.size();
+    const std::size_t written = store_->keepsInsertionOrder() ? 0 : records.size() - failures.size();
     throw Error(first.kind(),
                 "record " + std::to_string(failures.front().index) + ": " + first.what() + "; of " +
                     std::to_string(records.size()) + " records " + std::to_string(written) + " were written",
                 {first.where(), first.code(), false, first.outcomeUnknown()});
   }
-  if (transaction) transaction->commit();
   return ids;
 }
 
@@ -154,6 +160,21 @@ bool Records::isInUse(const char* path, const std::string& name) const {
   bool result = false;
   store_->findEach(place.database, place.collection, query, idAlone(), 1, 0, [&](ObjectProperties& /*found*/) {
     result = true;
+    return false;
+  });
+  return result;
+}
+
+std::optional<PropertyType> Records::typeInUse(const std::string& description) const {
+  const layout::Place& place = placeOf(kind_);
+  ObjectProperties query;
+  query.setValueString(layout::path::descriptionName, description);
+  ObjectProperties projection;
+  projection.setValueBool(layout::path::description, true);
+  std::optional<PropertyType> result;
+  store_->findEach(place.database, place.collection, query, projection, 1, 0, [&](ObjectProperties& found) {
+    const std::optional<Value> value = Record(kind_, std::move(found)).description(description);
+    if (value) result = repository::typeOf(*value);
     return false;
   });
   return result;

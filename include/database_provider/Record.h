@@ -69,6 +69,10 @@ class DATABASE_PROVIDER_EXPORT Record {
   template <class Type>
   std::optional<Type> descriptionAs(const std::string& name) const;
 
+  /// All that `category` and `description` give, name by name in the record's order, in one pass.
+  std::vector<std::pair<std::string, std::string>> categories() const;
+  std::vector<std::pair<std::string, Value>> descriptions() const;
+
   std::vector<FileReference> files() const;
   /// The user record: every key of the document that is not the library's.
   ObjectProperties data() const;
@@ -118,6 +122,9 @@ class DATABASE_PROVIDER_EXPORT NewRecord {
   }
   NewRecord& description(const std::string& name, const Value& value);
   NewRecord& file(ObjectType type, const std::string& host, const std::string& path);
+  /// A file under an id of the caller's, a new one where it is empty; an id that another file of the record has is
+  /// refused when the record is written.
+  NewRecord& file(const FileReference& file);
   /// The experiment's data lies in a section of a data server; a scenario that is given one is refused when written.
   NewRecord& dataServer(const std::string& host, const std::string& path = {});
   /// The id that the record is to have, instead of a new one.

@@ -140,6 +140,9 @@ class DATABASE_PROVIDER_EXPORT Records {
   /// Inserts all in one go, which in a file is one transaction: all or none. Gives their ids in the same order. On a
   /// server some may have been written when it throws; the message says how many.
   std::vector<std::string> insertMany(const std::vector<NewRecord>& records) const;
+  /// As `insertMany`, as a part of the transaction that the caller has begun in a file, so that batches of any number
+  /// can be one. It is the caller's to undo when this throws.
+  std::vector<std::string> insertWithin(const std::vector<NewRecord>& records) const;
   /// Writes each record onto the one that has its key (see `ImportPlan::key`; a bare name is that of what the records
   /// themselves have), or inserts it where none has. A record of the batch whose key another one has, or several in the
   /// store, is a bad row, counted from 1, and the others go in. In a file one transaction; on a server record by
@@ -239,6 +242,8 @@ class DATABASE_PROVIDER_EXPORT Records {
   /// Every category and description of the records, the first record's first. Error{query} for an id that is not there.
   std::vector<ComparisonRow> compare(const std::vector<std::string>& ids) const;
   KindSummary summary() const;
+  /// The type that the first record with a description of this name has it in; nothing where none has. One look-up.
+  std::optional<PropertyType> typeInUse(const std::string& description) const;
 
   // What was asked for in vain. To be looked at where nothing was found, so that a slip is not taken for an answer.
 

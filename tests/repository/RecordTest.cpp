@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <string>
+#include <utility>
 
 #include "database_provider/Record.h"
 #include "tests/support/records.h"
@@ -54,6 +56,39 @@ TEST(RecordTest, HoldsWhatANewRecordWasGiven) {
   EXPECT_EQ(record.files().front().type, ObjectType::archiveObject);
   EXPECT_EQ(record.files().front().host + record.files().front().path, "nas/a.log");
   EXPECT_EQ(record.data().toJson(), ObjectProperties::fromJson(R"({"mine": {"deep": [1]}})").toJson());
+}
+
+TEST(RecordTest, GivesAllValuesInOnePass) {
+  const Record record =
+      recordOf(NewRecord().category("site", "Waseca").description("year", 1932).description("n", 0.5));
+  EXPECT_THAT(record.categories(), ElementsAre(std::pair<std::string, std::string>("site", "Waseca")));
+  EXPECT_THAT(record.descriptions(), ElementsAre(std::pair<std::string, Value>("year", std::int32_t{1932}),
+                                                 std::pair<std::string, Value>("n", 0.5)));
+}
+
+TEST(RecordTest, GivesOfARepeatedNameTheLastValue) {
+  const Record record(RecordKind::experiment, ObjectProperties::fromJson(R"({"recordInfo": {
+    "category": [{"name": "a", "value": "1"}, {"name": "b", "value": "2"}, {"name": "a", "value": "3"},
+                 {"name": "b", "value": 5}, {"value": "nameless"}],
+    "description": [{"name": "d", "value": 1}, {"name": "e", "value": null}, {"name": "d", "value": "x"}]}})"));
+  EXPECT_THAT(record.categories(), ElementsAre(std::pair<std::string, std::string>("a", "3")));
+  EXPECT_EQ(record.category("a"), "3");
+  EXPECT_EQ(record.category("b"), std::nullopt);
+  EXPECT_THAT(record.descriptions(), ElementsAre(std::pair<std::string, Value>("d", std::string("x"))));
+}
+
+TEST(RecordTest, KeepsTheIdsOfFilesThatHaveOne) {
+  const ObjectType kind = ObjectType::documentObject;
+  const auto files =
+      recordOf(NewRecord().file(kind, "nas", "/a").file({"log", kind, "nas", "/b"}).file({"", kind, "c", "d"})).files();
+  ASSERT_EQ(files.size(), 3u);
+  EXPECT_EQ(files[1].id + files[1].host + files[1].path, "lognas/b");
+  EXPECT_EQ(files[0].path + files[2].path, "/ad");
+  EXPECT_NE(files[0].id, files[2].id);
+  EXPECT_EQ(failure([&] {
+              recordOf(NewRecord().file({"log", kind, "a", "b"}).file({"log", kind, "c", "d"}));
+            }),
+            "document log");
 }
 
 TEST(RecordTest, IsTheRecordOfTheInterfaces) {
