@@ -477,8 +477,9 @@ nb::object RecordsCore::arrowStream(const Wanted& wanted, const std::vector<std:
   return streamCapsule(connection_, kind_, wanted.selection(), columns, order.options());
 }
 
-nb::list RecordsCore::columns(const Wanted& wanted, const std::vector<std::string>& columns, const Order& order) {
-  return readColumns(connection_, kind_, wanted.selection(), columns, order.options());
+nb::list RecordsCore::columns(const Wanted& wanted, const std::vector<std::string>& columns, const Order& order,
+                              bool areTextsArrow) {
+  return readColumns(connection_, kind_, wanted.selection(), columns, order.options(), areTextsArrow);
 }
 
 PropertyType typeFromName(const std::string& name) {

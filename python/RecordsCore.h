@@ -97,7 +97,8 @@ class RecordsCore {
 
   nb::object arrowStream(const Wanted& wanted, const std::vector<std::string>& columns, const Order& order);
   /// Of each column its name, type, values and, where some are missing, a mask of these; see columns.h.
-  nb::list columns(const Wanted& wanted, const std::vector<std::string>& columns, const Order& order);
+  nb::list columns(const Wanted& wanted, const std::vector<std::string>& columns, const Order& order,
+                   bool areTextsArrow);
 
  private:
   /// Answers with the type of a name in the store, and remembers it.

@@ -34,6 +34,12 @@ using StreamPtr = std::unique_ptr<ArrowArrayStream, Release<ArrowArrayStream>>;
 using SchemaPtr = std::unique_ptr<ArrowSchema, Release<ArrowSchema>>;
 using ArrayPtr = std::unique_ptr<ArrowArray, Release<ArrowArray>>;
 
+/// A consumer moves the structure out of the capsule, which then is left with one that is released.
+template <class Node>
+nb::capsule capsuleOf(std::unique_ptr<Node, Release<Node>> node, const char* name) {
+  return {node.release(), name, [](void* memory) noexcept { Release<Node>()(static_cast<Node*>(memory)); }};
+}
+
 StreamPtr openStream(Connection& connection, RecordKind kind, const Selection& selection,
                      const std::vector<std::string>& columns, const FindOptions& options) {
   StreamPtr stream(new ArrowArrayStream());
@@ -120,14 +126,14 @@ class ColumnReader {
  public:
   ColumnReader(const std::vector<ArrayPtr>& batches, std::size_t column) {
     for (const ArrayPtr& batch : batches) {
-      const ArrowArray* part = batch->children[column];
+      ArrowArray* part = batch->children[column];
       parts_.push_back(part);
       size_ += static_cast<std::size_t>(part->length);
       isMissing_ = isMissing_ || part->null_count != 0;
     }
   }
 
-  nb::tuple read(const ArrowSchema& field) const {
+  nb::tuple read(const ArrowSchema& field, bool areTextsArrow) const {
     const std::string_view format = field.format;
     const nb::object name = textToPython(field.name);
     if (format == "b") return nb::make_tuple(name, "bool", readBooleans(), mask());
@@ -140,7 +146,7 @@ class ColumnReader {
       constexpr double missing = std::numeric_limits<double>::quiet_NaN();
       return nb::make_tuple(name, "double", readNumbers<double, double>(missing), nb::none());
     }
-    if (format == "u") return nb::make_tuple(name, "string", readTexts(), nb::none());
+    if (format == "u") return nb::make_tuple(name, "string", areTextsArrow ? moveTexts() : readTexts(), nb::none());
     constexpr std::int64_t missing = std::numeric_limits<std::int64_t>::min();
     return nb::make_tuple(name, "time", readNumbers<std::int64_t, std::int64_t>(missing), nb::none());
   }
@@ -210,7 +216,24 @@ class ColumnReader {
     return list;
   }
 
-  std::vector<const ArrowArray*> parts_{};
+  /// Hands the column over as it is, whoever reads it.
+  nb::object moveTexts() const {
+    nb::list result;
+    for (ArrowArray* part : parts_) {
+      SchemaPtr schema(new ArrowSchema{});
+      schema->format = "u";
+      schema->name = "";
+      schema->flags = ARROW_FLAG_NULLABLE;
+      schema->release = [](ArrowSchema* node) { node->release = nullptr; };
+      ArrayPtr array(new ArrowArray(*part));
+      part->release = nullptr;
+      result.append(
+          nb::make_tuple(capsuleOf(std::move(schema), "arrow_schema"), capsuleOf(std::move(array), "arrow_array")));
+    }
+    return std::move(result);
+  }
+
+  std::vector<ArrowArray*> parts_{};
   std::size_t size_ = 0;
   bool isMissing_ = false;
 };
@@ -234,14 +257,11 @@ nb::object streamCapsule(const ConnectionPtr& connection, RecordKind kind, const
   stream->get_last_error = getLastError;
   stream->release = releaseStream;
   stream->private_data = shared.release();
-  // A consumer moves the stream out of the capsule, which then is left with one that is released.
-  return nb::capsule(stream.release(), "arrow_array_stream", [](void* memory) noexcept {
-    Release<ArrowArrayStream>()(static_cast<ArrowArrayStream*>(memory));
-  });
+  return capsuleOf(std::move(stream), "arrow_array_stream");
 }
 
 nb::list readColumns(const ConnectionPtr& connection, RecordKind kind, const Selection& selection,
-                     const std::vector<std::string>& columns, const FindOptions& options) {
+                     const std::vector<std::string>& columns, const FindOptions& options, bool areTextsArrow) {
   const StreamPtr stream = openStream(*connection, kind, selection, columns, options);
   const SchemaPtr schema(new ArrowSchema());
   std::vector<ArrayPtr> batches;
@@ -256,7 +276,7 @@ nb::list readColumns(const ConnectionPtr& connection, RecordKind kind, const Sel
   });
   nb::list result;
   for (std::int64_t i = 0; i < schema->n_children; ++i)
-    result.append(ColumnReader(batches, static_cast<std::size_t>(i)).read(*schema->children[i]));
+    result.append(ColumnReader(batches, static_cast<std::size_t>(i)).read(*schema->children[i], areTextsArrow));
   return result;
 }
 

@@ -346,10 +346,10 @@ datetime.timezone.utc
           "where"_a.none(), "columns"_a, "sort"_a, "limit"_a)
       .def(
           "columns",
-          [](RecordsCore& self, Where where, const Names& columns, std::string sort, int limit) {
-            return self.columns({std::move(where), {}}, columns, {std::move(sort), limit, 0, ""});
+          [](RecordsCore& self, Where where, const Names& columns, std::string sort, int limit, bool textsArrow) {
+            return self.columns({std::move(where), {}}, columns, {std::move(sort), limit, 0, ""}, textsArrow);
           },
-          "where"_a.none(), "columns"_a, "sort"_a, "limit"_a);
+          "where"_a.none(), "columns"_a, "sort"_a, "limit"_a, "texts_arrow"_a);
 }
 
 }  // namespace

@@ -12,20 +12,44 @@ if TYPE_CHECKING:
     import pandas
 
 
-def frame_of(columns: list[tuple[str, str, Any, Any]]) -> pandas.DataFrame:
+class _Part:
+    """A part of a column of texts, for pyarrow."""
+
+    def __init__(self, capsules: tuple[object, object]) -> None:
+        self._capsules = capsules
+
+    def __arrow_c_array__(self, requested_schema: object = None) -> tuple[object, object]:
+        return self._capsules
+
+
+def _texts_of(dtype: Any) -> Callable[[Any], Any] | None:
+    """How pandas takes texts as Arrow has them, which copies none; nothing where pyarrow is not what it keeps them in."""
+    if getattr(dtype, "storage", None) != "pyarrow":
+        return None
+    import pyarrow as pa
+
+    return lambda parts: dtype.__from_arrow__(pa.chunked_array([pa.array(_Part(part)) for part in parts], pa.string()))
+
+
+def frame_of(read: Callable[[bool], list[tuple[str, str, Any, Any]]]) -> pandas.DataFrame:
+    """A frame of the columns that `read` gives, told whether it is to give texts as Arrow's arrays."""
     import pandas as pd
+
+    dtype: Any = pd.api.types.pandas_dtype("str") if int(pd.__version__.split(".")[0]) >= 3 else object
+    texts_of = _texts_of(dtype)
 
     def column(kind: str, values: Any, mask: Any) -> Any:
         if kind == "time":
             return pd.array(values.view("datetime64[ms]"), copy=False).tz_localize("UTC")
         if kind == "string":
-            return pd.array(values, dtype="str") if int(pd.__version__.split(".")[0]) >= 3 else values
+            return texts_of(values) if texts_of else pd.array(values, dtype=dtype)
         if mask is None:
             return values
         if kind == "bool":
             return pd.arrays.BooleanArray(values, mask)
         return pd.arrays.IntegerArray(values, mask)
 
+    columns = read(texts_of is not None)
     return pd.DataFrame({name: column(kind, values, mask) for name, kind, values, mask in columns}, copy=False)
 
 

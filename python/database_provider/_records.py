@@ -302,7 +302,8 @@ class Records(Mapping[str, Record]):
         0  Waseca   48.9
         1  Waseca   33.5
         """
-        return _frames.frame_of(self._core.columns(where, names(columns), _sort_text(sort), limit))
+        wanted = names(columns)
+        return _frames.frame_of(lambda arrow: self._core.columns(where, wanted, _sort_text(sort), limit, arrow))
 
     def to_arrow(self, where: str | None = None, *, columns: Names | None = None, sort: Names | None = None,
                  limit: int = 0) -> Table:
