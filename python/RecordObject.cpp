@@ -163,7 +163,7 @@ const char* fileKindName(ObjectType type) {
 FileReference fileFromPython(nb::handle file, const std::string& id) {
   const std::string where = id.empty() ? "a file" : "file \"" + id + "\"";
   if (!isSequence(file) || nb::len(file) != 3)
-    refuse(where, "is no tuple of kind, host and path, such as (\"document\", \"nas\", \"/a.log\")");
+    refuse(where, R"(is no tuple of kind, host and path, such as ("document", "nas", "/a.log"))");
   return {id, fileKind(textFromPython(file[0], where + "'s kind"), where), textFromPython(file[1], where + "'s host"),
           textFromPython(file[2], where + "'s path")};
 }

@@ -47,7 +47,7 @@ const char* kindName(NameInUse::Kind kind) {
 NameInUse::Kind kindFromName(const std::string& name) {
   if (name == "category") return NameInUse::Kind::category;
   if (name == "description") return NameInUse::Kind::description;
-  throw nb::value_error("kind is \"category\" or \"description\"");
+  throw nb::value_error(R"(kind is "category" or "description")");
 }
 
 const char* reasonName(Remark::Reason reason) {
@@ -145,7 +145,8 @@ std::string RecordsCore::insert(const RecordParts& parts) {
 
 std::vector<std::string> RecordsCore::insertMany(nb::handle iterable, int batchSize) {
   if (batchSize < 1) throw nb::value_error("batch_size is below 1");
-  const nb::object items = nb::iter(iterable);
+  const nb::object items = nb::steal(PyObject_GetIter(iterable.ptr()));
+  if (!items.is_valid()) throw nb::python_error();
   const auto most = static_cast<std::size_t>(batchSize);
   std::vector<std::string> ids;
   const TypeOfName stored = typeOfName();

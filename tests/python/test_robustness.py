@@ -149,7 +149,7 @@ def run(source, *arguments, **options):
     """A Python of its own."""
     command = [sys.executable, "-X", "dev", "-c", textwrap.dedent(source), *arguments]
     package = str(pathlib.Path(dp.__file__).parents[1])
-    return subprocess.run(command, capture_output=True, text=True, timeout=120,
+    return subprocess.run(command, capture_output=True, text=True, timeout=600,
                           env={**os.environ, "PYTHONPATH": package}, **options)
 
 
