@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "bson.h"
 
-#include <database_client/Error.h>
-
 #include <array>
 #include <cstring>
 #include <type_traits>
@@ -12,14 +10,13 @@
 
 namespace database_provider::python {
 
-using database_client::Error;
 using database_client::ObjectProperties;
 
 namespace {
 
 constexpr int levels = 100;
 constexpr std::size_t idSize = 12;
-constexpr unsigned hexadecimal = 16;
+constexpr unsigned base = 16;
 
 enum Kind : std::uint8_t {
   real = 0x01,
@@ -57,8 +54,8 @@ std::string idToText(const char* bytes) {
   std::string result;
   for (std::size_t i = 0; i < idSize; ++i) {
     const auto byte = static_cast<unsigned char>(bytes[i]);
-    result += digits[byte / hexadecimal];
-    result += digits[byte % hexadecimal];
+    result += digits[byte / base];
+    result += digits[byte % base];
   }
   return result;
 }
@@ -197,7 +194,7 @@ class Writer {
   void writeDocument(nb::handle mapping) {
     const std::size_t start = begin();
     // A copy of the items: conversions call Python, which may change the dict.
-    const nb::list items = nb::steal<nb::list>(PyDict_Items(mapping.ptr()));
+    const auto items = nb::steal<nb::list>(PyDict_Items(mapping.ptr()));
     for (const nb::handle item : items) {
       const nb::object key = item[0];
       const nb::object value = item[1];
@@ -289,7 +286,7 @@ class Writer {
 
   Kind writeId(const std::string& digits) {
     for (std::size_t i = 0; i < idSize; ++i)
-      out_ += static_cast<char>(std::stoi(digits.substr(2 * i, 2), nullptr, hexadecimal));
+      out_ += static_cast<char>(std::stoi(digits.substr(2 * i, 2), nullptr, base));
     return Kind::id;
   }
 
@@ -349,7 +346,7 @@ class Writer {
 
 }  // namespace
 
-ObjectId::ObjectId(std::string digits) : text(std::move(digits)) {
+ObjectId::ObjectId(std::string hexadecimal) : text(std::move(hexadecimal)) {
   for (char& digit : text) {
     if (digit >= 'A' && digit <= 'F') digit = static_cast<char>(digit - 'A' + 'a');
   }

@@ -196,7 +196,7 @@ class ColumnReader {
   nb::object readTexts() const {
     constexpr std::size_t mostKept = 4096;
     std::unordered_map<std::string_view, nb::object> kept;
-    const nb::object list = nb::steal(PyList_New(static_cast<Py_ssize_t>(size_)));
+    nb::object list = nb::steal(PyList_New(static_cast<Py_ssize_t>(size_)));
     if (!list.is_valid()) throw nb::python_error();
     Py_ssize_t place = 0;
     for (const ArrowArray* part : parts_) {

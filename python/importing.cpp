@@ -31,19 +31,18 @@ OnMatch onMatchFromName(const std::string& name) {
   if (name == "replace") return OnMatch::replace;
   if (name == "skip") return OnMatch::skip;
   if (name == "fail") return OnMatch::fail;
-  throw nb::value_error("on_match is \"update\", \"replace\", \"skip\" or \"fail\"");
+  throw nb::value_error(R"(on_match is "update", "replace", "skip" or "fail")");
 }
 
 RowFormat formatFromName(const std::optional<std::string>& name, const std::string& path) {
   if (!name) {
     if (const std::optional<RowFormat> format = rowFormatOf(path)) return *format;
-    throw nb::value_error(
-        "the ending of the file tells no format; give format=\"json\", \"jsonl\", \"csv\" or \"records\"");
+    throw nb::value_error(R"(the ending of the file tells no format; give format="json", "jsonl", "csv" or "records")");
   }
   for (const RowFormat format : {RowFormat::json, RowFormat::jsonl, RowFormat::csv, RowFormat::records}) {
     if (*name == formatName(format)) return format;
   }
-  throw nb::value_error("format is \"json\", \"jsonl\", \"csv\" or \"records\"");
+  throw nb::value_error(R"(format is "json", "jsonl", "csv" or "records")");
 }
 
 ImportPlan importPlanFromPython(nb::handle dict) {

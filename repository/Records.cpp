@@ -173,7 +173,8 @@ std::optional<PropertyType> Records::typeInUse(const std::string& description) c
   projection.setValueBool(layout::path::description, true);
   std::optional<PropertyType> result;
   store_->findEach(place.database, place.collection, query, projection, 1, 0, [&](ObjectProperties& found) {
-    const std::optional<Value> value = Record(kind_, std::move(found)).description(description);
+    const Record record(kind_, std::move(found));
+    const std::optional<Value> value = record.description(description);
     if (value) result = repository::typeOf(*value);
     return false;
   });
