@@ -21,7 +21,7 @@
 // The functions that Python sees, under the names that `_core.pyi` describes.
 
 namespace nb = nanobind;
-using namespace nb::literals;
+using nb::literals::operator""_a;
 namespace database_provider::python {
 
 namespace {
@@ -210,7 +210,7 @@ datetime.timezone.utc
 )")
       .def_prop_ro(
           "id", [](const RecordObject& record) { return textToPython(record.id()); }, "The id, a text.")
-      .def_prop_ro("kind", &RecordObject::kind, "\"experiment\" or \"scenario\".")
+      .def_prop_ro("kind", &RecordObject::kind, R"("experiment" or "scenario".)")
       .def_prop_ro("created", &RecordObject::created,
                    "When the record was made, as its id says; None for an id that says none.")
       .def_prop_ro("categories", &RecordObject::categories, "The categories, names with texts.")
@@ -357,12 +357,12 @@ datetime.timezone.utc
 }  // namespace database_provider::python
 
 NB_MODULE(_core, module) {
-  using namespace database_provider::python;
+  namespace python = database_provider::python;
   // What is alive when the interpreter ends was not leaked by anybody here.
   nb::set_leak_warnings(false);
   module.attr("version") = database_provider::version();
-  registerErrors();
-  bindValues(module);
-  bindConnection(module);
-  bindRecords(module);
+  python::registerErrors();
+  python::bindValues(module);
+  python::bindConnection(module);
+  python::bindRecords(module);
 }
