@@ -131,6 +131,7 @@ export async function showPlot(element, { kind, where, names, state, go, signal,
       h("p", { class: "quiet" }, yName === undefined ? "No description has numbers." : "No record matches."));
     return;
   }
+  if (element.childElementCount === 0) show([h("div", { class: "plot skeleton" })]);
   if (isBars) {
     const { results } = await ask("stats", null, { kind, where, columns: escaped(yName), by: escaped(group) }, signal);
     show(means(results, yName, group));

@@ -22,6 +22,7 @@ export async function showStatistics(element, { kind, where, names, state, go, s
     show(h("p", { class: "quiet" }, numeric.length === 0 ? "No description has numbers." : "No record matches."));
     return;
   }
+  if (element.childElementCount === 0) show();
   const { results } = await ask("stats", null, {
     kind, where, columns: numeric.slice(0, 40).map(escaped).join(","), by: escaped(by), median: state.median,
   }, signal);

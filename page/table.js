@@ -30,7 +30,7 @@ export function idText(id) {
 
 function cell(value, column, layout, open) {
   if (column.kind === "id")
-    return h("td", { class: "id" }, h("a", { href: open.address, title: value, "aria-label": value, onclick: open.go }, idText(value)));
+    return h("td", { class: "id" }, h("a", { href: open.address, title: value, onclick: open.go }, idText(value)));
   const text = textOf(value);
   if (value === null) return h("td", { class: layout.areNumbers ? "number" : "" });
   if (!layout.areNumbers || isTime(value))

@@ -238,6 +238,31 @@ std::string conditions(const Asked& asked) {
   return resultsJson(results);
 }
 
+/// The status of what a store says.
+int statusOf(const Error& error) {
+  switch (error.kind()) {
+    case Error::Kind::query:
+    case Error::Kind::document:
+    case Error::Kind::unsupported:
+      return 400;
+    case Error::Kind::authorization:
+      return 403;
+    default:
+      return 503;
+  }
+}
+
+/// Drops the connection of a question that failed on the store's side, so that the next one makes it anew.
+template <class Ask>
+auto withLoan(const std::shared_ptr<Clients::Loan>& loan, const Ask& ask) {
+  try {
+    return ask();
+  } catch (const Error& error) {
+    if (statusOf(error) == 503) loan->drop();
+    throw;
+  }
+}
+
 /// Reads records into a stream. The connection stays on loan until its end.
 std::function<void(const Write&)> streamOf(const Asked& asked, RowFormat format) {
   const Selection selection = asked.question.selection();
@@ -246,20 +271,15 @@ std::function<void(const Write&)> streamOf(const Asked& asked, RowFormat format)
   return [loan = asked.loan, kind = asked.question.kind, selection, range, columns, format](const Write& write) {
     constexpr std::size_t enough = 64 * 1024;
     std::string waiting;
-    try {
-      Records(loan->client(), kind)
-          .exportTo(
-              [&](const std::string& line) {
-                waiting += line;
-                if (waiting.size() < enough) return;
-                write(waiting);
-                waiting.clear();
-              },
-              format, selection, range, columns);
-    } catch (...) {
-      loan->drop();
-      throw;
-    }
+    Records(loan->client(), kind)
+        .exportTo(
+            [&](const std::string& line) {
+              waiting += line;
+              if (waiting.size() < enough) return;
+              write(waiting);
+              waiting.clear();
+            },
+            format, selection, range, columns);
     write(waiting);
   };
 }
@@ -274,23 +294,46 @@ void checkBefore(const Asked& asked, RowFormat format) {
                            piecesOf(asked.question.columns));
 }
 
+/// Documents that cannot be read are passed over, as the commands do; `check` tells of them.
+void passOverDamage(DataBaseClient& client) {
+  client.setUnreadableHandler([](const ObjectProperties&, const Error&) { return true; });
+}
+
+/// The part of a list that is asked for. Whoever looks out for damage cannot go by the order of ids that a file keeps,
+/// and takes seconds for the newest of a million records; so damage is looked out for where there is some.
+std::string arrayOf(const Asked& asked) {
+  const auto stream = streamOf(asked, RowFormat::json);
+  std::string array;
+  const auto take = [&] { stream([&array](const std::string& piece) { array += piece; }); };
+  asked.client().setUnreadableHandler({});
+  try {
+    take();
+  } catch (const Error& error) {
+    if (error.kind() != Error::Kind::storage) throw;
+    array.clear();
+    passOverDamage(asked.client());
+    take();
+  }
+  array.pop_back();
+  return array;
+}
+
 Answer list(const Asked& asked) {
   constexpr int mostAtOnce = 10'000;
   checkBefore(asked, RowFormat::json);
   Answer answer;
   const bool isBounded = asked.question.limit > 0 && asked.question.limit <= mostAtOnce;
-  const auto stream = streamOf(asked, RowFormat::json);
   if (!isBounded) {
-    answer.stream = [stream](const Write& write) {
-      write("{\"results\": ");
-      stream(write);
-      write("}\n");
+    answer.stream = [stream = streamOf(asked, RowFormat::json), loan = asked.loan](const Write& write) {
+      withLoan(loan, [&] {
+        write("{\"results\": ");
+        stream(write);
+        write("}\n");
+      });
     };
     return answer;
   }
-  std::string array;
-  stream([&array](const std::string& piece) { array += piece; });
-  array.pop_back();
+  const std::string array = arrayOf(asked);
   const bool isEmpty = array == "[\n]";
   answer.body = "{\"results\": " + array + (isEmpty ? remarksOn(asked, {}) : "") + "}\n";
   return answer;
@@ -313,7 +356,9 @@ Answer exported(const Asked& asked) {
   checkBefore(asked, found->format);
   Answer answer;
   answer.type = found->type;
-  answer.stream = streamOf(asked, found->format);
+  answer.stream = [stream = streamOf(asked, found->format), loan = asked.loan](const Write& write) {
+    withLoan(loan, [&] { stream(write); });
+  };
   answer.fileName =
       (asked.question.kind == RecordKind::scenario ? "scenarios" : "experiments") + std::string(found->ending);
   return answer;
@@ -327,20 +372,6 @@ struct Known {
 constexpr Known known[] = {{"names", names},     {"count", count},       {"facets/", facets},
                            {"stats", stats},     {"coverage", coverage}, {"histogram/", histogram},
                            {"compare", compare}, {"show/", show},        {"record/", record}};
-
-/// The status of what a store says.
-int statusOf(const Error& error) {
-  switch (error.kind()) {
-    case Error::Kind::query:
-    case Error::Kind::document:
-    case Error::Kind::unsupported:
-      return 400;
-    case Error::Kind::authorization:
-      return 403;
-    default:
-      return 503;
-  }
-}
 
 /// Runs what answers a request, and answers for what it throws.
 Answer answered(const std::function<Answer()>& run) {
@@ -360,17 +391,6 @@ Answer answered(const std::function<Answer()>& run) {
     return errorAnswer(503, "there is not enough memory");
   } catch (const std::exception& error) {
     return errorAnswer(400, error.what());
-  }
-}
-
-/// Drops the connection of a question that failed on the store's side, so that the next one makes it anew.
-template <class Ask>
-auto withLoan(const std::shared_ptr<Clients::Loan>& loan, const Ask& ask) {
-  try {
-    return ask();
-  } catch (const Error& error) {
-    if (statusOf(error) == 503) loan->drop();
-    throw;
   }
 }
 
@@ -422,8 +442,7 @@ Answer Api::answerKnown(const std::string& path, const Question& question,
   static_cast<void>(question.selection());  // what cannot be read needs no store
   static_cast<void>(question.range());
   const Asked asked{question, name, clients_->lend(isWanted)};
-  // Documents that cannot be read are passed over, as the commands do; `check` tells of them.
-  asked.client().setUnreadableHandler([](const ObjectProperties&, const Error&) { return true; });
+  passOverDamage(asked.client());
   return withLoan(asked.loan, [&] {
     if (path == "list") return list(asked);
     if (path == "export") return exported(asked);

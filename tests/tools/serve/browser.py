@@ -104,9 +104,11 @@ class Page:
         def is_quiet():
             return self.browser.execute_script("""
                 const asked = performance.getEntriesByType("resource").length;
-                const isSame = window.lastAsked === asked && document.querySelector(".skeleton") === null && !document.body.classList.contains("busy");
+                const shown = (id) => !document.getElementById(id).hidden;
+                const isWhole = document.querySelector(".skeleton, #plot:empty, #statistics:empty, #command:empty") === null;
+                const isSame = window.lastAsked === asked && !document.body.classList.contains("busy");
                 window.lastAsked = asked;
-                return isSame && document.getElementById("command").childElementCount + !document.getElementById("away").hidden > 0;""")
+                return isSame && (isWhole || shown("away") || shown("filter-error"));""")
         quiet = 0
         end = time.monotonic() + PATIENCE
         while quiet < 4 and time.monotonic() < end:
@@ -425,8 +427,9 @@ class Browser(unittest.TestCase):
         page.settle()
         tab_to(f"Choose {page.column('id')[0]}").send_keys(Keys.SPACE)
         page.settle()
-        tab_to(page.column("id")[0]).send_keys(Keys.ENTER)
-        page.one("dialog", f"Record {page.column('id')[0]}")
+        record = page.column("id")[0]
+        tab_to(record).send_keys(Keys.ENTER)
+        page.one("dialog", f"Record {record}")
         self.browser.switch_to.active_element.send_keys(Keys.ESCAPE)
         page.until(lambda: not page.all("dialog"), "no dialog")
 
