@@ -30,6 +30,13 @@ constexpr long long valuesForSlips = 100;
 constexpr std::size_t longestSample = 40;
 constexpr std::array absentWords = {"NA", "N/A", "n/a", "#N/A", "-", "--", "?", ".", "null", "NULL", "None"};
 
+/// Of each order of the date the formats, with or without the time of day.
+const std::vector<std::vector<std::size_t>>& orders() {
+  static const std::vector<std::vector<std::size_t>> result = {{0, 1, 2}, {3, 4, 5}, {6, 7, 8}, {9, 10, 11},
+                                                               {12, 13},  {14},      {15},      {16}};
+  return result;
+}
+
 bool isDigit(char c) {
   return c >= '0' && c <= '9';
 }
@@ -349,64 +356,55 @@ bool ColumnInference::decideNumber(const Column& column, const Forms& forms, Imp
   return true;
 }
 
-bool ColumnInference::decideTime(const Column& column, const Forms& forms, ImportPlan& plan,
-                                 InferredColumn& result) const {
-  const auto& formats = timeFormats();
-  if (column[Look::time] + column[Look::otherTime] == 0) return false;
-  // One format with or without the time of day is one order of the date.
-  constexpr std::array<std::array<std::size_t, 3>, 8> orders = {
-      {{0, 1, 2}, {3, 4, 5}, {6, 7, 8}, {9, 10, 11}, {12, 13, 13}, {14, 14, 14}, {15, 15, 15}, {16, 16, 16}}};
-  std::vector<std::string> chosen;
+long long ColumnInference::countOf(const Column& column, std::size_t order) {
+  long long count = 0;
+  for (const std::size_t format : orders()[order]) count += column.formats[format];
+  return count;
+}
+
+/// The order of the date that the texts of a column have. Where two take them all equally, another column may have
+/// decided; else `reason` says so.
+std::optional<std::size_t> ColumnInference::orderOf(const Column& column, const Forms& forms, std::string& reason) {
+  std::vector<std::size_t> fitting;
+  for (std::size_t order = 0; order < orders().size(); ++order) {
+    const long long count = countOf(column, order);
+    if (count > 0 && fits(column, column[Look::time] + count)) fitting.push_back(order);
+  }
+  if (fitting.empty()) return std::nullopt;
+  if (fitting.size() == 1) return fitting.front();
+  const long long first = countOf(column, fitting[0]);
+  const long long second = countOf(column, fitting[1]);
+  if (first != second) return fitting[first > second ? 0 : 1];
+  if (!forms.timeFormat.empty()) return fitting[forms.timeFormat == "%d" ? 0 : 1];
+  reason = "day or month first: " + sampleOf(column, Look::otherTime) + "; --time-format says which";
+  return std::nullopt;
+}
+
+bool ColumnInference::decideTime(const Column& column, const Forms& forms, ImportPlan& plan, InferredColumn& result) {
   long long values = column[Look::time];
+  std::vector<std::string> chosen;
   if (column[Look::otherTime] > 0) {
-    std::vector<std::size_t> fitting;
-    const auto countOf = [&](std::size_t order) {
-      long long count = 0;
-      for (const std::size_t format : std::set<std::size_t>(orders[order].begin(), orders[order].end()))
-        count += column.formats[format];
-      return count;
-    };
-    for (std::size_t order = 0; order < orders.size(); ++order) {
-      if (countOf(order) > 0 && fits(column, column[Look::time] + countOf(order))) fitting.push_back(order);
-    }
-    if (fitting.size() > 1) {
-      const auto more = std::max_element(fitting.begin(), fitting.end(), [&](std::size_t left, std::size_t right) {
-        return countOf(left) < countOf(right);
-      });
-      const bool isDecided = countOf(fitting[0]) != countOf(fitting[1]);
-      if (isDecided)
-        fitting = {*more};
-      else if (!forms.timeFormat.empty())
-        fitting = {forms.timeFormat == "%d" ? 0U : 1U};
-    }
-    if (fitting.size() > 1) {
-      result.reason = "day or month first: " + sampleOf(column, Look::otherTime) + "; --time-format says which";
-      return false;
-    }
-    if (fitting.empty()) return false;
-    values += countOf(fitting.front());
-    for (const std::size_t format :
-         std::set<std::size_t>(orders[fitting.front()].begin(), orders[fitting.front()].end())) {
-      if (column.formats[format] > 0) chosen.emplace_back(formats[format]);
+    const auto order = orderOf(column, forms, result.reason);
+    if (!order) return false;
+    values += countOf(column, *order);
+    for (const std::size_t format : orders()[*order]) {
+      if (column.formats[format] > 0) chosen.emplace_back(timeFormats()[format]);
     }
   } else if (!fits(column, values)) {
     return false;
   }
+  std::vector<std::string>& known = plan.timeFormats;
   for (const std::string& format : chosen) {
     // What another column has decided otherwise would be read in that way here.
-    const bool isContrary =
-        std::any_of(plan.timeFormats.begin(), plan.timeFormats.end(), [&](const std::string& other) {
-          return (other.rfind("%d/", 0) == 0 && format.rfind("%m/", 0) == 0) ||
-                 (other.rfind("%m/", 0) == 0 && format.rfind("%d/", 0) == 0);
-        });
-    if (isContrary) {
-      result.reason = "days and months stand in another order than in the column before";
-      return false;
-    }
+    const std::string contrary = format.rfind("%d/", 0) == 0 ? "%m/" : format.rfind("%m/", 0) == 0 ? "%d/" : "none";
+    const bool isContrary = std::any_of(known.begin(), known.end(),
+                                        [&](const std::string& other) { return other.rfind(contrary, 0) == 0; });
+    if (!isContrary) continue;
+    result.reason = "days and months stand in another order than in the column before";
+    return false;
   }
   for (const std::string& format : chosen) {
-    if (std::find(plan.timeFormats.begin(), plan.timeFormats.end(), format) == plan.timeFormats.end())
-      plan.timeFormats.push_back(format);
+    if (std::find(known.begin(), known.end(), format) == known.end()) known.push_back(format);
   }
   result.type = PropertyType::time;
   result.surprises = column.present - column[Look::absent] - values;

@@ -4,7 +4,7 @@
 #include <array>
 #include <cstddef>
 #include <deque>
-#include <map>
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
@@ -111,7 +111,9 @@ class DATABASE_PROVIDER_EXPORT ColumnInference {
   Forms formsOfAll() const;
   InferredColumn decide(const Column& column, const Forms& forms, ImportPlan& plan) const;
   bool decideNumber(const Column& column, const Forms& forms, ImportPlan& plan, InferredColumn& result) const;
-  bool decideTime(const Column& column, const Forms& forms, ImportPlan& plan, InferredColumn& result) const;
+  static long long countOf(const Column& column, std::size_t order);
+  static std::optional<std::size_t> orderOf(const Column& column, const Forms& forms, std::string& reason);
+  static bool decideTime(const Column& column, const Forms& forms, ImportPlan& plan, InferredColumn& result);
   static void decideText(const Column& column, const Forms& forms, InferredColumn& result);
   static void asInStore(const Column& column, const StoreColumns& inStore, InferredColumn& result);
   static std::string surprise(const Column& column, const std::set<Look>& expected);

@@ -4,8 +4,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "values/Number.h"
-#include "values/Time.h"
+#include "repository/valueText.h"
 
 namespace database_provider::importing {
 
@@ -15,19 +14,19 @@ using Kind = StoreColumn::Kind;
 using values::Cell;
 using values::Converted;
 
-std::string written(const Converted& value) {
-  struct {
-    std::string operator()(const std::string& text) const { return text; }
-    std::string operator()(bool boolean) const { return boolean ? "true" : "false"; }
-    std::string operator()(int integer) const { return std::to_string(integer); }
-    std::string operator()(std::int64_t integer) const { return std::to_string(integer); }
-    std::string operator()(double real) const { return values::formatReal(real); }
-    std::string operator()(values::Time time) const { return values::formatTime(time.milliseconds); }
-  } write;
-  return std::visit(write, value);
-}
-
 }  // namespace
+
+Value toValue(const Converted& converted) {
+  struct ToValue {
+    Value operator()(const std::string& text) const { return text; }
+    Value operator()(bool boolean) const { return boolean; }
+    Value operator()(int integer) const { return std::int32_t{integer}; }
+    Value operator()(std::int64_t integer) const { return integer; }
+    Value operator()(double real) const { return real; }
+    Value operator()(values::Time time) const { return Time{time.milliseconds}; }
+  };
+  return std::visit(ToValue(), converted);
+}
 
 StoreColumns::StoreColumns(const std::vector<NameInUse>& names) {
   std::vector<NameInUse> byCount = names;
@@ -66,7 +65,7 @@ Converted convertToOneOf(const Cell& cell, const std::vector<PropertyType>& type
   for (const PropertyType type : types) {
     try {
       Converted value = values::convert(cell, type, forms);
-      if (text == nullptr || written(value) == *text) return value;
+      if (text == nullptr || repository::valueText(toValue(value)) == *text) return value;
       if (!first) first = std::move(value);
     } catch (const values::ConversionError&) {
       continue;  // another type may take it

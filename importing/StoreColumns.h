@@ -35,6 +35,9 @@ class DATABASE_PROVIDER_EXPORT StoreColumns {
   std::map<std::string, StoreColumn, std::less<>> columns_{};
 };
 
+/// What was made of a cell, as records have it.
+DATABASE_PROVIDER_EXPORT Value toValue(const values::Converted& converted);
+
 /// The text as a description of one of the types: of that one whose values are written so, else of the first that takes
 /// it. Throws `values::ConversionError`.
 values::Converted convertToOneOf(const values::Cell& cell, const std::vector<PropertyType>& types,

@@ -34,14 +34,14 @@ std::string wholeFile(const std::string& path) {
   return result;
 }
 
-JsonDocumentRows::JsonDocumentRows(const std::string& path, std::string rowsKey)
-    : ToolRows(path, false), rows_(std::make_unique<JsonArrayReader>(std::make_unique<InputFile>(path), rowsKey)) {
+JsonDocumentRows::JsonDocumentRows(const std::string& path, std::string rowsKey) : ToolRows(path, false) {
   InputFile file(path);
   try {
     common_ = ObjectProperties::fromJson(JsonScanner(file).membersBut(rowsKey));
   } catch (const database_client::Error& error) {
     throw ImportError(path + ": what stands beside \"" + rowsKey + "\" cannot be read: " + error.what());
   }
+  rows_ = std::make_unique<JsonArrayReader>(std::make_unique<InputFile>(path), std::move(rowsKey));
 }
 
 bool JsonDocumentRows::fill(Row& row) {

@@ -103,7 +103,7 @@ class Unzstd {
     if (!stream_) throw std::bad_alloc();
   }
 
-  std::size_t read(char* bytes, std::size_t size) {
+  std::size_t read(char* bytes, std::size_t size) {  // NOLINT(readability-non-const-parameter): zstd writes there
     ZSTD_outBuffer out{bytes, size, 0};
     while (out.pos == 0) {
       // What is left in the stream comes out without input, too.

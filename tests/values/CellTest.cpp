@@ -7,7 +7,8 @@
 #include "values/Number.h"
 #include "values/Time.h"
 
-using namespace database_provider::values;
+namespace database_provider::values {
+
 using database_client::PropertyType;
 
 namespace {
@@ -124,3 +125,5 @@ TEST(Convert, NothingAndAnEmptyTextAreAbsent) {
 TEST(Convert, AMessageShowsNoMoreThanAPieceOfALongText) {
   EXPECT_LT(converted(text(std::string(100'000, 'x')), "int").size(), 200U);
 }
+
+}  // namespace database_provider::values

@@ -3,8 +3,7 @@
 
 #include "values/Nearest.h"
 
-using namespace database_provider::values;
-
+namespace database_provider::values {
 namespace {
 
 const std::vector<std::string> names{"site", "variety", "yield", "import", "import-sumo"};
@@ -37,3 +36,5 @@ TEST(Nearest, ASuggestionStandsInAMessage) {
   EXPECT_EQ(suggestion("sit", names), " (did you mean \"site\"?)");
   EXPECT_EQ(suggestion("frobnicate", names), "");
 }
+
+}  // namespace database_provider::values

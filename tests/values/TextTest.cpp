@@ -5,8 +5,7 @@
 
 #include "values/Text.h"
 
-using namespace database_provider::values;
-
+namespace database_provider::values {
 namespace {
 
 class Text : public ::testing::Test {
@@ -89,3 +88,5 @@ TEST_F(Text, LetterCaseAndBlanksCanBeLeftOut) {
   EXPECT_EQ(withoutCaseAndBlanks("A\xff\u20ac"), "a\xff\u20ac");
   EXPECT_EQ(withoutCaseAndBlanks(""), "");
 }
+
+}  // namespace database_provider::values

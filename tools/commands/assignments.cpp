@@ -5,6 +5,7 @@
 #include <array>
 #include <set>
 
+#include "importing/StoreColumns.h"
 #include "tools/commands/changes.h"
 #include "tools/core/NameColumns.h"
 #include "tools/input/Columns.h"
@@ -97,18 +98,6 @@ std::optional<PropertyType> typeInStore(const Records* records, const std::strin
   return std::nullopt;
 }
 
-Value toValue(const values::Converted& converted) {
-  struct ToValue {
-    Value operator()(const std::string& text) const { return text; }
-    Value operator()(bool boolean) const { return boolean; }
-    Value operator()(int integer) const { return std::int32_t{integer}; }
-    Value operator()(std::int64_t integer) const { return integer; }
-    Value operator()(double real) const { return real; }
-    Value operator()(values::Time time) const { return Time{time.milliseconds}; }
-  };
-  return std::visit(ToValue(), converted);
-}
-
 void addFormula(Changes& changes, const Assignments::Description& description) {
   try {
     changes.compute(description.name, description.text, description.type.value_or(PropertyType::undefined));
@@ -187,7 +176,7 @@ Value valueOf(const Assignments::Description& description, const Records* record
     return Time{*time};
   }
   try {
-    return toValue(values::convert({description.text}, type));
+    return importing::toValue(values::convert({description.text}, type));
   } catch (const values::ConversionError& error) {
     throw UsageError(option + error.what() + hint);
   }

@@ -7,9 +7,7 @@
 #include "tools/input/Columns.h"
 #include "tools/values/Errors.h"
 
-using namespace database_provider;
-using namespace database_provider::recordctl;
-
+namespace database_provider::recordctl {
 namespace {
 
 /// The columns of one option each, or what is wrong.
@@ -73,3 +71,5 @@ TEST(Columns, EveryColumnIsNamedOnce) {
   EXPECT_EQ(importing::columnNames(parseColumns({"a,b"}, {"b:int,c:int"}, {"xml::a", "xml::d"})),
             (std::vector<std::string>{"a", "b", "c", "d"}));
 }
+
+}  // namespace database_provider::recordctl

@@ -4,8 +4,7 @@
 #include "tools/input/InputSource.h"
 #include "tools/values/Errors.h"
 
-using namespace database_provider;
-using namespace database_provider::recordctl;
+namespace database_provider::recordctl {
 
 TEST(InputSource, TheEndingTellsTheFormatUnlessOneIsNamed) {
   EXPECT_EQ(rowFormat("", "plots.json"), RowFormat::json);
@@ -21,3 +20,5 @@ TEST(InputSource, StandardInputAndDevicesAreReadOnlyOnce) {
   EXPECT_FALSE((InputSource{"/etc/passwd", RowFormat::csv}.canBeReadOnlyOnce()));
   EXPECT_FALSE((InputSource{"/", RowFormat::csv}.canBeReadOnlyOnce()));
 }
+
+}  // namespace database_provider::recordctl

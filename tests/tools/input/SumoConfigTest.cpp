@@ -1,18 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <stdexcept>
 #include <string>
 
 #include "tests/support/TemporaryFile.h"
+#include "tests/support/TemporaryFolder.h"
 #include "tools/input/SumoConfig.h"
 #include "tools/values/Errors.h"
 #include "values/Number.h"
 
-using namespace database_provider::recordctl;
+namespace database_provider::recordctl {
+
 using database_provider::values::formatReal;
 
 namespace {
@@ -44,16 +44,6 @@ namespace fs = std::filesystem;
 /// A folder of configurations for the length of a test.
 class SumoFolder : public ::testing::Test {
  protected:
-  SumoFolder() {
-    std::string name = (fs::temp_directory_path() / "sumo_folder_XXXXXX").string();
-    if (::mkdtemp(name.data()) == nullptr) throw std::runtime_error("no temporary folder");
-    folder_ = name;
-  }
-  ~SumoFolder() override {
-    std::error_code ignored;
-    fs::remove_all(folder_, ignored);
-  }
-
   fs::path add(const std::string& name) const {
     const fs::path file = folder_ / name;
     fs::create_directories(file.parent_path());
@@ -72,7 +62,8 @@ class SumoFolder : public ::testing::Test {
     return result;
   }
 
-  fs::path folder_;
+  const database_test::TemporaryFolder temporary_{};
+  const fs::path folder_ = temporary_.path();
 };
 
 }  // namespace
@@ -153,3 +144,5 @@ TEST(SumoConfig, OtherFilesAreRefused) {
 TEST(SumoConfig, AFolderThatIsNotThereIsNamed) {
   EXPECT_THROW(forEachSumoConfig("/nowhere", {}), UsageError);
 }
+
+}  // namespace database_provider::recordctl
