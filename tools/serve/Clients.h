@@ -17,6 +17,7 @@ namespace database_provider::recordctl {
 class Clients {
  public:
   Clients(std::string store, OpenOptions login) : store_(std::move(store)), login_(std::move(login)) {}
+  ~Clients() = default;
   Clients(const Clients&) = delete;
   Clients& operator=(const Clients&) = delete;
 

@@ -40,7 +40,7 @@ class Connections {
   void work();
   void wake() const;
   /// Takes what has come in; whether the connection goes on waiting.
-  bool receive(Socket& connection);
+  static bool receive(Socket& connection);
 
   Serve serve_;
   std::mutex mutex_{};

@@ -5,6 +5,7 @@
 #include <openssl/crypto.h>
 #include <openssl/rand.h>
 
+#include <algorithm>
 #include <array>
 #include <string_view>
 #include <thread>
@@ -240,10 +241,9 @@ class Server::Http : private httplib::Server {
 
   bool isLoopbackHost(const std::string& host) const {
     const std::string port = ":" + std::to_string(port_);
-    for (const char* name : {"127.0.0.1", "localhost", "[::1]"}) {
-      if (host == name + port || (port_ == 80 && host == name)) return true;
-    }
-    return false;
+    constexpr std::array<const char*, 3> names = {"127.0.0.1", "localhost", "[::1]"};
+    return std::any_of(names.begin(), names.end(),
+                       [&](const char* name) { return host == name + port || (port_ == 80 && host == name); });
   }
 
   /// Why a request is not let in; empty where it is. Sets the cookie for a token that came in the address.
@@ -313,10 +313,10 @@ class Server::Http : private httplib::Server {
 
   /// Questions that are too long for an address come with POST, too.
   static bool isPostable(const std::string& path, httplib::Response& response) {
-    for (const char* known : {"/api/set", "/api/count", "/api/list", "/api/stats", "/api/coverage", "/api/compare",
-                              "/api/conditions", "/api/facets", "/api/histogram", "/api/export"}) {
-      if (path == known) return true;
-    }
+    constexpr std::array<const char*, 10> known = {"/api/set",       "/api/count",   "/api/list",       "/api/stats",
+                                                   "/api/coverage",  "/api/compare", "/api/conditions", "/api/facets",
+                                                   "/api/histogram", "/api/export"};
+    if (std::any_of(known.begin(), known.end(), [&path](const char* one) { return path == one; })) return true;
     refuse(404, "nothing is sent there", response);
     return false;
   }
