@@ -55,7 +55,7 @@ long Socket::read(char* bytes, std::size_t size) {
   return static_cast<long>(count);
 }
 
-long Socket::write(const char* bytes, std::size_t size, bool (*isWanted)()) {
+long Socket::write(const char* bytes, std::size_t size, bool (*isWanted)()) const {
   std::size_t written = 0;
   auto last = Clock::now();
   while (written < size) {

@@ -31,7 +31,7 @@ class Socket {
   /// Reads up to `size` bytes, waiting until the deadline; 0 at the end and behind it, -1 on failure.
   long read(char* bytes, std::size_t size);
   /// Writes all, as long as the other side takes some of it every few seconds and `isWanted` holds; -1 else.
-  long write(const char* bytes, std::size_t size, bool (*isWanted)());
+  long write(const char* bytes, std::size_t size, bool (*isWanted)()) const;
   /// Whether the other side is still there.
   bool isOpen() const;
 
