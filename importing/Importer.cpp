@@ -74,7 +74,7 @@ std::string Importer::idOf(const Row& row) const {
   if (!row.cells.empty() || row.parsed.type("id") == PropertyType::undefined ||
       row.parsed.type("id") == PropertyType::null)
     return "";
-  const std::string id = row.parsed.valueAsId("id", "");
+  std::string id = row.parsed.valueAsId("id", "");
   if (id.empty() && row.parsed.type("id") != PropertyType::string) throw RowError("id", "expected a text");
   return id;
 }

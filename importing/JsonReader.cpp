@@ -129,7 +129,7 @@ std::string withNonFinite(const std::string& json) {
     const std::string_view word = next.substr(0, next.find_first_not_of("-NaInfity"));
     if (word == "NaN" || word == "Infinity" || word == "-Infinity") {
       isAnyFound = true;
-      result.append("{\"$numberDouble\": \"").append(word).append("\"}");
+      result.append(R"({"$numberDouble": ")").append(word).append(R"("})");
       i += word.size() - 1;
     } else {
       result += json[i];

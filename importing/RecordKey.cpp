@@ -140,6 +140,7 @@ Selection RecordKey::selectAny(const std::vector<const Values*>& keys) const {
     for (const Values* key : keys) different.emplace(textOfValue(*(*key)[i]), &*(*key)[i]);
     if (fields_[i].kind == Kind::id) {
       std::vector<std::string> ids;
+      ids.reserve(different.size());
       for (const auto& entry : different) ids.push_back(std::get<std::string>(*entry.second));
       result = result && Selection::ofIds(ids);
       continue;

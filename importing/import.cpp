@@ -42,28 +42,28 @@ InferredPlan inferPlan(RowReader& rows, const ImportPlan& given) {
   return inference.result();
 }
 
-ImportResult Records::importFrom(RowReader& reader, const ImportPlan& plan, const ImportObserver& observer) const {
+ImportResult Records::importFrom(RowReader& rows, const ImportPlan& plan, const ImportObserver& observer) const {
   std::vector<BadRow> kept;
   std::optional<database_client::Transaction> transaction;
   if (plan.allOrNothing) transaction.emplace(*store_);
   Importer importer(*this, plan, tellOrKeep(observer, kept), {plan.allOrNothing, false});
-  std::uint64_t rows = 0;
+  std::uint64_t count = 0;
   const auto advance = [&] {
-    if (!observer.progress || observer.progress({reader.position(), reader.size(), rows})) return;
+    if (!observer.progress || observer.progress({rows.position(), rows.size(), count})) return;
     throw Error(Error::Kind::cancelled, "the import was given up; " + (transaction ? std::string("nothing was written")
                                                                                    : written(importer.result())));
   };
   Row row;
-  if (importer.wantsKeys() && !reader.hasRecords() && reader.rewind()) {
-    while (reader.next(row)) {
-      importer.noteKey(row, reader.name());
+  if (importer.wantsKeys() && !rows.hasRecords() && rows.rewind()) {
+    while (rows.next(row)) {
+      importer.noteKey(row, rows.name());
       advance();
     }
-    reader.rewind();
+    rows.rewind();
   }
-  while (reader.next(row)) {
-    importer.add(row, reader.name(), reader.hasRecords());
-    ++rows;
+  while (rows.next(row)) {
+    importer.add(row, rows.name(), rows.hasRecords());
+    ++count;
     advance();
   }
   importer.finish();

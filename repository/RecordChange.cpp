@@ -96,7 +96,7 @@ std::optional<Value> RecordChange::computed(const Step& step, const ObjectProper
   }
   if (type == PropertyType::real) return *result;
   // A zero has no sign among integers: that of -n is one like any other.
-  const std::optional<Value> integer = converted(*result == 0 ? 0.0 : *result, type);
+  std::optional<Value> integer = converted(*result == 0 ? 0.0 : *result, type);
   if (integer) return integer;
   if (step.type == PropertyType::undefined) return *result;
   throw Error(Error::Kind::document,

@@ -199,6 +199,7 @@ void completeChanges(Changes& changes, const Assignments& assignments, const std
     if (!description.isFormula) changes.description(description.name, valueOf(description, &records));
   }
   std::vector<Name> names;
+  names.reserve(unset.size());
   for (const std::string& text : unset) names.push_back(parseName(text, "--unset"));
   refuseUnknownNames(records, names, changes);
 }

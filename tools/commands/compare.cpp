@@ -130,10 +130,7 @@ void write(const std::vector<ComparisonRow>& rows, const std::vector<std::string
     writeMarkdownLine(std::vector<std::string>(names.size(), "---"));
     for (const ComparisonRow& row : rows) writeMarkdownLine(textsOf(cellsOf(row)));
   } else {
-    std::vector<Table::Column> columns;
-    columns.reserve(names.size());
-    for (const std::string& name : names) columns.push_back({name});
-    Table table(std::cout, outputLayout(), std::move(columns));
+    Table table(std::cout, outputLayout(), Table::columnsOf(names));
     for (const ComparisonRow& row : rows) table.add(cellsOf(row));
     table.finish();
   }

@@ -37,12 +37,10 @@ Table::Row toRow(const Figures& figures, bool withMedian) {
 }
 
 void writeTable(const std::vector<Figures>& all, const std::vector<std::string>& by, bool withMedian) {
-  std::vector<Table::Column> columns;
-  columns.reserve(by.size() + 8);
-  for (const std::string& name : by) columns.push_back({name});
-  for (const char* heading : {"name", "count", "missing", "min", "mean", "std", "max"}) columns.push_back({heading});
-  if (withMedian) columns.push_back({"median"});
-  Table table(std::cout, outputLayout(), std::move(columns));
+  std::vector<std::string> headings = by;
+  for (const char* figure : {"name", "count", "missing", "min", "mean", "std", "max"}) headings.emplace_back(figure);
+  if (withMedian) headings.emplace_back("median");
+  Table table(std::cout, outputLayout(), Table::columnsOf(headings));
   for (const Figures& figures : all) table.add(toRow(figures, withMedian));
   table.finish();
 }

@@ -98,7 +98,7 @@ std::string inFilter(const std::string& name) {
 std::vector<std::string> filters(const std::string& typed, const StoreWords& store) {
   const std::size_t blank = typed.find_last_of(" (");
   const std::size_t begin = blank == std::string::npos ? 0 : blank + 1;
-  const std::size_t sign = typed.find_first_of("=", begin);
+  const std::size_t sign = typed.find('=', begin);
   std::vector<std::string> result;
   if (sign == std::string::npos) {
     for (const std::string& name : store.names()) result.push_back(typed.substr(0, begin) + inFilter(name));
@@ -114,7 +114,7 @@ std::vector<std::string> valuesOf(CLI::Option& option, const std::string& typed,
   constexpr std::array<std::string_view, 7> ofNames = {"--columns", "--sort", "--by", "--unset",
                                                        "--key",     "NAME",   "NAMES"};
   constexpr std::array<std::string_view, 4> ofOneName = {"OLD", "A", "B", "--scenarios"};
-  const std::vector<std::string> choices = choicesOf(option);
+  std::vector<std::string> choices = choicesOf(option);
   if (!choices.empty()) return choices;
   const std::string name = option.get_name();
   if (name == "--store" || name == "FROM" || name == "TO") return store.stores();
@@ -174,10 +174,9 @@ std::vector<std::string> completions(CLI::App& app, const TypedLine& line, const
   if (place.option != nullptr) {
     result = valuesOf(*place.option, typed, store);
   } else if (beginsWith(typed, "--") && sign != std::string::npos) {
-    const std::string name = typed.substr(0, sign);
-    if (CLI::Option* option = optionNamed(place.command, name)) {
-      for (const std::string& value : valuesOf(*option, typed.substr(sign + 1), store))
-        result.push_back(name + "=" + value);
+    if (CLI::Option* option = optionNamed(place.command, typed.substr(0, sign))) {
+      result = valuesOf(*option, typed.substr(sign + 1), store);
+      for (std::string& value : result) value.insert(0, typed, 0, sign + 1);
     }
   } else if (beginsWith(typed, "-")) {
     for (const CLI::App* at = place.command; at != nullptr; at = at->get_parent()) {

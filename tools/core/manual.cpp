@@ -101,7 +101,7 @@ constexpr const char* environment =
 void writeManual(const CLI::App& app, const std::string& version, std::ostream& out) {
   std::string title = app.get_name();
   std::transform(title.begin(), title.end(), title.begin(), [](unsigned char c) { return std::toupper(c); });
-  out << ".TH " << title << " 1 \"\" \"" << escaped(app.get_name() + " " + version) << "\" \"User Commands\"\n"
+  out << ".TH " << title << R"( 1 "" ")" << escaped(app.get_name() + " " + version) << "\" \"User Commands\"\n"
       << ".SH NAME\n"
       << escaped(app.get_name()) << " \\- " << escaped(app.get_description()) << "\n.SH SYNOPSIS\n"
       << bold(app.get_name()) << " [" << bold("--store") << ' ' << italic("ADDRESS") << "] [" << italic("OPTION")

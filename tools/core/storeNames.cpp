@@ -87,6 +87,7 @@ std::vector<std::string> storeNames() {
   std::vector<NamedStore> stores;
   readStores(pathOfNames(), stores);
   std::vector<std::string> result;
+  result.reserve(stores.size());
   for (const NamedStore& one : stores) result.push_back("@" + one.name);
   std::sort(result.begin(), result.end());
   result.erase(std::unique(result.begin(), result.end()), result.end());

@@ -57,7 +57,7 @@ struct Put {
     *target = static_cast<int>(*number);
   }
   void operator()(bool* target) const {
-    if (text != "" && text != "true" && text != "1" && text != "false" && text != "0")
+    if (!text.empty() && text != "true" && text != "1" && text != "false" && text != "0")
       throw BadQuestion(name + ": expected true or false, found " + inQuotes(text));
     *target = text != "false" && text != "0";
   }
@@ -77,6 +77,7 @@ std::string decoded(std::string_view text) {
 
 [[noreturn]] void refuseName(const std::string& name, const std::map<std::string, Target, std::less<>>& targets) {
   std::vector<std::string> known;
+  known.reserve(targets.size());
   for (const auto& target : targets) known.push_back(target.first);
   throw BadQuestion("unknown parameter " + inQuotes(name) + values::suggestion(name.substr(0, 100), known));
 }

@@ -117,6 +117,13 @@ void Table::writeHeadings() {
   if (layout_.hasColours) out_ << "\x1b[0m" << std::flush;
 }
 
+std::vector<Table::Column> Table::columnsOf(const std::vector<std::string>& headings) {
+  std::vector<Column> result;
+  result.reserve(headings.size());
+  for (const std::string& heading : headings) result.push_back({heading});
+  return result;
+}
+
 void Table::write(const Row& row) {
   std::string line;
   for (std::size_t i = 0; i < widths_.size(); ++i) {

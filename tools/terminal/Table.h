@@ -25,6 +25,9 @@ class Table {
   };
   using Row = std::vector<Cell>;
 
+  /// Columns of these headings, none of them whole.
+  static std::vector<Column> columnsOf(const std::vector<std::string>& headings);
+
   Table(std::ostream& out, Layout layout, std::vector<Column> columns);
 
   /// A row has a cell for each column.
