@@ -206,4 +206,13 @@ TEST(NewRecordTest, BeginsItsDocumentWithTheIdThatItIsToHave) {
 
 }  // namespace
 
+TEST(RecordTest, TypesHaveTheNamesThatPlansUse) {
+  EXPECT_EQ(typeName(PropertyType::string), "string");
+  EXPECT_EQ(typeName(PropertyType::int64), "long");
+  EXPECT_EQ(typeName(PropertyType::group), "type " + std::to_string(static_cast<int>(PropertyType::group)));
+  EXPECT_EQ(typeName(Value(48.5)), "double");
+  EXPECT_EQ(typeName(Value(Time{0})), "time");
+  EXPECT_EQ(typeName(Value(true)), "bool");
+}
+
 }  // namespace database_provider
