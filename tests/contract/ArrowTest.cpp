@@ -141,23 +141,27 @@ TEST_P(ArrowContract, AnEmptyTableHasColumns) {
 }
 
 TEST_P(ArrowContract, ManyRecordsComeInBatches) {
+  // More than a batch of 8192 only where that does not take half a minute; a page by ids is a thousand.
+  const bool isQuick = client.keepsInsertionOrder();
+  const int count = isQuick ? 10'000 : 1'200;
   std::vector<NewRecord> many;
-  for (int i = 0; i < 10'000; ++i) many.push_back(NewRecord().description("n", i));
+  for (int i = 0; i < count; ++i) many.push_back(NewRecord().description("n", i));
   plots.insertMany(many);
   int batches = 0;
   const std::string inStoreOrder = drain(open({"n"}), &batches);
-  EXPECT_EQ(std::count(inStoreOrder.begin(), inStoreOrder.end(), '\n'), 10'001);
-  EXPECT_EQ(batches, 2);
+  EXPECT_EQ(std::count(inStoreOrder.begin(), inStoreOrder.end(), '\n'), count + 1);
+  EXPECT_EQ(batches, isQuick ? 2 : 1);
   FindOptions last = sortedBy("n:desc");
-  last.limit = 1500;
+  last.limit = 1100;
   const std::string descending = drain(open({"n"}, {}, last));
-  EXPECT_EQ(descending.substr(0, 20), "n(i) \n9999i \n9998i \n");
-  EXPECT_EQ(std::count(descending.begin(), descending.end(), '\n'), 1501);
+  const std::string begin = "n(i) \n" + std::to_string(count - 1) + "i \n" + std::to_string(count - 2) + "i \n";
+  EXPECT_EQ(descending.substr(0, begin.size()), begin);
+  EXPECT_EQ(std::count(descending.begin(), descending.end(), '\n'), 1101);
   FindOptions some;
-  some.limit = 9000;
+  some.limit = count - 1000;
   some.skip = 900;
   const std::string limited = drain(open({"n"}, {}, some));
-  EXPECT_EQ(std::count(limited.begin(), limited.end(), '\n'), 9001);
+  EXPECT_EQ(std::count(limited.begin(), limited.end(), '\n'), count - 999);
 }
 
 TEST_P(ArrowContract, WhatIsMovedOutIsReleasedByItself) {

@@ -155,7 +155,7 @@ TEST_P(RecordsContract, BatchesLeaveNothingOutWhateverOrderTheIdsHave) {
 }
 
 TEST_P(RecordsContract, ASortOfManyRecordsIsGoneThroughInItsOrder) {
-  constexpr int count = 2500;
+  constexpr int count = 1500;
   std::vector<NewRecord> many;
   for (int i = 0; i < count; ++i) many.push_back(NewRecord().description("n", i));
   const std::vector<std::string> ids = plots.insertMany(many);
