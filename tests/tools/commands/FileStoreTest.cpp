@@ -231,7 +231,7 @@ TEST_F(Recordctl, ASignalThatWasIgnoredBeforeStaysIgnored) {
   run({"import", "/proc/self/status", "--format", "csv"});  // what the process says of itself becomes records
   ASSERT_EQ(::sigaction(SIGTERM, &before, nullptr), 0);
   const std::string status = output({"export"});
-  const std::string label = "SigIgn:\\t";
+  const std::string label = R"("SigIgn:", "recordctl": ")";
   const std::size_t place = status.find(label);
   ASSERT_NE(place, std::string::npos) << status;
   const auto signals = std::stoull(status.substr(place + label.size(), 16), nullptr, 16);

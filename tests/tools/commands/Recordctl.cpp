@@ -72,7 +72,7 @@ std::vector<std::string> Recordctl::environmentOfRun() const {
     const std::string text = *entry;
     const std::string name = text.substr(0, text.find('='));
     const bool isOurs = name.compare(0, 10, "RECORDCTL_") == 0 || name == "COLUMNS" || name == "NO_COLOR";
-    if (!isOurs) result.push_back(text);
+    if (!isOurs && environment.count(name) == 0) result.push_back(text);
   }
   auto added = environment;
   added.emplace("RECORDCTL_STORE", "file:" + path("store.db"));
