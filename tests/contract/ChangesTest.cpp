@@ -12,6 +12,7 @@
 #include "database_provider/records.h"
 #include "repository/DocumentRewriter.h"
 #include "tests/contract/Contract.h"
+#include "tests/contract/elections.h"
 
 namespace database_test {
 
@@ -29,6 +30,7 @@ class RewritingContract : public StoreContract {
  protected:
   void SetUp() override {
     StoreContract::SetUp();
+    if (!IsSkipped() && electsPrimaries(GetParam())) GTEST_SKIP() << electionsEndCountedWrites;
     if (!IsSkipped() && !client.keepsInsertionOrder()) connect(other_);
   }
 
@@ -212,6 +214,11 @@ class Interrupted : public database_client::DataBaseClient {
 /// Many records that are changed.
 class ChangesContract : public StoreContract {
  protected:
+  void SetUp() override {
+    StoreContract::SetUp();
+    if (!IsSkipped() && electsPrimaries(GetParam())) GTEST_SKIP() << electionsEndCountedWrites;
+  }
+
   /// Two plots; the second has a value more.
   void givenPlots() {
     ids = plots.insertMany({NewRecord().category("site", "Waseca").description("yield", 48.5).description("year", 1931),

@@ -6,6 +6,7 @@
 #include "database_provider/import.h"
 #include "database_provider/records.h"
 #include "tests/contract/Contract.h"
+#include "tests/contract/elections.h"
 #include "tests/support/TemporaryFile.h"
 
 namespace database_test {
@@ -18,6 +19,11 @@ namespace {
 /// Rows become records, on every engine.
 class ImportContract : public StoreContract {
  protected:
+  void SetUp() override {
+    StoreContract::SetUp();
+    if (!IsSkipped() && electsPrimaries(GetParam())) GTEST_SKIP() << electionsEndCountedWrites;
+  }
+
   /// A row for each text, in JSON with single quotes.
   static std::unique_ptr<RowReader> rows(const std::vector<std::string>& texts, bool canBeReadTwice = true) {
     const auto at = std::make_shared<std::size_t>(0);
